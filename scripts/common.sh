@@ -1,0 +1,94 @@
+# Shared by the commands; sourced, not run. Leaves the caller in the project's folder.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+jobs="$(nproc)"
+
+say() { printf '== %s\n' "$*"; }
+
+fail() {
+    printf 'run: %s\n' "$*" >&2
+    exit 1
+}
+
+# Prints the comment block below the first line of the script that calls it, as its help.
+print_help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$1"; }
+
+# What it takes to configure the project, and so what every command that builds needs.
+build_packages=(
+    g++ cmake ninja-build ccache
+    pkgconf libdbus-1-dev gettext locales
+    libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon
+    python3 binutils
+)
+bench_packages=(
+    libbenchmark-dev
+    libboost-dev libjack-jackd2-dev portaudio19-dev
+)
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        if [[ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" != installed ]]; then
+            echo "$package"
+        fi
+    done
+}
+
+# Installs those of the named Debian packages that are missing; asks nothing and touches nothing when none is.
+need_packages() {
+    if ! command -v dpkg-query >/dev/null; then
+        say "Not a Debian system: taking for granted what these packages hold: $*"
+        return
+    fi
+    local missing
+    mapfile -t missing < <(missing_packages "$@")
+    ((${#missing[@]})) || return 0
+
+    local as_root=()
+    if ((EUID != 0)); then
+        if ! command -v sudo >/dev/null || { [[ ! -t 0 ]] && ! sudo -n true 2>/dev/null; }; then
+            fail "these Debian packages are missing and only root can install them: apt-get install ${missing[*]}"
+        fi
+        as_root=(sudo)
+    fi
+    say "Installing what is missing to build and check: ${missing[*]}"
+    "${as_root[@]}" apt-get -qq update
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-recommends -y "${missing[@]}"
+}
+
+# configure PRESET: writes build/PRESET unless that is there already; ninja itself notices later changes to CMake files.
+configure() {
+    local preset="$1" launcher=()
+    if command -v ccache >/dev/null; then
+        launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    fi
+    if [[ ! -f "build/$preset/build.ninja" || CMakePresets.json -nt "build/$preset/build.ninja" ]]; then
+        say "Configuring build/$preset"
+        cmake --preset "$preset" "${launcher[@]}"
+    fi
+}
+
+# build PRESET [TARGET]...
+build() {
+    local preset="$1"
+    shift
+    configure "$preset"
+    say "Building build/$preset"
+    cmake --build "build/$preset" --parallel "$jobs" ${@:+--target "$@"}
+}
+
+# run_tests PRESET [CTEST ARGUMENTS]...: fails if a test fails, and says at the end which ones showed nothing.
+run_tests() {
+    local preset="$1" results status=0
+    shift
+    results="$PWD/build/$preset/tests.xml"
+    rm -f "$results"
+    # ctest's closing line counts tests that did not run as passed; the summary below takes its place.
+    "${test_launcher[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error --parallel "$jobs" \
+        --output-junit "$results" "$@" | sed -u '/tests passed, .* tests failed out of/d' || status=$?
+    [[ -f "$results" ]] || fail "the tests of build/$preset did not run"
+    python3 scripts/summarise_tests.py "$results" || status=$?
+    return "$status"
+}
+test_launcher=()

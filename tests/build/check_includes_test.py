@@ -1,0 +1,92 @@
+"""The include-direction check accepts what points downwards and names every line that does not."""
+
+import tempfile
+import unittest
+from pathlib import Path
+
+import check_includes
+
+# One file a layer, from top to bottom; each includes the one below as its layer may.
+CLEAN = {
+    "examples/play.cpp": "#include <BRAQAudio/BRAQAudio.h>\n#include <string>\n",
+    "include/BRAQAudio/BRAQAudio.h": '#include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"\n',
+    "include/BRAQAudio/BRAQExtendedAudioFilePlayer.h": '#include "BRAQAudio/BRAQAudioGraph.h"\n',
+    "include/BRAQAudio/BRAQAudioGraph.h": '#include "BRAQAudio/BRAQAudioFileStreamer.h"\n',
+    "include/BRAQAudio/BRAQAudioFileStreamer.h": '#include "BRAQAudio/BRAQAudioDevice.h"\n',
+    "src/BRAQAudioFileStreamer_Queue.cpp": '#include "BRAQAudio/BRAQAudioFileStreamer.h"\n',
+    "include/BRAQAudio/BRAQAudioDevice.h": '#include "BRAQAudio/BRAQAudioBuffer.h"\n',
+    "include/BRAQAudio/BRAQAudioBuffer.h": '#include "BRAQAudio/core/BGuard.h"\n',
+    "include/BRAQAudio/core/BGuard.h": '#include "BRAQAudio/errors/Check.h"\n#include <atomic>\n',
+    "core/BGuard.cpp": '#include "core/BRecord.h"\n#include "BRecord.h"\n',
+    "core/BRecord.h": "",
+    "include/BRAQAudio/errors/Check.h": '#include "BRAQAudio/platform/foundation.h"\n',
+    "platform/include/BRAQAudio/platform/foundation.h": '#include "BRAQAudio/platform/types.h"\n',
+    "platform/include/BRAQAudio/platform/types.h": "",
+    "platform/foundation/Text.cpp": '#include "platform/foundation/Text.h"\n#include <dbus/dbus.h>\n',
+    "platform/foundation/Text.h": '#include "BRAQAudio/platform/types.h"\n',
+    "tests/core/BGuardTests.cpp": '#include "platform/foundation/Text.h"\n',
+}
+
+# What must be found: a line put in front of a file of the tree above, and a part of the message.
+VIOLATIONS = [
+    ("examples/play.cpp", '#include "BRAQAudio/BRAQAudioBuffer.h"', "programs may not include"),
+    ("examples/play.cpp", "#include <BRAQAudio/platform/types.h>", "programs may not include"),
+    ("include/BRAQAudio/BRAQAudioGraph.h", '#include "BRAQAudio/BRAQAudio.h"', "units may not include"),
+    ("include/BRAQAudio/BRAQAudioGraph.h", '#include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"', "of transport"),
+    ("src/BRAQAudioFileStreamer_Queue.cpp", '#include "BRAQAudio/BRAQAudioGraph.h"', "files may not include"),
+    ("include/BRAQAudio/BRAQAudioDevice.h", "#include <BRAQAudio/BRAQAudioFileStreamer.h>", "devices may not include"),
+    ("include/BRAQAudio/BRAQAudioBuffer.h", '  #  include "BRAQAudioDevice.h"', "buffers may not include"),
+    ("core/BGuard.cpp", '#include "BRAQAudio/BRAQAudioBuffer.h"', "core may not include"),
+    ("core/BGuard.cpp", '#include "platform/foundation/Text.h"', "core may not include"),
+    ("core/BGuard.cpp", '#include "../platform/foundation/Text.h"', "core may not include"),
+    ("core/BGuard.cpp", "#include <dbus/dbus.h>", "the standard library and threads only"),
+    ("core/BGuard.cpp", '#include "core/Missing.h"', "no file of the project"),
+    ("include/BRAQAudio/errors/Check.h", '#include "BRAQAudio/core/BGuard.h"', "errors may not include"),
+    ("platform/foundation/Text.cpp", '#include "BRAQAudio/core/BGuard.h"', "platform may not include"),
+    ("platform/foundation/Text.cpp", '#include "core/BRecord.h"', "platform may not include"),
+    ("platform/include/BRAQAudio/platform/types.h", '#include "platform/foundation/Text.h"',
+     "platform interface may not include"),
+    ("platform/include/BRAQAudio/platform/types.h", '#include "BRAQAudio/errors/Check.h"',
+     "platform interface may not include"),
+]
+
+UNPLACED = ["src/BRAQAudioSomething.cpp", "include/BRAQAudio/Other.h", "platform/stray.cpp", "helpers/New.h"]
+
+
+class CheckIncludes(unittest.TestCase):
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.project = Path(folder.name)
+        for path, text in CLEAN.items():
+            self.write(path, text)
+
+    def write(self, path, text):
+        (self.project / path).parent.mkdir(parents=True, exist_ok=True)
+        (self.project / path).write_text(text, encoding="utf-8")
+
+    def test_accepts_includes_that_point_downwards(self):
+        self.assertEqual(check_includes.check(self.project), ([], len(CLEAN) - 1))
+
+    def test_names_the_line_of_each_violation(self):
+        for path, line, message in VIOLATIONS:
+            with self.subTest(path=path, line=line):
+                self.write(path, f"\n{line}\n{CLEAN[path]}")
+                problems, _ = check_includes.check(self.project)
+                self.assertEqual(len(problems), 1, problems)
+                self.assertTrue(problems[0].startswith(f"{path}:2: "), problems)
+                self.assertIn(message, problems[0])
+                self.write(path, CLEAN[path])
+
+    def test_refuses_a_file_that_fits_no_layer(self):
+        for path in UNPLACED:
+            with self.subTest(path=path):
+                self.write(path, "")
+                problems, _ = check_includes.check(self.project)
+                self.assertEqual(len(problems), 1, problems)
+                self.assertIn(f"{path}: fits no layer", problems[0])
+                (self.project / path).unlink()
+
+
+if __name__ == "__main__":
+    unittest.main()
