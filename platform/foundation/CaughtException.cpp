@@ -1,0 +1,28 @@
+#include "platform/foundation/CaughtException.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+
+#include <exception>
+#include <string>
+
+namespace {
+
+std::string textOfCaughtException() {
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        return exception.what();
+    } catch (...) {
+        return "something that is no std::exception was thrown";
+    }
+}
+
+} // namespace
+
+void braq::logCaughtException(const char* where) noexcept {
+    try {
+        NSLog(std::string("(ERROR) ") + where + " : " + textOfCaughtException());
+    } catch (...) {
+        // Without memory for a line there is nobody left to tell.
+    }
+}

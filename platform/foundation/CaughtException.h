@@ -1,0 +1,20 @@
+#pragma once
+
+#include <utility>
+
+namespace braq {
+
+/// Logs the exception that is being handled as "(ERROR) WHERE : WHAT". Only inside a catch clause. Never throws.
+void logCaughtException(const char* where) noexcept;
+
+/// Runs `work`; what it throws ends here and is in the log.
+template <class Work>
+void runAndLogExceptions(const char* where, Work&& work) noexcept {
+    try {
+        std::forward<Work>(work)();
+    } catch (...) {
+        logCaughtException(where);
+    }
+}
+
+} // namespace braq

@@ -1,0 +1,43 @@
+#include "platform/foundation/LocaleDirectory.h"
+
+#include <dlfcn.h>
+#include <link.h>
+
+#include <system_error>
+
+namespace {
+
+std::filesystem::path resolved(const std::filesystem::path& path) {
+    std::error_code error;
+    return std::filesystem::canonical(path, error);
+}
+
+} // namespace
+
+std::filesystem::path braq::fileOfProgram() { return resolved("/proc/self/exe"); }
+
+std::filesystem::path braq::fileOfCode(const void* address) {
+    Dl_info info;
+    void* map = nullptr;
+    if (::dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 || map == nullptr) {
+        return {};
+    }
+    // The program itself has no name in the list of loaded files, and what it was called as may not be a path at all.
+    const char* name = static_cast<const link_map*>(map)->l_name;
+    return name[0] != '\0' ? resolved(name) : fileOfProgram();
+}
+
+std::filesystem::path braq::localeDirectoryBeside(const std::filesystem::path& file,
+                                                  const std::filesystem::path& name) {
+    return file.parent_path().parent_path() / "share" / name / "locale";
+}
+
+std::filesystem::path braq::libraryLocaleDirectory(const std::filesystem::path& file,
+                                                   const std::filesystem::path& installed) {
+    if (file.empty()) {
+        return installed;
+    }
+    const std::filesystem::path beside = localeDirectoryBeside(file, "BRAQAudio");
+    std::error_code error;
+    return std::filesystem::is_directory(beside, error) ? beside : installed;
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "BRAQAudio/platform/export.h"
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <variant>
+
+class NSError;
+
+/// A detail of an error: a text, a number, or the error below it.
+using NSUserInfoValue = std::variant<std::string, std::int64_t, double, std::shared_ptr<NSError>>;
+using NSUserInfo = std::map<std::string, NSUserInfoValue>;
+
+/// Key of the detail that `NSError::localizedDescription` answers.
+extern "C" BRAQ_EXPORT const char NSLocalizedDescriptionKey[];
+/// Key of a detail that says why the operation failed.
+extern "C" BRAQ_EXPORT const char NSLocalizedFailureReasonErrorKey[];
+extern "C" BRAQ_EXPORT const char NSCocoaErrorDomain[];
+extern "C" BRAQ_EXPORT const char NSPOSIXErrorDomain[];
+extern "C" BRAQ_EXPORT const char NSMachErrorDomain[];
+extern "C" BRAQ_EXPORT const char NSOSStatusErrorDomain[];
+
+/// What failed: a domain, a code within it, and details by key. Immutable, so any thread may read it.
+class BRAQ_EXPORT NSError {
+  public:
+    static std::shared_ptr<NSError> errorWithDomain(std::string domain, std::int64_t code, NSUserInfo userInfo = {});
+
+    const std::string& domain() const noexcept { return mDomain; }
+    std::int64_t code() const noexcept { return mCode; }
+    const NSUserInfo& userInfo() const noexcept { return mUserInfo; }
+
+    /// The text under `NSLocalizedDescriptionKey`, else
+    /// "The operation couldn't be completed. (DOMAIN error CODE.)".
+    std::string localizedDescription() const;
+
+    /// One line: domain, code, then every detail in key order. Line ends inside become spaces.
+    std::string description() const;
+
+  private:
+    NSError(std::string domain, std::int64_t code, NSUserInfo userInfo);
+
+    std::string mDomain;
+    std::int64_t mCode;
+    NSUserInfo mUserInfo;
+};

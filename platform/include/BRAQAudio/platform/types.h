@@ -1,0 +1,75 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+// The records and scalar types of the platform interface. Sizes and field orders are part of that interface and are
+// checked below; a four-character code holds its first character in the most significant byte.
+
+using UInt8 = std::uint8_t;
+using SInt16 = std::int16_t;
+using UInt16 = std::uint16_t;
+using SInt32 = std::int32_t;
+using UInt32 = std::uint32_t;
+using SInt64 = std::int64_t;
+using UInt64 = std::uint64_t;
+using Float32 = float;
+using Float64 = double;
+
+/// Result of a platform call; 0 is success.
+using OSStatus = SInt32;
+
+/// Handle of a platform hardware object; 0 is no object.
+using AudioObjectID = UInt32;
+using AudioDeviceID = AudioObjectID;
+
+/// A four-character code as the number that the interface passes: 'l','p','c','m' becomes 0x6C70636D.
+constexpr UInt32 BRAQFourCharCode(const char (&code)[5]) {
+    return (UInt32{static_cast<unsigned char>(code[0])} << 24) | (UInt32{static_cast<unsigned char>(code[1])} << 16) |
+           (UInt32{static_cast<unsigned char>(code[2])} << 8) | UInt32{static_cast<unsigned char>(code[3])};
+}
+
+/// An audio stream format.
+struct AudioStreamBasicDescription {
+    Float64 mSampleRate; ///< frames a second; 0 when not known
+    UInt32 mFormatID;    ///< four-character code of the coding
+    UInt32 mFormatFlags;
+    UInt32 mBytesPerPacket;
+    UInt32 mFramesPerPacket;
+    UInt32 mBytesPerFrame; ///< bytes of one frame in one buffer: all channels when interleaved, one when not
+    UInt32 mChannelsPerFrame;
+    UInt32 mBitsPerChannel;
+    UInt32 mReserved;
+};
+static_assert(sizeof(AudioStreamBasicDescription) == 40);
+
+/// One block of samples: one channel, or several interleaved.
+struct AudioBuffer {
+    UInt32 mNumberChannels; ///< channels interleaved in mData
+    UInt32 mDataByteSize;
+    void* mData;
+};
+static_assert(sizeof(AudioBuffer) == 16);
+
+/// A count of buffers followed by that many buffers; the record is allocated with room for all of them.
+struct AudioBufferList {
+    UInt32 mNumberBuffers;
+    AudioBuffer mBuffers[1]; ///< mNumberBuffers of them
+};
+static_assert(offsetof(AudioBufferList, mBuffers) == 8);
+
+/// Bytes of a list with `bufferCount` buffers, at least 1.
+constexpr std::size_t AudioBufferListByteSize(UInt32 bufferCount) {
+    return offsetof(AudioBufferList, mBuffers) + bufferCount * sizeof(AudioBuffer);
+}
+
+constexpr UInt32 kAudioFormatLinearPCM = BRAQFourCharCode("lpcm");
+constexpr UInt32 kAudioFormatAppleLossless = BRAQFourCharCode("alac");
+constexpr UInt32 kAudioFormatMPEG4AAC = BRAQFourCharCode("aac ");
+
+constexpr UInt32 kAudioFormatFlagIsFloat = 1;
+constexpr UInt32 kAudioFormatFlagIsBigEndian = 2;
+constexpr UInt32 kAudioFormatFlagIsSignedInteger = 4;
+constexpr UInt32 kAudioFormatFlagIsPacked = 8;
+constexpr UInt32 kAudioFormatFlagIsAlignedHigh = 16;
+constexpr UInt32 kAudioFormatFlagIsNonInterleaved = 32;
