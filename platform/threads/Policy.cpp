@@ -1,0 +1,74 @@
+#include "BRAQAudio/platform/threads.h"
+#include "platform/threads/Broker.h"
+#include "platform/threads/Report.h"
+#include "platform/threads/Scheduling.h"
+
+#include <algorithm>
+
+namespace {
+
+constexpr int kHighestImportance = 63;
+constexpr int kHighestWorkerPriority = 60;
+static_assert(kHighestWorkerPriority < BRAQThreadIOPriority);
+
+int workerPriority(integer_t importance) {
+    return std::max(1, std::clamp(importance, 1, kHighestImportance) * kHighestWorkerPriority / kHighestImportance);
+}
+
+// The two calls that put a worker on a fixed priority come one after the other and no state is kept between them: a
+// real-time policy after the first is the sign that the second may go on with it.
+void setTimeshare(thread_act_t thread, const braq::Scheduling& current, bool timeshare) {
+    if (timeshare) {
+        braq::setTimeshared(thread);
+    } else {
+        braq::setFIFO(thread, current.isRealtime() ? current.priority : 1);
+    }
+}
+
+void setImportance(thread_act_t thread, const braq::Scheduling& current, integer_t importance) {
+    if (!current.isRealtime()) {
+        braq::lowerNice(thread);
+        braq::askForHighPriority(thread);
+        return;
+    }
+    const int wanted = workerPriority(importance);
+    if (!braq::setFIFO(thread, wanted)) {
+        // The highest priority that the limit allows is left to the I/O threads.
+        braq::setFIFO(thread, std::clamp(braq::realtimePriorityLimit() - 1, 1, wanted));
+    }
+    braq::reportOnce(braq::ThreadKind::worker, thread);
+}
+
+} // namespace
+
+kern_return_t thread_policy_set(thread_act_t thread, UInt32 flavor, const integer_t* policy, UInt32 count) {
+    const std::optional<braq::Scheduling> current = braq::readScheduling(thread);
+    if (!current || policy == nullptr) {
+        return KERN_INVALID_ARGUMENT;
+    }
+    if (flavor == THREAD_EXTENDED_POLICY && count == THREAD_EXTENDED_POLICY_COUNT) {
+        setTimeshare(thread, *current, policy[0] != 0);
+        return KERN_SUCCESS;
+    }
+    if (flavor == THREAD_PRECEDENCE_POLICY && count == THREAD_PRECEDENCE_POLICY_COUNT) {
+        setImportance(thread, *current, policy[0]);
+        return KERN_SUCCESS;
+    }
+    return KERN_INVALID_ARGUMENT;
+}
+
+kern_return_t BRAQThreadMakeIO(thread_act_t thread) {
+    if (!braq::isThreadOfThisProcess(thread)) {
+        return KERN_INVALID_ARGUMENT;
+    }
+    // A limit below the wanted priority is preferred to rtkit: its processor-time limit would hold for workers too,
+    // which have a real-time policy then.
+    const int allowed = std::min(BRAQThreadIOPriority, braq::realtimePriorityLimit());
+    if (braq::setFIFO(thread, BRAQThreadIOPriority) || (allowed > 0 && braq::setFIFO(thread, allowed))) {
+        braq::reportOnce(braq::ThreadKind::io, thread);
+    } else {
+        braq::lowerNice(thread);
+        braq::askForRealtime(thread);
+    }
+    return KERN_SUCCESS;
+}

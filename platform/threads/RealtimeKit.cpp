@@ -1,0 +1,160 @@
+#include "platform/threads/RealtimeKit.h"
+
+#include "platform/threads/Scheduling.h"
+
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+namespace braq {
+namespace {
+
+constexpr const char* kService = "org.freedesktop.RealtimeKit1";
+constexpr const char* kPath = "/org/freedesktop/RealtimeKit1";
+constexpr const char* kInterface = "org.freedesktop.RealtimeKit1";
+
+// Leaves the bus time to start the service.
+constexpr int kTimeoutMilliseconds = 5000;
+
+// An error of libdbus that frees itself.
+struct Error : DBusError {
+    Error() { dbus_error_init(this); }
+    Error(const Error&) = delete;
+    Error& operator=(const Error&) = delete;
+    ~Error() { dbus_error_free(this); }
+
+    std::string text() const { return std::string(name) + ": " + message; }
+};
+
+// The service refuses processes that have not limited how long they run at real-time priority without blocking. The
+// hard limit is the one that it looks at.
+void limitRealtimeRun(SInt64 mostMicroseconds) {
+    rlimit limit{};
+    getrlimit(RLIMIT_RTTIME, &limit);
+    limit.rlim_max = std::min(limit.rlim_max, static_cast<rlim_t>(mostMicroseconds));
+    limit.rlim_cur = std::min(limit.rlim_cur, limit.rlim_max);
+    if (setrlimit(RLIMIT_RTTIME, &limit) != 0) {
+        throw std::runtime_error("RLIMIT_RTTIME cannot be set");
+    }
+}
+
+std::string refusal(const std::exception& problem) {
+    return std::string("no permission for more, and none from rtkit: ") + problem.what();
+}
+
+SInt64 integerIn(DBusMessageIter& value) {
+    DBusBasicValue basic{};
+    switch (dbus_message_iter_get_arg_type(&value)) {
+    case DBUS_TYPE_INT32: dbus_message_iter_get_basic(&value, &basic); return basic.i32;
+    case DBUS_TYPE_INT64: dbus_message_iter_get_basic(&value, &basic); return basic.i64;
+    default: throw std::runtime_error("a property is not a signed integer");
+    }
+}
+
+} // namespace
+
+std::string RealtimeKit::makeHighPriority(thread_act_t thread) try {
+    const auto nice = static_cast<dbus_int32_t>(std::clamp<SInt64>(property("MinNiceLevel"), -20, 19));
+    const std::optional<Scheduling> current = readScheduling(thread);
+    if (current && current->nice <= nice) {
+        return "rtkit would not give a lower nice value";
+    }
+    const Message message = newCall(kInterface, "MakeThreadHighPriorityWithPID");
+    const auto process = static_cast<dbus_uint64_t>(getpid());
+    const auto kernelThread = static_cast<dbus_uint64_t>(thread);
+    if (!dbus_message_append_args(message.get(), DBUS_TYPE_UINT64, &process, DBUS_TYPE_UINT64, &kernelThread,
+                                  DBUS_TYPE_INT32, &nice, DBUS_TYPE_INVALID)) {
+        throw std::bad_alloc();
+    }
+    send(message);
+    return "granted by rtkit";
+} catch (const std::exception& problem) {
+    return refusal(problem);
+}
+
+std::string RealtimeKit::makeRealtime(thread_act_t thread) try {
+    const SInt64 highest = property("MaxRealtimePriority");
+    const SInt64 mostMicroseconds = property("RTTimeUSecMax");
+    if (highest < 1 || mostMicroseconds < 1) {
+        return "rtkit gives no real-time priority";
+    }
+    const auto priority = static_cast<dbus_uint32_t>(std::min<SInt64>(highest, BRAQThreadIOPriority));
+    const Message message = newCall(kInterface, "MakeThreadRealtimeWithPID");
+    const auto process = static_cast<dbus_uint64_t>(getpid());
+    const auto kernelThread = static_cast<dbus_uint64_t>(thread);
+    if (!dbus_message_append_args(message.get(), DBUS_TYPE_UINT64, &process, DBUS_TYPE_UINT64, &kernelThread,
+                                  DBUS_TYPE_UINT32, &priority, DBUS_TYPE_INVALID)) {
+        throw std::bad_alloc();
+    }
+    limitRealtimeRun(mostMicroseconds);
+    send(message);
+    return "granted by rtkit";
+} catch (const std::exception& problem) {
+    return refusal(problem);
+}
+
+void RealtimeKit::Close::operator()(DBusConnection* connection) const {
+    dbus_connection_close(connection);
+    dbus_connection_unref(connection);
+}
+
+void RealtimeKit::connect() {
+    if (mConnection) {
+        return;
+    }
+    // What the process does on SIGPIPE is the application's business; libdbus does not need it ignored on Linux.
+    dbus_connection_set_change_sigpipe(FALSE);
+    Error error;
+    mConnection.reset(dbus_bus_get_private(DBUS_BUS_SYSTEM, &error));
+    if (!mConnection) {
+        mGivenUp = error.text();
+        throw std::runtime_error(mGivenUp);
+    }
+    dbus_connection_set_exit_on_disconnect(mConnection.get(), FALSE);
+}
+
+RealtimeKit::Message RealtimeKit::send(const Message& message) {
+    Error error;
+    Message reply(
+        dbus_connection_send_with_reply_and_block(mConnection.get(), message.get(), kTimeoutMilliseconds, &error));
+    if (!reply) {
+        if (dbus_error_has_name(&error, DBUS_ERROR_NO_REPLY)) {
+            mGivenUp = error.text();
+        }
+        throw std::runtime_error(error.text());
+    }
+    return reply;
+}
+
+SInt64 RealtimeKit::property(const char* name) {
+    if (!mGivenUp.empty()) {
+        throw std::runtime_error(mGivenUp);
+    }
+    connect();
+    const Message message = newCall(DBUS_INTERFACE_PROPERTIES, "Get");
+    if (!dbus_message_append_args(message.get(), DBUS_TYPE_STRING, &kInterface, DBUS_TYPE_STRING, &name,
+                                  DBUS_TYPE_INVALID)) {
+        throw std::bad_alloc();
+    }
+    const Message reply = send(message);
+    DBusMessageIter outer;
+    DBusMessageIter value;
+    if (!dbus_message_iter_init(reply.get(), &outer) || dbus_message_iter_get_arg_type(&outer) != DBUS_TYPE_VARIANT) {
+        throw std::runtime_error(std::string(name) + " is not answered as a property");
+    }
+    dbus_message_iter_recurse(&outer, &value);
+    return integerIn(value);
+}
+
+RealtimeKit::Message RealtimeKit::newCall(const char* interface, const char* method) {
+    Message message(dbus_message_new_method_call(kService, kPath, interface, method));
+    if (!message) {
+        throw std::bad_alloc();
+    }
+    return message;
+}
+
+} // namespace braq
