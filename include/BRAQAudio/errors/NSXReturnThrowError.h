@@ -1,0 +1,105 @@
+#pragma once
+
+// The one check of platform results, and what follows a failure: raise it, hand it out, or log it and go on.
+
+#include "BRAQAudio/platform/foundation.h"
+#include "BRAQAudio/platform/types.h"
+
+#include <cstdint>
+#include <exception>
+#include <memory>
+#include <string>
+
+extern "C" {
+
+/// Name of every raised status error; its details hold the error under the key "error".
+BRAQ_EXPORT extern const char NSXErrorExceptionName[];
+/// Domain of an error made from a null pointer.
+BRAQ_EXPORT extern const char NULLPointerErrorDomain[];
+/// Domain of an error made from a false boolean.
+BRAQ_EXPORT extern const char BOOLErrorDomain[];
+/// For errors that applications make from failed assertions of their own.
+BRAQ_EXPORT extern const char AssertionFailureErrorDomain[];
+
+/// Makes an error out of a checked result, if that result means failure.
+///
+/// | typeCode                     | fails when                             | domain                   | code       |
+/// |------------------------------|----------------------------------------|--------------------------|------------|
+/// | "*", "^", "r*": pointer      | null                                   | `NULLPointerErrorDomain` | -1         |
+/// | "@": object                  | null                                   | `NSCocoaErrorDomain`     | -1         |
+/// | "c": boolean                 | false                                  | `BOOLErrorDomain`        | -1         |
+/// | "I": port name               | low 32 bits are 0 or 0xFFFFFFFF        | `NSMachErrorDomain`      | -1         |
+/// | "i": status                  | -1                                     | `NSPOSIXErrorDomain`     | errno      |
+/// | "i": status                  | not 0                                  | `NSMachErrorDomain`      | the result |
+/// | "l", "s": long, short        | not 0                                  | `NSOSStatusErrorDomain`  | the result |
+///
+/// Only the first character counts, but for "r*". Any other code is a failed assertion. A code is kept as the low 32 bits
+/// of the result, sign-extended. Details: "reportingFile", "reportingLine", "reportingMethod", "origin".
+/// @param file the reporting source file
+/// @param method full name of the reporting operation, such as "-[BRAQAudioUnit start]"
+/// @param origin source text of the checked call
+/// @param error may be null; written only on failure
+/// Any thread but an I/O thread.
+BRAQ_EXPORT void NSXMakeErrorImp(const char* typeCode, std::intptr_t result, const char* file, unsigned int line,
+                                 const char* method, const char* origin, std::shared_ptr<NSError>* error);
+
+BRAQ_BEGIN_CXX_RETURN
+/// Makes an error of domain "errstr_t" and code 0 that carries `message` under "errstr_t" and as its localised
+/// description, with "reportingFile", "reportingLine" and "reportingMethod". Any thread but an I/O thread.
+BRAQ_EXPORT std::shared_ptr<NSError> NSXMakeErrorWithErrstr_tImp(const char* message, const char* file, SInt32 line,
+                                                                 const char* method);
+BRAQ_END_CXX_RETURN
+}
+
+/// The domain that the errors of a call site are handed on in.
+enum class NSXStatusDomain {
+    asChecked, ///< the one that the check of a status gives
+    osStatus,  ///< `NSOSStatusErrorDomain`: code and details as checked
+};
+
+/// Where a status is checked; one constant an operation.
+struct NSXCallSite {
+    const char* file;   ///< reporting source file, such as "src/BRAQAudioUnit"
+    const char* method; ///< such as "-[BRAQAudioUnit start]" or "+[Class operation]"
+    NSXStatusDomain domain = NSXStatusDomain::asChecked;
+};
+
+// The three follow-ups, each one line where the call is made:
+//
+//     constexpr NSXCallSite here{"src/BRAQAudioUnit", "-[BRAQAudioUnit start]"};
+//     NSXRaiseOnFailure(AudioOutputUnitStart(mAudioUnit), "AudioOutputUnitStart( mAudioUnit )", here);
+//     if (NSXReturnOnFailure(AUGraphOpen(graph), "AUGraphOpen( graph )", here, error)) return nullptr;
+//     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
+//
+// `origin` is a literal, because it is what a user sees in a report and must not change when the code around it does.
+// `line` is that of the call and is never given. Any thread but an I/O thread.
+
+/// Raises an NSException named `NSXErrorExceptionName` if `status` is not 0: reason = the error's description, the error
+/// itself under the key "error".
+BRAQ_EXPORT void NSXRaiseOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
+                                   unsigned int line = __builtin_LINE());
+
+/// Stores the error in `*error` (if given) if `status` is not 0.
+/// @return true when `status` is a failure
+[[nodiscard]] BRAQ_EXPORT bool NSXReturnOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
+                                                  std::shared_ptr<NSError>* error,
+                                                  unsigned int line = __builtin_LINE());
+
+/// Logs the localised description of the error if `status` is not 0. The caller goes on with its next step.
+BRAQ_EXPORT void NSXLogOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
+                                 unsigned int line = __builtin_LINE());
+
+/// Writes "(ERROR) FILE : MESSAGE" to the log, FILE being the last path component of `file`.
+BRAQ_EXPORT void NSXLogError(const char* file, const std::string& message);
+
+/// Fails with "Invalid parameter not satisfying: PARAMETER" through the assertion handler when `holds` is false.
+/// @param object the object that was called; null in a class operation
+BRAQ_EXPORT void NSXAssertParameter(bool holds, const char* parameter, const char* method, const void* object,
+                                    const char* file, int line);
+
+/// The error that a caught exception stands for: the one under "error" of a raised status error, else one that carries
+/// the exception's text. Never null for an exception that is not null.
+BRAQ_EXPORT std::shared_ptr<NSError> NSXErrorFromException(const std::exception_ptr& exception);
+
+/// Domain of errors made by `NSXErrorFromException` from exceptions that carry no error.
+extern "C" BRAQ_EXPORT const char BRAQExceptionErrorDomain[];
