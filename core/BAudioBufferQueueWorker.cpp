@@ -1,0 +1,137 @@
+#include "BRAQAudio/core/BAudioBufferQueueWorker.h"
+
+#include "core/BRecord.h"
+#include "core/BWorkerRun.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr const char* file = "BAudioBufferQueueWorker";
+
+BAtomicStack* createPendingStack() {
+    return BAtomicStackCreate(
+        [](void* record) -> void* { return BQueueableAudioBufferNext(static_cast<BQueueableAudioBuffer*>(record)); },
+        [](void* record, void* next) {
+            BQueueableAudioBufferSetNext(static_cast<BQueueableAudioBuffer*>(record),
+                                         static_cast<BQueueableAudioBuffer*>(next));
+        });
+}
+
+braq::WorkerExit exitOf(BAudioBufferQueueWorker* worker) {
+    return {worker->mExitMutex, worker->mExitCondition, worker->mExited};
+}
+
+bool stopRequested(const BAudioBufferQueueWorker* worker) {
+    return worker->mStopRequested.load(std::memory_order_acquire);
+}
+
+void waitForWake(BAudioBufferQueueWorker* worker) {
+    while (sem_wait(&worker->mWakeSemaphore) != 0 && errno == EINTR) {
+    }
+}
+
+// The link is read after the flag is cleared. Deliberate, at a price: the real-time side may queue the buffer again in
+// between, and the thread then follows the new link and leaves the rest of its chain in progress.
+void processChain(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* oldest) {
+    for (auto* buffer = oldest; buffer != nullptr; buffer = BQueueableAudioBufferNext(buffer)) {
+        braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file);
+        BQueueableAudioBufferSetInProgress(buffer, false);
+        braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
+    }
+}
+
+// The count turns odd before anything is taken off the stack, so that who finds the stack empty also finds the pass.
+void runPass(BAudioBufferQueueWorker* worker) {
+    worker->mPasses.fetch_add(1, std::memory_order_release);
+    while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
+        processChain(worker, static_cast<BQueueableAudioBuffer*>(braq::takePending(worker->mPendingStack)));
+    }
+    worker->mPasses.fetch_add(1, std::memory_order_release);
+    worker->mPasses.notify_all();
+}
+
+void workerMain(void* argument) {
+    auto* worker = static_cast<BAudioBufferQueueWorker*>(argument);
+    while (!stopRequested(worker)) {
+        waitForWake(worker);
+        runPass(worker);
+    }
+    exitOf(worker).announce();
+}
+
+} // namespace
+
+BAudioBufferQueueWorker* BAudioBufferQueueWorkerCreate(void) {
+    return braq::createRecord<BAudioBufferQueueWorker>(BAudioBufferQueueWorkerInitialize);
+}
+
+bool BAudioBufferQueueWorkerInitialize(BAudioBufferQueueWorker* worker) {
+    worker->mPendingStack = createPendingStack();
+    if (worker->mPendingStack == nullptr) {
+        return false;
+    }
+    sem_init(&worker->mWakeSemaphore, 0, 0);
+    new (&worker->mStopRequested) std::atomic<bool>(false);
+    new (&worker->mExited) std::atomic<bool>(false);
+    pthread_mutex_init(&worker->mExitMutex, nullptr);
+    pthread_cond_init(&worker->mExitCondition, nullptr);
+    new (&worker->mPasses) std::atomic<UInt32>(0);
+    new (&worker->mErrors) BWorkerErrors();
+    if (!braq::startWorkerThread(&worker->mThread, "BRAQ buffers", workerMain, worker)) {
+        BAudioBufferQueueWorkerDealloc(worker);
+        return false;
+    }
+    return true;
+}
+
+void BAudioBufferQueueWorkerDealloc(BAudioBufferQueueWorker* worker) {
+    std::destroy_at(&worker->mErrors);
+    BAtomicStackDestroy(worker->mPendingStack);
+    sem_destroy(&worker->mWakeSemaphore);
+}
+
+void BAudioBufferQueueWorkerDestroy(BAudioBufferQueueWorker* worker) {
+    BAudioBufferQueueWorkerDealloc(worker);
+    std::free(worker);
+}
+
+void BAudioBufferQueueWorkerStart(BAudioBufferQueueWorker* /*worker*/) {}
+
+void BAudioBufferQueueWorkerStop(BAudioBufferQueueWorker* worker) { sem_post(&worker->mWakeSemaphore); }
+
+void BAudioBufferQueueWorkerAddBuffer(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* buffer) noexcept {
+    BQueueableAudioBufferSetInProgress(buffer, true);
+    BAtomicStackPush(worker->mPendingStack, buffer);
+    sem_post(&worker->mWakeSemaphore);
+}
+
+void BAudioBufferQueueWorkerTeardown(BAudioBufferQueueWorker* worker) {
+    if (worker->mStopRequested.exchange(true)) {
+        return;
+    }
+    sem_post(&worker->mWakeSemaphore);
+    exitOf(worker).await();
+}
+
+void BAudioBufferQueueWorkerWaitUntilIdle(BAudioBufferQueueWorker* worker) {
+    while (!stopRequested(worker)) {
+        const UInt32 before = worker->mPasses.load(std::memory_order_acquire);
+        const bool pending = !BAtomicStackIsEmpty(worker->mPendingStack);
+        const UInt32 after = worker->mPasses.load(std::memory_order_acquire);
+        const bool inPass = after % 2 != 0;
+        if (!pending && !inPass) {
+            return;
+        }
+        if (before == after) { // else a pass went by between the looks, and they do not belong together
+            worker->mPasses.wait(before, std::memory_order_acquire);
+        }
+    }
+}
+
+bool BAudioBufferQueueWorkerLastError(BAudioBufferQueueWorker* worker, std::shared_ptr<NSError>* error) {
+    return braq::lastWorkerError(worker->mErrors, error);
+}

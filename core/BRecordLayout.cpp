@@ -1,0 +1,54 @@
+// The fields of the records stand in the order in which they are documented; what walks a record in memory, such as a
+// debugger script or the 16-byte swap of the stack, relies on it. A closure is not a standard-layout type, so `offsetof`
+// into a record that holds one is up to the compiler; the two that this library supports answer it.
+#pragma GCC diagnostic ignored "-Winvalid-offsetof"
+
+#include "BRAQAudio/core/BAtomicStack.h"
+#include "BRAQAudio/core/BAudioBufferQueueWorker.h"
+#include "BRAQAudio/core/BAudioNotificationQueueWorker.h"
+
+namespace {
+
+template <class... Offsets>
+constexpr bool ascending(std::size_t first, Offsets... rest) {
+    const std::size_t offsets[] = {first, static_cast<std::size_t>(rest)...};
+    for (std::size_t i = 1; i < sizeof...(rest) + 1; ++i) {
+        if (offsets[i - 1] >= offsets[i]) {
+            return false;
+        }
+    }
+    return first == 0;
+}
+
+static_assert(offsetof(BAtomicStack, mTag) == 0 && offsetof(BAtomicStack, mHead) == 8);
+static_assert(offsetof(BAtomicStack, mSetNext) == 16);
+static_assert(offsetof(BAtomicStack, mGetNext) == 16 + sizeof(BAtomicStackSetNext));
+static_assert(alignof(BAtomicStack) == 16);
+
+static_assert(ascending(offsetof(BQueueableAudioBuffer, mAudioBuffer),
+                        offsetof(BQueueableAudioBuffer, mProcessingBlock), offsetof(BQueueableAudioBuffer, mInProgress),
+                        offsetof(BQueueableAudioBuffer, mFileStartFrame),
+                        offsetof(BQueueableAudioBuffer, mPlaybackRate), offsetof(BQueueableAudioBuffer, mNext)));
+
+static_assert(ascending(offsetof(BQueueableAudioNotification, mProcessingBlock),
+                        offsetof(BQueueableAudioNotification, mInProgress),
+                        offsetof(BQueueableAudioNotification, mNext)));
+
+static_assert(ascending(offsetof(BAudioBufferQueueWorker, mStopRequested),
+                        offsetof(BAudioBufferQueueWorker, mWakeSemaphore),
+                        offsetof(BAudioBufferQueueWorker, mPendingStack), offsetof(BAudioBufferQueueWorker, mExitMutex),
+                        offsetof(BAudioBufferQueueWorker, mExitCondition), offsetof(BAudioBufferQueueWorker, mExited),
+                        offsetof(BAudioBufferQueueWorker, mThread)));
+
+static_assert(ascending(
+    offsetof(BAudioNotificationQueueWorker, mStopRequested), offsetof(BAudioNotificationQueueWorker, mWakeGuard),
+    offsetof(BAudioNotificationQueueWorker, mPendingStack), offsetof(BAudioNotificationQueueWorker, mExitMutex),
+    offsetof(BAudioNotificationQueueWorker, mExitCondition), offsetof(BAudioNotificationQueueWorker, mExited),
+    offsetof(BAudioNotificationQueueWorker, mThread)));
+
+// One byte, written and read as such, and the flags that the real-time side touches take no lock.
+static_assert(sizeof(BQueueableAudioBuffer::mInProgress) == 1 &&
+              decltype(BQueueableAudioBuffer::mInProgress)::is_always_lock_free);
+static_assert(decltype(BQueueableAudioBuffer::mNext)::is_always_lock_free);
+
+} // namespace

@@ -1,0 +1,217 @@
+#include "BRAQAudio/core/BAudioNotificationQueueWorker.h"
+
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RealtimeGuard.h"
+#include "tests/support/WorkerHold.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <memory>
+#include <semaphore>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using braq::WorkerPoint;
+using braq::testing::WorkerHold;
+using testing::ElementsAre;
+
+struct DestroyWorker {
+    void operator()(BAudioNotificationQueueWorker* worker) const {
+        BAudioNotificationQueueWorkerTeardown(worker);
+        BAudioNotificationQueueWorkerDestroy(worker);
+    }
+};
+struct DestroyNotification {
+    void operator()(BQueueableAudioNotification* notification) const {
+        BQueueableAudioNotificationDestroy(notification);
+    }
+};
+using OwnedWorker = std::unique_ptr<BAudioNotificationQueueWorker, DestroyWorker>;
+using OwnedNotification = std::unique_ptr<BQueueableAudioNotification, DestroyNotification>;
+
+OwnedNotification notificationThat(BQueueableAudioNotificationBlock block) {
+    return OwnedNotification(BQueueableAudioNotificationCreate(block));
+}
+
+class NotificationWorker : public testing::Test {
+  protected:
+    OwnedNotification recordingNotification(char name) {
+        return notificationThat([this, name](BQueueableAudioNotification*) { run.push_back(name); });
+    }
+    void add(const OwnedNotification& notification) {
+        BAudioNotificationQueueWorkerAddNotification(worker.get(), notification.get());
+    }
+    // A signal that finds the worker not waiting is lost, so its owner signals until it is done.
+    void signalUntilDone(const OwnedNotification& notification) {
+        while (BQueueableAudioNotificationInProgress(notification.get())) {
+            BAudioNotificationQueueWorkerStop(worker.get());
+            std::this_thread::yield();
+        }
+        // The worker looks at the link after clearing the flag, and holds its guard until it has.
+        BMutexLock(&worker->mWakeGuard->mMutex);
+        BMutexUnlock(&worker->mWakeGuard->mMutex);
+    }
+
+    std::vector<char> run; // written by the worker, read when the notification is done
+    std::binary_semaphore entered{0};
+    std::binary_semaphore proceed{0};
+    OwnedNotification blocker = notificationThat([this](BQueueableAudioNotification*) {
+        run.push_back('-');
+        entered.release();
+        proceed.acquire();
+    });
+    OwnedNotification a = recordingNotification('A');
+    OwnedNotification b = recordingNotification('B');
+    OwnedWorker worker{BAudioNotificationQueueWorkerCreate()}; // last, so that it ends before the notifications
+};
+
+TEST_F(NotificationWorker, RunsNotificationsInTheOrderInWhichTheyWereAdded) {
+    for (int i = 0; i < 100; ++i) {
+        run.clear();
+        // Holding the guard keeps the worker from taking the first before the second is there.
+        BMutexLock(&worker->mWakeGuard->mMutex);
+        add(a);
+        add(b);
+        EXPECT_TRUE(BQueueableAudioNotificationInProgress(a.get()));
+        BMutexUnlock(&worker->mWakeGuard->mMutex);
+        signalUntilDone(b);
+        ASSERT_THAT(run, ElementsAre('A', 'B'));
+    }
+}
+
+TEST_F(NotificationWorker, RunsThemWithTheGuardHeld) {
+    bool owned = false;
+    const auto looking = notificationThat(
+        [&](BQueueableAudioNotification*) { owned = BMutexIsOwnedByCurrentThread(&worker->mWakeGuard->mMutex); });
+    add(looking);
+    signalUntilDone(looking);
+    EXPECT_TRUE(owned);
+}
+
+TEST_F(NotificationWorker, NamesItsGuardAfterItsThread) {
+    EXPECT_THAT(std::string(worker->mWakeGuard->mMutex.mName), testing::EndsWith("worker_thread"));
+}
+
+TEST_F(NotificationWorker, DoesNotTakeANotificationAgainThatIsStillInProgress) {
+    add(blocker);
+    while (!entered.try_acquire()) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    add(blocker);
+    add(blocker);
+    EXPECT_TRUE(BAtomicStackIsEmpty(worker->mPendingStack));
+    proceed.release();
+    signalUntilDone(blocker);
+    EXPECT_THAT(run, ElementsAre('-'));
+}
+
+TEST_F(NotificationWorker, TakesANotificationAgainOnceItIsDone) {
+    for (int i = 0; i < 3; ++i) {
+        add(a);
+        signalUntilDone(a);
+    }
+    EXPECT_THAT(run, ElementsAre('A', 'A', 'A'));
+}
+
+TEST_F(NotificationWorker, KeepsPendingWhatWasAddedWhileItWasNotWaiting) {
+    WorkerHold hold(WorkerPoint::beforeWait);
+    add(a);
+    signalUntilDone(a); // sends the worker round to the point where it is held
+    hold.waitUntilHeld();
+    add(b);
+    EXPECT_FALSE(BAtomicStackIsEmpty(worker->mPendingStack));
+    hold.release();
+    signalUntilDone(b);
+    EXPECT_THAT(run, ElementsAre('A', 'B'));
+}
+
+TEST_F(NotificationWorker, IgnoresNone) {
+    BAudioNotificationQueueWorkerAddNotification(worker.get(), nullptr);
+    EXPECT_TRUE(BAtomicStackIsEmpty(worker->mPendingStack));
+    add(a);
+    signalUntilDone(a);
+    EXPECT_THAT(run, ElementsAre('A'));
+}
+
+TEST_F(NotificationWorker, SurvivesABlockThatThrows) {
+    const braq::testing::CapturedLog log;
+    const auto thrower = notificationThat([](BQueueableAudioNotification*) { throw std::runtime_error("no"); });
+    add(thrower);
+    signalUntilDone(thrower);
+    add(a);
+    signalUntilDone(a);
+    EXPECT_THAT(run, ElementsAre('A'));
+    EXPECT_THAT(log.errors(), ElementsAre("(ERROR) BAudioNotificationQueueWorker : no"));
+    std::shared_ptr<NSError> error;
+    ASSERT_TRUE(BAudioNotificationQueueWorkerLastError(worker.get(), &error));
+    EXPECT_EQ(error->localizedDescription(), "no");
+}
+
+TEST_F(NotificationWorker, TakesNotificationsFromARealtimeThread) {
+    braq::testing::runRealtime([this] { add(a); });
+    signalUntilDone(a);
+    EXPECT_THAT(run, ElementsAre('A'));
+}
+
+TEST_F(NotificationWorker, TeardownReturnsAfterTheThreadHasSaidItExits) {
+    BAudioNotificationQueueWorkerStart(worker.get());
+    BAudioNotificationQueueWorkerTeardown(worker.get());
+    EXPECT_TRUE(worker->mExited);
+    BAudioNotificationQueueWorkerTeardown(worker.get()); // a second one returns
+    EXPECT_TRUE(worker->mExited);
+}
+
+TEST_F(NotificationWorker, TeardownLeavesWhatIsPendingInProgress) {
+    add(blocker);
+    while (!entered.try_acquire()) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    add(a);
+    std::thread teardown([this] { BAudioNotificationQueueWorkerTeardown(worker.get()); });
+    while (!worker->mStopRequested) {
+        std::this_thread::yield();
+    }
+    proceed.release();
+    teardown.join();
+    EXPECT_TRUE(BQueueableAudioNotificationInProgress(a.get()));
+    EXPECT_THAT(run, ElementsAre('-'));
+}
+
+TEST(NotificationWorkers, TeardownEndsAWorkerThatMissedItsSignalOnTheWayToItsWait) {
+    WorkerHold hold(WorkerPoint::beforeWait);
+    auto* const worker = BAudioNotificationQueueWorkerCreate();
+    hold.waitUntilHeld(); // stop was looked at; the wait is not begun
+    std::atomic<bool> ended = false;
+
+    // Waiting on the guard in the worker's place shows that a signal of the teardown came while the worker was held.
+    BMutexLock(&worker->mWakeGuard->mMutex);
+    std::thread teardown([&] {
+        BAudioNotificationQueueWorkerTeardown(worker);
+        ended = true;
+    });
+    while (!worker->mStopRequested) {
+        BGuardWait(worker->mWakeGuard);
+    }
+    BMutexUnlock(&worker->mWakeGuard->mMutex);
+    EXPECT_FALSE(ended);
+
+    hold.release();
+    teardown.join();
+    EXPECT_TRUE(worker->mExited);
+    BAudioNotificationQueueWorkerDestroy(worker);
+}
+
+TEST(NotificationWorkers, CanBeMadeAndEndedManyTimes) {
+    for (int i = 0; i < 200; ++i) {
+        const OwnedWorker worker(BAudioNotificationQueueWorkerCreate());
+    }
+}
+
+} // namespace
