@@ -1,0 +1,28 @@
+#include "BRAQAudio/BRAQAudioBufferQueueGate.h"
+
+#include <cassert>
+#include <chrono>
+#include <thread>
+
+BRAQAudioBufferQueueGate::ClosedStretch::ClosedStretch(BRAQAudioBufferQueueGate& gate)
+    : mGate(gate), mControl(gate.mControlMutex) {
+    mGate.mClosures.fetch_add(1);
+    // Looked at again and again because the real-time side spends no system call on saying that it is done. A copy takes
+    // microseconds; a thread that waited by yielding could keep a lower-priority one from ending it.
+    constexpr std::chrono::microseconds pause{20};
+    while (mGate.mCopying.load()) {
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+BRAQAudioBufferQueueGate::ClosedStretch::~ClosedStretch() { mGate.mClosures.fetch_sub(1); }
+
+bool BRAQAudioBufferQueueGate::enter() noexcept {
+    [[maybe_unused]] const bool alreadyCopying = mCopying.exchange(true);
+    assert(!alreadyCopying && "two real-time threads use one ring");
+    if (mClosures.load() != 0) {
+        leave();
+        return false;
+    }
+    return true;
+}
