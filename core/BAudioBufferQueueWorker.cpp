@@ -44,14 +44,19 @@ void processChain(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* oldest
     }
 }
 
+// Wakes who waits for the worker to be idle.
+void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
+    worker->mPasses.fetch_add(halves, std::memory_order_release);
+    worker->mPasses.notify_all();
+}
+
 // The count turns odd before anything is taken off the stack, so that who finds the stack empty also finds the pass.
 void runPass(BAudioBufferQueueWorker* worker) {
     worker->mPasses.fetch_add(1, std::memory_order_release);
     while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
         processChain(worker, static_cast<BQueueableAudioBuffer*>(braq::takePending(worker->mPendingStack)));
     }
-    worker->mPasses.fetch_add(1, std::memory_order_release);
-    worker->mPasses.notify_all();
+    countPasses(worker, 1);
 }
 
 void workerMain(void* argument) {
@@ -60,6 +65,7 @@ void workerMain(void* argument) {
         waitForWake(worker);
         runPass(worker);
     }
+    countPasses(worker, 2); // the worker that was waited for is stopped
     exitOf(worker).announce();
 }
 

@@ -7,7 +7,9 @@
 namespace braq {
 
 AudioBufferList* createSamples(UInt32 bufferCount, UInt32 channelsPerBuffer, UInt32 byteSize) {
-    auto* list = static_cast<AudioBufferList*>(std::calloc(1, AudioBufferListByteSize(bufferCount)));
+    // Room for at least one descriptor, because that is what the type promises.
+    auto* list =
+        static_cast<AudioBufferList*>(std::calloc(1, AudioBufferListByteSize(std::max<UInt32>(bufferCount, 1))));
     if (list == nullptr) {
         return nullptr;
     }

@@ -23,7 +23,7 @@ class BRAQ_EXPORT BRAQAudioBuffer {
     /// @param framesProduced in and out: frames in `list`; null fails an assertion
     /// @param framesRequired in and out: frames still wanted; null fails an assertion
     /// @return true when this emptied the buffer and it is not the last of its stream
-    /// @realtime
+    /// @realtime With both counters given: only their absence raises.
     bool copyFramesIntoAudioBufferList(AudioBufferList* list, UInt32 bytesPerFrame, UInt32* framesProduced,
                                        UInt32* framesRequired);
     /// Moves frames from `list`, behind those already produced from it, to the end of what the buffer holds.
@@ -31,7 +31,7 @@ class BRAQ_EXPORT BRAQAudioBuffer {
     /// @param framesProduced in and out: frames taken from `list`; null fails an assertion
     /// @param framesRequired in and out: frames of `list` not taken yet; null fails an assertion
     /// @return true when the buffer is full now
-    /// @realtime
+    /// @realtime With both counters given: only their absence raises.
     bool copyFramesFromAudioBufferList(const AudioBufferList* list, UInt32 bytesPerFrame, UInt32* framesProduced,
                                        UInt32* framesRequired);
 

@@ -8,8 +8,10 @@
 #include "tests/support/WorkerHold.h"
 
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <memory>
 #include <semaphore>
 #include <stdexcept>
@@ -237,6 +239,19 @@ TEST_F(BufferWorker, RunsItsThreadAtAFixedPriorityAboveItsCreatorIfItMay) {
     count = THREAD_SCHED_FIFO_INFO_COUNT;
     ASSERT_EQ(thread_info(worker->mThread.mPort, THREAD_SCHED_FIFO_INFO, &info.base_priority, &count), KERN_SUCCESS);
     EXPECT_EQ(info.base_priority, std::max(1, (63 - own.base_priority) * 60 / 63));
+}
+
+[[noreturn]] void makeWorkerWithoutAddressSpace() {
+    const rlimit none{1, 1}; // a stack for the thread cannot be had
+    setrlimit(RLIMIT_AS, &none);
+    std::exit(BAudioBufferQueueWorkerCreate() == nullptr ? 0 : 1);
+}
+
+TEST(BufferWorkersDeathTest, AreNotMadeWithoutAThread) {
+    if (!braq::testing::realtimeGuardIsActive()) {
+        GTEST_SKIP() << "not shown: a sanitizer needs address space of its own";
+    }
+    EXPECT_EXIT(makeWorkerWithoutAddressSpace(), testing::ExitedWithCode(0), "");
 }
 
 TEST(BufferWorkers, CanBeMadeAndEndedManyTimesWhileBuffersAreAdded) {

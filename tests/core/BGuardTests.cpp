@@ -107,6 +107,17 @@ TEST_F(GuardDeathTest, WaitWithoutOwningItAborts) {
         "BGuard:28: BGuardWait: Assertion `pthread_equal\\( pthread_self\\(\\), self->mMutex.mOwner \\)' failed");
 }
 
+TEST_F(GuardDeathTest, AWaitThatThePlatformRefusesAborts) {
+    pthread_mutex_destroy(&guard->mMutex.mMutex);
+    pthread_mutexattr_t attributes;
+    pthread_mutexattr_init(&attributes);
+    pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+    pthread_mutex_init(&guard->mMutex.mMutex, &attributes);
+    pthread_mutexattr_destroy(&attributes);
+    guard->mMutex.mOwner = pthread_self(); // owned, as far as the record knows
+    EXPECT_DEATH(BGuardWait(guard.get()), "BGuard:32: BGuardWait: Assertion `status == 0' failed");
+}
+
 TEST_F(Guard, LockerUnlocksOnlyWhatItLocked) {
     BGuardLocker* const outer = BGuardLockerCreate(guard.get());
     EXPECT_TRUE(outer->mLocked);
