@@ -1,6 +1,8 @@
 #pragma once
 
-#include <cassert>
+/// The C library's own assertion failure. Its header declares it only where assertions are compiled in.
+extern "C" [[noreturn]] void __assert_fail(const char* expression, const char* file, unsigned int line,
+                                           const char* function) noexcept;
 
 /// Ends the process as a failed `assert` does when `holds` is false. The place and the expression are given, not taken
 /// from the source, because they are what users quote in reports; unlike `assert` it is always compiled in.

@@ -1,7 +1,7 @@
 #include "BRAQAudio/core/BAudioBuffer.h"
 
+#include "core/BAudioBufferCopies.h"
 #include "core/BRecord.h"
-#include "core/BSamples.h"
 
 #include <cstdlib>
 #include <new>
@@ -58,16 +58,10 @@ void BAudioBufferSetEmpty(BAudioBuffer* buffer) noexcept {
 
 bool BAudioBufferCopyInto(BAudioBuffer* buffer, AudioBufferList* destination, UInt32 bytesPerFrame,
                           UInt32* framesProduced, UInt32* framesRequired) noexcept {
-    return braq::drainFrames(buffer->mAudioBufferList, buffer->mStartFrame, BAudioBufferEndFrame(buffer),
-                             buffer->mEndOfStream, destination, bytesPerFrame, {*framesProduced, *framesRequired});
+    return braq::copyInto(buffer, destination, bytesPerFrame, {*framesProduced, *framesRequired});
 }
 
 bool BAudioBufferCopyFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32 bytesPerFrame,
                           UInt32* framesProduced, UInt32* framesRequired) noexcept {
-    const UInt32 endFrame = BAudioBufferEndFrame(buffer);
-    const auto [frames, full] =
-        braq::fillFrames(buffer->mAudioBufferList, endFrame - buffer->mStartFrame, buffer->mByteSize, source,
-                         bytesPerFrame, {*framesProduced, *framesRequired});
-    BAudioBufferSetEndFrame(buffer, endFrame + frames);
-    return full;
+    return braq::copyFrom(buffer, source, bytesPerFrame, {*framesProduced, *framesRequired});
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 namespace braq {
 
@@ -32,42 +31,6 @@ void destroySamples(AudioBufferList* list) noexcept {
         std::free(list->mBuffers[i].mData);
     }
     std::free(list);
-}
-
-void copyFrames(AudioBufferList* destination, UInt32 destinationFrame, const AudioBufferList* source,
-                UInt32 sourceFrame, UInt32 bufferCount, UInt32 bytesPerFrame, UInt32 frames) noexcept {
-    for (UInt32 i = 0; i < bufferCount; ++i) {
-        std::memcpy(static_cast<std::byte*>(destination->mBuffers[i].mData) + destinationFrame * bytesPerFrame,
-                    static_cast<const std::byte*>(source->mBuffers[i].mData) + sourceFrame * bytesPerFrame,
-                    frames * bytesPerFrame);
-    }
-}
-
-bool drainFrames(const AudioBufferList* held, UInt32& startFrame, UInt32 endFrame, bool endOfStream,
-                 AudioBufferList* destination, UInt32 bytesPerFrame, const FrameCounters& counters) noexcept {
-    const UInt32 available = endFrame - startFrame;
-    const bool emptied = available <= counters.required;
-    const UInt32 frames = std::min(available, counters.required);
-    if (frames > 0) {
-        copyFrames(destination, counters.produced, held, startFrame, destination->mNumberBuffers, bytesPerFrame,
-                   frames);
-        counters.advance(frames);
-        startFrame += frames;
-    }
-    return emptied && !endOfStream;
-}
-
-Fill fillFrames(AudioBufferList* held, UInt32 heldFrames, UInt32 byteSize, const AudioBufferList* source,
-                UInt32 bytesPerFrame, const FrameCounters& counters) noexcept {
-    const UInt32 capacity = bytesPerFrame == 0 ? 0 : byteSize / bytesPerFrame;
-    const UInt32 space = capacity - heldFrames;
-    const UInt32 frames = std::min(space, counters.required);
-    const bool full = space <= counters.required;
-    if (frames > 0) {
-        copyFrames(held, heldFrames, source, counters.produced, source->mNumberBuffers, bytesPerFrame, frames);
-        counters.advance(frames);
-    }
-    return {frames, full};
 }
 
 } // namespace braq

@@ -1,6 +1,7 @@
 #include "BRAQAudio/BRAQAudioBufferQueue.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "core/BAudioBufferCopies.h"
 
 #include <limits>
 
@@ -9,6 +10,11 @@ namespace {
 using ClosedStretch = BRAQAudioBufferQueueGate::ClosedStretch;
 
 constexpr const char* file = "src/BRAQAudioBufferQueue";
+
+// As the exported function, without the call: the real-time side asks for every block.
+bool isWithWorker(const BQueueableAudioBuffer* buffer) noexcept {
+    return buffer->mInProgress.load(std::memory_order_acquire);
+}
 
 [[noreturn]] void refuse(const char* reason) { throw NSException(NSInvalidArgumentException, reason); }
 
@@ -131,12 +137,8 @@ std::shared_ptr<NSError> BRAQAudioBufferQueue::lastError() const {
 }
 
 // The counter has one writer, so a load and a store are an increment.
-bool BRAQAudioBufferQueue::currentBufferIsMissing(const BQueueableAudioBuffer* buffer) noexcept {
-    if (!BQueueableAudioBufferInProgress(buffer)) {
-        return false;
-    }
+void BRAQAudioBufferQueue::countError() noexcept {
     mErrorCount.store(mErrorCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
-    return true;
 }
 
 void BRAQAudioBufferQueue::handOver(BQueueableAudioBuffer* buffer) noexcept {
@@ -153,12 +155,13 @@ UInt32 BRAQAudioBufferQueue::drain(AudioBufferList* destination, UInt32 required
     // A request for nothing looks at the current buffer all the same: an empty one still has to get to the worker.
     do {
         BQueueableAudioBuffer* const buffer = currentBuffer();
-        if (currentBufferIsMissing(buffer)) {
+        if (isWithWorker(buffer)) {
+            countError();
             break;
         }
-        if (BAudioBufferCopyInto(&buffer->mAudioBuffer, destination, mBytesPerFrame, &produced, &required)) {
+        if (braq::copyInto(&buffer->mAudioBuffer, destination, mBytesPerFrame, {produced, required})) {
             handOver(buffer);
-        } else if (BAudioBufferReachedEndOfStream(&buffer->mAudioBuffer)) {
+        } else if (buffer->mAudioBuffer.mEndOfStream) {
             mEndOfStream.store(true, std::memory_order_relaxed);
             break;
         }
@@ -170,13 +173,25 @@ void BRAQAudioBufferQueue::fill(const AudioBufferList* source, UInt32 required) 
     UInt32 produced = 0;
     do {
         BQueueableAudioBuffer* const buffer = currentBuffer();
-        if (currentBufferIsMissing(buffer)) {
+        if (isWithWorker(buffer)) {
+            countError();
             return;
         }
-        if (BAudioBufferCopyFrom(&buffer->mAudioBuffer, source, mBytesPerFrame, &produced, &required)) {
+        if (braq::copyFrom(&buffer->mAudioBuffer, source, mBytesPerFrame, {produced, required})) {
             handOver(buffer);
         }
     } while (required != 0);
+}
+
+bool BRAQAudioBufferQueue::drainInsideBuffer(AudioBufferList* destination, UInt32 frames) noexcept {
+    BQueueableAudioBuffer* const buffer = currentBuffer();
+    return !mEndOfStream.load(std::memory_order_relaxed) && !isWithWorker(buffer) &&
+           braq::copyPartInto(&buffer->mAudioBuffer, destination, mBytesPerFrame, frames);
+}
+
+bool BRAQAudioBufferQueue::fillInsideBuffer(const AudioBufferList* source, UInt32 frames) noexcept {
+    BQueueableAudioBuffer* const buffer = currentBuffer();
+    return !isWithWorker(buffer) && braq::copyPartFrom(&buffer->mAudioBuffer, source, mBytesPerFrame, frames);
 }
 
 void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue* queue, AudioBufferList* destination, UInt32* frames) noexcept {
@@ -184,15 +199,20 @@ void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue* queue, AudioBufferList* 
         *frames = 0;
         return;
     }
-    *frames = queue->drain(destination, *frames);
+    if (!queue->drainInsideBuffer(destination, *frames)) {
+        *frames = queue->drain(destination, *frames);
+    }
     queue->mGate.leave();
 }
 
 void BRAQAudioBufferQueueCopyFrom(BRAQAudioBufferQueue* queue, const AudioBufferList* source, UInt32 frames) noexcept {
-    if (queue->mGate.enter()) {
-        queue->fill(source, frames);
-        queue->mGate.leave();
+    if (!queue->mGate.enter()) {
+        return;
     }
+    if (!queue->fillInsideBuffer(source, frames)) {
+        queue->fill(source, frames);
+    }
+    queue->mGate.leave();
 }
 
 UInt32 BRAQAudioBufferQueueCurrentFrame(const BRAQAudioBufferQueue* queue) noexcept {

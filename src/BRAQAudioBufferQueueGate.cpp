@@ -1,6 +1,5 @@
 #include "BRAQAudio/BRAQAudioBufferQueueGate.h"
 
-#include <cassert>
 #include <chrono>
 #include <thread>
 
@@ -16,13 +15,3 @@ BRAQAudioBufferQueueGate::ClosedStretch::ClosedStretch(BRAQAudioBufferQueueGate&
 }
 
 BRAQAudioBufferQueueGate::ClosedStretch::~ClosedStretch() { mGate.mClosures.fetch_sub(1); }
-
-bool BRAQAudioBufferQueueGate::enter() noexcept {
-    [[maybe_unused]] const bool alreadyCopying = mCopying.exchange(true);
-    assert(!alreadyCopying && "two real-time threads use one ring");
-    if (mClosures.load() != 0) {
-        leave();
-        return false;
-    }
-    return true;
-}

@@ -127,8 +127,10 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
 
     void createBuffers(UInt32 numFrames);
     void destroyBuffers() noexcept;
+    bool drainInsideBuffer(AudioBufferList* destination, UInt32 frames) noexcept;
+    bool fillInsideBuffer(const AudioBufferList* source, UInt32 frames) noexcept;
     UInt32 drain(AudioBufferList* destination, UInt32 required) noexcept;
     void fill(const AudioBufferList* source, UInt32 required) noexcept;
-    bool currentBufferIsMissing(const BQueueableAudioBuffer* buffer) noexcept;
+    void countError() noexcept;
     void handOver(BQueueableAudioBuffer* buffer) noexcept;
 };

@@ -4,6 +4,8 @@
 #include "BRAQAudio/platform/types.h"
 
 #include <atomic>
+#include <cassert>
+#include <cstddef>
 #include <mutex>
 
 /// Keeps the real-time side of a ring out while a control thread works on it. The real-time side never waits: it finds
@@ -29,7 +31,15 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
 
     /// Begins a copy. @return false when the gate is closed; `leave` is not called then
     /// @realtime One thread at a time.
-    bool enter() noexcept;
+    bool enter() noexcept {
+        [[maybe_unused]] const bool alreadyCopying = mCopying.exchange(true);
+        assert(!alreadyCopying && "two real-time threads use one ring");
+        if (mClosures.load() != 0) {
+            leave();
+            return false;
+        }
+        return true;
+    }
     /// Ends a copy.
     /// @realtime The thread that entered.
     void leave() noexcept { mCopying.store(false, std::memory_order_release); }

@@ -27,16 +27,16 @@ int BRAQMainQueue::fileDescriptor() {
 std::size_t BRAQMainQueue::drain() { return drainFor(nullptr); }
 
 void BRAQMainQueue::run() {
-    Run run;
+    const auto run = std::make_shared<Run>();
     std::unique_lock lock(mMutex);
-    mRuns.push_back(&run);
+    mRuns.push_back(run);
     for (;;) {
-        mHasNews.wait(lock, [&] { return run.isEnded || !mWaiting.empty(); });
-        if (run.isEnded) {
+        mHasNews.wait(lock, [&] { return run->isEnded || !mWaiting.empty(); });
+        if (run->isEnded) {
             return;
         }
         lock.unlock();
-        drainFor(&run);
+        drainFor(run.get());
         lock.lock();
     }
 }

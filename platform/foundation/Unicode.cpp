@@ -59,7 +59,7 @@ char32_t takeFromUTF16(std::u16string_view& text) {
     if (!isPair) {
         return replacement;
     }
-    const char32_t point = 0x10000 + ((unit - 0xD800) << 10) + (char32_t{text.front()} - 0xDC00);
+    const char32_t point = 0x10000 + ((unit & 0x3FF) << 10) + (text.front() & 0x3FFU);
     text.remove_prefix(1);
     return point;
 }

@@ -105,8 +105,6 @@ void RealtimeKit::connect() {
     if (mConnection) {
         return;
     }
-    // What the process does on SIGPIPE is the application's business; libdbus does not need it ignored on Linux.
-    dbus_connection_set_change_sigpipe(FALSE);
     Error error;
     mConnection.reset(dbus_bus_get_private(DBUS_BUS_SYSTEM, &error));
     if (!mConnection) {

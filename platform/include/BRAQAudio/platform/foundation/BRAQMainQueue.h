@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <vector>
 
@@ -68,8 +69,8 @@ class BRAQ_EXPORT BRAQMainQueue {
     std::recursive_mutex mTurn; // held while closures run, by the thread that runs them
     std::mutex mMutex;
     std::condition_variable mHasNews;
-    std::deque<Entry> mWaiting;   // under mMutex
-    std::vector<Run*> mRuns;      // under mMutex: not ended, innermost last
-    std::uint64_t mSubmitted = 0; // under mMutex: entries ever appended
-    int mDescriptor = -1;         // under mMutex: an event counter, above 0 while something waits
+    std::deque<Entry> mWaiting;              // under mMutex
+    std::vector<std::shared_ptr<Run>> mRuns; // under mMutex: not ended, innermost last
+    std::uint64_t mSubmitted = 0;            // under mMutex: entries ever appended
+    int mDescriptor = -1;                    // under mMutex: an event counter, above 0 while something waits
 };
