@@ -74,6 +74,14 @@ TEST(BufferQueueGate, AStretchOfAnotherThreadWaitsForTheEndOfThisOne) {
     EXPECT_TRUE(closed);
 }
 
+#ifndef NDEBUG
+TEST(BufferQueueGateDeathTest, SaysInADebugBuildThatTwoRealtimeThreadsUseIt) {
+    Gate gate;
+    ASSERT_TRUE(gate.enter());
+    EXPECT_DEATH(gate.enter(), "two real-time threads use one ring");
+}
+#endif
+
 TEST(BufferQueueGate, KeepsTheRealtimeRules) {
     Gate gate;
     bool entered = false;

@@ -22,6 +22,10 @@ class CapturedLog {
     CapturedLog(const CapturedLog&) = delete;
     CapturedLog& operator=(const CapturedLog&) = delete;
 
+    std::vector<std::string> lines() const {
+        const std::lock_guard lock(mMutex);
+        return mLines;
+    }
     /// The lines that report errors; others, such as what scheduling a thread was given, come when they come.
     std::vector<std::string> errors() const {
         const std::lock_guard lock(mMutex);

@@ -1,7 +1,7 @@
 #include "BRAQAudio/platform/foundation/BRAQMainQueue.h"
 
-#include "tests/platform/foundation/CapturedLog.h"
 #include "tests/platform/foundation/MainQueueFixture.h"
+#include "tests/support/CapturedLog.h"
 
 #include <gmock/gmock.h>
 
@@ -101,7 +101,7 @@ TEST_F(Foundation_MainQueue, WhatIsSubmittedWhileDrainingWaitsForALaterDrain) {
 }
 
 TEST_F(Foundation_MainQueue, WhatThrowsIsLoggedAndTheQueueGoesOn) {
-    const CapturedLog log;
+    const braq::testing::CapturedLog log;
     bool hasRun = false;
     queue.submit([] { throw std::runtime_error("broken"); });
     queue.submit([] { throw 1; });
@@ -113,7 +113,7 @@ TEST_F(Foundation_MainQueue, WhatThrowsIsLoggedAndTheQueueGoesOn) {
 }
 
 TEST_F(Foundation_MainQueue, AnEmptyClosureIsLoggedLikeOneThatThrows) {
-    const CapturedLog log;
+    const braq::testing::CapturedLog log;
     queue.submit({});
     EXPECT_EQ(queue.drain(), 1U);
     EXPECT_THAT(log.lines(), ElementsAre("(ERROR) BRAQMainQueue : bad_function_call"));
@@ -197,7 +197,7 @@ TEST_F(Foundation_MainQueue, RunCanBeBegunAgain) {
 }
 
 TEST_F(Foundation_MainQueue, AClosureThatThrowsDoesNotEndRun) {
-    const CapturedLog log;
+    const braq::testing::CapturedLog log;
     bool hasRun = false;
     queue.submit([] { throw std::runtime_error("broken"); });
     queue.submit([&] {

@@ -1,6 +1,6 @@
 #include "BRAQAudio/platform/foundation/NSKeyValueObserving.h"
 
-#include "tests/platform/foundation/CapturedLog.h"
+#include "tests/support/CapturedLog.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -140,7 +140,7 @@ TEST_F(Foundation_NSKeyValueObserving, ObserversMaySetAddAndRemove) {
 }
 
 TEST_F(Foundation_NSKeyValueObserving, WhatAnObserverThrowsIsLoggedAndTheOthersAreTold) {
-    const CapturedLog log;
+    const braq::testing::CapturedLog log;
     Thing thing;
     const auto first = thing.addObserver("k", [](const auto&) { throw std::runtime_error("broken"); });
     const auto second = thing.addObserver("k", hear());

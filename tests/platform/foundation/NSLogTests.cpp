@@ -1,7 +1,5 @@
 #include "BRAQAudio/platform/foundation/NSLog.h"
 
-#include "tests/platform/foundation/CapturedLog.h"
-
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 

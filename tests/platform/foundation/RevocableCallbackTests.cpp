@@ -143,6 +143,7 @@ TEST(Foundation_RevocableCallback, RevokeOnAnotherThreadReturnsOnlyWhenTheClosur
     std::atomic<bool> isDestroyed = false;
     std::shared_future<bool> revoking;
     struct Held {
+        Held(std::shared_future<bool>& future, std::atomic<bool>& flag) : revoking(future), isDestroyed(flag) {}
         ~Held() {
             EXPECT_EQ(revoking.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
             isDestroyed = true;
@@ -151,7 +152,7 @@ TEST(Foundation_RevocableCallback, RevokeOnAnotherThreadReturnsOnlyWhenTheClosur
         std::atomic<bool>& isDestroyed;
     };
     RevocableCallback<>* self = nullptr;
-    RevocableCallback<> callback([&, held = std::shared_ptr<Held>(new Held{revoking, isDestroyed})] {
+    RevocableCallback<> callback([&, held = std::make_shared<Held>(revoking, isDestroyed)] {
         self->revoke();
         const auto revoke = [&] {
             self->revoke();

@@ -12,11 +12,11 @@
 namespace threads_test {
 namespace {
 
-constexpr char kConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
+constexpr const char* kConfigurationStart =
+    R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN"
  "http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd">
 <busconfig>
   <type>session</type>
-  <listen>unix:tmpdir=/tmp</listen>
   <auth>EXTERNAL</auth>
   <policy context="default">
     <allow send_destination="*" eavesdrop="true"/>
@@ -24,14 +24,16 @@ constexpr char kConfiguration[] = R"(<!DOCTYPE busconfig PUBLIC "-//freedesktop/
     <allow own="*"/>
     <allow user="*"/>
   </policy>
-</busconfig>
 )";
 
 std::string writeConfiguration() {
     char path[] = "/tmp/braq-test-bus-XXXXXX";
     const int file = mkstemp(path);
     REQUIRE(file >= 0);
-    REQUIRE(write(file, kConfiguration, sizeof(kConfiguration) - 1) == sizeof(kConfiguration) - 1);
+    // An abstract socket leaves nothing behind when the daemon is killed; the file's name makes it unique.
+    const std::string text =
+        kConfigurationStart + ("  <listen>unix:abstract=" + std::string(path)) + "</listen>\n</busconfig>\n";
+    REQUIRE(write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size()));
     close(file);
     return path;
 }

@@ -1,4 +1,5 @@
 #include "BRAQAudio/platform/threads.h"
+#include "platform/threads/RealtimeKit.h"
 #include "tests/platform/threads/FakeRealtimeKit.h"
 #include "tests/platform/threads/Sandbox.h"
 #include "tests/platform/threads/ThreadHelpers.h"
@@ -170,6 +171,17 @@ void aSilentServiceBlocksNobodyAndIsSaidInTheEnd() {
     REQUIRE(contains(service.log.waitFor("I/O threads"), "NoReply"));
 }
 
+void aSilentServiceIsWaitedForOnce() {
+    Service service(Behaviour::answersNothing);
+    const ParkedThread worker;
+    braq::RealtimeKit kit;
+    REQUIRE(contains(kit.makeHighPriority(worker.port()), "NoReply"));
+    REQUIRE(timeOf([&] {
+                REQUIRE(contains(kit.makeHighPriority(worker.port()), "NoReply"));
+                REQUIRE(contains(kit.makeRealtime(worker.port()), "NoReply"));
+            }) < seconds(3));
+}
+
 void exitWhileTheServiceIsSilent() {
     Service service(Behaviour::answersNothing);
     const ParkedThread worker;
@@ -234,12 +246,13 @@ void sigpipeIsLeftAlone() {
     struct sigaction action {};
     REQUIRE(sigaction(SIGPIPE, nullptr, &action) == 0);
     REQUIRE(action.sa_handler == SIG_DFL);
-    useSystemBus(kNoBus);
+    const PrivateBus bus;
+    useSystemBus(bus.address());
     dropPermission();
     LogRecorder log;
     const ParkedThread worker;
     makeWorker(worker.port(), 32);
-    REQUIRE(!log.waitFor("Worker threads").empty());
+    REQUIRE(contains(log.waitFor("Worker threads"), "ServiceUnknown"));
     REQUIRE(sigaction(SIGPIPE, nullptr, &action) == 0);
     REQUIRE(action.sa_handler == SIG_DFL);
 }
@@ -283,6 +296,10 @@ TEST(Threads_RealtimeKit, ABusWithoutTheServiceIsSaid) { EXPECT_PASSES_IN_A_NEW_
 
 TEST(Threads_RealtimeKit, AServiceThatNeverAnswersBlocksNobodyAndIsSaidInTheEnd) {
     EXPECT_PASSES_IN_A_NEW_PROCESS(aSilentServiceBlocksNobodyAndIsSaidInTheEnd);
+}
+
+TEST(Threads_RealtimeKit, AServiceThatNeverAnswersIsWaitedForOnce) {
+    EXPECT_PASSES_IN_A_NEW_PROCESS(aSilentServiceIsWaitedForOnce);
 }
 
 TEST(Threads_RealtimeKit, AServiceThatNeverAnswersDoesNotKeepTheProcessFromExiting) {
