@@ -15,6 +15,14 @@ int workerPriority(integer_t importance) {
     return std::max(1, std::clamp(importance, 1, kHighestImportance) * kHighestWorkerPriority / kHighestImportance);
 }
 
+// The highest priority that the limit allows is left to the I/O threads. Whether the process is bound by its limit at
+// all, only trying shows.
+int permittedWorkerPriority(thread_act_t thread, int wanted) {
+    const int limit = braq::realtimePriorityLimit();
+    const bool isBound = limit > 0 && limit <= wanted && !braq::setFIFO(thread, limit + 1);
+    return isBound ? std::max(1, limit - 1) : wanted;
+}
+
 // The two calls that put a worker on a fixed priority come one after the other and no state is kept between them: a
 // real-time policy after the first is the sign that the second may go on with it.
 void setTimeshare(thread_act_t thread, const braq::Scheduling& current, bool timeshare) {
@@ -31,11 +39,7 @@ void setImportance(thread_act_t thread, const braq::Scheduling& current, integer
         braq::askForHighPriority(thread);
         return;
     }
-    const int wanted = workerPriority(importance);
-    if (!braq::setFIFO(thread, wanted)) {
-        // The highest priority that the limit allows is left to the I/O threads.
-        braq::setFIFO(thread, std::clamp(braq::realtimePriorityLimit() - 1, 1, wanted));
-    }
+    braq::setFIFO(thread, permittedWorkerPriority(thread, workerPriority(importance)));
     braq::reportOnce(braq::ThreadKind::worker, thread);
 }
 

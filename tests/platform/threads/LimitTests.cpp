@@ -68,6 +68,17 @@ void priorityEndsAtTheLimit() {
 }
 
 template <auto limitTo>
+void aWorkerDoesNotReachTheLimit() {
+    limitTo({.realtimePriority = 30, .nice = 0});
+    const ParkedThread io;
+    const ParkedThread worker;
+    REQUIRE(BRAQThreadMakeIO(io.port()) == KERN_SUCCESS);
+    makeWorker(worker.port(), 32);
+    REQUIRE(kernelPriorityOf(io.port()) == 30);
+    REQUIRE(kernelPriorityOf(worker.port()) == 29);
+}
+
+template <auto limitTo>
 void oneIsTheLowestLimitThatHelps() {
     limitTo({.realtimePriority = 1, .nice = 0});
     const ParkedThread io;
@@ -90,6 +101,20 @@ void aLimitThatSufficesGivesEverything() {
     const integer_t timeshare = 1;
     REQUIRE(thread_policy_set(worker.port(), THREAD_EXTENDED_POLICY, &timeshare, 1) == KERN_SUCCESS);
     REQUIRE(policyOf(worker.port()) == POLICY_TIMESHARE);
+}
+
+void aPrivilegeOvercomesLimits() {
+    useSystemBus(kNoBus);
+    simulateLimitsThatDoNotBind({.realtimePriority = 30, .nice = 0});
+    const ParkedThread io;
+    const ParkedThread worker;
+    const ParkedThread highWorker;
+    REQUIRE(BRAQThreadMakeIO(io.port()) == KERN_SUCCESS);
+    makeWorker(worker.port(), 32);
+    makeWorker(highWorker.port(), 63);
+    REQUIRE(kernelPriorityOf(io.port()) == 70);
+    REQUIRE(kernelPriorityOf(worker.port()) == 30);
+    REQUIRE(kernelPriorityOf(highWorker.port()) == 60);
 }
 
 } // namespace
@@ -143,4 +168,16 @@ TEST_F(Threads_WithLimits, ALimitThatSufficesNeedsNoPrivilege) {
 
 TEST_F(Threads_WithSimulatedLimits, ALimitThatSufficesNeedsNoPrivilege) {
     EXPECT_PASSES_IN_A_NEW_PROCESS(aLimitThatSufficesGivesEverything<simulatedLimits>);
+}
+
+TEST_F(Threads_WithLimits, AWorkerStaysBelowALimitThatIsWhatItWants) {
+    EXPECT_PASSES_IN_A_NEW_PROCESS(aWorkerDoesNotReachTheLimit<trueLimits>);
+}
+
+TEST_F(Threads_WithSimulatedLimits, AWorkerStaysBelowALimitThatIsWhatItWants) {
+    EXPECT_PASSES_IN_A_NEW_PROCESS(aWorkerDoesNotReachTheLimit<simulatedLimits>);
+}
+
+TEST_F(Threads_WithSimulatedLimits, APrivilegeOvercomesThem) {
+    EXPECT_PASSES_IN_A_NEW_PROCESS(aPrivilegeOvercomesLimits);
 }

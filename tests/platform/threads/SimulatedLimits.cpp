@@ -12,8 +12,10 @@
 namespace threads_test {
 namespace {
 
-bool isSimulating = false; // set before there are other threads
-Limits simulated;          // likewise
+// Set while no other thread uses the calls.
+bool isSimulating = false;
+bool isBinding = false;
+Limits simulated;
 
 bool schedulerIsPermitted(pid_t thread, int policyAndFlag, const sched_param& parameters) {
     const int policy = policyAndFlag & ~SCHED_RESET_ON_FORK;
@@ -34,6 +36,11 @@ bool niceIsPermitted(id_t thread, int nice) {
 
 void simulateLimits(Limits limits) {
     simulated = limits;
+    isSimulating = isBinding = true;
+}
+
+void simulateLimitsThatDoNotBind(Limits limits) {
+    simulated = limits;
     isSimulating = true;
 }
 
@@ -42,7 +49,7 @@ void simulateLimits(Limits limits) {
 // These stand before the C library's functions of the same names.
 
 extern "C" int sched_setscheduler(pid_t thread, int policy, const sched_param* parameters) noexcept {
-    if (threads_test::isSimulating && !threads_test::schedulerIsPermitted(thread, policy, *parameters)) {
+    if (threads_test::isBinding && !threads_test::schedulerIsPermitted(thread, policy, *parameters)) {
         errno = EPERM;
         return -1;
     }
@@ -50,7 +57,7 @@ extern "C" int sched_setscheduler(pid_t thread, int policy, const sched_param* p
 }
 
 extern "C" int setpriority(__priority_which_t which, id_t who, int priority) noexcept {
-    if (threads_test::isSimulating && !threads_test::niceIsPermitted(who, priority)) {
+    if (threads_test::isBinding && !threads_test::niceIsPermitted(who, priority)) {
         errno = EACCES;
         return -1;
     }

@@ -9,4 +9,7 @@ namespace threads_test {
 /// is carried out by the kernel, so that the process needs the privilege. Called while no other thread uses the calls.
 void simulateLimits(Limits limits);
 
+/// As if the process had these limits and a privilege that frees it from them.
+void simulateLimitsThatDoNotBind(Limits limits);
+
 } // namespace threads_test

@@ -14,7 +14,7 @@ constexpr kern_return_t KERN_SUCCESS = 0;
 constexpr kern_return_t KERN_INVALID_ARGUMENT = 4;
 
 /// Stack of every thread that the library starts.
-constexpr std::size_t BRAQThreadStackBytes = 256 * 1024;
+constexpr std::size_t BRAQThreadStackBytes = std::size_t{256} * 1024;
 
 /// Starts a detached thread that runs `main(argument)`, with every signal blocked, a stack of `BRAQThreadStackBytes` and
 /// `name` (15 bytes are kept) for debuggers. The thread never keeps the process from exiting; `thread` may be left or
