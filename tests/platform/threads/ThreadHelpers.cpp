@@ -1,5 +1,7 @@
 #include "tests/platform/threads/ThreadHelpers.h"
 
+#include "tests/support/RealtimePermission.h"
+
 #include <sched.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -114,15 +116,10 @@ void makeWorker(thread_act_t port, int importance) {
               KERN_SUCCESS);
 }
 
-bool realtimeIsPermitted() {
-    const ParkedThread scratch;
-    return setKernelPolicy(scratch.port(), SCHED_FIFO, sched_get_priority_max(SCHED_FIFO));
-}
-
 void reportNotShown(const char* why) { GTEST_SKIP() << "not shown: " << why; }
 
 void WithPermission::SetUp() {
-    if (!realtimeIsPermitted()) {
+    if (!braq::testing::mayUseRealtimeScheduling()) {
         reportNotShown("this process may not use real-time scheduling");
     }
 }

@@ -68,9 +68,6 @@ bool setKernelPolicy(thread_act_t port, int policy, int priority);
 /// Puts a thread on fixed priority and `importance`, in the order in which the library's workers do.
 void makeWorker(thread_act_t port, int importance);
 
-/// Whether this process may use real-time scheduling at every priority.
-bool realtimeIsPermitted();
-
 /// Ends a test from its `SetUp`: on this machine it cannot show what it is there to show.
 void reportNotShown(const char* why);
 
