@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -49,12 +50,15 @@ BAtomicStack* BAtomicStackCreate(const BAtomicStackGetNext& getNext, const BAtom
 
 bool BAtomicStackInitialize(BAtomicStack* stack, const BAtomicStackGetNext& getNext,
                             const BAtomicStackSetNext& setNext) {
+    // Copied first, because this is what can throw.
+    BAtomicStackGetNext getNextCopy(getNext);
+    BAtomicStackSetNext setNextCopy(setNext);
     __sync_synchronize();
     __atomic_store_n(&stack->mTag, 0, __ATOMIC_RELAXED);
     __atomic_store_n(&stack->mHead, nullptr, __ATOMIC_RELAXED);
     __sync_synchronize();
-    new (&stack->mGetNext) BAtomicStackGetNext(getNext);
-    new (&stack->mSetNext) BAtomicStackSetNext(setNext);
+    new (&stack->mGetNext) BAtomicStackGetNext(std::move(getNextCopy));
+    new (&stack->mSetNext) BAtomicStackSetNext(std::move(setNextCopy));
     return true;
 }
 

@@ -35,9 +35,11 @@ void waitForWake(BAudioBufferQueueWorker* worker) {
 }
 
 // The link is read after the flag is cleared. Deliberate, at a price: the real-time side may queue the buffer again in
-// between, and the thread then follows the new link and leaves the rest of its chain in progress.
+// between, and the thread then follows the new link and leaves the rest of its chain in progress. The count keeps it from
+// going further than its chain went: over buffers that are on the stack again it could go round for ever.
 void processChain(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* oldest) {
-    for (auto* buffer = oldest; buffer != nullptr; buffer = BQueueableAudioBufferNext(buffer)) {
+    auto left = braq::chainLength(oldest, BQueueableAudioBufferNext);
+    for (auto* buffer = oldest; left > 0 && buffer != nullptr; buffer = BQueueableAudioBufferNext(buffer), --left) {
         braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file);
         BQueueableAudioBufferSetInProgress(buffer, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
@@ -54,7 +56,8 @@ void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
 void runPass(BAudioBufferQueueWorker* worker) {
     worker->mPasses.fetch_add(1, std::memory_order_release);
     while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-        processChain(worker, static_cast<BQueueableAudioBuffer*>(braq::takePending(worker->mPendingStack)));
+        processChain(worker, static_cast<BQueueableAudioBuffer*>(
+                                 braq::takePending(worker->mPendingStack, worker->mStopRequested)));
     }
     countPasses(worker, 1);
 }
@@ -132,9 +135,8 @@ void BAudioBufferQueueWorkerWaitUntilIdle(BAudioBufferQueueWorker* worker) {
         if (!pending && !inPass) {
             return;
         }
-        if (before == after) { // else a pass went by between the looks, and they do not belong together
-            worker->mPasses.wait(before, std::memory_order_acquire);
-        }
+        // Returns at once when a pass began or ended between the looks, which then do not belong together.
+        worker->mPasses.wait(before, std::memory_order_acquire);
     }
 }
 

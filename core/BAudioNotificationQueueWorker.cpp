@@ -28,10 +28,11 @@ braq::WorkerExit exitOf(BAudioNotificationQueueWorker* worker) {
     return {worker->mExitMutex, worker->mExitCondition, worker->mExited};
 }
 
-// As with buffers, the link is deliberately read after the flag is cleared.
+// As with buffers, the link is deliberately read after the flag is cleared, and the walk is no longer than its chain was.
 void processChain(BAudioNotificationQueueWorker* worker, BQueueableAudioNotification* oldest) {
-    for (auto* notification = oldest; notification != nullptr;
-         notification = BQueueableAudioNotificationNext(notification)) {
+    auto left = braq::chainLength(oldest, BQueueableAudioNotificationNext);
+    for (auto* notification = oldest; left > 0 && notification != nullptr;
+         notification = BQueueableAudioNotificationNext(notification), --left) {
         braq::runBlock(notification->mProcessingBlock, notification, worker->mErrors, file);
         BQueueableAudioNotificationSetInProgress(notification, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, notification);
@@ -42,12 +43,14 @@ void workerMain(void* argument) {
     auto* worker = static_cast<BAudioNotificationQueueWorker*>(argument);
     while (!worker->mStopRequested.load()) {
         braq::passWorkerPoint(braq::WorkerPoint::beforeWait, worker);
-        BGuardLocker* const locker = BGuardLockerCreate(worker->mWakeGuard);
-        BGuardLockerWait(locker);
+        BGuardLocker locker;
+        BGuardLockerInitialize(&locker, worker->mWakeGuard);
+        BGuardLockerWait(&locker);
         while (!worker->mStopRequested.load() && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-            processChain(worker, static_cast<BQueueableAudioNotification*>(braq::takePending(worker->mPendingStack)));
+            processChain(worker, static_cast<BQueueableAudioNotification*>(
+                                     braq::takePending(worker->mPendingStack, worker->mStopRequested)));
         }
-        BGuardLockerDestroy(locker);
+        BGuardLockerDealloc(&locker);
     }
     exitOf(worker).announce();
 }

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <memory>
 #include <new>
+#include <utility>
 
 BQueueableAudioBuffer* BQueueableAudioBufferCreate(const BQueueableAudioBufferBlock& block, UInt32 frames,
                                                    UInt32 channels) {
@@ -15,10 +16,12 @@ BQueueableAudioBuffer* BQueueableAudioBufferCreate(const BQueueableAudioBufferBl
 
 bool BQueueableAudioBufferInitialize(BQueueableAudioBuffer* buffer, const BQueueableAudioBufferBlock& block,
                                      UInt32 frames, UInt32 channels) {
+    // Copied first, because this is what can throw.
+    BQueueableAudioBufferBlock copy(block);
     if (!BAudioBufferInitialize(&buffer->mAudioBuffer, frames, channels)) {
         return false;
     }
-    new (&buffer->mProcessingBlock) BQueueableAudioBufferBlock(block);
+    new (&buffer->mProcessingBlock) BQueueableAudioBufferBlock(std::move(copy));
     new (&buffer->mInProgress) std::atomic<bool>(false);
     buffer->mFileStartFrame = 0;
     buffer->mPlaybackRate = 0;

@@ -12,11 +12,18 @@ template <class Record, class Initialize>
 Record* createRecord(Initialize initialize) {
     static_assert(alignof(Record) <= alignof(std::max_align_t), "calloc aligns no further");
     auto* record = static_cast<Record*>(std::calloc(1, sizeof(Record)));
-    if (record != nullptr && !initialize(record)) {
-        std::free(record);
+    if (record == nullptr) {
         return nullptr;
     }
-    return record;
+    try {
+        if (initialize(record)) {
+            return record;
+        }
+    } catch (...) {
+        // A closure that cannot be copied is one more thing that the record could not get.
+    }
+    std::free(record);
+    return nullptr;
 }
 
 } // namespace braq

@@ -2,10 +2,10 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
-#include <sched.h>
-
+#include <chrono>
 #include <ctime>
 #include <new>
+#include <thread>
 
 namespace braq {
 
@@ -49,22 +49,26 @@ bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*)
     return true;
 }
 
-void* takePending(BAtomicStack* pending) noexcept {
-    for (;;) {
+void* takePending(BAtomicStack* pending, const std::atomic<bool>& stopRequested) noexcept {
+    while (!stopRequested.load(std::memory_order_acquire)) {
         try {
             return BAtomicStackPopAllReversed(pending);
         } catch (const std::bad_alloc&) {
-            sched_yield();
+            // Sleeping, not yielding: a worker runs at a fixed priority above whoever could free memory.
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
     }
+    return nullptr;
 }
 
 void keepWorkerError(BWorkerErrors& errors, const char* file, const std::exception_ptr& exception) noexcept {
     try {
-        auto error = NSXErrorFromException(exception);
+        const auto error = NSXErrorFromException(exception);
+        {
+            const std::lock_guard lock(errors.mMutex);
+            errors.mLast = error;
+        }
         NSXLogError(file, error->localizedDescription());
-        const std::lock_guard lock(errors.mMutex);
-        errors.mLast = std::move(error);
     } catch (...) {
         // There is no memory to say it with; the worker goes on all the same.
     }

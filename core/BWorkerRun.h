@@ -5,6 +5,7 @@
 #include "BRAQAudio/platform/threads.h"
 
 #include <atomic>
+#include <cstddef>
 #include <exception>
 
 // What the buffer worker and the notification worker share: how their thread starts, survives what it runs, and ends.
@@ -14,9 +15,19 @@ namespace braq {
 /// @return false when the system has no thread to give
 [[nodiscard]] bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*), void* worker);
 
-/// Everything pending, oldest first; null when nothing is. A lack of memory is waited out, because what is pending must
-/// not be lost.
-void* takePending(BAtomicStack* pending) noexcept;
+/// Everything pending, oldest first; null when nothing is. A lack of memory is waited out until `stopRequested`, because
+/// what is pending must not be lost.
+void* takePending(BAtomicStack* pending, const std::atomic<bool>& stopRequested) noexcept;
+
+/// Records of a chain, counted before any of them can be linked anew.
+template <class Record>
+std::size_t chainLength(const Record* oldest, Record* (*next)(const Record*) noexcept) {
+    std::size_t length = 0;
+    for (const Record* record = oldest; record != nullptr; record = next(record)) {
+        ++length;
+    }
+    return length;
+}
 
 /// Keeps and logs an exception that a worker's closure threw.
 /// @param file reported in the log

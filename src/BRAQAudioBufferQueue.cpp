@@ -38,6 +38,9 @@ BRAQAudioBufferQueue::BRAQAudioBufferQueue(UInt64 bufferCount, UInt32 numFrames,
     if (streamDescription == nullptr || streamDescription->channelsPerFrame() == 0) {
         refuse("An audio buffer queue needs a stream description with at least one channel.");
     }
+    if (mBytesPerFrame > sizeof(Float32)) {
+        refuse("An audio buffer queue needs a stream description that is not interleaved.");
+    }
     if (bufferCount == 0 || numFrames == 0 || numFrames > std::numeric_limits<UInt32>::max() / sizeof(Float32)) {
         refuse("An audio buffer queue needs at least one buffer of at least one frame.");
     }
@@ -106,6 +109,7 @@ void BRAQAudioBufferQueue::flush() {
 void BRAQAudioBufferQueue::startWorker() {}
 
 void BRAQAudioBufferQueue::stopWorker() {
+    const std::lock_guard lock(mWorkerMutex);
     if (mQueueWorker != nullptr) {
         BAudioBufferQueueWorkerStop(mQueueWorker);
     }
@@ -118,6 +122,8 @@ void BRAQAudioBufferQueue::teardownWorkerThread() {
     }
     mGate.closeForGood();
     BAudioBufferQueueWorkerTeardown(mQueueWorker);
+    const std::lock_guard lock(mWorkerMutex);
+    BAudioBufferQueueWorkerLastError(mQueueWorker, &mLastError);
     BAudioBufferQueueWorkerDestroy(mQueueWorker);
     mQueueWorker = nullptr;
 }
@@ -129,7 +135,8 @@ void BRAQAudioBufferQueue::waitUntilWorkerIsIdle() {
 }
 
 std::shared_ptr<NSError> BRAQAudioBufferQueue::lastError() const {
-    std::shared_ptr<NSError> error;
+    const std::lock_guard lock(mWorkerMutex);
+    std::shared_ptr<NSError> error = mLastError;
     if (mQueueWorker != nullptr) {
         BAudioBufferQueueWorkerLastError(mQueueWorker, &error);
     }

@@ -1,5 +1,6 @@
 #include "BRAQAudio/BRAQAudioBufferQueueGate.h"
 
+#include <cassert>
 #include <chrono>
 #include <thread>
 
@@ -15,3 +16,7 @@ BRAQAudioBufferQueueGate::ClosedStretch::ClosedStretch(BRAQAudioBufferQueueGate&
 }
 
 BRAQAudioBufferQueueGate::ClosedStretch::~ClosedStretch() { mGate.mClosures.fetch_sub(1); }
+
+void BRAQAudioBufferQueueGate::assertOneRealtimeThread() noexcept {
+    assert(false && "two real-time threads use one ring");
+}

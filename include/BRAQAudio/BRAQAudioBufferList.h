@@ -8,6 +8,7 @@ extern "C" {
 /// A new list with sample memory of undefined content: one buffer with all channels when interleaved, else one buffer a
 /// channel. Each channel gets bytesPerSample x frames bytes (only the product counts).
 /// @param channels at least 1
+/// @return null if there is no memory
 /// Never on an I/O thread.
 BRAQ_EXPORT AudioBufferList* BRAQAudioBufferListCreate(UInt32 channels, UInt32 bytesPerSample, UInt32 frames,
                                                        bool interleaved);
@@ -15,6 +16,7 @@ BRAQ_EXPORT AudioBufferList* BRAQAudioBufferListCreate(UInt32 channels, UInt32 b
 BRAQ_EXPORT void BRAQAudioBufferListDestroy(AudioBufferList* list);
 /// A new list with the same descriptors that shares the sample memory. Free it with `free`, never with
 /// `BRAQAudioBufferListDestroy`. Never on an I/O thread.
+/// @return null if there is no memory
 BRAQ_EXPORT AudioBufferList* BRAQAudioBufferListCopy(const AudioBufferList* list);
 /// Copies header and descriptors into `destination`, which has room for as many buffers; samples are shared.
 /// @realtime

@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <memory>
+#include <mutex>
 
 class BRAQAudioBufferQueue;
 
@@ -47,7 +48,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     /// A ring of empty buffers with a worker that runs already.
     /// @param bufferCount buffers in the ring, at least 1
     /// @param numFrames frames a buffer, at least 1
-    /// @param streamDescription format of the frames, not interleaved, at least 1 channel; held, not copied
+    /// @param streamDescription format of the frames: at most 4 bytes a frame (not interleaved), at least 1 channel; held, not
+    ///        copied
     /// @return null, with a line in the log, for a parameter out of these bounds or when memory or threads run out
     static std::shared_ptr<BRAQAudioBufferQueue>
     initWithBufferCount(UInt64 bufferCount, UInt32 numFrames,
@@ -59,7 +61,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
 
     /// Refills or writes out one buffer and leaves it ready for the other side. For playback: sets it empty, fills it from
     /// the start, sets its end frame, and sets its end-of-stream flag on the last buffer of the stream. For recording:
-    /// writes its frames out and sets it empty. It leaves the in-progress flag alone and calls no control operation.
+    /// writes its frames out and sets it empty. It leaves the in-progress flag alone and calls no control operation. A
+    /// buffer that it keeps leaving empty, without the end of the stream, goes round as fast as both sides can.
     ///
     /// Runs on the worker's thread, or inside `prime` and `flush` on theirs, never on two threads at once. What it throws
     /// on the worker's thread is logged and kept as `lastError`, and the buffer counts as processed; from `prime` and
@@ -69,7 +72,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     virtual void processBuffer(BQueueableAudioBuffer* buffer);
 
     /// Clears the end of the stream, has every buffer processed on the calling thread in the ring's order, and starts at
-    /// the first. Also takes back buffers that the worker left in progress. The error count stays.
+    /// the first. Also takes back buffers that the worker left in progress. The error count stays. When `processBuffer`
+    /// throws, the buffers before that one are filled and the ring stays where it was; the gate opens all the same.
     void prime();
     /// Has the current buffer processed on the calling thread if it holds frames: on recording, what the last buffer has.
     void flush();
@@ -91,8 +95,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     /// Times that the real-time side found the current buffer still with the worker: underruns on playback, overruns on
     /// recording. Any thread.
     UInt64 errorCount() const noexcept { return mErrorCount.load(std::memory_order_relaxed); }
-    /// What `processBuffer` last threw on the worker's thread; null if it never did. Not during or after
-    /// `teardownWorkerThread`.
+    /// What `processBuffer` last threw on the worker's thread, also after its teardown; null if it never did. Any thread
+    /// but the I/O thread.
     std::shared_ptr<NSError> lastError() const;
 
   protected:
@@ -133,4 +137,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     void fill(const AudioBufferList* source, UInt32 required) noexcept;
     void countError() noexcept;
     void handOver(BQueueableAudioBuffer* buffer) noexcept;
+
+    mutable std::mutex mWorkerMutex;     // whether there is a worker; any thread but the real-time side
+    std::shared_ptr<NSError> mLastError; // under mWorkerMutex: of a worker that is gone
 };

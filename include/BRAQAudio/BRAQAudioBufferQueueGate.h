@@ -4,7 +4,6 @@
 #include "BRAQAudio/platform/types.h"
 
 #include <atomic>
-#include <cassert>
 #include <cstddef>
 #include <mutex>
 
@@ -32,8 +31,9 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     /// Begins a copy. @return false when the gate is closed; `leave` is not called then
     /// @realtime One thread at a time.
     bool enter() noexcept {
-        [[maybe_unused]] const bool alreadyCopying = mCopying.exchange(true);
-        assert(!alreadyCopying && "two real-time threads use one ring");
+        if (mCopying.exchange(true)) [[unlikely]] {
+            assertOneRealtimeThread();
+        }
         if (mClosures.load() != 0) {
             leave();
             return false;
@@ -50,9 +50,12 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     void closeForGood() noexcept { mClosures.fetch_add(1); }
 
   private:
+    /// Fails in debug builds of the library.
+    static void assertOneRealtimeThread() noexcept;
+
     static constexpr std::size_t cacheLineBytes = 64;
 
-    alignas(cacheLineBytes) std::atomic<bool> mCopying{false}; // written by the real-time side only
-    alignas(cacheLineBytes) std::atomic<UInt32> mClosures{0};  // written by the control side only
-    std::recursive_mutex mControlMutex;                        // control threads
+    alignas(cacheLineBytes) std::atomic<bool> mCopying{false};  // written by the real-time side only
+    alignas(cacheLineBytes) std::atomic<UInt32> mClosures{0};   // written by the control side only
+    alignas(cacheLineBytes) std::recursive_mutex mControlMutex; // control threads, apart from what the other side reads
 };

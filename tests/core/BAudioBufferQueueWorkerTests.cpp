@@ -15,6 +15,7 @@
 #include <memory>
 #include <semaphore>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -157,6 +158,20 @@ TEST_F(BufferWorker, KeepsTheErrorThatARaisedStatusErrorHolds) {
     EXPECT_EQ(error->domain(), NSMachErrorDomain);
     EXPECT_EQ(error->code(), -50);
     EXPECT_EQ(log.errors().size(), 1U);
+}
+
+TEST_F(BufferWorker, KeepsTheLastOfSeveralErrors) {
+    const braq::testing::CapturedLog log;
+    int count = 0;
+    const auto thrower =
+        bufferThat([&](BQueueableAudioBuffer*) { throw std::runtime_error("error " + std::to_string(++count)); });
+    for (int i = 0; i < 2; ++i) {
+        add(thrower);
+        waitUntilIdle();
+    }
+    std::shared_ptr<NSError> error;
+    ASSERT_TRUE(BAudioBufferQueueWorkerLastError(worker.get(), &error));
+    EXPECT_EQ(error->localizedDescription(), "error 2");
 }
 
 TEST_F(BufferWorker, SurvivesAThrowThatIsNoException) {

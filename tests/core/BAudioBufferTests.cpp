@@ -155,6 +155,16 @@ TEST_F(AudioBufferRecord, CopyFromIntoAFullBufferTakesNothing) {
     EXPECT_EQ(required, 5U);
 }
 
+TEST_F(AudioBufferRecord, CopyFromPutsFramesBehindThoseHeldAlsoWhereSomeWereTakenOut) {
+    BAudioBufferSetStartFrame(buffer.get(), 10);
+    BAudioBufferSetEndFrame(buffer.get(), 15);
+    braq::testing::number(list.get(), 0, 20);
+    required = 20;
+    EXPECT_FALSE(BAudioBufferCopyFrom(buffer.get(), list.get(), bytesPerFrame, &produced, &required));
+    EXPECT_EQ(BAudioBufferEndFrame(buffer.get()), 35U);
+    braq::testing::expectNumbered(BAudioBufferAudioBufferList(buffer.get()), 5, 0, 20);
+}
+
 TEST_F(AudioBufferRecord, CopyFromDoesNotLookAtTheEndOfStream) {
     BAudioBufferSetReachedEndOfStream(buffer.get(), 1);
     required = 512;

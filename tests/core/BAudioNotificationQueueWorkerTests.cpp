@@ -131,6 +131,26 @@ TEST_F(NotificationWorker, KeepsPendingWhatWasAddedWhileItWasNotWaiting) {
     EXPECT_THAT(run, ElementsAre('A', 'B'));
 }
 
+// As with buffers: the link is read after the flag is cleared, so adding again in that moment cuts the rest of the chain
+// off. The walk ends where its chain would have ended.
+TEST_F(NotificationWorker, HeldBetweenFlagAndLinkItLeavesWhatWasBehindInProgress) {
+    WorkerHold hold(WorkerPoint::flagCleared, a.get());
+    BMutexLock(&worker->mWakeGuard->mMutex);
+    add(a);
+    add(b);
+    BMutexUnlock(&worker->mWakeGuard->mMutex);
+    while (BQueueableAudioNotificationInProgress(a.get())) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    hold.waitUntilHeld();
+    add(a);
+    hold.release();
+    signalUntilDone(a);
+    EXPECT_THAT(run, ElementsAre('A', 'A'));
+    EXPECT_TRUE(BQueueableAudioNotificationInProgress(b.get()));
+}
+
 TEST_F(NotificationWorker, IgnoresNone) {
     BAudioNotificationQueueWorkerAddNotification(worker.get(), nullptr);
     EXPECT_TRUE(BAtomicStackIsEmpty(worker->mPendingStack));

@@ -57,6 +57,24 @@ TEST_F(Guard, WaitGivesTheMutexUpAndHasItAgainOnReturn) {
     EXPECT_TRUE(BMutexIsFree(&guard->mMutex));
 }
 
+TEST_F(Guard, IsFreeWhileAWaiterSleeps) {
+    std::atomic<bool> waiting = false;
+    std::thread waiter([&] {
+        BMutexLock(&guard->mMutex);
+        waiting = true;
+        BGuardWait(guard.get());
+        BMutexUnlock(&guard->mMutex);
+    });
+    while (!waiting) {
+        std::this_thread::yield();
+    }
+    BMutexLock(&guard->mMutex); // to be had once the waiter is in its wait
+    BMutexUnlock(&guard->mMutex);
+    EXPECT_TRUE(BMutexIsFree(&guard->mMutex));
+    BGuardNotify(guard.get());
+    waiter.join();
+}
+
 TEST_F(Guard, NotifyAllWakesEveryWaiter) {
     constexpr int waiters = 4;
     std::atomic<int> asleep = 0;

@@ -99,6 +99,7 @@ TEST(Errors, AFalseBooleanFails) {
     expectFailure("c", 0, "BOOLErrorDomain", -1);
     expectSuccess("c", 1);
     expectSuccess("c", -1);
+    expectSuccess("c", 0x100000000);
 }
 
 TEST(Errors, ANullOrDeadPortNameFails) {
@@ -117,6 +118,7 @@ TEST(Errors, LongAndShortResultsFailUnless0) {
         expectFailure(typeCode, 7, "NSOSStatusErrorDomain", 7);
     }
     expectFailure("l", 0x1FFFFFFFE, "NSOSStatusErrorDomain", -2);
+    expectFailure("l", 0x100000000, "NSOSStatusErrorDomain", 0);
 }
 
 TEST(Errors, AFailureThatNobodyWantsIsNoProblem) {
@@ -265,6 +267,9 @@ TEST(ErrorFromException, CarriesTheTextOfAnythingElse) {
     // An "error" detail that is no error is not mistaken for one.
     const auto odd = NSXErrorFromException(std::make_exception_ptr(NSException("N", "odd", {{"error", "text"}})));
     EXPECT_EQ(odd->localizedDescription(), "odd");
+    const std::shared_ptr<NSError> none;
+    const auto empty = NSXErrorFromException(std::make_exception_ptr(NSException("N", "empty", {{"error", none}})));
+    EXPECT_EQ(empty->localizedDescription(), "empty");
 }
 
 } // namespace

@@ -95,15 +95,26 @@ TEST(BufferQueueGate, KeepsTheRealtimeRules) {
     EXPECT_FALSE(closed);
 }
 
-// The plain counter is what a copy and a control operation would tear if the gate let both in.
+// The plain counter is what a copy and a control operation would tear if the gate let both in. Both threads line up before
+// each round, so that they come to the gate at the same time.
 TEST(BufferQueueGate, NeverLetsBothSidesIn) {
-    constexpr long enough = 20'000;
+    constexpr int rounds = 30'000;
     Gate gate;
-    std::atomic<bool> done = false;
+    std::atomic<int> realtimeRound = 0;
+    std::atomic<int> controlRound = 0;
+    const auto lineUp = [](std::atomic<int>& own, const std::atomic<int>& other, int round) {
+        own = round;
+        for (int looks = 0; other < round; ++looks) {
+            if (looks > 1000) {
+                std::this_thread::yield(); // the other one has no processor
+            }
+        }
+    };
     long inside = 0;
     long copies = 0;
     std::thread realtime([&] {
-        while (!done) {
+        for (int round = 1; round <= rounds; ++round) {
+            lineUp(realtimeRound, controlRound, round);
             if (gate.enter()) {
                 ++inside;
                 ++copies;
@@ -111,15 +122,13 @@ TEST(BufferQueueGate, NeverLetsBothSidesIn) {
             }
         }
     });
-    long closures = 0;
-    for (bool enoughCopies = false; closures < enough || !enoughCopies; ++closures) {
+    for (int round = 1; round <= rounds; ++round) {
+        lineUp(controlRound, realtimeRound, round);
         const Gate::ClosedStretch stretch(gate);
         ++inside;
-        enoughCopies = copies >= enough;
     }
-    done = true;
     realtime.join();
-    EXPECT_EQ(inside, copies + closures);
+    EXPECT_EQ(inside, copies + rounds);
 }
 
 } // namespace

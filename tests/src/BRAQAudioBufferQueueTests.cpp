@@ -85,6 +85,23 @@ TEST_F(Playback, TheEndOfTheStreamIsLatchedByTheFirstCallThatReachesIt) {
     EXPECT_EQ(reader.errorCount(), 0U);
 }
 
+TEST_F(Playback, TheEndOfTheStreamIsLatchedWithFramesOfTheLastBufferLeft) {
+    Reader reader(2, 64, 20);
+    reader.prime();
+    EXPECT_EQ(copyInto(reader, list, 10), 10U);
+    list.expectNumbered(0, 0, 10);
+    EXPECT_TRUE(BRAQAudioBufferQueueReachedEndOfStream(&reader));
+    EXPECT_EQ(copyInto(reader, list, 10), 0U);
+}
+
+TEST_F(Playback, PartOfABufferIsNotTakenFromTheWorker) {
+    Reader reader(2, 64);
+    reader.prime();
+    BQueueableAudioBufferSetInProgress(reader.buffer(0), true);
+    EXPECT_EQ(copyInto(reader, list, 10), 0U);
+    EXPECT_EQ(reader.errorCount(), 1U);
+}
+
 TEST_F(Playback, AShortLastBufferEndsTheCopy) {
     Reader reader(2, 64, 100);
     reader.prime();
@@ -247,10 +264,29 @@ TEST_F(Recording, ACycleOfNothingStillLooksAtTheCurrentBuffer) {
     EXPECT_EQ(writer.errorCount(), 1U);
 }
 
+TEST_F(Recording, PartOfABufferIsNotPutIntoWhatTheWorkerHas) {
+    Writer writer(2, 64);
+    capture(writer, 10);
+    BQueueableAudioBufferSetInProgress(writer.buffer(0), true);
+    capture(writer, 10);
+    EXPECT_EQ(writer.errorCount(), 1U);
+    EXPECT_EQ(BRAQAudioBufferQueueCurrentFrame(&writer), 10U);
+}
+
+TEST_F(Recording, FramesGoBehindThoseHeldAlsoWhereSomeWereTakenOut) {
+    Writer writer(2, 64);
+    BAudioBuffer* const buffer = &writer.buffer(0)->mAudioBuffer;
+    BAudioBufferSetStartFrame(buffer, 10);
+    BAudioBufferSetEndFrame(buffer, 15);
+    capture(writer, 20);
+    EXPECT_EQ(BAudioBufferEndFrame(buffer), 35U);
+    braq::testing::expectNumbered(BAudioBufferAudioBufferList(buffer), 5, 0, 20);
+}
+
 TEST_F(Recording, FlushWritesThePartlyFilledBufferAndStaysAtIt) {
     Writer writer(2, 64);
     writer.flush();
-    EXPECT_TRUE(writer.written.empty()) << "an empty buffer is not written";
+    EXPECT_EQ(writer.writes, 0) << "an empty buffer is not written";
     capture(writer, 20);
     writer.flush();
     expectWritten(writer, 20);
@@ -320,12 +356,14 @@ TEST_F(Queue, RefusesWhatNoRingCanBeMadeOf) {
     noChannels->setChannelsPerFrame(0);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 512, nullptr), nullptr);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 512, noChannels), nullptr);
+    const auto interleaved = BRAQAudioStreamBasicDescription::nativeStreamDescription();
+    EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 512, interleaved), nullptr);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(0, 512, planarStereo()), nullptr);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 0, planarStereo()), nullptr);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 0x40000000, planarStereo()), nullptr);
     EXPECT_THAT(log.errors(),
                 testing::Each(testing::StartsWith("(ERROR) BRAQAudioBufferQueue : An audio buffer queue")));
-    EXPECT_EQ(log.errors().size(), 5U);
+    EXPECT_EQ(log.errors().size(), 6U);
 }
 
 TEST_F(Queue, HasNoIdeaOfProcessingByItself) {
@@ -364,6 +402,8 @@ TEST_F(Queue, AFillThatThrowsOnTheWorkerCountsAsProcessed) {
     reader.waitUntilWorkerIsIdle();
     EXPECT_FALSE(reader.inProgress(0));
     EXPECT_EQ(reader.lastError()->localizedDescription(), "unreadable");
+    reader.teardownWorkerThread();
+    EXPECT_EQ(reader.lastError()->localizedDescription(), "unreadable") << "its owner may ask when all is done";
     EXPECT_THAT(log.errors(), ElementsAre("(ERROR) BAudioBufferQueueWorker : unreadable"));
 }
 
@@ -483,6 +523,108 @@ TEST_F(Queue, PrimeWaitsUntilTheWorkerIsAtNoBuffer) {
     EXPECT_EQ(copyInto(reader, list, 64), 64U);
     list.expectNumbered(0, 1000, 64);
     EXPECT_EQ(reader.errorCount(), 0U);
+}
+
+// What `prime` and `flush` wait for, held: the worker inside a buffer, or the real-time side inside a copy.
+class ControlOperations : public testing::Test {
+  protected:
+    ~ControlOperations() override {
+        mayGoOn.release();
+        if (control.joinable()) {
+            control.join();
+        }
+    }
+    std::function<void(BQueueableAudioBuffer*)> holdOnce() {
+        return [this](BQueueableAudioBuffer*) {
+            if (hold.exchange(false)) {
+                held.release();
+                mayGoOn.acquire();
+            }
+        };
+    }
+    // Runs `operation` on a control thread and expects that it processes nothing until `letGo` was called.
+    template <class Operation, class Count, class LetGo>
+    void expectToWait(Operation operation, Count count, LetGo letGo, BRAQAudioBufferQueueGate& gate) {
+        const int before = count();
+        control = std::thread(operation);
+        while (!gate.isClosed()) {
+            std::this_thread::yield();
+        }
+        for (int i = 0; i < 2000; ++i) {
+            std::this_thread::yield();
+            ASSERT_EQ(count(), before);
+        }
+        letGo();
+        control.join();
+        EXPECT_GT(count(), before);
+    }
+
+    FrameList list{queue_test::channels, 256};
+    std::atomic<bool> hold = false;
+    std::binary_semaphore held{0};
+    std::binary_semaphore mayGoOn{0};
+    std::thread control;
+};
+
+TEST_F(ControlOperations, PrimeWaitsForTheWorker) {
+    Reader reader(3, 64);
+    reader.beforeFill = holdOnce();
+    reader.prime();
+    hold = true;
+    copyInto(reader, list, 64);
+    held.acquire();
+    expectToWait([&] { reader.prime(); }, [&] { return reader.fills.load(); }, [&] { mayGoOn.release(); },
+                 reader.gate());
+}
+
+TEST_F(ControlOperations, PrimeWaitsForACopyThatIsUnderWay) {
+    Reader reader(3, 64);
+    reader.prime();
+    ASSERT_TRUE(reader.gate().enter());
+    expectToWait([&] { reader.prime(); }, [&] { return reader.fills.load(); }, [&] { reader.gate().leave(); },
+                 reader.gate());
+}
+
+TEST_F(ControlOperations, FlushWaitsForTheWorker) {
+    Writer writer(3, 64);
+    writer.beforeWrite = holdOnce();
+    hold = true;
+    braq::testing::number(list.get(), 0, 100);
+    BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 100);
+    held.acquire();
+    expectToWait([&] { writer.flush(); }, [&] { return writer.writes.load(); }, [&] { mayGoOn.release(); },
+                 writer.gate());
+    EXPECT_EQ(writer.writes, 2);
+}
+
+TEST_F(ControlOperations, FlushWaitsForACopyThatIsUnderWay) {
+    Writer writer(3, 64);
+    braq::testing::number(list.get(), 0, 20);
+    BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 20);
+    ASSERT_TRUE(writer.gate().enter());
+    expectToWait([&] { writer.flush(); }, [&] { return writer.writes.load(); }, [&] { writer.gate().leave(); },
+                 writer.gate());
+}
+
+// Held up at the last link of its chain, the worker has nothing more to follow, whatever that link leads to by then.
+TEST_F(Queue, AWorkerHeldUpAtTheEndOfItsChainLosesNothing) {
+    Reader reader(4, 16);
+    reader.prime();
+    WorkerHold hold(WorkerPoint::flagCleared, reader.buffer(1));
+    EXPECT_EQ(copyInto(reader, list, 16), 16U);
+    reader.waitUntilWorkerIsIdle();
+    EXPECT_EQ(copyInto(reader, list, 16), 16U);
+    hold.waitUntilHeld();
+    EXPECT_EQ(copyInto(reader, list, 64), 64U) << "2, 3, 0 and 1 once more";
+    list.expectNumbered(0, 32, 64);
+    hold.release();
+    reader.waitUntilWorkerIsIdle();
+    EXPECT_EQ(reader.errorCount(), 0U);
+    for (UInt64 frame = 96; frame < 400; frame += 16) {
+        EXPECT_EQ(copyInto(reader, list, 16), 16U);
+        list.expectNumbered(0, frame, 16);
+        reader.waitUntilWorkerIsIdle();
+    }
 }
 
 // A worker held up between clearing a flag and reading the link, while the real-time side drains that buffer and queues

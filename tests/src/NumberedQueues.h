@@ -110,9 +110,11 @@ class Writer : public OpenQueue {
                 written.push_back(left[frame]);
             }
             BAudioBufferSetEmpty(buffer);
+            ++writes;
         });
     }
 
+    std::atomic<int> writes{0};
     std::function<void(BQueueableAudioBuffer*)> beforeWrite; // set before the first buffer is handed over
     std::vector<Float32> written;                            // read when the worker is idle
 };

@@ -23,7 +23,7 @@ extern "C" {
 
 /// A new, empty buffer of `frames` frames and `channels` channels (at least 1), or null if that fails.
 BRAQ_EXPORT BAudioBuffer* BAudioBufferCreate(UInt32 frames, UInt32 channels);
-/// Makes a buffer in place; always true.
+/// Makes a buffer in place. @return false if there is no memory
 BRAQ_EXPORT bool BAudioBufferInitialize(BAudioBuffer* buffer, UInt32 frames, UInt32 channels);
 /// Frees the samples and the list.
 BRAQ_EXPORT void BAudioBufferDealloc(BAudioBuffer* buffer);

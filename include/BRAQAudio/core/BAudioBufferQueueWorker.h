@@ -16,7 +16,7 @@ struct BAudioBufferQueueWorker {
     BAtomicStack* mPendingStack; ///< owned; buffers added and not yet taken by the thread
     pthread_mutex_t mExitMutex;
     pthread_cond_t mExitCondition;
-    std::atomic<bool> mExited; ///< the thread touches this record no more
+    std::atomic<bool> mExited; ///< once mExitMutex is free, the thread touches this record no more
     BRAQThread mThread;
     std::atomic<UInt32> mPasses; ///< odd while the thread takes and processes buffers; written by it alone
     BWorkerErrors mErrors;

@@ -17,7 +17,7 @@ struct BAudioNotificationQueueWorker {
     BAtomicStack* mPendingStack; ///< owned; notifications added and not yet taken by the thread
     pthread_mutex_t mExitMutex;
     pthread_cond_t mExitCondition;
-    std::atomic<bool> mExited; ///< the thread touches this record no more
+    std::atomic<bool> mExited; ///< once mExitMutex is free, the thread touches this record no more
     BRAQThread mThread;
     BWorkerErrors mErrors;
 };
@@ -40,6 +40,10 @@ BRAQ_EXPORT void BAudioNotificationQueueWorkerStart(BAudioNotificationQueueWorke
 BRAQ_EXPORT void BAudioNotificationQueueWorkerStop(BAudioNotificationQueueWorker* worker);
 /// Hands `notification` to the thread, which runs its block and then clears its in-progress flag. One that is still in
 /// progress is not handed over again: the thread is only signalled. Null does nothing.
+///
+/// The thread clears a notification's flag before it reads its link. One that is added again in just that moment, while
+/// others were added behind it, may leave these in progress and never run. Events that must not be lost have a worker of
+/// their own.
 /// @realtime One thread at a time for each notification. Wakes the worker.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerAddNotification(BAudioNotificationQueueWorker* worker,
                                                               BQueueableAudioNotification* notification) noexcept;

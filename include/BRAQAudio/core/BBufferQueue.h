@@ -3,6 +3,7 @@
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/types.h"
 
+#include <cstddef>
 #include <type_traits>
 
 /// A first-in-first-out ring of 32-bit elements (one sample each) whose reader looks before it consumes. It takes no
@@ -16,6 +17,9 @@ struct BBufferQueue {
     UInt64 mUsed;       ///< elements held
 };
 static_assert(std::is_standard_layout_v<BBufferQueue> && sizeof(BBufferQueue) == 40);
+static_assert(offsetof(BBufferQueue, mBuffer) == 0 && offsetof(BBufferQueue, mLength) == 8 &&
+              offsetof(BBufferQueue, mReadIndex) == 16 && offsetof(BBufferQueue, mWriteIndex) == 24 &&
+              offsetof(BBufferQueue, mUsed) == 32);
 
 extern "C" {
 
@@ -23,6 +27,7 @@ extern "C" {
 BRAQ_EXPORT BBufferQueue* BBufferQueueCreate(UInt32 length);
 /// Makes a queue in place. @return false if there is no memory
 BRAQ_EXPORT bool BBufferQueueInitialize(BBufferQueue* queue, UInt32 length);
+/// Frees the elements.
 BRAQ_EXPORT void BBufferQueueDealloc(BBufferQueue* queue);
 /// As `BBufferQueueDealloc`, then frees the record.
 BRAQ_EXPORT void BBufferQueueDestroy(BBufferQueue* queue);

@@ -15,7 +15,7 @@ extern "C" {
 /// A new guard, or null if the platform mutex could not be made.
 /// @param name must outlive the guard
 BRAQ_EXPORT BGuard* BGuardCreate(const char* name);
-/// Makes a guard in place; a condition that cannot be made ends the process.
+/// Makes a guard in place; a condition that cannot be made ends the process. @return false when the mutex cannot be made
 BRAQ_EXPORT bool BGuardInitialize(BGuard* guard, const char* name);
 /// Destroys condition and mutex; no thread may wait on the guard or hold it.
 BRAQ_EXPORT void BGuardDealloc(BGuard* guard);
