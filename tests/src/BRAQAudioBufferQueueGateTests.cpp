@@ -95,13 +95,19 @@ TEST(BufferQueueGate, KeepsTheRealtimeRules) {
     EXPECT_FALSE(closed);
 }
 
-// The plain counter is what a copy and a control operation would tear if the gate let both in. Both threads line up before
-// each round, so that they come to the gate at the same time.
+// Both threads line up before each round and then come to the gate a little earlier or later, so that every way in which
+// they can meet there comes up; each looks for the other for a while when it is in. The plain counter is there for the thread sanitizer.
 TEST(BufferQueueGate, NeverLetsBothSidesIn) {
-    constexpr int rounds = 30'000;
+    constexpr int rounds = 600'000;
+    constexpr int looksInside = 20;
     Gate gate;
     std::atomic<int> realtimeRound = 0;
     std::atomic<int> controlRound = 0;
+    const auto spin = [](int turns) {
+        for (int turn = 0; turn < turns; ++turn) {
+            std::atomic_signal_fence(std::memory_order_seq_cst);
+        }
+    };
     const auto lineUp = [](std::atomic<int>& own, const std::atomic<int>& other, int round) {
         own = round;
         for (int looks = 0; other < round; ++looks) {
@@ -110,24 +116,35 @@ TEST(BufferQueueGate, NeverLetsBothSidesIn) {
             }
         }
     };
+    std::atomic<bool> controlIsIn = false;
     long inside = 0;
     long copies = 0;
+    long meetings = 0;
     std::thread realtime([&] {
         for (int round = 1; round <= rounds; ++round) {
             lineUp(realtimeRound, controlRound, round);
+            spin(round % 256);
             if (gate.enter()) {
                 ++inside;
                 ++copies;
+                for (int look = 0; look < looksInside; ++look) {
+                    meetings += controlIsIn.load(std::memory_order_relaxed) ? 1 : 0;
+                }
                 gate.leave();
             }
         }
     });
     for (int round = 1; round <= rounds; ++round) {
         lineUp(controlRound, realtimeRound, round);
+        spin(round / 256 % 256);
         const Gate::ClosedStretch stretch(gate);
         ++inside;
+        controlIsIn.store(true, std::memory_order_relaxed);
+        spin(looksInside);
+        controlIsIn.store(false, std::memory_order_relaxed);
     }
     realtime.join();
+    EXPECT_EQ(meetings, 0);
     EXPECT_EQ(inside, copies + rounds);
 }
 
