@@ -31,10 +31,12 @@ struct FrameCounters {
 /// first `bufferCount` buffers.
 inline void copyFrames(AudioBufferList* destination, UInt32 destinationFrame, const AudioBufferList* source,
                        UInt32 sourceFrame, UInt32 bufferCount, UInt32 bytesPerFrame, UInt32 frames) noexcept {
+    const UInt32 destinationByte = destinationFrame * bytesPerFrame;
+    const UInt32 sourceByte = sourceFrame * bytesPerFrame;
+    const UInt32 bytes = frames * bytesPerFrame;
     for (UInt32 i = 0; i < bufferCount; ++i) {
-        std::memcpy(static_cast<std::byte*>(destination->mBuffers[i].mData) + destinationFrame * bytesPerFrame,
-                    static_cast<const std::byte*>(source->mBuffers[i].mData) + sourceFrame * bytesPerFrame,
-                    frames * bytesPerFrame);
+        std::memcpy(static_cast<std::byte*>(destination->mBuffers[i].mData) + destinationByte,
+                    static_cast<const std::byte*>(source->mBuffers[i].mData) + sourceByte, bytes);
     }
 }
 

@@ -131,12 +131,9 @@ void NSXLogError(const char* file, const std::string& message) {
     NSLog("(ERROR) " + std::string(name) + " : " + message);
 }
 
-void NSXAssertParameter(bool holds, const char* parameter, const char* method, const void* object, const char* file,
-                        int line) {
-    if (!holds) {
-        NSAssertionFailedInMethod(method, object, file, line,
-                                  NSStringWithFormat("Invalid parameter not satisfying: %s", parameter));
-    }
+void NSXParameterFailed(const char* parameter, const char* method, const void* object, const char* file, int line) {
+    NSAssertionFailedInMethod(method, object, file, line,
+                              NSStringWithFormat("Invalid parameter not satisfying: %s", parameter));
 }
 
 std::shared_ptr<NSError> NSXErrorFromException(const std::exception_ptr& exception) {

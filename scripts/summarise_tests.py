@@ -41,7 +41,8 @@ def summarise(results):
 
 def main(path):
     counts, lines = summarise(ElementTree.parse(path).getroot())
-    print("\n".join(lines))
+    for line in lines:
+        print(line)
     print(f"{counts['not shown']} not shown on this machine")
     print(f"Tests: {counts['passed']} passed, {counts['failed']} failed")
     return 1 if counts["failed"] or not sum(counts.values()) else 0

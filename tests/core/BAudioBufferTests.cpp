@@ -10,7 +10,6 @@
 namespace {
 
 using braq::testing::FrameList;
-using braq::testing::sampleOf;
 
 constexpr UInt32 bytesPerFrame = sizeof(Float32);
 using OwnedBuffer = std::unique_ptr<BAudioBuffer, decltype(&BAudioBufferDestroy)>;

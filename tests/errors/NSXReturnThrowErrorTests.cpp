@@ -13,7 +13,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
 std::shared_ptr<NSError> check(const char* typeCode, std::intptr_t result) {
     std::shared_ptr<NSError> error;

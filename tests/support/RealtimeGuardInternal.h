@@ -24,7 +24,7 @@ void refuseInRealtimeScope(const char* what) noexcept;
 /// Whether the allocator and lock functions of this program are the interposed ones.
 bool interposersAreLinked() noexcept;
 
-constexpr std::size_t signalStackBytes = 64 * 1024;
+constexpr std::size_t signalStackBytes = std::size_t{64} * 1024;
 
 /// Puts the system-call filter on the calling thread, for good. Nothing where this processor's filter is not written.
 /// @param signalStack `signalStackBytes` of memory that outlive the thread

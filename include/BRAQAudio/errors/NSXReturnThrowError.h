@@ -92,10 +92,18 @@ BRAQ_EXPORT void NSXLogOnFailure(OSStatus status, const char* origin, const NSXC
 /// Writes "(ERROR) FILE : MESSAGE" to the log, FILE being the last path component of `file`.
 BRAQ_EXPORT void NSXLogError(const char* file, const std::string& message);
 
+/// The failure of `NSXAssertParameter`.
+[[noreturn]] BRAQ_EXPORT void NSXParameterFailed(const char* parameter, const char* method, const void* object,
+                                                 const char* file, int line);
+
 /// Fails with "Invalid parameter not satisfying: PARAMETER" through the assertion handler when `holds` is false.
 /// @param object the object that was called; null in a class operation
-BRAQ_EXPORT void NSXAssertParameter(bool holds, const char* parameter, const char* method, const void* object,
-                                    const char* file, int line);
+inline void NSXAssertParameter(bool holds, const char* parameter, const char* method, const void* object,
+                               const char* file, int line) {
+    if (!holds) {
+        NSXParameterFailed(parameter, method, object, file, line);
+    }
+}
 
 /// The error that a caught exception stands for: the one under "error" of a raised status error, else one that carries
 /// the exception's text. Never null for an exception that is not null.
