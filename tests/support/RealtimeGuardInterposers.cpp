@@ -67,15 +67,13 @@ Function next(const char* name) {
 
 } // namespace
 
-// Each forwards to the function of that name in the C library. The arguments come with their parentheses.
-// NOLINTBEGIN(bugprone-macro-parentheses)
+// Each forwards to the function of that name in the C library.
 #define BRAQ_REFUSE(name, parameters, arguments)                                                                       \
     extern "C" int name parameters {                                                                                   \
         refuseInRealtimeScope(#name);                                                                                  \
         static const auto original = next<int(*) parameters>(#name);                                                   \
         return original arguments;                                                                                     \
     }
-// NOLINTEND(bugprone-macro-parentheses)
 
 BRAQ_REFUSE(pthread_mutex_lock, (pthread_mutex_t * mutex), (mutex))
 BRAQ_REFUSE(pthread_mutex_trylock, (pthread_mutex_t * mutex), (mutex))
