@@ -233,8 +233,7 @@ TEST(Threads_Start, TenThousandThreadsLeaveNothingBehind) {
     startAndEnd(500);
     const std::size_t heapBefore = mallinfo2().uordblks;
     const std::size_t residentBefore = residentBytes();
-    // A sanitizer remembers every thread, and takes minutes over ten thousand of them.
-    startAndEnd(kIsSanitized ? 500 : 10'000);
+    startAndEnd(10'000);
     // A leaked hand-over record each would be 400 kB, two touched stack pages each 80 MB.
     if (!kIsSanitized) {
         EXPECT_LT(mallinfo2().uordblks, heapBefore + 100'000);
