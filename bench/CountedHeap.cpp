@@ -16,10 +16,9 @@ constinit thread_local braq::bench::HeapUse heapUse{};
 
 std::size_t bytesOf(void* block) { return block == nullptr ? 0 : malloc_usable_size(block) + sizeof(std::size_t); }
 
-void* counted(void* block, std::size_t bytes) {
+void* counted(void* block) {
     if (block != nullptr) {
         ++heapUse.allocations;
-        heapUse.bytesAllocated += bytes;
         bytesHeld.fetch_add(bytesOf(block), std::memory_order_relaxed);
     }
     return block;
@@ -42,25 +41,21 @@ void* __libc_realloc(void* block, std::size_t bytes);
 void* __libc_memalign(std::size_t alignment, std::size_t bytes);
 void __libc_free(void* block);
 
-void* malloc(std::size_t bytes) noexcept { return counted(__libc_malloc(bytes), bytes); }
+void* malloc(std::size_t bytes) noexcept { return counted(__libc_malloc(bytes)); }
 
-void* calloc(std::size_t count, std::size_t bytes) noexcept {
-    return counted(__libc_calloc(count, bytes), count * bytes);
-}
+void* calloc(std::size_t count, std::size_t bytes) noexcept { return counted(__libc_calloc(count, bytes)); }
 
 void* realloc(void* block, std::size_t bytes) noexcept {
     const std::size_t before = bytesOf(block);
     void* const moved = __libc_realloc(block, bytes);
     if (moved != nullptr) {
         bytesHeld.fetch_sub(before, std::memory_order_relaxed);
-        counted(moved, bytes);
+        counted(moved);
     }
     return moved;
 }
 
-void* memalign(std::size_t alignment, std::size_t bytes) noexcept {
-    return counted(__libc_memalign(alignment, bytes), bytes);
-}
+void* memalign(std::size_t alignment, std::size_t bytes) noexcept { return counted(__libc_memalign(alignment, bytes)); }
 
 void* aligned_alloc(std::size_t alignment, std::size_t bytes) noexcept { return memalign(alignment, bytes); }
 

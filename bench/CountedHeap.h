@@ -8,7 +8,6 @@ namespace braq::bench {
 struct HeapUse {
     std::size_t allocations;
     std::size_t frees;
-    std::size_t bytesAllocated; ///< as asked for
 };
 
 /// Of the calling thread. Lives as long as the thread; other threads read it only while this one is idle.

@@ -115,15 +115,11 @@ void running(benchmark::State& state) {
         }
         const HeapUse& mineAfter = heapUseOfThisThread();
         const HeapUse& workersAfter = ring.heapUseOfWorker();
-        const auto took = [](std::size_t after, std::size_t before) {
-            return static_cast<double>(after - before) / passes;
+        const auto calls = [](const HeapUse& before, const HeapUse& after) {
+            return static_cast<double>(after.allocations + after.frees - before.allocations - before.frees) / passes;
         };
-        state.counters["I/O thread, heap calls"] =
-            took(mineAfter.allocations + mineAfter.frees, mine.allocations + mine.frees);
-        state.counters["worker, allocations"] = took(workersAfter.allocations, workers.allocations);
-        state.counters["worker, frees"] = took(workersAfter.frees, workers.frees);
-        state.counters["worker, bytes allocated"] = took(workersAfter.bytesAllocated, workers.bytesAllocated);
-        state.counters["temporary stack bytes"] = sizeof(BAtomicStack);
+        state.counters["I/O thread, heap calls"] = calls(mine, mineAfter);
+        state.counters["worker, heap calls"] = calls(workers, workersAfter);
         delivered = delivered && ring.processed() - processed == passes;
     }
     BRAQAudioBufferListDestroy(destination);

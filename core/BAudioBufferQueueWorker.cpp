@@ -37,9 +37,10 @@ void waitForWake(BAudioBufferQueueWorker* worker) {
 // The link is read after the flag is cleared. Deliberate, at a price: the real-time side may queue the buffer again in
 // between, and the thread then follows the new link and leaves the rest of its chain in progress. The count keeps it from
 // going further than its chain went: over buffers that are on the stack again it could go round for ever.
-void processChain(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* oldest) {
-    auto left = braq::chainLength(oldest, BQueueableAudioBufferNext);
-    for (auto* buffer = oldest; left > 0 && buffer != nullptr; buffer = BQueueableAudioBufferNext(buffer), --left) {
+void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
+    auto left = chain.length;
+    for (auto* buffer = static_cast<BQueueableAudioBuffer*>(chain.oldest); left > 0 && buffer != nullptr;
+         buffer = BQueueableAudioBufferNext(buffer), --left) {
         braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file);
         BQueueableAudioBufferSetInProgress(buffer, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
@@ -56,8 +57,7 @@ void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
 void runPass(BAudioBufferQueueWorker* worker) {
     worker->mPasses.fetch_add(1, std::memory_order_release);
     while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-        processChain(worker, static_cast<BQueueableAudioBuffer*>(
-                                 braq::takePending(worker->mPendingStack, worker->mStopRequested)));
+        processChain(worker, braq::takePending(worker->mPendingStack));
     }
     countPasses(worker, 1);
 }

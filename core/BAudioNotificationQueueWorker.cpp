@@ -29,10 +29,10 @@ braq::WorkerExit exitOf(BAudioNotificationQueueWorker* worker) {
 }
 
 // As with buffers, the link is deliberately read after the flag is cleared, and the walk is no longer than its chain was.
-void processChain(BAudioNotificationQueueWorker* worker, BQueueableAudioNotification* oldest) {
-    auto left = braq::chainLength(oldest, BQueueableAudioNotificationNext);
-    for (auto* notification = oldest; left > 0 && notification != nullptr;
-         notification = BQueueableAudioNotificationNext(notification), --left) {
+void processChain(BAudioNotificationQueueWorker* worker, const braq::Chain& chain) {
+    auto left = chain.length;
+    for (auto* notification = static_cast<BQueueableAudioNotification*>(chain.oldest);
+         left > 0 && notification != nullptr; notification = BQueueableAudioNotificationNext(notification), --left) {
         braq::runBlock(notification->mProcessingBlock, notification, worker->mErrors, file);
         BQueueableAudioNotificationSetInProgress(notification, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, notification);
@@ -47,8 +47,7 @@ void workerMain(void* argument) {
         BGuardLockerInitialize(&locker, worker->mWakeGuard);
         BGuardLockerWait(&locker);
         while (!worker->mStopRequested.load() && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-            processChain(worker, static_cast<BQueueableAudioNotification*>(
-                                     braq::takePending(worker->mPendingStack, worker->mStopRequested)));
+            processChain(worker, braq::takePending(worker->mPendingStack));
         }
         BGuardLockerDealloc(&locker);
     }

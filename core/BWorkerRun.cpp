@@ -2,10 +2,7 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
-#include <chrono>
 #include <ctime>
-#include <new>
-#include <thread>
 
 namespace braq {
 
@@ -49,16 +46,15 @@ bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*)
     return true;
 }
 
-void* takePending(BAtomicStack* pending, const std::atomic<bool>& stopRequested) noexcept {
-    while (!stopRequested.load(std::memory_order_acquire)) {
-        try {
-            return BAtomicStackPopAllReversed(pending);
-        } catch (const std::bad_alloc&) {
-            // Sleeping, not yielding: a worker runs at a fixed priority above whoever could free memory.
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-        }
+Chain takePending(BAtomicStack* pending) noexcept {
+    Chain chain{};
+    for (void* record = BAtomicStackPopAll(pending); record != nullptr; ++chain.length) {
+        void* const older = pending->mGetNext(record);
+        pending->mSetNext(record, chain.oldest);
+        chain.oldest = record;
+        record = older;
     }
-    return nullptr;
+    return chain;
 }
 
 void keepWorkerError(BWorkerErrors& errors, const char* file, const std::exception_ptr& exception) noexcept {

@@ -15,19 +15,15 @@ namespace braq {
 /// @return false when the system has no thread to give
 [[nodiscard]] bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*), void* worker);
 
-/// Everything pending, oldest first; null when nothing is. A lack of memory is waited out until `stopRequested`, because
-/// what is pending must not be lost.
-void* takePending(BAtomicStack* pending, const std::atomic<bool>& stopRequested) noexcept;
+/// Records linked from the oldest to the newest, and their number, counted before any of them can be linked anew.
+struct Chain {
+    void* oldest; ///< null when there is none
+    std::size_t length;
+};
 
-/// Records of a chain, counted before any of them can be linked anew.
-template <class Record>
-std::size_t chainLength(const Record* oldest, Record* (*next)(const Record*) noexcept) {
-    std::size_t length = 0;
-    for (const Record* record = oldest; record != nullptr; record = next(record)) {
-        ++length;
-    }
-    return length;
-}
+/// Takes everything pending. Turns the links round in place: `BAtomicStackPopAllReversed` would ask the heap for a
+/// temporary stack, which costs time before the first record is processed and can fail.
+Chain takePending(BAtomicStack* pending) noexcept;
 
 /// Keeps and logs an exception that a worker's closure threw.
 /// @param file reported in the log

@@ -46,7 +46,7 @@ BRAQ_EXPORT void* BAtomicStackPop(BAtomicStack* stack) noexcept;
 /// @return the newest record, linked through to the oldest, or null
 /// @realtime The one popping thread.
 BRAQ_EXPORT void* BAtomicStackPopAll(BAtomicStack* stack) noexcept;
-/// Takes everything off and turns it round. Allocates and frees a temporary stack: for workers. Throws std::bad_alloc,
+/// Takes everything off and turns it round. Allocates and frees a temporary stack. Throws std::bad_alloc,
 /// with everything still on the stack, if there is no memory for it.
 /// @return the oldest record, linked through to the newest, or null
 /// The one popping thread, never an I/O thread.

@@ -1,0 +1,62 @@
+#include "core/BWorkerRun.h"
+
+#include "tests/support/RealtimeGuard.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+namespace {
+
+struct Record {
+    std::atomic<Record*> next{nullptr};
+};
+
+class PendingRecords : public testing::Test {
+  protected:
+    std::unique_ptr<BAtomicStack, decltype(&BAtomicStackDestroy)> pending{
+        BAtomicStackCreate(
+            [](void* record) -> void* { return static_cast<Record*>(record)->next.load(); },
+            [](void* record, void* next) { static_cast<Record*>(record)->next.store(static_cast<Record*>(next)); }),
+        BAtomicStackDestroy};
+    Record a, b, c;
+};
+
+TEST_F(PendingRecords, AreTakenWithTheOldestFirst) {
+    for (Record* record : {&a, &b, &c}) {
+        BAtomicStackPush(pending.get(), record);
+    }
+    const braq::Chain chain = braq::takePending(pending.get());
+    EXPECT_EQ(chain.oldest, &a);
+    EXPECT_EQ(a.next, &b);
+    EXPECT_EQ(b.next, &c);
+    EXPECT_EQ(c.next, nullptr);
+    EXPECT_EQ(chain.length, 3U);
+    EXPECT_TRUE(BAtomicStackIsEmpty(pending.get()));
+}
+
+TEST_F(PendingRecords, MayBeOne) {
+    BAtomicStackPush(pending.get(), &a);
+    const braq::Chain chain = braq::takePending(pending.get());
+    EXPECT_EQ(chain.oldest, &a);
+    EXPECT_EQ(a.next, nullptr);
+    EXPECT_EQ(chain.length, 1U);
+}
+
+TEST_F(PendingRecords, MayBeNone) {
+    const braq::Chain chain = braq::takePending(pending.get());
+    EXPECT_EQ(chain.oldest, nullptr);
+    EXPECT_EQ(chain.length, 0U);
+}
+
+TEST_F(PendingRecords, AreTakenWithoutTheHeap) {
+    BAtomicStackPush(pending.get(), &a);
+    BAtomicStackPush(pending.get(), &b);
+    braq::Chain chain{};
+    braq::testing::runRealtime([&] { chain = braq::takePending(pending.get()); });
+    EXPECT_EQ(chain.oldest, &a);
+    EXPECT_EQ(chain.length, 2U);
+}
+
+} // namespace
