@@ -11,7 +11,7 @@
 namespace braq {
 
 /// A list of `bufferCount` buffers of `channelsPerBuffer` channels and `byteSize` bytes each, contents undefined, or null
-/// if there is no memory.
+/// if there is no memory. Each buffer begins at a cache line.
 AudioBufferList* createSamples(UInt32 bufferCount, UInt32 channelsPerBuffer, UInt32 byteSize);
 /// Frees the samples and the list; null does nothing.
 void destroySamples(AudioBufferList* list) noexcept;

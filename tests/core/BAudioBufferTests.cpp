@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <memory>
 
 namespace {
@@ -26,6 +27,18 @@ class AudioBufferRecord : public testing::Test {
     UInt32 produced = 0;
     UInt32 required = 0;
 };
+
+TEST(AudioBufferRecords, BeginTheirChannelsAtCacheLines) {
+    constexpr std::uintptr_t cacheLineBytes = 64;
+    for (const UInt32 frames : {0U, 1U, 15U, 17U, 4096U}) {
+        const OwnedBuffer buffer(BAudioBufferCreate(frames, 3), BAudioBufferDestroy);
+        const AudioBufferList* made = BAudioBufferAudioBufferList(buffer.get());
+        for (UInt32 i = 0; i < 3; ++i) {
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(made->mBuffers[i].mData) % cacheLineBytes, 0U) << frames;
+            EXPECT_EQ(made->mBuffers[i].mDataByteSize, frames * bytesPerFrame);
+        }
+    }
+}
 
 TEST_F(AudioBufferRecord, IsMadeEmptyWithOneChannelABuffer) {
     const AudioBufferList* made = BAudioBufferAudioBufferList(buffer.get());
