@@ -190,13 +190,14 @@ void BRAQAudioBufferQueue::fill(const AudioBufferList* source, UInt32 required) 
     } while (required != 0);
 }
 
-bool BRAQAudioBufferQueue::drainInsideBuffer(AudioBufferList* destination, UInt32 frames) noexcept {
+// Inline, as is the one below: what a call saves on the stack waits behind the stores of the copy before.
+inline bool BRAQAudioBufferQueue::drainInsideBuffer(AudioBufferList* destination, UInt32 frames) noexcept {
     BQueueableAudioBuffer* const buffer = currentBuffer();
     return !mEndOfStream.load(std::memory_order_relaxed) && !isWithWorker(buffer) &&
            braq::copyPartInto(&buffer->mAudioBuffer, destination, mBytesPerFrame, frames);
 }
 
-bool BRAQAudioBufferQueue::fillInsideBuffer(const AudioBufferList* source, UInt32 frames) noexcept {
+inline bool BRAQAudioBufferQueue::fillInsideBuffer(const AudioBufferList* source, UInt32 frames) noexcept {
     BQueueableAudioBuffer* const buffer = currentBuffer();
     return !isWithWorker(buffer) && braq::copyPartFrom(&buffer->mAudioBuffer, source, mBytesPerFrame, frames);
 }

@@ -1,10 +1,23 @@
 #include "BRAQAudio/BRAQAudioBufferQueueGate.h"
 
 #include "tests/support/RealtimeGuard.h"
+#include "tests/support/RealtimeGuardInternal.h"
 
 #include <gtest/gtest.h>
 
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -75,7 +88,7 @@ TEST(BufferQueueGate, AStretchOfAnotherThreadWaitsForTheEndOfThisOne) {
 }
 
 #ifndef NDEBUG
-TEST(BufferQueueGateDeathTest, SaysInADebugBuildThatTwoRealtimeThreadsUseIt) {
+TEST(BufferQueueGateDebugDeathTest, SaysInADebugBuildThatTwoRealtimeThreadsUseIt) {
     Gate gate;
     ASSERT_TRUE(gate.enter());
     EXPECT_DEATH(gate.enter(), "two real-time threads use one ring");
@@ -95,12 +108,88 @@ TEST(BufferQueueGate, KeepsTheRealtimeRules) {
     EXPECT_FALSE(closed);
 }
 
+TEST(BufferQueueGate, IsOrderedByTheRealtimeSideIfAsked) {
+    EXPECT_EQ(Gate(Gate::OrderKeeper::realtimeSide).orderKeeper(), Gate::OrderKeeper::realtimeSide);
+}
+
+#if BRAQ_REALTIME_GUARD // a sanitizer makes the control side's call impossible, or makes calls of its own
+// Children of fork, because what a process registers or forbids itself is for good.
+class BufferQueueGateDeathTest : public testing::Test {
+  protected:
+    static void refuseBarriers() {
+        sock_filter filter[] = {
+            BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+            BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 0, 1),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+            BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+        };
+        const sock_fprog program{.len = std::size(filter), .filter = filter};
+        if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0 ||
+            syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, 0, &program) != 0) {
+            std::perror("seccomp");
+            std::_Exit(2);
+        }
+    }
+    static void closeOnceAndExit(Gate& gate, Gate::OrderKeeper expected) {
+        { const Gate::ClosedStretch closed(gate); }
+        std::_Exit(gate.orderKeeper() == expected && gate.enter() ? 0 : 1);
+    }
+    static constexpr auto exitedWell = [](int status) { return WIFEXITED(status) && WEXITSTATUS(status) == 0; };
+
+    // The process that the test is about starts afresh: this one has registered itself long ago.
+    void SetUp() override { GTEST_FLAG_SET(death_test_style, "threadsafe"); }
+};
+
+TEST_F(BufferQueueGateDeathTest, IsOrderedByTheRealtimeSideWhereTheSystemHasNoBarriers) {
+    EXPECT_EXIT(
+        {
+            refuseBarriers();
+            Gate gate;
+            closeOnceAndExit(gate, Gate::OrderKeeper::realtimeSide);
+        },
+        exitedWell, "");
+}
+
+TEST_F(BufferQueueGateDeathTest, IsOrderedByTheControlSideInAChildProcessToo) {
+    if (Gate().orderKeeper() != Gate::OrderKeeper::controlSide) {
+        GTEST_SKIP() << "not shown: this system has no barriers";
+    }
+    EXPECT_EXIT(
+        {
+            Gate gate;
+            const pid_t child = fork();
+            if (child == 0) {
+                closeOnceAndExit(gate, Gate::OrderKeeper::controlSide);
+            }
+            int status = -1;
+            waitpid(child, &status, 0);
+            std::_Exit(exitedWell(status) ? 0 : 1);
+        },
+        exitedWell, "");
+}
+
+TEST_F(BufferQueueGateDeathTest, EndsAProcessThatForbidsItselfBarriersLater) {
+    if (Gate().orderKeeper() != Gate::OrderKeeper::controlSide) {
+        GTEST_SKIP() << "not shown: this system has no barriers";
+    }
+    EXPECT_DEATH(
+        {
+            Gate gate;
+            refuseBarriers();
+            const Gate::ClosedStretch closed(gate);
+        },
+        "membarrier");
+}
+#endif
+
+class BufferQueueGateKeptBy : public testing::TestWithParam<Gate::OrderKeeper> {};
+
 // Both threads line up before each round and then come to the gate a little earlier or later, so that every way in which
 // they can meet there comes up; each looks for the other for a while when it is in. The plain counter is there for the thread sanitizer.
-TEST(BufferQueueGate, NeverLetsBothSidesIn) {
-    constexpr int rounds = 600'000;
+TEST_P(BufferQueueGateKeptBy, EitherSideNeverLetsBothIn) {
+    constexpr int rounds = 300'000;
     constexpr int looksInside = 20;
-    Gate gate;
+    Gate gate(GetParam());
     std::atomic<int> realtimeRound = 0;
     std::atomic<int> controlRound = 0;
     const auto spin = [](int turns) {
@@ -147,5 +236,8 @@ TEST(BufferQueueGate, NeverLetsBothSidesIn) {
     EXPECT_EQ(meetings, 0);
     EXPECT_EQ(inside, copies + rounds);
 }
+
+INSTANTIATE_TEST_SUITE_P(, BufferQueueGateKeptBy,
+                         testing::Values(Gate::OrderKeeper::realtimeSide, Gate::OrderKeeper::controlSide));
 
 } // namespace
