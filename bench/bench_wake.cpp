@@ -2,6 +2,7 @@
 // beside a bare futex and beside GLib's queue. The three are woken in turn.
 
 #include "BRAQAudio/core/BAudioBufferQueueWorker.h"
+#include "bench/BusyThreads.h"
 #include "bench/Quantile.h"
 #include "bench/RealtimeStretch.h"
 #include "bench/Sleeper.h"
@@ -26,7 +27,10 @@
 
 namespace {
 
+using braq::bench::BusyThreads;
 using braq::bench::Clock;
+using braq::bench::pin;
+using braq::bench::processorCount;
 using braq::bench::Sleeper;
 using braq::bench::SleeperWithThread;
 
@@ -87,42 +91,6 @@ class GLibQueue final : public SleeperWithThread {
     GAsyncQueue* mQueue;
 };
 #endif
-
-void pin(thread_act_t thread, long processor) {
-    cpu_set_t set;
-    CPU_ZERO(&set);
-    CPU_SET(static_cast<std::size_t>(processor), &set);
-    sched_setaffinity(thread, sizeof(set), &set);
-}
-
-long processorCount() { return sysconf(_SC_NPROCESSORS_ONLN); }
-
-/// Threads at normal priority that keep every processor busy until destroyed.
-class BusyThreads {
-  public:
-    BusyThreads() {
-        for (long processor = 0; processor < processorCount(); ++processor) {
-            mThreads.emplace_back([this, processor] {
-                pin(BRAQThreadSelf(), processor);
-                for (UInt64 count = 0; !mStop.load(std::memory_order_relaxed); ++count) {
-                    benchmark::DoNotOptimize(count);
-                }
-            });
-        }
-    }
-    ~BusyThreads() {
-        mStop.store(true);
-        for (std::thread& thread : mThreads) {
-            thread.join();
-        }
-    }
-    BusyThreads(const BusyThreads&) = delete;
-    BusyThreads& operator=(const BusyThreads&) = delete;
-
-  private:
-    std::atomic<bool> mStop{false};
-    std::vector<std::thread> mThreads;
-};
 
 bool isRealtime(thread_act_t thread) { return (sched_getscheduler(thread) & ~SCHED_RESET_ON_FORK) == SCHED_FIFO; }
 

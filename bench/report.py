@@ -77,6 +77,19 @@ def wake(benchmark, what):
     yield row("", "waking thread's cost", "GLib queue")
 
 
+def jitter(load):
+    for frames in [64, 256, 1024]:
+        benchmark, what = f"jitter/{load}/{frames}", f"{load}, {frames} frames"
+
+        def row(text, figure):
+            return Ratio(text, benchmark, f"ours, {figure}", f"bare thread, {figure}", peer_name="bare thread",
+                         scale=1e-3, unit="us")
+
+        yield row(f"{what}: median", "median")
+        yield row("  99 %", "99 %")
+        yield row("  longest", "longest")
+
+
 SECTIONS = [
     ("Copying blocks of 512 frames x 2 channels (4 KiB), a block", [*copies("drain", "drain"), *copies("fill", "fill")]),
     ("Lock-free stack: push and take, a record", [
@@ -90,6 +103,19 @@ SECTIONS = [
         *wake("wake/timeshared_other_busy", "time-shared, other processor, all busy"),
         *wake("wake/timeshared_same_idle", "time-shared, same processor, idle"),
         *wake("wake/timeshared_same_busy", "time-shared, same processor, all busy"),
+    ]),
+    ("A cycle of a software device, stereo both ways", [
+        Ratio("one empty procedure, 64 frames, a cycle", "cycle/64", "ours", "silence"),
+        Ratio("  512 frames", "cycle/512", "ours", "silence"),
+        Ratio("mixing one more player, a frame", "mix", "ours", "add loop"),
+    ]),
+    ("How late cycles begin", [
+        *jitter("idle"), *jitter("busy"),
+        Figure("while procedures come and go: median", "comingAndGoing", "ours, median", unit="us", scale=1e-3),
+        Figure("  99 %", "comingAndGoing", "ours, 99 %", unit="us", scale=1e-3),
+        Figure("  longest", "comingAndGoing", "ours, longest", unit="us", scale=1e-3),
+        Figure("  procedures that came and went", "comingAndGoing", "came and went", unit=""),
+        Figure("  cycles of 1000 late by a whole one", "comingAndGoing", "late by a cycle", unit=""),
     ]),
     ("Memory of a ring of 3 x 4096 frames x 2 channels", [
         Figure("heap besides 98304 bytes of samples", "ring", "bytes besides samples", 4096, "<", "bytes"),

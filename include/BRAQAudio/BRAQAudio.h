@@ -18,4 +18,5 @@
 #include "BRAQAudio/core/BQueueableAudioBuffer.h"
 #include "BRAQAudio/core/BQueueableAudioNotification.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "BRAQAudio/platform/foundation.h"

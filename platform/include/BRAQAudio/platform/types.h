@@ -63,6 +63,56 @@ constexpr std::size_t AudioBufferListByteSize(UInt32 bufferCount) {
     return offsetof(AudioBufferList, mBuffers) + bufferCount * sizeof(AudioBuffer);
 }
 
+/// A time in a stream of broadcast time code.
+struct SMPTETime {
+    SInt16 mSubframes;
+    SInt16 mSubframeDivisor;
+    UInt32 mCounter;
+    UInt32 mType;
+    UInt32 mFlags;
+    SInt16 mHours;
+    SInt16 mMinutes;
+    SInt16 mSeconds;
+    SInt16 mFrames;
+};
+static_assert(sizeof(SMPTETime) == 24);
+
+// Which fields of an AudioTimeStamp hold something.
+constexpr UInt32 kAudioTimeStampSampleTimeValid = 1;
+constexpr UInt32 kAudioTimeStampHostTimeValid = 2;
+constexpr UInt32 kAudioTimeStampRateScalarValid = 4;
+constexpr UInt32 kAudioTimeStampWordClockTimeValid = 8;
+constexpr UInt32 kAudioTimeStampSMPTETimeValid = 16;
+
+/// One moment in the times of several clocks.
+struct AudioTimeStamp {
+    Float64 mSampleTime; ///< frames of the device, counted from its start
+    UInt64 mHostTime;    ///< nanoseconds of CLOCK_MONOTONIC
+    Float64 mRateScalar; ///< length of a frame in host time, relative to what the nominal rate says
+    UInt64 mWordClockTime;
+    SMPTETime mSMPTETime;
+    UInt32 mFlags; ///< kAudioTimeStamp…Valid of the fields that hold something
+    UInt32 mReserved;
+};
+static_assert(sizeof(AudioTimeStamp) == 64);
+
+/// The smallest and the largest of the values that something may have.
+struct AudioValueRange {
+    Float64 mMinimum;
+    Float64 mMaximum;
+    bool operator==(const AudioValueRange&) const = default;
+};
+static_assert(sizeof(AudioValueRange) == 16);
+
+/// A question in one type and room for its answer in another.
+struct AudioValueTranslation {
+    void* mInputData;
+    UInt32 mInputDataSize;
+    void* mOutputData;
+    UInt32 mOutputDataSize;
+};
+static_assert(sizeof(AudioValueTranslation) == 32);
+
 constexpr UInt32 kAudioFormatLinearPCM = BRAQFourCharCode("lpcm");
 constexpr UInt32 kAudioFormatAppleLossless = BRAQFourCharCode("alac");
 constexpr UInt32 kAudioFormatMPEG4AAC = BRAQFourCharCode("aac ");

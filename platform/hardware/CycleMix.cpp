@@ -1,0 +1,133 @@
+#include "platform/hardware/CycleMix.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+constexpr Float64 nanosecondsPerSecond = 1e9;
+
+bool records(braq::IODirections directions) { return directions != braq::IODirections::playback; }
+bool plays(braq::IODirections directions) { return directions != braq::IODirections::record; }
+
+void silence(Float32* samples, UInt32 frames) noexcept { std::memset(samples, 0, frames * sizeof(Float32)); }
+
+void add(const Float32* source, Float32* sum, UInt32 frames) noexcept {
+    for (UInt32 frame = 0; frame < frames; ++frame) {
+        sum[frame] += source[frame];
+    }
+}
+
+/// The same frames of several channels.
+struct Stretch {
+    Float32* const* samples;
+    UInt32 channels;
+    UInt32 offset;
+    UInt32 frames;
+
+    void silence() const noexcept {
+        for (UInt32 channel = 0; channel < channels; ++channel) {
+            ::silence(samples[channel] + offset, frames);
+        }
+    }
+    void addTo(const Stretch& sum) const noexcept {
+        for (UInt32 channel = 0; channel < channels; ++channel) {
+            add(samples[channel] + offset, sum.samples[channel] + sum.offset, frames);
+        }
+    }
+};
+
+AudioTimeStamp timeOf(const braq::DeviceCycle& cycle, UInt32 offset) {
+    const Float64 nanoseconds = offset * nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
+    AudioTimeStamp time{};
+    time.mSampleTime = cycle.sampleTime + offset;
+    time.mHostTime = cycle.hostTime + static_cast<UInt64>(nanoseconds);
+    time.mRateScalar = cycle.rateScalar;
+    time.mFlags = kAudioTimeStampSampleTimeValid | kAudioTimeStampHostTimeValid | kAudioTimeStampRateScalarValid;
+    return time;
+}
+
+} // namespace
+
+braq::CycleShape braq::CycleShape::of(const DeviceDescription& description) {
+    return {std::max(description.maximumBufferFrames, description.bufferFrames), description.record.channels(),
+            description.playback.channels()};
+}
+
+braq::CycleMix::ChannelList::ChannelList(UInt32 channels)
+    : mBytes(std::make_unique<std::byte[]>(AudioBufferListByteSize(channels))), mChannels(channels) {}
+
+// The list is filled anew for each procedure, which may have changed what it was given.
+AudioBufferList* braq::CycleMix::ChannelList::pointAt(const Float32* const* samples, UInt32 channels, UInt32 offset,
+                                                      UInt32 frames) noexcept {
+    auto* list = reinterpret_cast<AudioBufferList*>(mBytes.get());
+    list->mNumberBuffers = mChannels;
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        const bool isThere = channel < channels;
+        list->mBuffers[channel] = {1, isThere ? static_cast<UInt32>(frames * sizeof(Float32)) : 0,
+                                   isThere ? const_cast<Float32*>(samples[channel] + offset) : nullptr};
+    }
+    return list;
+}
+
+braq::CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> procedures)
+    : mProcedures(std::move(procedures)),
+      mSliceFrames(std::max<UInt32>(shape.sliceFrames, 1)),
+      mOutputChannels(shape.outputChannels),
+      mInput(shape.inputChannels),
+      mOutput(shape.outputChannels) {
+    // Only a second player needs a place of its own; the first plays straight into the cycle.
+    if (std::ranges::count_if(mProcedures, [](const auto& one) { return plays(one.directions); }) > 1) {
+        mScratch.resize(std::size_t{mSliceFrames} * mOutputChannels);
+        for (UInt32 channel = 0; channel < mOutputChannels; ++channel) {
+            mScratchChannels.push_back(mScratch.data() + std::size_t{channel} * mSliceFrames);
+        }
+    }
+}
+
+bool braq::CycleMix::run(const DeviceCycle& cycle) noexcept {
+    for (UInt32 channel = 0; channel < cycle.outputChannels; ++channel) {
+        silence(cycle.output[channel], cycle.frames);
+    }
+    mThrewFirst = false;
+    for (UInt32 offset = 0, frames = 0; offset < cycle.frames; offset += frames) {
+        frames = std::min(mSliceFrames, cycle.frames - offset);
+        runSlice(cycle, offset, frames);
+    }
+    return mThrewFirst;
+}
+
+void braq::CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 frames) noexcept {
+    const Stretch sum{cycle.output, std::min(mOutputChannels, cycle.outputChannels), offset, frames};
+    Stretch target = sum;
+    for (const MixedProcedure& procedure : mProcedures) {
+        IOSlice slice{frames, timeOf(cycle, offset), nullptr, nullptr};
+        if (records(procedure.directions)) {
+            slice.input = mInput.pointAt(cycle.input, cycle.inputChannels, offset, frames);
+        }
+        if (!plays(procedure.directions)) {
+            call(procedure, slice);
+            continue;
+        }
+        slice.output = mOutput.pointAt(target.samples, target.channels, target.offset, frames);
+        if (!call(procedure, slice)) {
+            target.silence();
+        } else if (target.samples != sum.samples) {
+            target.addTo(sum);
+        }
+        if (!mScratchChannels.empty()) { // there is a next player
+            target = {mScratchChannels.data(), sum.channels, 0, frames};
+            target.silence();
+        }
+    }
+}
+
+bool braq::CycleMix::call(const MixedProcedure& procedure, const IOSlice& slice) noexcept {
+    try {
+        procedure.procedure(procedure.context, slice);
+        return true;
+    } catch (...) {
+        mThrewFirst |= !procedure.hasThrown->exchange(true);
+        return false;
+    }
+}

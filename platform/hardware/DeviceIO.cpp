@@ -1,0 +1,39 @@
+#include "platform/hardware/DeviceIO.h"
+
+#include "platform/hardware/Hardware.h"
+
+namespace {
+
+// A device that was there and is gone has no procedure running, which is what stopping and removing are for.
+OSStatus onDevice(AudioDeviceID id, OSStatus statusWhenGone,
+                  const std::function<OSStatus(braq::DeviceProcedures&)>& work) {
+    if (braq::DeviceProcedures::isOnIOThread()) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    const braq::Hardware& hardware = braq::Hardware::instance();
+    if (const auto device = hardware.findDevice(id)) {
+        return work(device->procedures);
+    }
+    return hardware.wasThere(id) ? statusWhenGone : kAudioHardwareBadObjectError;
+}
+
+} // namespace
+
+OSStatus braq::addIOProcedure(AudioDeviceID device, IODirections directions, IOProcedure procedure, void* context,
+                              IOProcedureID* id) {
+    return onDevice(device, kAudioHardwareBadObjectError,
+                    [&](DeviceProcedures& procedures) { return procedures.add(directions, procedure, context, id); });
+}
+
+OSStatus braq::startIOProcedure(AudioDeviceID device, IOProcedureID id) {
+    return onDevice(device, kAudioHardwareBadObjectError,
+                    [&](DeviceProcedures& procedures) { return procedures.start(id); });
+}
+
+OSStatus braq::stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
+    return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.stop(id); });
+}
+
+OSStatus braq::removeIOProcedure(AudioDeviceID device, IOProcedureID id) {
+    return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.remove(id); });
+}

@@ -1,0 +1,187 @@
+#include "platform/hardware/DeviceProcedures.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "BRAQAudio/platform/foundation/NSString.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+// Reached without a call, so that its first use on a thread allocates nothing.
+thread_local bool isInCycle [[gnu::tls_model("initial-exec")]] = false;
+
+braq::IOProcedureID nextProcedureID() {
+    static std::atomic<braq::IOProcedureID> last{0};
+    return last.fetch_add(1, std::memory_order_relaxed) + 1;
+}
+
+} // namespace
+
+bool braq::DeviceProcedures::isOnIOThread() noexcept { return isInCycle; }
+
+braq::DeviceProcedures::DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events)
+    : mDevice(std::move(device)), mEvents(std::move(events)), mShape(shape) {}
+
+braq::DeviceProcedures::~DeviceProcedures() = default;
+
+OSStatus braq::DeviceProcedures::add(IODirections directions, IOProcedure procedure, void* context, IOProcedureID* id) {
+    if (isInCycle || procedure == nullptr) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    const std::lock_guard lock(mControl);
+    *id = nextProcedureID();
+    mEntries.push_back({*id, {directions, procedure, context, std::make_shared<std::atomic<bool>>(false)}});
+    return kAudioHardwareNoError;
+}
+
+OSStatus braq::DeviceProcedures::change(IOProcedureID id,
+                                        const std::function<OSStatus(std::vector<Entry>::iterator)>& how) {
+    if (isInCycle) {
+        return kAudioHardwareIllegalOperationError;
+    }
+    const std::lock_guard lock(mControl);
+    const auto found = std::ranges::find(mEntries, id, &Entry::id);
+    return found == mEntries.end() ? kAudioHardwareBadObjectError : how(found);
+}
+
+OSStatus braq::DeviceProcedures::start(IOProcedureID id) {
+    return change(id, [this](auto entry) { return startEntry(*entry); });
+}
+
+OSStatus braq::DeviceProcedures::stop(IOProcedureID id) {
+    return change(id, [this](auto entry) {
+        stopEntry(*entry);
+        return kAudioHardwareNoError;
+    });
+}
+
+OSStatus braq::DeviceProcedures::remove(IOProcedureID id) {
+    return change(id, [this](auto entry) {
+        stopEntry(*entry);
+        mEntries.erase(entry);
+        return kAudioHardwareNoError;
+    });
+}
+
+OSStatus braq::DeviceProcedures::startEntry(Entry& entry) {
+    if (mIsGone) {
+        return kAudioHardwareBadDeviceError;
+    }
+    if (entry.isStarted) {
+        return kAudioHardwareNoError;
+    }
+    entry.isStarted = true;
+    replaceMix();
+    if (isRunning()) {
+        return kAudioHardwareNoError;
+    }
+    mClock.reset();
+    const OSStatus status = mDevice->startIO(*this);
+    if (status != kAudioHardwareNoError) {
+        entry.isStarted = false;
+        replaceMix();
+        return status;
+    }
+    setRunning(true);
+    return kAudioHardwareNoError;
+}
+
+void braq::DeviceProcedures::stopEntry(Entry& entry) {
+    if (!entry.isStarted) {
+        return;
+    }
+    entry.isStarted = false;
+    replaceMix();
+    if (std::ranges::none_of(mEntries, &Entry::isStarted)) {
+        stopDriver();
+    }
+}
+
+void braq::DeviceProcedures::stopDriver() {
+    if (!isRunning()) {
+        return;
+    }
+    mDevice->stopIO();
+    setRunning(false);
+    mClock.reset();
+}
+
+void braq::DeviceProcedures::setRunning(bool isRunning) {
+    mIsRunning.store(isRunning, std::memory_order_release);
+    mEvents.runningChanged();
+}
+
+OSStatus braq::DeviceProcedures::callDriver(const std::function<OSStatus(DriverDevice&)>& what) {
+    const std::lock_guard lock(mControl);
+    return mIsGone ? kAudioHardwareBadDeviceError : what(*mDevice);
+}
+
+void braq::DeviceProcedures::setShape(const CycleShape& shape) {
+    const std::lock_guard lock(mControl);
+    if (mShape == shape) {
+        return;
+    }
+    mShape = shape;
+    replaceMix();
+}
+
+void braq::DeviceProcedures::deviceIsGone() {
+    const std::lock_guard lock(mControl);
+    mIsGone = true;
+    for (Entry& entry : mEntries) {
+        entry.isStarted = false;
+    }
+    replaceMix();
+    stopDriver();
+}
+
+void braq::DeviceProcedures::logThrown(const std::string& deviceName) {
+    const std::lock_guard lock(mControl);
+    for (Entry& entry : mEntries) {
+        if (!entry.isLogged && entry.procedure.hasThrown->load(std::memory_order_acquire)) {
+            entry.isLogged = true;
+            NSLog(NSStringWithFormat("(ERROR) DeviceProcedures : a procedure threw in a cycle of %s; what it throws "
+                                     "is heard as silence",
+                                     deviceName.c_str()));
+        }
+    }
+}
+
+// The I/O thread says that it is in a cycle and then takes the list; here the list is replaced and then looked whether it
+// is in one. Both are in one total order, so that a cycle which is not seen here takes the new list.
+void braq::DeviceProcedures::replaceMix() {
+    std::vector<MixedProcedure> running;
+    for (const Entry& entry : mEntries) {
+        if (entry.isStarted) {
+            running.push_back(entry.procedure);
+        }
+    }
+    auto mix = running.empty() ? nullptr : std::make_unique<CycleMix>(mShape, std::move(running));
+    mMix.store(mix.get());
+    // Looked at again and again because the I/O thread spends no system call on saying that it is done. What is left of
+    // a cycle is short.
+    constexpr std::chrono::microseconds pause{20};
+    const UInt32 cycle = mCycles.load();
+    while (cycle % 2 != 0 && mCycles.load(std::memory_order_acquire) == cycle) {
+        std::this_thread::sleep_for(pause);
+    }
+    mOwnedMix = std::move(mix);
+}
+
+void braq::DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
+    isInCycle = true;
+    const UInt32 entered = mCycles.fetch_add(1) + 1;
+    mClock.publish(cycle);
+    CycleMix* mix = mMix.load();
+    if (mix == nullptr) {
+        for (UInt32 channel = 0; channel < cycle.outputChannels; ++channel) {
+            std::fill_n(cycle.output[channel], cycle.frames, 0.0F);
+        }
+    } else if (mix->run(cycle)) {
+        mEvents.nudge();
+    }
+    mCycles.store(entered + 1, std::memory_order_release);
+    isInCycle = false;
+}

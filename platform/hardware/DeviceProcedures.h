@@ -1,0 +1,85 @@
+#pragma once
+
+#include "platform/hardware/CycleMix.h"
+#include "platform/hardware/DeviceClock.h"
+#include "platform/hardware/DeviceIO.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace braq {
+
+/// The I/O procedures of one device: keeps which of them run, runs the device as long as any does, and is where its driver
+/// takes the cycles. The list that the I/O thread walks is replaced whole; the old one goes when no cycle uses it.
+///
+/// Entering a cycle is one atomic read-modify-write on the I/O thread: with it, a control thread that has replaced the
+/// list knows that a cycle which is not under way will find the new one.
+class DeviceProcedures final : public DeviceCycles {
+  public:
+    struct Events {
+        std::function<void()> runningChanged; ///< with the control lock held
+        std::function<void()> nudge;          ///< @realtime: has `logThrown` called on another thread
+    };
+
+    DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events);
+    ~DeviceProcedures();
+    DeviceProcedures(const DeviceProcedures&) = delete;
+    DeviceProcedures& operator=(const DeviceProcedures&) = delete;
+
+    // Control threads; see DeviceIO.h. Refused on I/O threads.
+    OSStatus add(IODirections directions, IOProcedure procedure, void* context, IOProcedureID* id);
+    OSStatus start(IOProcedureID id);
+    OSStatus stop(IOProcedureID id);
+    OSStatus remove(IOProcedureID id);
+
+    /// Has the driver do something, but not at the same time as anything else. Any thread but an I/O thread.
+    OSStatus callDriver(const std::function<OSStatus(DriverDevice&)>& what);
+    /// Prepares for cycles of another size. Any thread but an I/O thread.
+    void setShape(const CycleShape& shape);
+    /// Stops everything for good: the device is gone. Any thread but an I/O thread.
+    void deviceIsGone();
+    /// Logs which procedures threw, each once. Any thread but an I/O thread.
+    void logThrown(const std::string& deviceName);
+
+    /// Whether the driver runs cycles. Any thread.
+    bool isRunning() const noexcept { return mIsRunning.load(std::memory_order_acquire); }
+    const DeviceClock& clock() const noexcept { return mClock; }
+
+    void runCycle(const DeviceCycle& cycle) noexcept override;
+
+    /// Whether the calling thread is in the middle of a device cycle, of whatever device.
+    static bool isOnIOThread() noexcept;
+
+  private:
+    struct Entry {
+        IOProcedureID id;
+        MixedProcedure procedure;
+        bool isStarted = false;
+        bool isLogged = false;
+    };
+
+    OSStatus change(IOProcedureID id, const std::function<OSStatus(std::vector<Entry>::iterator)>& how);
+    OSStatus startEntry(Entry& entry);
+    void stopEntry(Entry& entry);
+    void replaceMix();
+    void stopDriver();
+    void setRunning(bool isRunning);
+
+    const std::shared_ptr<DriverDevice> mDevice;
+    const Events mEvents;
+
+    std::mutex mControl;         // control threads; never taken by a driver's threads
+    std::vector<Entry> mEntries; // control lock, in the order in which they were added
+    CycleShape mShape;           // control lock
+    bool mIsGone = false;        // control lock
+    std::atomic<bool> mIsRunning{false};
+
+    std::atomic<UInt32> mCycles{0};       // odd while one is under way; written by the I/O thread
+    std::atomic<CycleMix*> mMix{nullptr}; // written by control threads, used by the I/O thread during a cycle
+    std::unique_ptr<CycleMix> mOwnedMix;  // control lock: what mMix points at
+    DeviceClock mClock;
+};
+
+} // namespace braq

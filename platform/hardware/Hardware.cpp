@@ -1,0 +1,297 @@
+#include "platform/hardware/Hardware.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/hardware/drivers/Drivers.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+AudioObjectPropertyAddress global(UInt32 selector) {
+    return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
+}
+
+std::function<std::vector<std::unique_ptr<braq::Driver>>()>& replacement() {
+    static std::function<std::vector<std::unique_ptr<braq::Driver>>()> make;
+    return make;
+}
+
+} // namespace
+
+void braq::replaceDrivers(std::function<std::vector<std::unique_ptr<Driver>>()> make) {
+    replacement() = std::move(make);
+}
+
+braq::Hardware& braq::Hardware::instance() {
+    // Never destroyed: threads of drivers use it as long as the process runs.
+    static auto* const hardware = new Hardware();
+    static std::once_flag isStarted;
+    std::call_once(isStarted, [] { hardware->startDrivers(); });
+    return *hardware;
+}
+
+braq::Hardware::Hardware() : mNotifications([this] { logThrownProcedures(); }) {}
+
+void braq::Hardware::startDrivers() {
+    mHasFallback = !replacement();
+    for (auto& driver : mHasFallback ? makeDrivers() : replacement()()) {
+        mDrivers.push_back({std::move(driver), {}, {}});
+    }
+    for (const DriverEntry& entry : mDrivers) {
+        entry.driver->start(*this);
+    }
+    fallBackIfThereIsNoServer();
+}
+
+void braq::Hardware::fallBackIfThereIsNoServer() {
+    const std::lock_guard fallbackLock(mFallbackMutex);
+    bool hasServer = false;
+    {
+        const std::lock_guard lock(mMutex);
+        hasServer = std::ranges::any_of(mDrivers, &DriverEntry::hasServer);
+    }
+    mFallback.setIsNeeded(mHasFallback && !hasServer);
+}
+
+std::optional<braq::Hardware::Object> braq::Hardware::find(AudioObjectID object) const {
+    if (object == kAudioObjectSystemObject) {
+        return Object{};
+    }
+    const std::lock_guard lock(mMutex);
+    const auto found = mObjects.find(object);
+    if (found == mObjects.end()) {
+        return std::nullopt;
+    }
+    const Place& place = found->second;
+    return Object{place.device, place.device->state, place.direction, place.stream};
+}
+
+std::shared_ptr<braq::Device> braq::Hardware::findDevice(AudioDeviceID device) const {
+    const auto object = find(device);
+    return object && !object->direction ? object->device : nullptr;
+}
+
+bool braq::Hardware::wasThere(AudioObjectID object) const {
+    const std::lock_guard lock(mMutex);
+    return object != kAudioObjectUnknown && object < mNextID;
+}
+
+std::vector<AudioDeviceID> braq::Hardware::devices() const {
+    const std::lock_guard lock(mMutex);
+    std::vector<AudioDeviceID> ids;
+    std::ranges::transform(mDevices, std::back_inserter(ids), &Device::id);
+    return ids;
+}
+
+AudioDeviceID braq::Hardware::defaultDevice(Direction direction) const {
+    const std::lock_guard lock(mMutex);
+    const Defaults now = defaults();
+    return direction == Direction::playback ? now.output : now.input;
+}
+
+AudioDeviceID braq::Hardware::deviceForUID(const std::string& uid) const {
+    const std::lock_guard lock(mMutex);
+    return withUID(uid);
+}
+
+AudioDeviceID braq::Hardware::withUID(const std::string& uid) const {
+    const auto found =
+        std::ranges::find_if(mDevices, [&](const auto& device) { return device->state->description.uid == uid; });
+    return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
+}
+
+// The first driver that names a device which is there decides; last comes the loopback device of a system without server.
+braq::Hardware::Defaults braq::Hardware::defaults() const {
+    Defaults now;
+    for (const DriverEntry& entry : mDrivers) {
+        if (now.output == kAudioObjectUnknown && !entry.outputUID.empty()) {
+            now.output = withUID(entry.outputUID);
+        }
+        if (now.input == kAudioObjectUnknown && !entry.inputUID.empty()) {
+            now.input = withUID(entry.inputUID);
+        }
+    }
+    const AudioDeviceID fallback = withUID(LoopbackFallback::uid);
+    now.output = now.output == kAudioObjectUnknown ? fallback : now.output;
+    now.input = now.input == kAudioObjectUnknown ? fallback : now.input;
+    return now;
+}
+
+template <class Change>
+void braq::Hardware::changeSystem(Change change) {
+    std::vector<AudioObjectPropertyAddress> changes;
+    {
+        const std::lock_guard lock(mMutex);
+        const Defaults before = defaults();
+        changes = change();
+        const Defaults after = defaults();
+        if (before.input != after.input) {
+            changes.push_back(global(kAudioHardwarePropertyDefaultInputDevice));
+        }
+        if (before.output != after.output) {
+            changes.push_back(global(kAudioHardwarePropertyDefaultOutputDevice));
+            changes.push_back(global(kAudioHardwarePropertyDefaultSystemOutputDevice));
+        }
+    }
+    if (!changes.empty()) {
+        mNotifications.post(kAudioObjectSystemObject, std::move(changes));
+    }
+}
+
+AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) {
+    AudioDeviceID id = kAudioObjectUnknown;
+    changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
+        if (description.uid.empty() || withUID(description.uid) != kAudioObjectUnknown) {
+            return {};
+        }
+        id = newID();
+        const DeviceProcedures::Events events{
+            [this, id] { mNotifications.post(id, {global(kAudioDevicePropertyDeviceIsRunning)}); },
+            [this] { mNotifications.nudge(); }};
+        auto device = std::make_shared<Device>(id, std::move(of), CycleShape::of(description), events);
+        DeviceState state{std::move(description), {}, {}};
+        assignStreams(state, device, Direction::playback);
+        assignStreams(state, device, Direction::record);
+        device->state = std::make_shared<const DeviceState>(std::move(state));
+        mObjects.insert({id, {device, std::nullopt}});
+        mDevices.push_back(std::move(device));
+        return {global(kAudioHardwarePropertyDevices)};
+    });
+    return id;
+}
+
+// A stream keeps its id as long as there is one in its place.
+void braq::Hardware::assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction) {
+    std::vector<AudioObjectID>& ids = state.streams(direction);
+    const std::size_t count = state.direction(direction).streams.size();
+    while (ids.size() > count) {
+        mObjects.erase(ids.back());
+        ids.pop_back();
+    }
+    while (ids.size() < count) {
+        ids.push_back(newID());
+        mObjects.insert({ids.back(), {device, direction, ids.size() - 1}});
+    }
+}
+
+void braq::Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
+    std::shared_ptr<Device> device;
+    std::shared_ptr<const DeviceState> before;
+    std::shared_ptr<const DeviceState> after;
+    {
+        const std::lock_guard lock(mMutex);
+        const auto found = std::ranges::find(mDevices, id, &Device::id);
+        if (found == mDevices.end()) {
+            return;
+        }
+        device = *found;
+        before = device->state;
+        DeviceState state{std::move(description), before->playbackStreams, before->recordStreams};
+        state.description.uid = before->description.uid;
+        assignStreams(state, device, Direction::playback);
+        assignStreams(state, device, Direction::record);
+        after = std::make_shared<const DeviceState>(std::move(state));
+        device->state = after;
+    }
+    // Here a driver may hold its locks, and preparing for other cycles may wait for one of the driver's.
+    const CycleShape shape = CycleShape::of(after->description);
+    if (shape != CycleShape::of(before->description)) {
+        mNotifications.run([device, shape] { device->procedures.setShape(shape); });
+    }
+    auto changes = changedDeviceProperties(before->description, after->description);
+    if (!changes.empty()) {
+        mNotifications.post(id, std::move(changes));
+    }
+    for (const Direction direction : {Direction::playback, Direction::record}) {
+        const auto& old = before->direction(direction).streams;
+        const auto& now = after->direction(direction).streams;
+        for (std::size_t i = 0; i < std::min(old.size(), now.size()); ++i) {
+            auto streamChanges = changedStreamProperties(old[i], now[i]);
+            if (!streamChanges.empty()) {
+                mNotifications.post(after->streams(direction)[i], std::move(streamChanges));
+            }
+        }
+    }
+}
+
+void braq::Hardware::propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) {
+    mNotifications.post(device, addresses);
+}
+
+void braq::Hardware::deviceVanished(AudioDeviceID id) {
+    std::shared_ptr<Device> device;
+    changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
+        const auto found = std::ranges::find(mDevices, id, &Device::id);
+        if (found == mDevices.end()) {
+            return {};
+        }
+        device = *found;
+        mDevices.erase(found);
+        auto state = std::make_shared<DeviceState>(*device->state);
+        state->isAlive = false;
+        device->state = std::move(state);
+        return {global(kAudioHardwarePropertyDevices)};
+    });
+    if (device == nullptr) {
+        return;
+    }
+    mNotifications.run([device] { device->procedures.deviceIsGone(); });
+    mNotifications.post(id, {global(kAudioDevicePropertyDeviceIsAlive)});
+    mNotifications.run([this, device] { forget(device); });
+}
+
+void braq::Hardware::forget(const std::shared_ptr<Device>& device) {
+    std::vector<AudioObjectID> objects;
+    {
+        const std::lock_guard lock(mMutex);
+        std::erase_if(mObjects, [&](const auto& object) {
+            const bool isPartOfIt = object.second.device == device;
+            if (isPartOfIt) {
+                objects.push_back(object.first);
+            }
+            return isPartOfIt;
+        });
+    }
+    for (const AudioObjectID object : objects) {
+        mNotifications.removeListenersOf(object);
+    }
+}
+
+void braq::Hardware::defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) {
+    changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
+        for (DriverEntry& entry : mDrivers) {
+            if (entry.driver.get() == &driver) {
+                entry.outputUID = std::move(outputUID);
+                entry.inputUID = std::move(inputUID);
+                break;
+            }
+        }
+        return {};
+    });
+}
+
+void braq::Hardware::serverIsThere(const Driver& driver, bool isThere) {
+    {
+        const std::lock_guard lock(mMutex);
+        for (DriverEntry& entry : mDrivers) {
+            if (entry.driver.get() == &driver) {
+                entry.hasServer = isThere;
+            }
+        }
+    }
+    mNotifications.run([this] { fallBackIfThereIsNoServer(); });
+}
+
+void braq::Hardware::logThrownProcedures() const {
+    std::vector<std::pair<std::shared_ptr<Device>, std::string>> devices;
+    {
+        const std::lock_guard lock(mMutex);
+        for (const auto& device : mDevices) {
+            devices.emplace_back(device, device->state->description.name);
+        }
+    }
+    for (const auto& [device, name] : devices) {
+        device->procedures.logThrown(name);
+    }
+}

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/hardware/Device.h"
+#include "platform/hardware/LoopbackFallback.h"
+#include "platform/hardware/Notifications.h"
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace braq {
+
+/// The devices that the drivers publish, as objects. Any thread but an I/O thread.
+class Hardware final : public DriverHost {
+  public:
+    /// The one of the process, never destroyed. Its first use starts the drivers and waits for them.
+    static Hardware& instance();
+
+    /// An object that is there.
+    struct Object {
+        std::shared_ptr<Device> device;           // null: the system object
+        std::shared_ptr<const DeviceState> state; // of the device
+        std::optional<Direction> direction;       // of a stream
+        std::size_t stream = 0;                   // index of a stream in its direction
+    };
+    std::optional<Object> find(AudioObjectID object) const;
+    /// Null unless it is a device that is there.
+    std::shared_ptr<Device> findDevice(AudioDeviceID device) const;
+    /// Whether an object has or had this id.
+    bool wasThere(AudioObjectID object) const;
+
+    std::vector<AudioDeviceID> devices() const;               ///< in the order in which they appeared
+    AudioDeviceID defaultDevice(Direction direction) const;   ///< 0: none
+    AudioDeviceID deviceForUID(const std::string& uid) const; ///< 0: none
+    Notifications& notifications() { return mNotifications; }
+
+    AudioDeviceID deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) override;
+    void deviceChanged(AudioDeviceID id, DeviceDescription description) override;
+    void propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) override;
+    void deviceVanished(AudioDeviceID id) override;
+    void defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) override;
+    void serverIsThere(const Driver& driver, bool isThere) override;
+
+  private:
+    struct Place {
+        std::shared_ptr<Device> device;
+        std::optional<Direction> direction;
+        std::size_t stream = 0;
+    };
+    struct DriverEntry {
+        std::unique_ptr<Driver> driver;
+        std::string outputUID;
+        std::string inputUID;
+        bool hasServer = false;
+    };
+    struct Defaults {
+        AudioDeviceID output = kAudioObjectUnknown;
+        AudioDeviceID input = kAudioObjectUnknown;
+    };
+
+    Hardware();
+    void startDrivers();
+    void fallBackIfThereIsNoServer();
+    void logThrownProcedures() const;
+    /// The last of a device that is gone. Notification thread.
+    void forget(const std::shared_ptr<Device>& device);
+
+    // All of these: under the lock.
+    AudioObjectID newID() { return mNextID++; }
+    void assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction);
+    AudioDeviceID withUID(const std::string& uid) const;
+    Defaults defaults() const;
+
+    /// Does `change` under the lock and posts what it returns, and the defaults if they changed, for the system object.
+    template <class Change>
+    void changeSystem(Change change);
+
+    Notifications mNotifications;
+    std::mutex mFallbackMutex;
+    LoopbackFallback mFallback; // under its mutex
+    bool mHasFallback = true;   // not changed once the drivers were started
+
+    mutable std::mutex mMutex; // held for looking and changing only, never while anything is called
+    std::vector<DriverEntry> mDrivers;
+    std::map<AudioObjectID, Place> mObjects;
+    std::vector<std::shared_ptr<Device>> mDevices; // that are alive, in order
+    AudioObjectID mNextID = kAudioObjectSystemObject + 1;
+};
+
+} // namespace braq

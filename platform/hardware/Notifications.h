@@ -1,0 +1,79 @@
+#pragma once
+
+#include "BRAQAudio/platform/hardware.h"
+#include "platform/foundation/ObserverList.h"
+
+#include <semaphore.h>
+
+#include <atomic>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace braq {
+
+/// The one thread on which listeners hear of changes, and the listeners. Never destroyed: its thread runs as long as the
+/// process. Any thread but an I/O thread, unless something else is said.
+class Notifications {
+  public:
+    /// @param onNudge runs on the notification thread some time after each `nudge`
+    explicit Notifications(std::function<void()> onNudge);
+
+    /// Notifies changes of an object, after all that was posted or run before.
+    void post(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses);
+
+    /// Runs `work` on the notification thread, after all that was posted or run before. What it throws is logged.
+    void run(std::function<void()> work);
+
+    /// Has `onNudge` run.
+    /// @realtime Any thread.
+    void nudge() noexcept;
+
+    void addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                     AudioObjectPropertyListenerProc listener, void* clientData);
+    /// When this returns, the listener is not running on another thread and will not be called again.
+    void removeListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                        AudioObjectPropertyListenerProc listener, void* clientData);
+    /// Forgets the listeners of an object that is gone. The notification thread, from `run` only.
+    void removeListenersOf(AudioObjectID object);
+
+  private:
+    struct Change {
+        UInt64 number;
+        AudioObjectID object;
+        std::vector<AudioObjectPropertyAddress> addresses;
+    };
+    struct Interest {
+        AudioObjectID object;
+        AudioObjectPropertyAddress address;
+        UInt64 after; ///< it is told of changes with higher numbers only: of what was posted since it was added
+        bool isFor(AudioObjectID other, const AudioObjectPropertyAddress& otherAddress) const;
+    };
+    struct Listener {
+        Interest interest;
+        AudioObjectPropertyListenerProc procedure;
+        void* clientData;
+        std::shared_ptr<Registration> registration;
+    };
+    using Listeners = ObserverList<Interest, Change>;
+
+    static void main(void* argument);
+    void append(std::function<void()> work);
+    void deliver(const Change& change) const;
+
+    const std::function<void()> mOnNudge;
+    sem_t mWake;                      // counts what was appended, and nudges
+    std::atomic<bool> mNudged{false}; // both: atomic
+    std::atomic<UInt64> mPosted{0};   // changes so far
+    const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
+
+    std::mutex mMutex;
+    std::deque<std::function<void()>> mWork; // under the mutex
+    bool mHasThread = false;                 // under the mutex
+    std::mutex mRegistryMutex;
+    std::vector<Listener> mRegistry; // under its mutex
+};
+
+} // namespace braq

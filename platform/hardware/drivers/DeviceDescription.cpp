@@ -1,0 +1,8 @@
+#include "platform/hardware/drivers/DeviceDescription.h"
+
+#include <numeric>
+
+UInt32 braq::DeviceDirection::channels() const {
+    return std::accumulate(streams.begin(), streams.end(), UInt32{0},
+                           [](UInt32 sum, const DeviceStream& stream) { return sum + stream.channels; });
+}

@@ -1,0 +1,183 @@
+#include "platform/hardware/drivers/software/SoftwareDevice.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "BRAQAudio/platform/foundation/NSString.h"
+#include "platform/hardware/drivers/software/SoftwareDescription.h"
+#include "platform/hardware/drivers/software/SoftwareDriver.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace {
+
+void logRefusal(const std::string& uid, const char* why) {
+    NSLog(NSStringWithFormat("(ERROR) BRAQSoftwareDevice : no device \"%s\": %s", uid.c_str(), why));
+}
+
+bool isSame(const AudioObjectPropertyAddress& a, const AudioObjectPropertyAddress& b) {
+    return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement;
+}
+
+} // namespace
+
+std::shared_ptr<braq::SoftwareDevice> braq::SoftwareDevice::make(const BRAQSoftwareDeviceOptions& options,
+                                                                 DriverHost& host, SoftwareDriver& driver) {
+    if (const char* why = faultOf(options)) {
+        logRefusal(options.uid, why);
+        return nullptr;
+    }
+    std::shared_ptr<SoftwareDevice> device(new SoftwareDevice(options, host, driver));
+    {
+        // Nothing is reported about it before its id is known.
+        const std::lock_guard lock(device->mMutex);
+        device->mID = host.deviceAppeared(device->mDescription, device);
+    }
+    if (device->id() == kAudioObjectUnknown) {
+        logRefusal(options.uid, "there is one with this UID");
+        return nullptr;
+    }
+    return device;
+}
+
+braq::SoftwareDevice::SoftwareDevice(const BRAQSoftwareDeviceOptions& options, DriverHost& host, SoftwareDriver& driver)
+    : mHost(host),
+      mDriver(driver),
+      mUID(options.uid),
+      mClock(options.clock),
+      mIsLoopback(options.loopback),
+      mDescription(descriptionOf(options)),
+      mRate(options.sampleRate),
+      mBufferFrames(options.bufferFrames) {}
+
+void braq::SoftwareDevice::vanish() {
+    {
+        const std::lock_guard lock(mMutex);
+        if (mIsGone) {
+            return;
+        }
+        mIsGone = true;
+    }
+    mRunning.store(nullptr);
+    mDriver.dropDefault(mUID);
+    mHost.deviceVanished(id());
+}
+
+OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
+    const std::lock_guard lock(mMutex);
+    if (mIsGone) {
+        return kAudioHardwareBadDeviceError;
+    }
+    if (mStartsToFail > 0) {
+        --mStartsToFail;
+        return mStartStatus;
+    }
+    mCycle = std::make_unique<SoftwareCycle>(mDescription.record.channels(), mDescription.playback.channels(),
+                                             mDescription.maximumBufferFrames, mIsLoopback, monotonicTime());
+    mRunning.store(&cycles);
+    if (mClock == BRAQSoftwareClock::stepped) {
+        mStepTime.store(mCycle->hostTime(), std::memory_order_release);
+        return kAudioHardwareNoError;
+    }
+    mThread = SoftwareClockThread::start(shared_from_this());
+    return mThread != nullptr ? kAudioHardwareNoError : kAudioHardwareUnspecifiedError;
+}
+
+void braq::SoftwareDevice::stopIO() {
+    mRunning.store(nullptr);
+    mThread.reset();
+    // A step is looked for again and again, because it must not wake anybody.
+    constexpr std::chrono::microseconds pause{20};
+    while (mIsStepping.load()) {
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+bool braq::SoftwareDevice::countCycle() noexcept {
+    const SInt64 left = mCyclesLeft.load(std::memory_order_acquire);
+    if (left > 0) {
+        mCyclesLeft.store(left - 1, std::memory_order_release);
+    }
+    return left != 0;
+}
+
+bool braq::SoftwareDevice::runCycle() noexcept {
+    const bool stays = countCycle();
+    DeviceCycles* cycles = mRunning.load();
+    if (cycles == nullptr) {
+        return true; // it is being stopped
+    }
+    mCycle->run(*cycles, mBufferFrames.load(std::memory_order_acquire), mRate.load(std::memory_order_acquire), nullptr);
+    return stays;
+}
+
+// The step says that it is under way and then looks whether the device runs; who stops it does both the other way round.
+bool braq::SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
+    if (mClock != BRAQSoftwareClock::stepped || frames == 0 || mIsStepping.exchange(true)) {
+        return false;
+    }
+    DeviceCycles* cycles = mRunning.load();
+    if (cycles == nullptr) {
+        mIsStepping.store(false);
+        return false;
+    }
+    const bool stays = countCycle();
+    mCycle->reserve(frames);
+    mCycle->run(*cycles, frames, mRate.load(std::memory_order_acquire), input);
+    for (std::size_t channel = 0; stays && output != nullptr && channel < mCycle->outputChannels(); ++channel) {
+        std::copy_n(mCycle->output()[channel], frames, output[channel]);
+    }
+    mStepTime.store(mCycle->hostTime(), std::memory_order_release);
+    mIsStepping.store(false);
+    if (!stays) {
+        vanish();
+    }
+    return true;
+}
+
+OSStatus braq::SoftwareDevice::setNominalRate(Float64 rate) {
+    changeRate(rate);
+    return kAudioHardwareNoError;
+}
+
+void braq::SoftwareDevice::changeRate(Float64 rate) {
+    const std::lock_guard lock(mMutex);
+    mRate.store(rate, std::memory_order_release);
+    mDescription.nominalRate = rate;
+    mHost.deviceChanged(id(), mDescription);
+}
+
+OSStatus braq::SoftwareDevice::setBufferFrames(UInt32 frames) {
+    const std::lock_guard lock(mMutex);
+    mBufferFrames.store(frames, std::memory_order_release);
+    mDescription.bufferFrames = frames;
+    mHost.deviceChanged(id(), mDescription);
+    return kAudioHardwareNoError;
+}
+
+OSStatus braq::SoftwareDevice::propertyStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find_if(
+        mFaults, [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
+    return found == mFaults.end() ? kAudioHardwareNoError : found->status;
+}
+
+void braq::SoftwareDevice::failStarts(UInt32 count, OSStatus status) {
+    const std::lock_guard lock(mMutex);
+    mStartsToFail = count;
+    mStartStatus = status;
+}
+
+void braq::SoftwareDevice::failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                        OSStatus status) {
+    const std::lock_guard lock(mMutex);
+    std::erase_if(mFaults,
+                  [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
+    if (status != kAudioHardwareNoError) {
+        mFaults.push_back({object, address, status});
+    }
+}
+
+void braq::SoftwareDevice::notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses) {
+    mHost.propertiesChanged(id(), addresses);
+}

@@ -1,0 +1,92 @@
+#pragma once
+
+#include "BRAQAudio/platform/BRAQSoftwareDevice.h"
+#include "platform/hardware/drivers/Driver.h"
+#include "platform/hardware/drivers/software/SoftwareClockThread.h"
+#include "platform/hardware/drivers/software/SoftwareCycle.h"
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+namespace braq {
+
+class SoftwareDriver;
+
+/// What `BRAQSoftwareDevice` describes, as a driver's device.
+class SoftwareDevice final : public DriverDevice,
+                             public SoftwareClockThread::Client,
+                             public std::enable_shared_from_this<SoftwareDevice> {
+  public:
+    /// @return null, with the reason in the log, when there cannot be such a device
+    static std::shared_ptr<SoftwareDevice> make(const BRAQSoftwareDeviceOptions& options, DriverHost& host,
+                                                SoftwareDriver& driver);
+
+    AudioDeviceID id() const noexcept { return mID.load(); }
+    SoftwareDriver& driver() const noexcept { return mDriver; }
+    const std::string& uid() const noexcept { return mUID; }
+
+    void vanish();
+    bool step(UInt32 frames, const Float32* const* input, Float32* const* output);
+    UInt64 hostTimeOfStep() const noexcept { return mStepTime.load(std::memory_order_acquire); }
+
+    void failStarts(UInt32 count, OSStatus status);
+    void vanishAfterCycles(UInt32 cycles) noexcept { mCyclesLeft.store(cycles, std::memory_order_release); }
+    void failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, OSStatus status);
+    void notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses);
+    /// To any rate, whether it is offered or not.
+    void changeRate(Float64 rate);
+
+    OSStatus startIO(DeviceCycles& cycles) override;
+    void stopIO() override;
+    OSStatus setNominalRate(Float64 rate) override;
+    OSStatus setBufferFrames(UInt32 frames) override;
+    OSStatus propertyStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const override;
+
+  private:
+    struct PropertyFault {
+        AudioObjectID object;
+        AudioObjectPropertyAddress address;
+        OSStatus status;
+    };
+
+    SoftwareDevice(const BRAQSoftwareDeviceOptions& options, DriverHost& host, SoftwareDriver& driver);
+
+    // The clock thread's.
+    UInt64 nextCycleTime() noexcept override { return mCycle->hostTime(); }
+    void restartAt(UInt64 hostTime) noexcept override { mCycle->jumpTo(hostTime); }
+    bool runCycle() noexcept override;
+    void ended() override { vanish(); }
+
+    /// Whether there is a cycle after the one that is to run now.
+    bool countCycle() noexcept;
+
+    DriverHost& mHost;
+    SoftwareDriver& mDriver;
+    const std::string mUID;
+    const BRAQSoftwareClock mClock;
+    const bool mIsLoopback;
+    std::atomic<AudioDeviceID> mID{kAudioObjectUnknown};
+
+    mutable std::mutex mMutex;
+    DeviceDescription mDescription;     // under the mutex
+    bool mIsGone = false;               // under the mutex
+    UInt32 mStartsToFail = 0;           // under the mutex
+    OSStatus mStartStatus = 0;          // under the mutex
+    std::vector<PropertyFault> mFaults; // under the mutex
+
+    // Both sides: atomic.
+    std::atomic<Float64> mRate;
+    std::atomic<UInt32> mBufferFrames;
+    std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; below 0: it stays
+    std::atomic<UInt64> mStepTime{0};
+    std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
+    std::atomic<bool> mIsStepping{false};
+
+    std::unique_ptr<SoftwareCycle> mCycle;        // I/O thread or stepping thread while it runs
+    std::unique_ptr<SoftwareClockThread> mThread; // control thread
+};
+
+} // namespace braq
