@@ -1,0 +1,111 @@
+#include "platform/hardware/drivers/pipewire/Connection.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/hardware/drivers/pipewire/ApplicationName.h"
+#include "platform/hardware/drivers/pipewire/Headers.h"
+
+#include <cerrno>
+
+namespace braq::pipewire {
+namespace {
+
+// Devices are to be back within a second of the server's return; an attempt without a server is one refused system call.
+constexpr std::chrono::milliseconds kRetryInterval{200};
+
+} // namespace
+
+Connection::Connection(Loop& loop, ConnectionListener& listener)
+    : mLoop(loop),
+      mListener(listener),
+      mBegin(loop, [this] { makeContext(); }),
+      mLost(loop, [this] { lose(); }),
+      mRetry(loop, [this] { seek(); }) {}
+
+void Connection::makeContext() {
+    mContext = pw_context_new(mLoop.get(), pw_properties_new(PW_KEY_APP_NAME, applicationName(), nullptr), 0);
+    if (mContext == nullptr) {
+        NSLog("(ERROR) PipeWire : the client library does not work; there are no devices of a sound server.");
+        mListener.disconnected();
+        return;
+    }
+    seek();
+}
+
+void Connection::seek() {
+    mCore = pw_context_connect(mContext, nullptr, 0);
+    if (mCore == nullptr) {
+        mRetry.fireAfter(kRetryInterval);
+        if (!mHasSought) {
+            mHasSought = true;
+            mListener.disconnected();
+        }
+        return;
+    }
+    mHasSought = true;
+    static const pw_core_events events = {
+        .version = PW_VERSION_CORE_EVENTS,
+        .info = nullptr,
+        .done =
+            [](void* self, uint32_t id, int /*sequence*/) {
+                if (id == PW_ID_CORE) {
+                    static_cast<Connection*>(self)->adoptDataThread();
+                    static_cast<Connection*>(self)->mListener.synchronised();
+                }
+            },
+        .ping = nullptr,
+        .error =
+            [](void* self, uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
+                // The core is still in use by the caller; it is let go from the loop.
+                if (id == PW_ID_CORE && result == -EPIPE) {
+                    static_cast<Connection*>(self)->mLost.signal();
+                }
+            },
+        .remove_id = nullptr,
+        .bound_id = nullptr,
+        .add_mem = nullptr,
+        .remove_mem = nullptr,
+    };
+    mCoreListener = {};
+    pw_core_add_listener(mCore, &mCoreListener, &events, this);
+    mListener.connected(mCore);
+}
+
+void Connection::lose() {
+    if (mCore == nullptr) {
+        return;
+    }
+    mListener.disconnected();
+    spa_hook_remove(&mCoreListener);
+    pw_core_disconnect(mCore);
+    mCore = nullptr;
+    mRetry.fireAfter(kRetryInterval);
+}
+
+void Connection::sync() { pw_core_sync(mCore, PW_ID_CORE, 0); }
+
+void Connection::adoptDataThread() {
+    if (mDataThread != 0) {
+        return;
+    }
+    // Runs on this thread instead when the other one has not got to its loop yet; then the next answer tries again.
+    const thread_act_t here = BRAQThreadSelf();
+    thread_act_t there = here;
+    pw_data_loop_invoke(
+        pw_context_get_data_loop(mContext),
+        [](spa_loop* /*loop*/, bool /*async*/, uint32_t /*sequence*/, const void* /*data*/, size_t /*size*/,
+           void* context) {
+            auto& thread = *static_cast<thread_act_t*>(context);
+            if (thread != BRAQThreadSelf()) {
+                thread = BRAQThreadSelf();
+                pthread_setname_np(pthread_self(), "BRAQ pw I/O");
+            }
+            return 0;
+        },
+        0, nullptr, 0, true, &there);
+    if (there != here) {
+        mDataThread = there;
+        BRAQThreadMakeIO(mDataThread);
+    }
+}
+
+} // namespace braq::pipewire

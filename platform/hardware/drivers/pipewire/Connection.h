@@ -1,0 +1,58 @@
+#pragma once
+
+#include "BRAQAudio/platform/threads.h"
+#include "platform/hardware/drivers/pipewire/Loop.h"
+
+#include <spa/utils/hook.h>
+
+struct pw_context;
+struct pw_core;
+
+namespace braq::pipewire {
+
+/// Who is told how the connection to the server fares. Called on the loop's thread.
+class ConnectionListener {
+  public:
+    virtual void connected(pw_core* core) = 0;
+    /// The server has gone; or the first attempt found none. Everything that was made of the core is let go now.
+    virtual void disconnected() = 0;
+    /// The server has come to a `sync`.
+    virtual void synchronised() = 0;
+
+  protected:
+    ~ConnectionListener() = default;
+};
+
+/// The connection to the server, which is sought again whenever it is lost. Lives as long as the process.
+class Connection {
+  public:
+    Connection(Loop& loop, ConnectionListener& listener);
+    ~Connection() = delete;
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    /// Has the loop's thread look for the server. Any thread.
+    void begin() { mBegin.signal(); }
+
+    /// Asks the server to answer when it has done all that was asked before. While connected, with the loop's lock.
+    void sync();
+
+  private:
+    void makeContext();
+    void seek();
+    void lose();
+    void adoptDataThread();
+
+    Loop& mLoop;
+    ConnectionListener& mListener;
+    LoopEvent mBegin;
+    LoopEvent mLost;
+    LoopTimer mRetry;
+    pw_context* mContext = nullptr;
+    pw_core* mCore = nullptr;
+    spa_hook mCoreListener{};
+    thread_act_t mDataThread = 0; // 0: not yet seen
+    bool mHasSought = false;
+};
+
+} // namespace braq::pipewire

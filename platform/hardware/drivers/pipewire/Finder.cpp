@@ -1,0 +1,247 @@
+#include "platform/hardware/drivers/pipewire/Finder.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/hardware/drivers/pipewire/Headers.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <utility>
+
+namespace braq::pipewire {
+namespace {
+
+constexpr std::chrono::milliseconds kReconnectInterval{250};
+
+UInt32 numberIn(const std::string& text) {
+    UInt32 number = SPA_ID_INVALID;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
+}
+
+} // namespace
+
+Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function<void()> settled)
+    : mLoop(loop),
+      mDriver(driver),
+      mHost(host),
+      mSettled(std::move(settled)),
+      mLook(loop, [this] { mPublisher.forEach([](Device& device) { device.look(); }); }),
+      mReconnect(loop, [this] { mPublisher.forEach([](Device& device) { device.reconnect(); }); }),
+      mConnection(new Connection(loop, *this)),
+      mPublisher(loop, *this, host) {}
+
+// ---- the server comes and goes
+
+void Finder::connected(pw_core* core) {
+    static const pw_registry_events events = {
+        .version = PW_VERSION_REGISTRY_EVENTS,
+        .global =
+            [](void* self, uint32_t id, uint32_t /*permissions*/, const char* type, uint32_t /*version*/,
+               const spa_dict* dictionary) {
+                Properties properties;
+                properties.assign(dictionary);
+                static_cast<Finder*>(self)->appeared(id, type, properties);
+            },
+        .global_remove = [](void* self, uint32_t id) { static_cast<Finder*>(self)->vanished(id); },
+    };
+    mCore = core;
+    mRegistry = pw_core_get_registry(core, PW_VERSION_REGISTRY, 0);
+    mRegistryListener = {};
+    pw_registry_add_listener(mRegistry, &mRegistryListener, &events, this);
+    describeSoon();
+}
+
+void Finder::disconnected() {
+    mPublisher.publish({});
+    mNodes.clear();
+    mPorts.clear();
+    mCards.clear();
+    mSettingsTable.reset();
+    mDefaultsTable.reset();
+    mSettings = {};
+    mDefaults = {};
+    if (mRegistry != nullptr) {
+        spa_hook_remove(&mRegistryListener);
+        pw_proxy_destroy(reinterpret_cast<pw_proxy*>(mRegistry));
+        mRegistry = nullptr;
+    }
+    mCore = nullptr;
+    mSyncsAnswered = mSyncsSent;
+    mMustDescribe = false;
+    publishDefaults();
+    if (std::exchange(mIsThere, false)) {
+        NSLog("PipeWire : the connection to the sound server has ended; its devices are back when it is.");
+    }
+    mHost.serverIsThere(mDriver, false);
+    mSettled();
+}
+
+void Finder::synchronised() {
+    ++mSyncsAnswered;
+    describeAll();
+    if (std::exchange(mMustDescribe, false)) {
+        describeSoon();
+        return;
+    }
+    if (!std::exchange(mIsThere, true)) {
+        mHost.serverIsThere(mDriver, true);
+    }
+    mSettled();
+}
+
+// ---- what the server has
+
+void Finder::appeared(UInt32 id, const std::string& type, const Properties& properties) {
+    const auto changed = [this] { describeSoon(); };
+    if (type == PW_TYPE_INTERFACE_Node && isDeviceClass(properties.get(PW_KEY_MEDIA_CLASS))) {
+        // What was asked for until now may be answered before the node's facts come.
+        mNodes[id] = {std::make_unique<WatchedNode>(mRegistry, id, changed), mSyncsSent + 1};
+    } else if (type == PW_TYPE_INTERFACE_Port) {
+        portAppeared(id, properties);
+    } else if (type == PW_TYPE_INTERFACE_Device && properties.get(PW_KEY_MEDIA_CLASS) == "Audio/Device") {
+        mCards[id] = std::make_unique<WatchedCard>(mRegistry, id, changed);
+    } else if (type == PW_TYPE_INTERFACE_Metadata) {
+        metadataAppeared(id, properties.get(PW_KEY_METADATA_NAME));
+    } else {
+        return;
+    }
+    describeSoon();
+}
+
+// The first port of a kind stands for the others.
+void Finder::portAppeared(UInt32 id, const Properties& properties) {
+    if (properties.get(PW_KEY_PORT_ID) != "0" || properties.get(PW_KEY_FORMAT_DSP).empty()) {
+        return;
+    }
+    WatchedPort::Kind kind = WatchedPort::Kind::sink;
+    if (properties.get(PW_KEY_PORT_DIRECTION) == "out") {
+        const bool isMonitor = properties.get(PW_KEY_PORT_MONITOR) == "true";
+        kind = isMonitor ? WatchedPort::Kind::monitor : WatchedPort::Kind::source;
+    }
+    mPorts[id] = std::make_unique<WatchedPort>(mRegistry, id, numberIn(properties.get(PW_KEY_NODE_ID)), kind,
+                                               [this] { describeSoon(); });
+}
+
+void Finder::metadataAppeared(UInt32 id, const std::string& name) {
+    if (name == "settings" && !mSettingsTable) {
+        const auto take = [this](const char* key, const char* value) {
+            if (key != nullptr) {
+                mSettings.set(key, value);
+            }
+            describeSoon();
+        };
+        mSettingsTable = {id, std::make_unique<WatchedMetadata>(mRegistry, id, take)};
+    } else if (name == "default" && !mDefaultsTable) {
+        const auto take = [this](const char* key, const char* value) {
+            if (key == nullptr || std::strcmp(key, "default.audio.sink") == 0) {
+                mDefaults.sink = nodeNamedBy(value);
+            }
+            if (key == nullptr || std::strcmp(key, "default.audio.source") == 0) {
+                mDefaults.source = nodeNamedBy(value);
+            }
+            describeSoon();
+        };
+        mDefaultsTable = {id, std::make_unique<WatchedMetadata>(mRegistry, id, take)};
+    }
+}
+
+void Finder::vanished(UInt32 id) {
+    if (mSettingsTable && mSettingsTable->id == id) {
+        mSettingsTable.reset();
+        mSettings = {};
+    }
+    if (mDefaultsTable && mDefaultsTable->id == id) {
+        mDefaultsTable.reset();
+        mDefaults = {};
+    }
+    const bool wasNode = mNodes.erase(id) != 0;
+    mPorts.erase(id);
+    mCards.erase(id);
+    if (wasNode) {
+        describeAll();
+    }
+    describeSoon();
+}
+
+// ---- what is published
+
+void Finder::describeSoon() {
+    if (mCore == nullptr) {
+        return;
+    }
+    if (mSyncsSent != mSyncsAnswered) {
+        mMustDescribe = true;
+        return;
+    }
+    ++mSyncsSent;
+    mConnection->sync();
+}
+
+void Finder::describeAll() {
+    std::vector<FoundDevice> all;
+    for (const auto& [id, node] : mNodes) {
+        if (node.knownAfter > mSyncsAnswered) {
+            continue;
+        }
+        const NodeFacts facts = factsOf(id, *node.watched);
+        std::ranges::move(
+            describe(facts, cardOf(facts), [this](const DeviceKey& device) { return settingsOf(device); }),
+            std::back_inserter(all));
+    }
+    mPublisher.publish(all);
+    publishDefaults();
+}
+
+NodeFacts Finder::factsOf(UInt32 id, const WatchedNode& node) const {
+    NodeFacts facts = node.facts();
+    for (const auto& [portId, port] : mPorts) {
+        if (port->nodeId() == id) {
+            switch (port->kind()) {
+            case WatchedPort::Kind::sink: facts.sinkLatency = port->latency(); break;
+            case WatchedPort::Kind::source: facts.sourceLatency = port->latency(); break;
+            case WatchedPort::Kind::monitor: facts.monitorLatency = port->latency(); break;
+            }
+        }
+    }
+    return facts;
+}
+
+Properties Finder::cardOf(const NodeFacts& node) const {
+    const auto card = mCards.find(numberIn(node.properties.get(PW_KEY_DEVICE_ID)));
+    return card != mCards.end() ? card->second->properties() : Properties();
+}
+
+GraphSettings Finder::settingsOf(const DeviceKey& device) const {
+    const Device* const published = mPublisher.find(device);
+    return published != nullptr ? published->settings() : mSettings;
+}
+
+void Finder::publishDefaults() {
+    const Defaults defaults{mDefaults.sink, uidOfSource(mDefaults.source)};
+    if (!(defaults == mPublishedDefaults)) {
+        mPublishedDefaults = defaults;
+        mHost.defaultsChanged(mDriver, defaults.sink, defaults.source);
+    }
+}
+
+// A sink's monitor serves as source when there is no other, and then goes by the name of the sink.
+std::string Finder::uidOfSource(const std::string& nodeName) const {
+    const bool isSink = std::ranges::any_of(mNodes, [&](const auto& node) {
+        const NodeFacts& facts = node.second.watched->facts();
+        return facts.isSink() && facts.properties.get(PW_KEY_NODE_NAME) == nodeName;
+    });
+    return isSink ? monitorUID(nodeName) : nodeName;
+}
+
+// ---- what devices ask for
+
+OSStatus Finder::forceRate(UInt32 rate) {
+    // Holds for the whole server and all applications, until somebody forces another one or none, or the server ends.
+    const bool wasAsked = mSettingsTable && mSettingsTable->watched->set("clock.force-rate", std::to_string(rate));
+    return wasAsked ? kAudioHardwareNoError : kAudioHardwareUnsupportedOperationError;
+}
+
+void Finder::reconnectLater() { mReconnect.fireAfter(kReconnectInterval); }
+
+} // namespace braq::pipewire

@@ -1,0 +1,98 @@
+#pragma once
+
+#include "platform/hardware/drivers/pipewire/Connection.h"
+#include "platform/hardware/drivers/pipewire/Device.h"
+#include "platform/hardware/drivers/pipewire/Publisher.h"
+#include "platform/hardware/drivers/pipewire/WatchedObjects.h"
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace braq::pipewire {
+
+/// Finds out what devices there are and has them published. Lives as long as the process.
+///
+/// Whatever changes on the server asks for a description of everything, which is made when the server has answered a
+/// request to synchronise: by then all parts of a change have come, and many changes make one description.
+class Finder final : private ConnectionListener, private DeviceServer {
+  public:
+    /// @param settled called on the loop's thread each time everything that is known is published
+    Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function<void()> settled);
+    ~Finder() = delete;
+    Finder(const Finder&) = delete;
+    Finder& operator=(const Finder&) = delete;
+
+    /// Begins to look for the server. Any thread.
+    void begin() { mConnection->begin(); }
+
+  private:
+    // ConnectionListener
+    void connected(pw_core* core) override;
+    void disconnected() override;
+    void synchronised() override;
+
+    // DeviceServer
+    pw_core* core() override { return mCore; }
+    const GraphSettings& settings() override { return mSettings; }
+    OSStatus forceRate(UInt32 rate) override;
+    void lookSoon() noexcept override { mLook.signal(); }
+    void reconnectLater() override;
+    void describeSoon() override;
+
+    void appeared(UInt32 id, const std::string& type, const Properties& properties);
+    void portAppeared(UInt32 id, const Properties& properties);
+    void metadataAppeared(UInt32 id, const std::string& name);
+    void vanished(UInt32 id);
+
+    void describeAll();
+    NodeFacts factsOf(UInt32 id, const WatchedNode& node) const;
+    Properties cardOf(const NodeFacts& node) const;
+    GraphSettings settingsOf(const DeviceKey& device) const;
+    void publishDefaults();
+    std::string uidOfSource(const std::string& nodeName) const;
+
+    struct FoundNode {
+        std::unique_ptr<WatchedNode> watched;
+        UInt64 knownAfter; // answer of the server by which its facts have come
+    };
+    struct Table {
+        UInt32 id;
+        std::unique_ptr<WatchedMetadata> watched;
+    };
+    struct Defaults {
+        std::string sink;
+        std::string source;
+        bool operator==(const Defaults&) const = default;
+    };
+
+    Loop& mLoop;
+    const Driver& mDriver;
+    DriverHost& mHost;
+    const std::function<void()> mSettled;
+    LoopEvent mLook;
+    LoopTimer mReconnect;
+    Connection* const mConnection;
+    Publisher mPublisher;
+
+    // All with the loop's lock.
+    pw_core* mCore = nullptr;
+    pw_registry* mRegistry = nullptr;
+    spa_hook mRegistryListener{};
+    UInt64 mSyncsSent = 0;
+    UInt64 mSyncsAnswered = 0;
+    bool mMustDescribe = false;
+    bool mIsThere = false;
+    std::map<UInt32, FoundNode> mNodes;
+    std::map<UInt32, std::unique_ptr<WatchedPort>> mPorts;
+    std::map<UInt32, std::unique_ptr<WatchedCard>> mCards;
+    std::optional<Table> mSettingsTable;
+    std::optional<Table> mDefaultsTable;
+    GraphSettings mSettings;
+    Defaults mDefaults;          // names of nodes
+    Defaults mPublishedDefaults; // UIDs
+};
+
+} // namespace braq::pipewire

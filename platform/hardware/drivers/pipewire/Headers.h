@@ -1,0 +1,17 @@
+#pragma once
+
+// PipeWire's headers, as the driver includes them. Many of PipeWire's calls are macros that rest on extensions of C, which
+// Clang reports where they are used.
+
+#if defined(__clang__)
+#pragma clang diagnostic ignored "-Wgnu-statement-expression"
+#pragma clang diagnostic ignored "-Wgnu-zero-variadic-macro-arguments"
+#pragma clang diagnostic ignored "-Wc99-extensions"
+#endif
+
+#include <pipewire/extensions/metadata.h>
+#include <pipewire/pipewire.h>
+#include <spa/node/io.h>
+#include <spa/param/audio/format-utils.h>
+#include <spa/param/latency-utils.h>
+#include <spa/param/param.h>

@@ -1,0 +1,150 @@
+#include "platform/hardware/drivers/pipewire/Stream.h"
+
+#include "platform/hardware/drivers/pipewire/ApplicationName.h"
+#include "platform/hardware/drivers/pipewire/Headers.h"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <utility>
+
+namespace braq::pipewire {
+namespace {
+
+std::string latencyText(UInt32 frames, UInt32 rate) { return std::to_string(frames) + "/" + std::to_string(rate); }
+
+// Belongs to its device for good: not moved to another one, not mixed to other channels, not at a level or on a device
+// that was remembered from an earlier stream of this application.
+pw_properties* propertiesOf(const DeviceKey& device, UInt32 rate, UInt32 quantum) {
+    const bool plays = device.use == Use::playback;
+    pw_properties* const properties = pw_properties_new(
+        PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture", PW_KEY_MEDIA_NAME,
+        plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, applicationName(), PW_KEY_NODE_DESCRIPTION, applicationName(),
+        PW_KEY_APP_NAME, applicationName(), PW_KEY_TARGET_OBJECT, device.serial.c_str(), PW_KEY_NODE_DONT_RECONNECT,
+        "true", PW_KEY_STREAM_DONT_REMIX, "true", "channelmix.upmix", "false", "state.restore-props", "false",
+        "state.restore-target", "false", nullptr);
+    if (plays) {
+        pw_properties_set(properties, PW_KEY_MEDIA_ROLE, "Music");
+    }
+    if (device.use == Use::monitor) {
+        pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
+    }
+    if (quantum != 0) {
+        pw_properties_set(properties, PW_KEY_NODE_LATENCY, latencyText(quantum, rate).c_str());
+    }
+    return properties;
+}
+
+} // namespace
+
+Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, UInt32 quantum,
+               StreamCycle& cycle, std::function<void()> changed)
+    : mPlays(device.use == Use::playback),
+      mCycle(cycle),
+      mChanged(std::move(changed)),
+      mDataLoop(pw_context_get_data_loop(pw_core_get_context(core))),
+      mStream(pw_stream_new(core, applicationName(), propertiesOf(device, rate, quantum))) {
+    if (mStream == nullptr) {
+        mHasFailed = true;
+        return;
+    }
+    mCycle.setStreamRate(rate);
+    connect(rate, layout);
+}
+
+Stream::~Stream() {
+    mIsEnding = true;
+    if (mStream != nullptr) {
+        pw_stream_destroy(mStream);
+    }
+}
+
+void Stream::connect(UInt32 rate, const ChannelLayout& layout) {
+    static const pw_stream_events events = {
+        .version = PW_VERSION_STREAM_EVENTS,
+        .destroy = nullptr,
+        .state_changed = [](void* self, pw_stream_state /*before*/, pw_stream_state state,
+                            const char* /*error*/) { static_cast<Stream*>(self)->stateChanged(state); },
+        .control_info = nullptr,
+        .io_changed =
+            [](void* self, uint32_t id, void* area, uint32_t size) {
+                if (id == SPA_IO_Position) {
+                    const bool isWhole = area != nullptr && size >= sizeof(spa_io_position);
+                    static_cast<Stream*>(self)->setPosition(isWhole ? static_cast<spa_io_position*>(area) : nullptr);
+                }
+            },
+        .param_changed = nullptr,
+        .add_buffer = nullptr,
+        .remove_buffer = nullptr,
+        .process = [](void* self) { static_cast<Stream*>(self)->process(); },
+        .drained = nullptr,
+        .command = nullptr,
+        .trigger_done = nullptr,
+    };
+    pw_stream_add_listener(mStream, &mListener, &events, this);
+
+    spa_audio_info_raw info{};
+    info.format = SPA_AUDIO_FORMAT_F32P;
+    info.rate = rate;
+    info.channels = static_cast<UInt32>(layout.size());
+    std::ranges::copy(layout, info.position);
+    std::array<std::byte, 1024> memory;
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, memory.data(), memory.size());
+    const spa_pod* format = spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
+
+    constexpr auto flags = static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
+                                                        PW_STREAM_FLAG_RT_PROCESS | PW_STREAM_FLAG_DONT_RECONNECT);
+    const pw_direction direction = mPlays ? PW_DIRECTION_OUTPUT : PW_DIRECTION_INPUT;
+    if (pw_stream_connect(mStream, direction, PW_ID_ANY, flags, &format, 1) < 0) {
+        mHasFailed = true;
+    }
+}
+
+void Stream::stateChanged(int state) {
+    mHasFailed = mHasFailed || state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED;
+    mIsStreaming = state == PW_STREAM_STATE_STREAMING;
+    if (!mIsEnding) {
+        mChanged();
+    }
+}
+
+// The memory goes away when the server says so: the data thread has let go of it by then.
+void Stream::setPosition(spa_io_position* position) {
+    struct Change {
+        Stream* stream;
+        spa_io_position* position;
+    };
+    Change change{this, position};
+    pw_data_loop_invoke(
+        mDataLoop,
+        [](spa_loop* /*loop*/, bool /*async*/, uint32_t /*sequence*/, const void* /*data*/, size_t /*size*/,
+           void* context) {
+            const auto& wanted = *static_cast<const Change*>(context);
+            wanted.stream->mPosition = wanted.position;
+            return 0;
+        },
+        0, nullptr, 0, true, &change);
+}
+
+void Stream::setQuantum(UInt32 frames, UInt32 rate) {
+    const std::string text = latencyText(frames, rate);
+    const std::array items{SPA_DICT_ITEM_INIT(PW_KEY_NODE_LATENCY, text.c_str())};
+    const spa_dict changes = SPA_DICT_INIT(items.data(), items.size());
+    pw_stream_update_properties(mStream, &changes);
+}
+
+void Stream::process() noexcept {
+    pw_buffer* const buffer = pw_stream_dequeue_buffer(mStream);
+    if (buffer == nullptr) {
+        return;
+    }
+    if (mPlays) {
+        mCycle.play(*buffer->buffer, buffer->requested, mPosition);
+    } else {
+        mCycle.record(*buffer->buffer, mPosition);
+    }
+    pw_stream_queue_buffer(mStream, buffer);
+}
+
+} // namespace braq::pipewire

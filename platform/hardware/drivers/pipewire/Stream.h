@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/hardware/drivers/pipewire/Describe.h"
+#include "platform/hardware/drivers/pipewire/StreamCycle.h"
+
+#include <spa/utils/hook.h>
+
+#include <functional>
+
+struct pw_core;
+struct pw_data_loop;
+struct pw_stream;
+struct spa_io_position;
+struct spa_pod;
+
+namespace braq::pipewire {
+
+/// The stream of this process to or from one device. All with the loop's lock.
+class Stream {
+  public:
+    /// Connects it.
+    /// @param rate of the graph, so that nothing is converted
+    /// @param quantum cycle length to ask the graph for; 0: none
+    /// @param cycle is run from now on; outlives the stream
+    /// @param changed called on the loop's thread when one of the questions below has a new answer
+    Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, UInt32 quantum,
+           StreamCycle& cycle, std::function<void()> changed);
+    /// When this returns, the cycle is not running and does not run again.
+    ~Stream();
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    /// Whether there is no connection, or no more.
+    bool hasFailed() const { return mHasFailed; }
+
+    /// Whether the graph runs it.
+    bool isStreaming() const { return mIsStreaming; }
+
+    /// Asks the graph for cycles of that length.
+    void setQuantum(UInt32 frames, UInt32 rate);
+
+  private:
+    void connect(UInt32 rate, const ChannelLayout& layout);
+    void stateChanged(int state);
+    void setPosition(spa_io_position* position);
+    void process() noexcept;
+
+    const bool mPlays;
+    StreamCycle& mCycle;
+    const std::function<void()> mChanged;
+    pw_data_loop* mDataLoop;
+    pw_stream* mStream;
+    spa_hook mListener{};
+    bool mHasFailed = false;
+    bool mIsStreaming = false;
+    bool mIsEnding = false;
+    spa_io_position* mPosition = nullptr; // data thread
+};
+
+} // namespace braq::pipewire

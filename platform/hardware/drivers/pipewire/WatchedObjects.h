@@ -1,0 +1,87 @@
+#pragma once
+
+#include "platform/hardware/drivers/pipewire/NodeFacts.h"
+#include "platform/hardware/drivers/pipewire/Proxy.h"
+
+#include <functional>
+#include <string>
+
+// What the driver watches of the server's objects. Each says when something has changed. All with the loop's lock.
+
+namespace braq::pipewire {
+
+/// A node that is a device.
+class WatchedNode {
+  public:
+    WatchedNode(pw_registry* registry, UInt32 id, std::function<void()> changed);
+
+    const NodeFacts& facts() const { return mFacts; }
+
+  private:
+    static const pw_node_events kEvents;
+
+    void take(const pw_node_info& info);
+
+    const std::function<void()> mChanged;
+    NodeFacts mFacts;
+    Proxy mProxy;
+};
+
+/// A port that stands for all of its kind of a node, for the latency behind it.
+class WatchedPort {
+  public:
+    enum class Kind { sink, source, monitor };
+
+    WatchedPort(pw_registry* registry, UInt32 id, UInt32 nodeId, Kind kind, std::function<void()> changed);
+
+    UInt32 nodeId() const { return mNodeId; }
+    Kind kind() const { return mKind; }
+    const spa_latency_info& latency() const { return mLatency; }
+
+  private:
+    static const pw_port_events kEvents;
+
+    void take(const spa_pod* parameter);
+
+    const UInt32 mNodeId;
+    const Kind mKind;
+    const std::function<void()> mChanged;
+    spa_latency_info mLatency{};
+    Proxy mProxy;
+};
+
+/// A piece of hardware that has nodes.
+class WatchedCard {
+  public:
+    WatchedCard(pw_registry* registry, UInt32 id, std::function<void()> changed);
+
+    const Properties& properties() const { return mProperties; }
+
+  private:
+    static const pw_device_events kEvents;
+
+    const std::function<void()> mChanged;
+    Properties mProperties;
+    Proxy mProxy;
+};
+
+/// One of the server's tables.
+class WatchedMetadata {
+  public:
+    /// Takes an entry about the server as a whole. Null key: all of them are gone. Null value: that one is gone.
+    using Changed = std::function<void(const char* key, const char* value)>;
+
+    WatchedMetadata(pw_registry* registry, UInt32 id, Changed changed);
+
+    /// Asks the server to change an entry.
+    /// @return whether that could be asked
+    bool set(const char* key, const std::string& value);
+
+  private:
+    static const pw_metadata_events kEvents;
+
+    const Changed mChanged;
+    Proxy mProxy;
+};
+
+} // namespace braq::pipewire

@@ -1,0 +1,200 @@
+#include "tests/support/PrivateSoundServer.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <thread>
+
+namespace braq::testing {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contentOf(const fs::path& file) {
+    std::ostringstream content;
+    content << std::ifstream(file).rdbuf();
+    return content.str();
+}
+
+void write(const fs::path& file, const std::string& content) {
+    fs::create_directories(file.parent_path());
+    std::ofstream(file) << content;
+}
+
+bool accepts(const std::string& socketPath) {
+    const int connection = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, socketPath.c_str(), sizeof(address.sun_path) - 1);
+    const bool isAccepted = connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0;
+    close(connection);
+    return isAccepted;
+}
+
+void require(bool condition, const std::string& what) {
+    if (!condition) {
+        throw std::runtime_error("private sound server: " + what);
+    }
+}
+
+std::string propertiesOf(const PrivateSoundServer::Node& node) {
+    const auto channels = 1 + std::ranges::count(node.positions, ',');
+    return "{ factory.name=support.null-audio-sink node.name=\"" + node.name + "\" media.class=" + node.mediaClass +
+           " audio.channels=" + std::to_string(channels) + " audio.position=\"" + node.positions +
+           "\" object.linger=true " + node.more + " }";
+}
+
+} // namespace
+
+bool eventually(const std::function<bool()>& condition) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return condition();
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+PrivateSoundServer::PrivateSoundServer() {
+    // Short: paths of sockets are limited to about a hundred bytes.
+    std::string name = "/tmp/braq-sound-XXXXXX";
+    require(mkdtemp(name.data()) != nullptr, "no folder");
+    mFolder = name;
+    fs::create_directories(mFolder / "runtime");
+    fs::permissions(mFolder / "runtime", fs::perms::owner_all);
+    setEnvironment("XDG_RUNTIME_DIR", mFolder / "runtime");
+    setEnvironment("HOME", mFolder / "home");
+    setEnvironment("XDG_CONFIG_HOME", mFolder / "config");
+    setEnvironment("XDG_STATE_HOME", mFolder / "state");
+    setEnvironment("XDG_DATA_HOME", mFolder / "data");
+    setEnvironment("XDG_CACHE_HOME", mFolder / "cache");
+    setEnvironment("DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (mFolder / "runtime/bus").string());
+    for (const char* const other : {"PIPEWIRE_REMOTE", "PIPEWIRE_RUNTIME_DIR", "PIPEWIRE_CONFIG_DIR",
+                                    "PIPEWIRE_CONFIG_NAME", "PIPEWIRE_LATENCY", "PIPEWIRE_RATE", "PIPEWIRE_QUANTUM",
+                                    "PIPEWIRE_PROPS", "PIPEWIRE_NODE", "WIREPLUMBER_CONFIG_DIR", "DISPLAY"}) {
+        setEnvironment(other, std::nullopt);
+    }
+}
+
+PrivateSoundServer::~PrivateSoundServer() {
+    kill();
+    mBus.reset();
+    if (::testing::Test::HasFailure()) {
+        for (const auto& file : fs::directory_iterator(mFolder)) {
+            if (file.path().extension() == ".log") {
+                std::cerr << "---- " << file.path().filename() << "\n" << contentOf(file.path());
+            }
+        }
+    }
+    for (const auto& [name, value] : mEnvironmentBefore) {
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+    }
+    std::error_code ignored;
+    fs::remove_all(mFolder, ignored);
+}
+
+void PrivateSoundServer::setEnvironment(const std::string& name, const std::optional<std::string>& value) {
+    const char* const before = std::getenv(name.c_str());
+    mEnvironmentBefore[name] = before != nullptr ? std::optional<std::string>(before) : std::nullopt;
+    value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
+}
+
+std::string PrivateSoundServer::log(const std::string& program) const { return mFolder / (program + ".log"); }
+
+void PrivateSoundServer::configure(const std::string& key, const std::string& value) { mProperties[key] = value; }
+
+void PrivateSoundServer::keep(const Node& node) { mKept.push_back(node); }
+
+void PrivateSoundServer::writeConfiguration() const {
+    std::string server = "context.properties = {\n";
+    for (const auto& [key, value] : mProperties) {
+        server += "    " + key + " = " + value + "\n";
+    }
+    server += "}\ncontext.objects = [\n";
+    for (const Node& node : mKept) {
+        server += "    { factory = adapter args = " + propertiesOf(node) + " }\n";
+    }
+    server += "]\n";
+    write(mFolder / "config/pipewire/pipewire.conf.d/test.conf", server);
+    write(mFolder / "config/wireplumber/main.lua.d/51-no-hardware.lua", "alsa_monitor.enabled = false\n"
+                                                                        "v4l2_monitor.enabled = false\n"
+                                                                        "libcamera_monitor.enabled = false\n");
+    write(mFolder / "config/wireplumber/bluetooth.lua.d/51-no-hardware.lua", "bluez_monitor.enabled = false\n");
+}
+
+void PrivateSoundServer::start() {
+    startWithoutWaiting();
+    for (const Node& node : mKept) {
+        require(eventually([&] { return isReadyForStreams(node); }), node.name + " has no ports");
+    }
+}
+
+void PrivateSoundServer::startWithoutWaiting() {
+    if (mBus == nullptr) {
+        const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+        mBus = std::make_unique<ChildProcess>(
+            std::vector<std::string>{"dbus-daemon", "--session", "--nofork", "--address=" + address}, log("bus"));
+        require(eventually([&] { return accepts(mFolder / "runtime/bus"); }), "no message bus");
+    }
+    writeConfiguration();
+    mServer = std::make_unique<ChildProcess>(std::vector<std::string>{"pipewire"}, log("pipewire"));
+    require(eventually([&] { return isListening(); }), "PipeWire does not listen");
+    mSessionManager = std::make_unique<ChildProcess>(std::vector<std::string>{"wireplumber"}, log("wireplumber"));
+}
+
+void PrivateSoundServer::kill() {
+    mSessionManager.reset();
+    mServer.reset();
+}
+
+bool PrivateSoundServer::isListening() const { return accepts(mFolder / "runtime/pipewire-0"); }
+
+// The session manager gives a node its ports, and from then on links streams to it.
+bool PrivateSoundServer::isReadyForStreams(const Node& node) {
+    const bool plays = node.mediaClass == "Audio/Sink" || node.mediaClass == "Audio/Duplex";
+    return run({"pw-link", plays ? "-i" : "-o"}).find(node.name + ":") != std::string::npos;
+}
+
+void PrivateSoundServer::create(const Node& node) {
+    run({"pw-cli", "create-node", "adapter", propertiesOf(node)});
+    require(eventually([&] { return isReadyForStreams(node); }), node.name + " has no ports");
+}
+
+void PrivateSoundServer::destroy(const std::string& name) { run({"pw-cli", "destroy", name}); }
+
+void PrivateSoundServer::setDefaultSink(const std::string& name) {
+    run({"pw-metadata", "0", "default.configured.audio.sink", "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"});
+}
+
+void PrivateSoundServer::setDefaultSource(const std::string& name) {
+    run({"pw-metadata", "0", "default.configured.audio.source", "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"});
+}
+
+std::string PrivateSoundServer::run(const std::vector<std::string>& arguments) {
+    const fs::path output = mFolder / (std::to_string(++mRuns) + ".out");
+    ChildProcess program(arguments, output);
+    const int status = program.wait();
+    std::string written = contentOf(output);
+    fs::remove(output);
+    require(status == 0, arguments[0] + " ends with " + std::to_string(status) + ": " + written);
+    return written;
+}
+
+std::unique_ptr<ChildProcess> PrivateSoundServer::spawn(const std::vector<std::string>& arguments) {
+    return std::make_unique<ChildProcess>(arguments, log(arguments[0] + std::to_string(++mRuns)));
+}
+
+} // namespace braq::testing
