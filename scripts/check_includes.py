@@ -15,7 +15,7 @@ from pathlib import Path
 
 def classes(*names):
     """Matches a class's header, source and internal files, with or without a category: X.h, X.cpp, X_Queue.cpp."""
-    return rf"(include/BRAQAudio|src)/({'|'.join(names)})(_[A-Z]\w*)?\.(h|cpp)"
+    return rf"((include/BRAQAudio|src)/)?({'|'.join(names)})(_[A-Z]\w*)?\.(h|cpp)"
 
 
 # From top to bottom.
@@ -30,6 +30,7 @@ LAYERS = [
     ("devices", classes("BRAQAudioDevice", "BRAQAudioHardware")),
     ("buffers", classes("BRAQAudioBufferQueue", "BRAQAudioBufferQueueGate", "BRAQAudioBuffer", "BRAQAudioBufferList",
                         "BRAQAudioStreamBasicDescription")),
+    ("objects", classes("BRAQDelegateEntry", "BRAQLiveObjects")),
     ("core", r"(include/BRAQAudio/)?core/.*"),
     ("errors", r"(include/BRAQAudio/)?errors/.*"),
     ("platform interface", r"platform/include/.*"),

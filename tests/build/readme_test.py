@@ -1,4 +1,4 @@
-"""The example in README.md is the one that is built and run here, word for word."""
+"""The examples in README.md are those that are built and run here, word for word."""
 
 import re
 import unittest
@@ -8,9 +8,10 @@ PROJECT = Path(__file__).resolve().parents[2]
 
 
 class Readme(unittest.TestCase):
-    def test_its_code_is_the_example(self):
+    def test_its_code_is_that_of_the_examples(self):
         blocks = re.findall(r"```cpp\n(.*?)```", (PROJECT / "README.md").read_text(encoding="utf-8"), re.DOTALL)
-        self.assertEqual(blocks, [(PROJECT / "examples/ring.cpp").read_text(encoding="utf-8")])
+        examples = [PROJECT / "examples" / name for name in ("ring.cpp", "devices.cpp")]
+        self.assertEqual(blocks, [example.read_text(encoding="utf-8") for example in examples])
 
     def test_the_commands_it_names_exist(self):
         names = set(re.findall(r"\./run (\w+)", (PROJECT / "README.md").read_text(encoding="utf-8")))

@@ -1,5 +1,8 @@
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
 
+#include "BRAQAudio/platform/BRAQSoftwareDevice.h"
+#include "tests/support/CapturedLog.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -161,7 +164,24 @@ TEST(StreamDescription, Pcm16LeavesADerivedClassThatPickedAnotherCodingAlone) {
     expectFields(*coded, BRAQFourCharCode("code"), 0, 0, 0, 0, 2, 0);
 }
 
-TEST(StreamDescription, WithoutADefaultDeviceItsRateIs0) {
+TEST(StreamDescription, TakesTheRateOfTheDefaultDeviceOfTheDirection) {
+    const auto input = BRAQSoftwareDevice::deviceWithOptions(
+        {.uid = "input", .sampleRate = 44100.0, .clock = BRAQSoftwareClock::stepped});
+    const auto output = BRAQSoftwareDevice::deviceWithOptions(
+        {.uid = "output", .sampleRate = 96000.0, .clock = BRAQSoftwareClock::stepped});
+    input->makeDefaultRecordDevice();
+    output->makeDefaultPlaybackDevice();
+    const auto description = Description::pcm16StreamDescription();
+    description->setDefaultInputDeviceSampleRate();
+    EXPECT_EQ(description->sampleRate(), 44100.0);
+    description->setDefaultOutputDeviceSampleRate();
+    EXPECT_EQ(description->sampleRate(), 96000.0);
+    description->setSampleRate(0);
+    expectFields(*description, BRAQFourCharCode("lpcm"), 12, 4, 1, 4, 2, 16);
+}
+
+TEST(StreamDescription, WithoutADefaultDeviceItsRateIs0AndNothingIsSaid) {
+    const braq::testing::CapturedLog log;
     const auto description = Description::nativeStreamDescription();
     description->setSampleRate(1);
     description->setDefaultInputDeviceSampleRate();
@@ -169,6 +189,21 @@ TEST(StreamDescription, WithoutADefaultDeviceItsRateIs0) {
     description->setSampleRate(1);
     description->setDefaultOutputDeviceSampleRate();
     EXPECT_EQ(description->sampleRate(), 0.0);
+    EXPECT_TRUE(log.errors().empty());
+}
+
+TEST(StreamDescription, OfADefaultDeviceThatDoesNotSayItsRateIs0AndNothingIsSaid) {
+    const auto device = BRAQSoftwareDevice::deviceWithOptions({.uid = "mute", .clock = BRAQSoftwareClock::stepped});
+    device->makeDefaultRecordDevice();
+    device->failProperty(device->deviceID(),
+                         {kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal, 0},
+                         kAudioHardwareUnspecifiedError);
+    const braq::testing::CapturedLog log;
+    const auto description = Description::nativeStreamDescription();
+    description->setSampleRate(1);
+    description->setDefaultInputDeviceSampleRate();
+    EXPECT_EQ(description->sampleRate(), 0.0);
+    EXPECT_TRUE(log.errors().empty());
 }
 
 // Without a locale of the user's every word is its key.

@@ -1,0 +1,220 @@
+#include "BRAQAudio/BRAQAudioDevice.h"
+
+#include "BRAQAudio/platform/foundation.h"
+
+#include <cstddef>
+#include <memory>
+#include <span>
+
+namespace {
+
+constexpr SInt64 playback = 0;
+constexpr SInt64 record = 1;
+
+constexpr UInt32 scopeOf(SInt64 direction) {
+    return direction == record ? kAudioDevicePropertyScopeInput : kAudioDevicePropertyScopeOutput;
+}
+
+constexpr AudioObjectPropertyAddress addressOf(UInt32 selector, UInt32 scope) {
+    return {selector, scope, kAudioObjectPropertyElementMain};
+}
+
+template <class Value>
+bool read(AudioObjectID object, const AudioObjectPropertyAddress& address, Value& value) {
+    UInt32 size = sizeof(value);
+    return AudioObjectGetPropertyData(object, &address, 0, nullptr, &size, &value) == 0;
+}
+
+template <class Value>
+Value readOr(Value fallback, AudioObjectID object, const AudioObjectPropertyAddress& address) {
+    Value value{};
+    return read(object, address, value) ? value : fallback;
+}
+
+std::optional<std::vector<UInt32>> readNumbers(AudioObjectID object, const AudioObjectPropertyAddress& address) {
+    UInt32 size = 0;
+    if (AudioObjectGetPropertyDataSize(object, &address, 0, nullptr, &size) != 0) {
+        return std::nullopt;
+    }
+    std::vector<UInt32> numbers(size / sizeof(UInt32));
+    if (AudioObjectGetPropertyData(object, &address, 0, nullptr, &size, numbers.data()) != 0) {
+        return std::nullopt;
+    }
+    numbers.resize(size / sizeof(UInt32));
+    return numbers;
+}
+
+UInt32 channelsOf(const AudioBufferList& list) {
+    UInt32 channels = 0;
+    for (const auto& buffer : std::span(list.mBuffers, list.mNumberBuffers)) {
+        channels += buffer.mNumberChannels;
+    }
+    return channels;
+}
+
+} // namespace
+
+std::optional<std::string> BRAQAudioDevice::getStringProperty(UInt32 selector) const {
+    CFStringRef string = nullptr;
+    if (!read(mDeviceID, addressOf(selector, kAudioObjectPropertyScopeGlobal), string) || string == nullptr) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<const CFString, decltype(&CFRelease)> owned(string, &CFRelease);
+    return CFStringCopyUTF8(string);
+}
+
+bool BRAQAudioDevice::getUInt32PropertyValue(UInt32* value, UInt32 selector) const {
+    return read(mDeviceID, addressOf(selector, kAudioObjectPropertyScopeGlobal), *value);
+}
+
+std::optional<std::string> BRAQAudioDevice::deviceUID() const {
+    return getStringProperty(kAudioDevicePropertyDeviceUID);
+}
+
+std::optional<std::string> BRAQAudioDevice::deviceName() const { return getStringProperty(kAudioObjectPropertyName); }
+
+UInt32 BRAQAudioDevice::transportType() const {
+    UInt32 type = kAudioDeviceTransportTypeUnknown;
+    return getUInt32PropertyValue(&type, kAudioDevicePropertyTransportType) ? type : 0;
+}
+
+Float64 BRAQAudioDevice::sampleRateForDirection(SInt64 direction) const {
+    return readOr(0.0, mDeviceID, addressOf(kAudioDevicePropertyNominalSampleRate, scopeOf(direction)));
+}
+
+Float64 BRAQAudioDevice::nominalSampleRateForDirection(SInt64 direction) const {
+    return sampleRateForDirection(direction);
+}
+
+Float64 BRAQAudioDevice::recordingNominalSampleRate() const { return nominalSampleRateForDirection(record); }
+
+Float64 BRAQAudioDevice::playbackNominalSampleRate() const { return nominalSampleRateForDirection(playback); }
+
+void BRAQAudioDevice::setNominalSampleRate(Float64 rate, SInt64 direction) const {
+    const auto address = addressOf(kAudioDevicePropertyNominalSampleRate, scopeOf(direction));
+    // Whether it is refused or comes later, the rate that is in force is what callers go by.
+    static_cast<void>(AudioObjectSetPropertyData(mDeviceID, &address, 0, nullptr, sizeof(rate), &rate));
+}
+
+void BRAQAudioDevice::setRecordingNominalSampleRate(Float64 rate) const { setNominalSampleRate(rate, record); }
+
+void BRAQAudioDevice::setPlaybackNominalSampleRate(Float64 rate) const { setNominalSampleRate(rate, playback); }
+
+UInt32 BRAQAudioDevice::latencyForDirection(SInt64 direction) const {
+    return readOr(UInt32{0}, mDeviceID, addressOf(kAudioDevicePropertyLatency, scopeOf(direction)));
+}
+
+UInt32 BRAQAudioDevice::recordingLatency() const { return latencyForDirection(record); }
+
+UInt32 BRAQAudioDevice::playbackLatency() const { return latencyForDirection(playback); }
+
+UInt32 BRAQAudioDevice::safetyOffsetForDirection(SInt64 direction) const {
+    return readOr(UInt32{0}, mDeviceID, addressOf(kAudioDevicePropertySafetyOffset, scopeOf(direction)));
+}
+
+UInt32 BRAQAudioDevice::recordingSafetyOffset() const { return safetyOffsetForDirection(record); }
+
+UInt32 BRAQAudioDevice::playbackSafetyOffset() const { return safetyOffsetForDirection(playback); }
+
+UInt32 BRAQAudioDevice::bufferSizeForDirection(SInt64 direction) const {
+    return readOr(UInt32{0}, mDeviceID, addressOf(kAudioDevicePropertyBufferFrameSize, scopeOf(direction)));
+}
+
+UInt32 BRAQAudioDevice::recordingBufferSize() const { return bufferSizeForDirection(record); }
+
+UInt32 BRAQAudioDevice::playbackBufferSize() const { return bufferSizeForDirection(playback); }
+
+UInt32 BRAQAudioDevice::numberOfChannelsForDirection(SInt64 direction) const {
+    const auto address = addressOf(kAudioDevicePropertyStreamConfiguration, scopeOf(direction));
+    UInt32 size = 0;
+    OSStatus status = AudioObjectGetPropertyDataSize(mDeviceID, &address, 0, nullptr, &size);
+    if (status != 0) {
+        NSLog(NSStringWithFormat("ERROR: Call to AudioObjectGetPropertyDataSize failed. Error=%d.", status));
+        return 0;
+    }
+    std::vector<std::byte> bytes(size);
+    status = AudioObjectGetPropertyData(mDeviceID, &address, 0, nullptr, &size, bytes.data());
+    if (status != 0) {
+        NSLog(NSStringWithFormat("ERROR: Call to AudioObjectGetPropertyData failed. Error=%d.", status));
+        return 0;
+    }
+    return channelsOf(*reinterpret_cast<const AudioBufferList*>(bytes.data()));
+}
+
+UInt32 BRAQAudioDevice::numberOfRecordChannels() const { return numberOfChannelsForDirection(record); }
+
+UInt32 BRAQAudioDevice::numberOfPlaybackChannels() const { return numberOfChannelsForDirection(playback); }
+
+std::optional<std::vector<UInt32>> BRAQAudioDevice::preferredStereoChannelsForDirection(SInt64 direction) const {
+    return readNumbers(mDeviceID, addressOf(kAudioDevicePropertyPreferredChannelsForStereo, scopeOf(direction)));
+}
+
+std::optional<std::vector<UInt32>> BRAQAudioDevice::preferredStereoPlaybackChannels() const {
+    return preferredStereoChannelsForDirection(playback);
+}
+
+bool BRAQAudioDevice::canPlayback() const { return numberOfPlaybackChannels() != 0; }
+
+bool BRAQAudioDevice::canRecord() const { return numberOfRecordChannels() != 0; }
+
+bool BRAQAudioDevice::canRecordStereo() const { return numberOfRecordChannels() > 1; }
+
+UInt32 BRAQAudioDevice::streamIDForChannel(UInt32 channel, SInt64 direction) const {
+    const auto streams = readNumbers(mDeviceID, addressOf(kAudioDevicePropertyStreams, scopeOf(direction)));
+    if (!streams.has_value() || streams->empty()) {
+        return 0;
+    }
+    constexpr auto startingChannel = addressOf(kAudioStreamPropertyStartingChannel, kAudioObjectPropertyScopeGlobal);
+    std::size_t index = 0;
+    for (std::size_t i = 0; i < streams->size(); ++i) {
+        UInt32 start = 0;
+        if (!read((*streams)[i], startingChannel, start)) {
+            return 0;
+        }
+        if (channel < start) {
+            index = i == 0 ? 0 : i - 1;
+        }
+    }
+    return (*streams)[index];
+}
+
+UInt32 BRAQAudioDevice::streamLatencyForChannel(UInt32 channel, SInt64 direction) const {
+    const AudioObjectID stream = streamIDForChannel(channel, direction);
+    constexpr auto latency = addressOf(kAudioStreamPropertyLatency, kAudioObjectPropertyScopeGlobal);
+    if (!AudioObjectHasProperty(stream, &latency)) {
+        NSLog("Does not have latency property!");
+        return 0;
+    }
+    UInt32 frames = 0;
+    if (!read(stream, latency, frames)) {
+        NSLog("Could not query latency property!");
+        return 0;
+    }
+    return frames;
+}
+
+UInt32 BRAQAudioDevice::recordingStreamLatencyForChannel(UInt32 channel) const {
+    return streamLatencyForChannel(channel, record);
+}
+
+UInt32 BRAQAudioDevice::playbackStreamLatencyForChannel(UInt32 channel) const {
+    return streamLatencyForChannel(channel, playback);
+}
+
+std::shared_ptr<BRAQAudioStreamBasicDescription>
+BRAQAudioDevice::deviceNativeStreamDescriptionForDirection(SInt64 direction) const {
+    auto description = BRAQAudioStreamBasicDescription::nativeStreamDescription();
+    description->setChannelsPerFrame(numberOfChannelsForDirection(direction));
+    description->setSampleRate(sampleRateForDirection(direction));
+    description->setNativeFormat();
+    description->setIsInterleaved(false);
+    return description;
+}
+
+std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQAudioDevice::deviceNativeRecordStreamDescription() const {
+    return deviceNativeStreamDescriptionForDirection(record);
+}
+
+std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQAudioDevice::deviceNativePlaybackStreamDescription() const {
+    return deviceNativeStreamDescriptionForDirection(playback);
+}
