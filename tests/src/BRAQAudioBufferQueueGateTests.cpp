@@ -178,7 +178,7 @@ TEST_F(BufferQueueGateDeathTest, EndsAProcessThatForbidsItselfBarriersLater) {
             refuseBarriers();
             const Gate::ClosedStretch closed(gate);
         },
-        "membarrier");
+        "BRAQThreadBarrierAll");
 }
 #endif
 

@@ -93,3 +93,14 @@ constexpr int BRAQThreadIOPriority = 70;
 /// Puts a thread of this process on SCHED_FIFO at `BRAQThreadIOPriority`, or has the system's real-time scheduling
 /// service do so where the process may not. Otherwise as `thread_policy_set`.
 kern_return_t BRAQThreadMakeIO(thread_act_t thread);
+
+/// Whether the system lets this process use `BRAQThreadBarrierAll`. The first call asks for it, which may take milliseconds;
+/// processes that this one forks inherit the answer. Under the thread sanitizer, which does not know what such a
+/// barrier orders: no. Any thread but an I/O thread.
+bool BRAQThreadCanBarrierAll() noexcept;
+
+/// Returns when every thread of the process has passed a memory barrier, so that of two plain accesses that such a thread
+/// makes one after the other, no processor has done only the second. Interrupts other processors for about a microsecond.
+/// @return false when the system refuses
+/// Any thread but an I/O thread.
+bool BRAQThreadBarrierAll() noexcept;

@@ -1,0 +1,30 @@
+#include "BRAQAudio/platform/threads.h"
+
+#include <linux/membarrier.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#if defined(__SANITIZE_THREAD__)
+#define BRAQ_THREAD_SANITIZER 1
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define BRAQ_THREAD_SANITIZER 1
+#endif
+#endif
+
+namespace {
+
+bool call(membarrier_cmd command) noexcept { return syscall(SYS_membarrier, command, 0, 0) == 0; }
+
+} // namespace
+
+bool BRAQThreadCanBarrierAll() noexcept {
+#if defined(BRAQ_THREAD_SANITIZER)
+    return false;
+#else
+    static const bool isRegistered = call(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
+    return isRegistered;
+#endif
+}
+
+bool BRAQThreadBarrierAll() noexcept { return call(MEMBARRIER_CMD_PRIVATE_EXPEDITED); }
