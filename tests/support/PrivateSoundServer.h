@@ -28,7 +28,7 @@ class PrivateSoundServer {
         std::string name;
         std::string positions = "FL,FR"; ///< of the channels, as many as there are
         std::string mediaClass = "Audio/Sink";
-        std::string more = ""; ///< further properties, `key=value key=value`
+        std::string more{}; ///< further properties, `key=value key=value`
     };
 
     /// Prepares the folders and the environment; nothing runs yet.

@@ -14,10 +14,8 @@ TEST(Tool_Text, ThatWouldActOnTheTerminalIsReplaced) {
     EXPECT_EQ(printable("a\nb\tc\rd\be\x7F"), "a\uFFFDb\uFFFDc\uFFFDd\uFFFDe\uFFFD");
     EXPECT_EQ(printable(std::string("a\0b", 3)), "a\uFFFDb");
     EXPECT_EQ(printable("a\u009B0mb"), "a\uFFFD0mb") << "a control sequence in one character";
-    EXPECT_EQ(printable("a\xE2\x80\xAE"
-                        "b"),
-              "a\uFFFDb")
-        << "U+202E would turn around what follows";
+    const std::string turningAround = std::string("\xE2\x80") + "\xAE"; // U+202E
+    EXPECT_EQ(printable("a" + turningAround + "b"), "a\uFFFDb") << "would turn around what follows";
 }
 
 TEST(Tool_Text, ThatIsNoUTF8IsReplacedByteByByte) {

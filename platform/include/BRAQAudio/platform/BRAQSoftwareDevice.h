@@ -33,7 +33,7 @@ struct BRAQSoftwareDirection {
 
 /// How a software device is made. The defaults give a stereo device that plays and records nothing but silence.
 struct BRAQSoftwareDeviceOptions {
-    std::string uid; ///< not empty, and not that of another device
+    std::string uid{}; ///< not empty, and not that of another device
     std::string name = "Software device";
     std::string manufacturer = "BRAQAudio";
     UInt32 transportType = kAudioDeviceTransportTypeVirtual;
