@@ -176,11 +176,11 @@ void PrivateSoundServer::create(const Node& node) {
 void PrivateSoundServer::destroy(const std::string& name) { run({"pw-cli", "destroy", name}); }
 
 void PrivateSoundServer::setDefaultSink(const std::string& name) {
-    run({"pw-metadata", "0", "default.configured.audio.sink", "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"});
+    run({"pw-metadata", "0", "default.configured.audio.sink", R"({ "name": ")" + name + R"(" })", "Spa:String:JSON"});
 }
 
 void PrivateSoundServer::setDefaultSource(const std::string& name) {
-    run({"pw-metadata", "0", "default.configured.audio.source", "{ \"name\": \"" + name + "\" }", "Spa:String:JSON"});
+    run({"pw-metadata", "0", "default.configured.audio.source", R"({ "name": ")" + name + R"(" })", "Spa:String:JSON"});
 }
 
 std::string PrivateSoundServer::run(const std::vector<std::string>& arguments) {

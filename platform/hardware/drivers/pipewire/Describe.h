@@ -4,9 +4,9 @@
 #include "platform/hardware/drivers/pipewire/GraphSettings.h"
 #include "platform/hardware/drivers/pipewire/NodeFacts.h"
 
-#include <compare>
 #include <functional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace braq::pipewire {
@@ -18,7 +18,8 @@ enum class Use { playback, record, monitor };
 struct DeviceKey {
     std::string serial;
     Use use = Use::playback;
-    auto operator<=>(const DeviceKey&) const = default;
+    bool operator==(const DeviceKey&) const = default;
+    bool operator<(const DeviceKey& other) const { return std::tie(serial, use) < std::tie(other.serial, other.use); }
 };
 
 /// A device that a node is, and what it takes to stream to it or from it.

@@ -8,6 +8,8 @@ namespace braq::pipewire {
 namespace {
 
 constexpr std::chrono::seconds kLongestStart{2};
+// From the failure of a stream to the news that its device, or the server, is gone.
+constexpr std::chrono::milliseconds kLongestFarewell{200};
 // Of the cycle after the last one. Far beyond the longest quantum; a graph that takes longer has stopped.
 constexpr std::chrono::milliseconds kLongestFinish{500};
 
@@ -37,6 +39,7 @@ OSStatus Device::startIO(DeviceCycles& cycles) {
     }
     run.stream.reset();
     mRun.reset();
+    mLoop.waitFor(kLongestFarewell, [&] { return mHasVanished; });
     return mHasVanished ? kAudioHardwareBadDeviceError : kAudioHardwareUnspecifiedError;
 }
 
@@ -116,21 +119,43 @@ void Device::look() {
     }
     if (run.stream->hasFailed()) {
         if (!run.isStarting) {
-            mServer.reconnectLater();
+            mServer.lookLater();
         }
         return;
     }
     if (const UInt32 graphRate = run.cycle.graphRate(); graphRate != 0 && graphRate != run.rate) {
         connect(run, graphRate);
     }
+    openWhenLinked(run, static_cast<UInt32>(mLayout.size()));
     mServer.describeSoon();
 }
 
-void Device::reconnect() {
-    if (mRun != nullptr && !mHasVanished && !mRun->isStarting && !mRun->isStopping && mRun->stream != nullptr &&
-        mRun->stream->hasFailed()) {
+// The graph runs a stream as soon as its first channel is connected. What is played before the others are would be lost to
+// them.
+void Device::openWhenLinked(Run& run, UInt32 links) {
+    if (run.cycle.isOpen()) {
+        return;
+    }
+    if (mServer.activeLinksOf(run.stream->node()) >= links) {
+        run.cycle.open();
+    } else {
+        mServer.lookLater();
+    }
+}
+
+void Device::lookAgain() {
+    if (mRun == nullptr || mHasVanished || mRun->isStopping || mRun->stream == nullptr) {
+        return;
+    }
+    if (!mRun->stream->hasFailed()) {
+        openWhenLinked(*mRun, 1);
+    } else if (!mRun->isStarting) {
         connect(*mRun, mServer.settings().currentRate());
     }
+}
+
+bool Device::hasStream(UInt32 node) const {
+    return mRun != nullptr && mRun->stream != nullptr && mRun->stream->node() == node;
 }
 
 void Device::connect(Run& run, UInt32 rate) {

@@ -21,8 +21,10 @@ class DeviceServer {
     /// Has every device `look`, soon.
     /// @realtime Any thread.
     virtual void lookSoon() noexcept = 0;
-    /// Has every device `reconnect` after a while.
-    virtual void reconnectLater() = 0;
+    /// Has every device `lookAgain` after a while.
+    virtual void lookLater() = 0;
+    /// Ports of a stream's node that samples go across.
+    virtual UInt32 activeLinksOf(UInt32 node) = 0;
     /// Has the devices described anew.
     virtual void describeSoon() = 0;
 
@@ -48,8 +50,12 @@ class Device final : public DriverDevice {
     /// Draws the conclusions from what has become of the stream.
     void look();
 
-    /// Connects a stream that was lost while the device is still there.
-    void reconnect();
+    /// Takes up what has not come right by itself: connects a stream that was lost while the device is still there, and
+    /// does without channels that nobody connects.
+    void lookAgain();
+
+    /// Whether that is the node of the device's stream.
+    bool hasStream(UInt32 node) const;
 
     /// The server has the device no more: its stream ends, for good.
     void vanish();
@@ -67,6 +73,7 @@ class Device final : public DriverDevice {
     };
 
     void connect(Run& run, UInt32 rate);
+    void openWhenLinked(Run& run, UInt32 links);
 
     Loop& mLoop;
     DeviceServer& mServer;

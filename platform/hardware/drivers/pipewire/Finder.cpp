@@ -11,7 +11,8 @@
 namespace braq::pipewire {
 namespace {
 
-constexpr std::chrono::milliseconds kReconnectInterval{250};
+// Long enough for a busy session manager to connect all channels of a stream, short enough not to be taken for a hang.
+constexpr std::chrono::milliseconds kLookInterval{500};
 
 UInt32 numberIn(const std::string& text) {
     UInt32 number = SPA_ID_INVALID;
@@ -27,7 +28,7 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mHost(host),
       mSettled(std::move(settled)),
       mLook(loop, [this] { mPublisher.forEach([](Device& device) { device.look(); }); }),
-      mReconnect(loop, [this] { mPublisher.forEach([](Device& device) { device.reconnect(); }); }),
+      mLookAgain(loop, [this] { mPublisher.forEach([](Device& device) { device.lookAgain(); }); }),
       mConnection(new Connection(loop, *this)),
       mPublisher(loop, *this, host) {}
 
@@ -56,6 +57,7 @@ void Finder::disconnected() {
     mPublisher.publish({});
     mNodes.clear();
     mPorts.clear();
+    mLinks.clear();
     mCards.clear();
     mSettingsTable.reset();
     mDefaultsTable.reset();
@@ -99,6 +101,9 @@ void Finder::appeared(UInt32 id, const std::string& type, const Properties& prop
         mNodes[id] = {std::make_unique<WatchedNode>(mRegistry, id, changed), mSyncsSent + 1};
     } else if (type == PW_TYPE_INTERFACE_Port) {
         portAppeared(id, properties);
+    } else if (type == PW_TYPE_INTERFACE_Link) {
+        linkAppeared(id, properties);
+        return;
     } else if (type == PW_TYPE_INTERFACE_Device && properties.get(PW_KEY_MEDIA_CLASS) == "Audio/Device") {
         mCards[id] = std::make_unique<WatchedCard>(mRegistry, id, changed);
     } else if (type == PW_TYPE_INTERFACE_Metadata) {
@@ -121,6 +126,17 @@ void Finder::portAppeared(UInt32 id, const Properties& properties) {
     }
     mPorts[id] = std::make_unique<WatchedPort>(mRegistry, id, numberIn(properties.get(PW_KEY_NODE_ID)), kind,
                                                [this] { describeSoon(); });
+}
+
+void Finder::linkAppeared(UInt32 id, const Properties& properties) {
+    for (const char* const end : {PW_KEY_LINK_OUTPUT_NODE, PW_KEY_LINK_INPUT_NODE}) {
+        const UInt32 node = numberIn(properties.get(end));
+        bool isOfThisProcess = false;
+        mPublisher.forEach([&](const Device& device) { isOfThisProcess |= device.hasStream(node); });
+        if (isOfThisProcess) {
+            mLinks[id] = std::make_unique<WatchedLink>(mRegistry, id, node, [this] { lookSoon(); });
+        }
+    }
 }
 
 void Finder::metadataAppeared(UInt32 id, const std::string& name) {
@@ -157,6 +173,7 @@ void Finder::vanished(UInt32 id) {
     }
     const bool wasNode = mNodes.erase(id) != 0;
     mPorts.erase(id);
+    mLinks.erase(id);
     mCards.erase(id);
     if (wasNode) {
         describeAll();
@@ -242,6 +259,11 @@ OSStatus Finder::forceRate(UInt32 rate) {
     return wasAsked ? kAudioHardwareNoError : kAudioHardwareUnsupportedOperationError;
 }
 
-void Finder::reconnectLater() { mReconnect.fireAfter(kReconnectInterval); }
+void Finder::lookLater() { mLookAgain.fireAfter(kLookInterval); }
+
+UInt32 Finder::activeLinksOf(UInt32 node) {
+    return static_cast<UInt32>(std::ranges::count_if(
+        mLinks, [&](const auto& link) { return link.second->node() == node && link.second->isActive(); }));
+}
 
 } // namespace braq::pipewire

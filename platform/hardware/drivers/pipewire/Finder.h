@@ -39,11 +39,13 @@ class Finder final : private ConnectionListener, private DeviceServer {
     const GraphSettings& settings() override { return mSettings; }
     OSStatus forceRate(UInt32 rate) override;
     void lookSoon() noexcept override { mLook.signal(); }
-    void reconnectLater() override;
+    void lookLater() override;
+    UInt32 activeLinksOf(UInt32 node) override;
     void describeSoon() override;
 
     void appeared(UInt32 id, const std::string& type, const Properties& properties);
     void portAppeared(UInt32 id, const Properties& properties);
+    void linkAppeared(UInt32 id, const Properties& properties);
     void metadataAppeared(UInt32 id, const std::string& name);
     void vanished(UInt32 id);
 
@@ -73,7 +75,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     DriverHost& mHost;
     const std::function<void()> mSettled;
     LoopEvent mLook;
-    LoopTimer mReconnect;
+    LoopTimer mLookAgain;
     Connection* const mConnection;
     Publisher mPublisher;
 
@@ -87,6 +89,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     bool mIsThere = false;
     std::map<UInt32, FoundNode> mNodes;
     std::map<UInt32, std::unique_ptr<WatchedPort>> mPorts;
+    std::map<UInt32, std::unique_ptr<WatchedLink>> mLinks; // of this process
     std::map<UInt32, std::unique_ptr<WatchedCard>> mCards;
     std::optional<Table> mSettingsTable;
     std::optional<Table> mDefaultsTable;

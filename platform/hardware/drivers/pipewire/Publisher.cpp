@@ -10,6 +10,7 @@ Publisher::Publisher(Loop& loop, DeviceServer& server, DriverHost& host) : mLoop
 
 void Publisher::publish(const std::vector<FoundDevice>& found) {
     takeBackMissing(found);
+    std::erase_if(mRefused, [&](const DeviceKey& key) { return !std::ranges::count(found, key, &FoundDevice::key); });
     for (const FoundDevice& device : found) {
         const auto known = mPublished.find(device.key);
         if (known == mPublished.end()) {

@@ -48,7 +48,7 @@ Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layo
         mHasFailed = true;
         return;
     }
-    mCycle.setStreamRate(rate);
+    mCycle.prepare(rate);
     connect(rate, layout);
 }
 
@@ -100,6 +100,8 @@ void Stream::connect(UInt32 rate, const ChannelLayout& layout) {
         mHasFailed = true;
     }
 }
+
+UInt32 Stream::node() const { return mStream != nullptr ? pw_stream_get_node_id(mStream) : SPA_ID_INVALID; }
 
 void Stream::stateChanged(int state) {
     mHasFailed = mHasFailed || state == PW_STREAM_STATE_ERROR || state == PW_STREAM_STATE_UNCONNECTED;

@@ -33,6 +33,9 @@ class Stream {
     /// Whether there is no connection, or no more.
     bool hasFailed() const { return mHasFailed; }
 
+    /// The server's id of its node. Known before the server tells of the node's links.
+    UInt32 node() const;
+
     /// Whether the graph runs it.
     bool isStreaming() const { return mIsStreaming; }
 

@@ -16,6 +16,11 @@ StreamCycle::StreamCycle(DeviceCycles& cycles, UInt32 channels, void (*wake)(voi
 
 StreamCycle::~StreamCycle() { sem_destroy(&mFinished); }
 
+void StreamCycle::prepare(UInt32 streamRate) {
+    mStreamRate = streamRate;
+    mIsOpen.store(false, std::memory_order_relaxed);
+}
+
 void StreamCycle::play(spa_buffer& buffer, UInt64 requestedFrames, const spa_io_position* position) noexcept {
     const auto channels = static_cast<UInt32>(mChannels.size());
     UInt64 frames = requestedFrames;
@@ -75,7 +80,7 @@ bool StreamCycle::mayRun(UInt64 frames, const spa_io_position* position) noexcep
     tell(mGraphRate, position->clock.rate.denom);
     // A stream at another rate than the graph's is converted. Its owner is woken to replace it, and nothing of what is
     // played is lost to the converter until then.
-    return position->clock.rate.denom == mStreamRate;
+    return position->clock.rate.denom == mStreamRate && mIsOpen.load(std::memory_order_acquire);
 }
 
 void StreamCycle::run(UInt32 frames, const spa_io_position& position, UInt32 inputChannels,

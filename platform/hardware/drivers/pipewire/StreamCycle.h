@@ -33,8 +33,12 @@ class StreamCycle {
     /// @realtime The data thread.
     void record(const spa_buffer& buffer, const spa_io_position* position) noexcept;
 
-    /// Sets the rate of the stream that the buffers come from. While no stream is connected.
-    void setStreamRate(UInt32 rate) { mStreamRate = rate; }
+    /// A stream of that rate is about to bring buffers, which stay silent until `open`. While there is no stream.
+    void prepare(UInt32 streamRate);
+
+    /// All channels of the stream are connected: procedures may run. Any thread.
+    void open() { mIsOpen.store(true, std::memory_order_release); }
+    bool isOpen() const { return mIsOpen.load(std::memory_order_relaxed); }
 
     /// The rate of the graph and the frames of its cycles, as last seen; 0 before the first cycle. Any thread.
     UInt32 graphRate() const { return mGraphRate.load(std::memory_order_relaxed); }
@@ -68,6 +72,7 @@ class StreamCycle {
     std::atomic<UInt32> mGraphRate{0}; // both
     std::atomic<UInt32> mGraphFrames{0};
     std::atomic<bool> mHasStarted{false};
+    std::atomic<bool> mIsOpen{false};
     std::atomic<bool> mIsFinishing{false};
     sem_t mFinished{};
 };

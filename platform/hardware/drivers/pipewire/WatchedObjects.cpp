@@ -70,6 +70,25 @@ void WatchedPort::take(const spa_pod* parameter) {
     }
 }
 
+// ---- links
+
+WatchedLink::WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, std::function<void()> changed)
+    : mNode(node),
+      mChanged(std::move(changed)),
+      mProxy(registry, id, PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, kEvents, this) {}
+
+const pw_link_events WatchedLink::kEvents = {
+    .version = PW_VERSION_LINK_EVENTS,
+    .info =
+        [](void* self, const pw_link_info* info) {
+            auto& link = *static_cast<WatchedLink*>(self);
+            if ((info->change_mask & PW_LINK_CHANGE_MASK_STATE) != 0) {
+                link.mIsActive = info->state == PW_LINK_STATE_ACTIVE;
+                link.mChanged();
+            }
+        },
+};
+
 // ---- cards
 
 WatchedCard::WatchedCard(pw_registry* registry, UInt32 id, std::function<void()> changed)

@@ -50,6 +50,25 @@ class WatchedPort {
     Proxy mProxy;
 };
 
+/// A connection between a port of a stream of this process and one of a device.
+class WatchedLink {
+  public:
+    /// @param node of the stream
+    WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, std::function<void()> changed);
+
+    UInt32 node() const { return mNode; }
+    /// Whether samples go across.
+    bool isActive() const { return mIsActive; }
+
+  private:
+    static const pw_link_events kEvents;
+
+    const UInt32 mNode;
+    const std::function<void()> mChanged;
+    bool mIsActive = false;
+    Proxy mProxy;
+};
+
 /// A piece of hardware that has nodes.
 class WatchedCard {
   public:

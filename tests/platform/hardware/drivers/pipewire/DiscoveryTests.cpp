@@ -16,8 +16,6 @@ using namespace braq;
 using namespace braq::testing;
 using std::chrono::steady_clock;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
-using ::testing::UnorderedElementsAre;
 
 namespace {
 

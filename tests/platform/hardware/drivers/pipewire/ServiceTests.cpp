@@ -23,8 +23,8 @@ class Procedure {
     Procedure(const Procedure&) = delete;
     Procedure& operator=(const Procedure&) = delete;
 
-    OSStatus start() { return startIOProcedure(mDevice, mID); }
-    OSStatus stop() { return stopIOProcedure(mDevice, mID); }
+    OSStatus start() const { return startIOProcedure(mDevice, mID); }
+    OSStatus stop() const { return stopIOProcedure(mDevice, mID); }
     UInt64 frames() const { return mFrames; }
     Float32 loudest() const { return mLoudest; }
 

@@ -70,7 +70,8 @@ TEST(PipeWire_StreamCycle, FillsTheBufferWithAsMuchAsTheGraphAsksFor) {
     NumberedPlayback playback;
     Wakes wakes;
     StreamCycle cycle(playback, 2, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(2, 100);
     spa_io_position position = graph(48000, 64);
     cycle.play(buffer.get(), 0, &position);
@@ -91,7 +92,8 @@ TEST(PipeWire_StreamCycle, NeverWritesBeyondTheBuffer) {
     NumberedPlayback playback;
     Wakes wakes;
     StreamCycle cycle(playback, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 100);
     const spa_io_position position = graph(48000, 1024);
     buffer.data(0).maxsize = 50 * sizeof(Float32);
@@ -109,7 +111,8 @@ TEST(PipeWire_StreamCycle, PassesOverABufferWithTooFewBlocks) {
     LastCycle procedures;
     Wakes wakes;
     StreamCycle cycle(procedures, 2, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 100);
     const spa_io_position position = graph(48000, 64);
     cycle.play(buffer.get(), 64, &position);
@@ -122,7 +125,8 @@ TEST(PipeWire_StreamCycle, HandsOutWhatWasCaptured) {
     KeptRecording recording(2, 100);
     Wakes wakes;
     StreamCycle cycle(recording, 2, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(2, 16);
     for (UInt32 channel = 0; channel < 2; ++channel) {
         buffer.chunk(channel) = {.offset = 2 * sizeof(Float32), .size = 3 * sizeof(Float32), .stride = 4, .flags = 0};
@@ -140,7 +144,8 @@ TEST(PipeWire_StreamCycle, NeverReadsBeyondTheBuffer) {
     KeptRecording recording(2, 100);
     Wakes wakes;
     StreamCycle cycle(recording, 2, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(2, 16);
     buffer.chunk(0) = {.offset = 10 * sizeof(Float32), .size = 1000, .stride = 4, .flags = 0};
     buffer.chunk(1) = {.offset = 0, .size = 16 * sizeof(Float32), .stride = 4, .flags = 0};
@@ -156,7 +161,8 @@ TEST(PipeWire_StreamCycle, SaysWhenAndHowFastItsFramesGo) {
     LastCycle procedures;
     Wakes wakes;
     StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(44100);
+    cycle.prepare(44100);
+    cycle.open();
     Buffer buffer(1, 64);
     spa_io_position position = graph(44100, 64);
     position.clock.rate_diff = 1.25;
@@ -177,7 +183,8 @@ TEST(PipeWire_StreamCycle, WaitsInSilenceUntilTheGraphIsKnown) {
     LastCycle procedures;
     Wakes wakes;
     StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 64);
     cycle.play(buffer.get(), 64, nullptr);
     EXPECT_EQ(procedures.count, 0);
@@ -187,11 +194,30 @@ TEST(PipeWire_StreamCycle, WaitsInSilenceUntilTheGraphIsKnown) {
     EXPECT_EQ(wakes.count, 0);
 }
 
+TEST(PipeWire_StreamCycle, WaitsInSilenceUntilAllChannelsAreConnected) {
+    NumberedPlayback playback;
+    Wakes wakes;
+    StreamCycle cycle(playback, 1, Wakes::wake, &wakes);
+    Buffer buffer(1, 64);
+    const spa_io_position position = graph(48000, 64);
+    for (const UInt64 playedBefore : {0U, 64U}) { // the second time after the stream was replaced
+        cycle.prepare(48000);
+        EXPECT_FALSE(cycle.isOpen());
+        cycle.play(buffer.get(), 64, &position);
+        EXPECT_EQ(buffer.sample(0, 0), 0.0F);
+        EXPECT_EQ(playback.frames(), playedBefore);
+        cycle.open();
+        cycle.play(buffer.get(), 64, &position);
+        EXPECT_EQ(playback.frames(), playedBefore + 64);
+    }
+}
+
 TEST(PipeWire_StreamCycle, PlaysNothingIntoAStreamAtAnotherRateThanTheGraph) {
     NumberedPlayback playback;
     Wakes wakes;
     StreamCycle cycle(playback, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 64);
     spa_io_position position = graph(44100, 64);
     cycle.play(buffer.get(), 64, &position);
@@ -202,7 +228,8 @@ TEST(PipeWire_StreamCycle, PlaysNothingIntoAStreamAtAnotherRateThanTheGraph) {
     cycle.play(buffer.get(), 64, &position);
     EXPECT_EQ(wakes.count, 1) << "once";
 
-    cycle.setStreamRate(44100);
+    cycle.prepare(44100);
+    cycle.open();
     cycle.play(buffer.get(), 64, &position);
     EXPECT_EQ(playback.frames(), 64U);
     EXPECT_EQ(playback.rate(), 44100.0);
@@ -212,7 +239,8 @@ TEST(PipeWire_StreamCycle, WakesItsOwnerOnlyWhenSomethingIsNew) {
     LastCycle procedures;
     Wakes wakes;
     StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 64);
     const spa_io_position position = graph(48000, 64);
     cycle.play(buffer.get(), 64, &position);
@@ -231,7 +259,8 @@ TEST(PipeWire_StreamCycle, IsFinishedWhenTheGraphHasBegunACycleWithoutTheProcedu
     NumberedPlayback playback;
     Wakes wakes;
     StreamCycle cycle(playback, 1, Wakes::wake, &wakes);
-    cycle.setStreamRate(48000);
+    cycle.prepare(48000);
+    cycle.open();
     Buffer buffer(1, 64);
     const spa_io_position position = graph(48000, 64);
     cycle.play(buffer.get(), 64, &position);
@@ -266,8 +295,10 @@ TEST(PipeWire_StreamCycle, KeepsTheRealTimeRules) {
     Wakes wakes;
     StreamCycle playing(playback, 2, Wakes::wake, &wakes);
     StreamCycle capturing(recording, 2, Wakes::wake, &wakes);
-    playing.setStreamRate(48000);
-    capturing.setStreamRate(48000);
+    playing.prepare(48000);
+    playing.open();
+    capturing.prepare(48000);
+    capturing.open();
     Buffer buffer(2, 256);
     const spa_io_position position = graph(48000, 256);
     const spa_io_position otherRate = graph(44100, 256);

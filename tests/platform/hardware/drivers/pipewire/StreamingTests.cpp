@@ -35,6 +35,7 @@ class PipeWire_Streaming : public ::testing::Test {
     void start(const std::string& positions) {
         server.configure("default.clock.quantum", std::to_string(kLongCycle));
         server.configure("default.clock.max-quantum", "8192");
+        server.configure("default.clock.allowed-rates", "[ 44100 48000 ]");
         server.keep({.name = "test.sink", .positions = positions});
         server.start();
         host = &RecordingHost::withStartedDriver();
@@ -135,6 +136,23 @@ TEST_F(PipeWire_Streaming, IsHeardToTheEndWhenAnotherProgramHoldsTheGraphUp) {
     expectNumberedRounds(recording.interleaved(), 2, rounds);
 }
 
+TEST_F(PipeWire_Streaming, BringsItBitForBitAfterAChangeOfRate) {
+    start("FL,FR");
+    ASSERT_EQ(sink->setNominalRate(44100.0), kAudioHardwareNoError);
+    // Not yet reported: a stream may be connected at the old rate and find the new one.
+    KeptRecording recording(2, 200'000);
+    NumberedPlayback playback;
+    ASSERT_EQ(monitor->startIO(recording), kAudioHardwareNoError);
+    ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+    ASSERT_TRUE(eventually([&] { return playback.frames() >= 50'000; }));
+    sink->stopIO();
+    const UInt64 recorded = recording.frames();
+    ASSERT_TRUE(eventually([&] { return recording.frames() >= recorded + 2 * kLongCycle; }));
+    monitor->stopIO();
+    EXPECT_EQ(playback.rate(), 44100.0);
+    expectNumberedRounds(recording.interleaved(), 2, {playback.frames()});
+}
+
 TEST_F(PipeWire_Streaming, IsHeardTheSameByAnotherProgram) {
     start("FL,FR");
     const fs::path file = server.folder() / "other.wav";
@@ -147,7 +165,7 @@ TEST_F(PipeWire_Streaming, IsHeardTheSameByAnotherProgram) {
     ASSERT_TRUE(eventually([&] { return playback.frames() >= kPlayedFrames; }));
     sink->stopIO();
     const std::size_t recorded = samplesOf(file).size();
-    ASSERT_TRUE(eventually([&] { return samplesOf(file).size() >= recorded + 2 * 4 * kLongCycle; }));
+    ASSERT_TRUE(eventually([&] { return samplesOf(file).size() >= recorded + 8 * kLongCycle; }));
     recorder->signal(SIGTERM);
     recorder->wait();
     expectNumberedRounds(samplesOf(file), 2, {playback.frames()});

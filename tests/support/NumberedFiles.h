@@ -1,0 +1,26 @@
+#pragma once
+
+#include "BRAQAudio/platform/types.h"
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+// Audio files whose every sample tells which frame and channel it belongs to, written and read byte by byte, without the
+// code that is tested.
+
+namespace braq::testing {
+
+/// Writes a 32-bit float WAVE file whose samples are `sampleOf` (FrameLists.h).
+void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels = 2, UInt32 rate = 48000);
+
+/// The samples of a 32-bit float WAVE file, interleaved, as they stand in it. Throws for what is no such file.
+std::vector<Float32> samplesOfFile(const std::filesystem::path& path);
+
+/// The numbers of the frames of a numbered stereo file. Reports a frame whose channels do not go together.
+std::vector<UInt64> framesOfFile(const std::filesystem::path& path);
+
+/// The file of that name among those of the project.
+std::filesystem::path audioFile(const std::string& name);
+
+} // namespace braq::testing
