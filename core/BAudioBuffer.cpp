@@ -14,7 +14,7 @@ BAudioBuffer* BAudioBufferCreate(UInt32 frames, UInt32 channels) {
 bool BAudioBufferInitialize(BAudioBuffer* buffer, UInt32 frames, UInt32 channels) {
     buffer->mByteSize = frames * UInt32{sizeof(Float32)};
     buffer->mAudioBufferList = braq::createSamples(channels, 1, buffer->mByteSize);
-    buffer->mStartFrame = 0;
+    new (&buffer->mStartFrame) std::atomic<UInt32>(0);
     new (&buffer->mEndFrame) std::atomic<UInt32>(0);
     buffer->mEndOfStream = false;
     return buffer->mAudioBufferList != nullptr;
@@ -27,9 +27,13 @@ void BAudioBufferDestroy(BAudioBuffer* buffer) {
     std::free(buffer);
 }
 
-UInt32 BAudioBufferStartFrame(const BAudioBuffer* buffer) noexcept { return buffer->mStartFrame; }
+UInt32 BAudioBufferStartFrame(const BAudioBuffer* buffer) noexcept {
+    return buffer->mStartFrame.load(std::memory_order_relaxed);
+}
 
-void BAudioBufferSetStartFrame(BAudioBuffer* buffer, UInt32 frame) noexcept { buffer->mStartFrame = frame; }
+void BAudioBufferSetStartFrame(BAudioBuffer* buffer, UInt32 frame) noexcept {
+    buffer->mStartFrame.store(frame, std::memory_order_relaxed);
+}
 
 UInt32 BAudioBufferEndFrame(const BAudioBuffer* buffer) noexcept {
     return buffer->mEndFrame.load(std::memory_order_relaxed);

@@ -9,16 +9,21 @@ namespace braq {
 /// See `BAudioBufferCopyInto`.
 inline bool copyInto(BAudioBuffer* buffer, AudioBufferList* destination, UInt32 bytesPerFrame,
                      const FrameCounters& counters) noexcept {
-    return drainFrames(buffer->mAudioBufferList, buffer->mStartFrame, buffer->mEndFrame.load(std::memory_order_relaxed),
-                       buffer->mEndOfStream, destination, bytesPerFrame, counters);
+    UInt32 startFrame = buffer->mStartFrame.load(std::memory_order_relaxed);
+    const bool emptied =
+        drainFrames(buffer->mAudioBufferList, startFrame, buffer->mEndFrame.load(std::memory_order_relaxed),
+                    buffer->mEndOfStream, destination, bytesPerFrame, counters);
+    buffer->mStartFrame.store(startFrame, std::memory_order_relaxed);
+    return emptied;
 }
 
 /// See `BAudioBufferCopyFrom`.
 inline bool copyFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32 bytesPerFrame,
                      const FrameCounters& counters) noexcept {
     const UInt32 endFrame = buffer->mEndFrame.load(std::memory_order_relaxed);
-    const auto [frames, full] = fillFrames(buffer->mAudioBufferList, endFrame - buffer->mStartFrame, buffer->mByteSize,
-                                           source, bytesPerFrame, counters);
+    const UInt32 heldFrames = endFrame - buffer->mStartFrame.load(std::memory_order_relaxed);
+    const auto [frames, full] =
+        fillFrames(buffer->mAudioBufferList, heldFrames, buffer->mByteSize, source, bytesPerFrame, counters);
     buffer->mEndFrame.store(endFrame + frames, std::memory_order_relaxed);
     return full;
 }
@@ -30,12 +35,12 @@ inline bool copyFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32
 /// @return whether it did; nothing was done if not
 inline bool copyPartInto(BAudioBuffer* buffer, AudioBufferList* destination, UInt32 bytesPerFrame,
                          UInt32 frames) noexcept {
-    const UInt32 startFrame = buffer->mStartFrame;
+    const UInt32 startFrame = buffer->mStartFrame.load(std::memory_order_relaxed);
     const UInt32 available = buffer->mEndFrame.load(std::memory_order_relaxed) - startFrame;
     if (frames == 0 || available <= frames || buffer->mEndOfStream) {
         return false;
     }
-    buffer->mStartFrame = startFrame + frames;
+    buffer->mStartFrame.store(startFrame + frames, std::memory_order_relaxed);
     copyFrames(destination, 0, buffer->mAudioBufferList, startFrame, destination->mNumberBuffers, bytesPerFrame,
                frames);
     return true;
@@ -46,7 +51,7 @@ inline bool copyPartInto(BAudioBuffer* buffer, AudioBufferList* destination, UIn
 inline bool copyPartFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32 bytesPerFrame,
                          UInt32 frames) noexcept {
     const UInt32 endFrame = buffer->mEndFrame.load(std::memory_order_relaxed);
-    const UInt32 heldFrames = endFrame - buffer->mStartFrame;
+    const UInt32 heldFrames = endFrame - buffer->mStartFrame.load(std::memory_order_relaxed);
     if (frames == 0 || capacityInFrames(buffer->mByteSize, bytesPerFrame) - heldFrames <= frames) {
         return false;
     }

@@ -41,7 +41,7 @@ void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
     auto left = chain.length;
     for (auto* buffer = static_cast<BQueueableAudioBuffer*>(chain.oldest); left > 0 && buffer != nullptr;
          buffer = BQueueableAudioBufferNext(buffer), --left) {
-        braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file);
+        braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file, braq::WorkerLog::firstOfARun);
         BQueueableAudioBufferSetInProgress(buffer, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
     }

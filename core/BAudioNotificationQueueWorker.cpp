@@ -33,7 +33,8 @@ void processChain(BAudioNotificationQueueWorker* worker, const braq::Chain& chai
     auto left = chain.length;
     for (auto* notification = static_cast<BQueueableAudioNotification*>(chain.oldest);
          left > 0 && notification != nullptr; notification = BQueueableAudioNotificationNext(notification), --left) {
-        braq::runBlock(notification->mProcessingBlock, notification, worker->mErrors, file);
+        braq::runBlock(notification->mProcessingBlock, notification, worker->mErrors, file,
+                       braq::WorkerLog::everyFailure);
         BQueueableAudioNotificationSetInProgress(notification, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, notification);
     }

@@ -23,7 +23,7 @@ bool BQueueableAudioBufferInitialize(BQueueableAudioBuffer* buffer, const BQueue
     }
     new (&buffer->mProcessingBlock) BQueueableAudioBufferBlock(std::move(copy));
     new (&buffer->mInProgress) std::atomic<bool>(false);
-    buffer->mFileStartFrame = 0;
+    new (&buffer->mFileStartFrame) std::atomic<SInt64>(0);
     buffer->mPlaybackRate = 0;
     new (&buffer->mNext) std::atomic<BQueueableAudioBuffer*>(nullptr);
     return true;
@@ -52,11 +52,11 @@ void BQueueableAudioBufferSetInProgress(BQueueableAudioBuffer* buffer, bool inPr
 }
 
 SInt64 BQueueableAudioBufferFileStartFrame(const BQueueableAudioBuffer* buffer) noexcept {
-    return buffer->mFileStartFrame;
+    return buffer->mFileStartFrame.load(std::memory_order_relaxed);
 }
 
 void BQueueableAudioBufferSetFileStartFrame(BQueueableAudioBuffer* buffer, SInt64 frame) noexcept {
-    buffer->mFileStartFrame = frame;
+    buffer->mFileStartFrame.store(frame, std::memory_order_relaxed);
 }
 
 Float64 BQueueableAudioBufferPlaybackRate(const BQueueableAudioBuffer* buffer) noexcept {

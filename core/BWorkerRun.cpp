@@ -3,6 +3,7 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
 #include <ctime>
+#include <utility>
 
 namespace braq {
 
@@ -57,14 +58,18 @@ Chain takePending(BAtomicStack* pending) noexcept {
     return chain;
 }
 
-void keepWorkerError(BWorkerErrors& errors, const char* file, const std::exception_ptr& exception) noexcept {
+void keepWorkerError(BWorkerErrors& errors, const char* file, WorkerLog log,
+                     const std::exception_ptr& exception) noexcept {
+    const bool follows = std::exchange(errors.mFailing, true);
     try {
         const auto error = NSXErrorFromException(exception);
         {
             const std::lock_guard lock(errors.mMutex);
             errors.mLast = error;
         }
-        NSXLogError(file, error->localizedDescription());
+        if (!follows || log == WorkerLog::everyFailure) {
+            NSXLogError(file, error->localizedDescription());
+        }
     } catch (...) {
         // There is no memory to say it with; the worker goes on all the same.
     }

@@ -25,20 +25,28 @@ struct Chain {
 /// temporary stack, which costs time before the first record is processed and can fail.
 Chain takePending(BAtomicStack* pending) noexcept;
 
-/// Keeps and logs an exception that a worker's closure threw.
+/// Which exceptions of a worker's closures are logged. All are kept.
+enum class WorkerLog {
+    everyFailure,
+    firstOfARun, ///< not those that directly follow another one: a full disk fails every buffer
+};
+
+/// Keeps an exception that a worker's closure threw, and logs it if `log` says so.
 /// @param file reported in the log
-void keepWorkerError(BWorkerErrors& errors, const char* file, const std::exception_ptr& exception) noexcept;
+void keepWorkerError(BWorkerErrors& errors, const char* file, WorkerLog log,
+                     const std::exception_ptr& exception) noexcept;
 
 /// Copies the last error out. @return false when there is none; `*error` is untouched then
 bool lastWorkerError(BWorkerErrors& errors, std::shared_ptr<NSError>* error);
 
 /// Runs one closure of other people's: what it throws ends neither the process nor the worker.
 template <class Block, class Record>
-void runBlock(const Block& block, Record* record, BWorkerErrors& errors, const char* file) noexcept {
+void runBlock(const Block& block, Record* record, BWorkerErrors& errors, const char* file, WorkerLog log) noexcept {
     try {
         block(record);
+        errors.mFailing = false;
     } catch (...) {
-        keepWorkerError(errors, file, std::current_exception());
+        keepWorkerError(errors, file, log, std::current_exception());
     }
 }
 

@@ -65,8 +65,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     /// buffer that it keeps leaving empty, without the end of the stream, goes round as fast as both sides can.
     ///
     /// Runs on the worker's thread, or inside `prime` and `flush` on theirs, never on two threads at once. What it throws
-    /// on the worker's thread is logged and kept as `lastError`, and the buffer counts as processed; from `prime` and
-    /// `flush` it is passed on to their caller.
+    /// on the worker's thread is kept as `lastError` and, unless the buffer before failed too, logged; the buffer counts
+    /// as processed. From `prime` and `flush` it is passed on to their caller.
     ///
     /// This class has no idea of either: it raises an NSException named `NSInvalidArgumentException`.
     virtual void processBuffer(BQueueableAudioBuffer* buffer);

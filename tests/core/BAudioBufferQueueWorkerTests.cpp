@@ -174,6 +174,22 @@ TEST_F(BufferWorker, KeepsTheLastOfSeveralErrors) {
     EXPECT_EQ(error->localizedDescription(), "error 2");
 }
 
+TEST_F(BufferWorker, LogsTheFirstOfARunOfFailures) {
+    const braq::testing::CapturedLog log;
+    const auto thrower = bufferThat([](BQueueableAudioBuffer*) { throw std::runtime_error("the disk is full"); });
+    const auto addAndWait = [&](const auto& buffer) {
+        add(buffer);
+        waitUntilIdle();
+    };
+    addAndWait(thrower);
+    addAndWait(thrower);
+    addAndWait(thrower);
+    EXPECT_EQ(log.errors().size(), 1U);
+    addAndWait(a);
+    addAndWait(thrower);
+    EXPECT_EQ(log.errors().size(), 2U) << "another run";
+}
+
 TEST_F(BufferWorker, SurvivesAThrowThatIsNoException) {
     const braq::testing::CapturedLog log;
     const auto thrower = bufferThat([](BQueueableAudioBuffer*) { throw 7; });

@@ -11,7 +11,7 @@
 struct BAudioBuffer {
     AudioBufferList* mAudioBufferList; ///< owned; one channel a buffer, each mByteSize bytes
     UInt32 mByteSize;                  ///< bytes a channel: frames x 4
-    UInt32 mStartFrame;                ///< next frame to be read out
+    std::atomic<UInt32> mStartFrame;   ///< next frame to be read out; also read by a side that does not own
     std::atomic<UInt32> mEndFrame;     ///< one past the last frame written in; also read by a side that does not own
     bool mEndOfStream;                 ///< the frames up to mEndFrame are the last of the stream
 };
@@ -30,7 +30,7 @@ BRAQ_EXPORT void BAudioBufferDealloc(BAudioBuffer* buffer);
 /// As `BAudioBufferDealloc`, then frees the record.
 BRAQ_EXPORT void BAudioBufferDestroy(BAudioBuffer* buffer);
 
-/// @realtime The owning side.
+/// @realtime Any thread.
 BRAQ_EXPORT UInt32 BAudioBufferStartFrame(const BAudioBuffer* buffer) noexcept;
 /// @realtime The owning side.
 BRAQ_EXPORT void BAudioBufferSetStartFrame(BAudioBuffer* buffer, UInt32 frame) noexcept;

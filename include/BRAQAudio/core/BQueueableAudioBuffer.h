@@ -15,7 +15,7 @@ struct BQueueableAudioBuffer {
     BAudioBuffer mAudioBuffer; ///< first, so that every BAudioBuffer function applies to it
     BQueueableAudioBufferBlock mProcessingBlock;
     std::atomic<bool> mInProgress;             ///< set by who hands the buffer over, cleared by the worker
-    SInt64 mFileStartFrame;                    ///< position in the file of the first frame held
+    std::atomic<SInt64> mFileStartFrame;       ///< position in the file of the first frame held; read by any side
     Float64 mPlaybackRate;                     ///< rate that applied when the buffer was filled
     std::atomic<BQueueableAudioBuffer*> mNext; ///< link of the atomic stack
 };
@@ -43,7 +43,7 @@ BRAQ_END_CXX_RETURN
 BRAQ_EXPORT bool BQueueableAudioBufferInProgress(const BQueueableAudioBuffer* buffer) noexcept;
 /// @realtime The owning side.
 BRAQ_EXPORT void BQueueableAudioBufferSetInProgress(BQueueableAudioBuffer* buffer, bool inProgress) noexcept;
-/// @realtime The owning side.
+/// @realtime Any thread.
 BRAQ_EXPORT SInt64 BQueueableAudioBufferFileStartFrame(const BQueueableAudioBuffer* buffer) noexcept;
 /// @realtime The owning side.
 BRAQ_EXPORT void BQueueableAudioBufferSetFileStartFrame(BQueueableAudioBuffer* buffer, SInt64 frame) noexcept;

@@ -9,4 +9,5 @@
 struct BWorkerErrors {
     std::mutex mMutex;
     std::shared_ptr<NSError> mLast; ///< null until something was thrown
+    bool mFailing = false;          ///< worker's thread: the last closure threw
 };
