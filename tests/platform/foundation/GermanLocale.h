@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/platform/foundation/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <clocale>
 #include <cstdlib>
@@ -30,7 +30,7 @@ class GermanLocale {
   private:
     // One folder for the whole process, because compiling takes a second.
     static const std::filesystem::path& folder() {
-        static const TemporaryFolder folder;
+        static const braq::testing::TemporaryFolder folder;
         return folder.path();
     }
 

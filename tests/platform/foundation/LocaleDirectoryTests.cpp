@@ -1,6 +1,6 @@
 #include "platform/foundation/LocaleDirectory.h"
 
-#include "tests/platform/foundation/TemporaryFolder.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -33,7 +33,7 @@ TEST(Foundation_LocaleDirectory, LiesInShareBesideTheFolderOfTheFile) {
 }
 
 TEST(Foundation_LocaleDirectory, TheLibrarysIsBesideItWhereThatFolderExistsElseTheInstalledOne) {
-    const TemporaryFolder folder;
+    const braq::testing::TemporaryFolder folder;
     const auto library = folder.path() / "lib" / "library.so";
     EXPECT_EQ(braq::libraryLocaleDirectory(library, "/installed"), "/installed");
     std::filesystem::create_directories(folder.path() / "share/BRAQAudio/locale");

@@ -70,7 +70,7 @@ TEST(Foundation_NSBundle, TheLibrarysOwnTextsComeInGerman) {
 }
 
 TEST(Foundation_NSBundle, TextsAreUTF8WhateverTheTableIsWrittenIn) {
-    const TemporaryFolder folder;
+    const braq::testing::TemporaryFolder folder;
     writeCatalogue(folder.path(), "Latin", "B\xFCndel");
     const GermanLocale german;
     ASSERT_TRUE(german.isInForce());
@@ -84,14 +84,14 @@ TEST(Foundation_NSBundle, TextsAreUTF8WhateverTheLocaleIsEncodedIn) {
 }
 
 TEST(Foundation_NSBundle, TablesOfOneNameInTwoBundlesDoNotDisturbEachOther) {
-    const TemporaryFolder one;
-    const TemporaryFolder two;
+    const braq::testing::TemporaryFolder one;
+    const braq::testing::TemporaryFolder two;
     writeCatalogue(one.path(), "Shared", "eins");
     writeCatalogue(two.path(), "Shared", "zwei");
     const GermanLocale german;
     ASSERT_TRUE(german.isInForce());
     std::atomic<int> wrong = 0;
-    const auto look = [&](const TemporaryFolder& folder, const std::string& text) {
+    const auto look = [&](const braq::testing::TemporaryFolder& folder, const std::string& text) {
         const auto bundle = NSBundle::bundleWithLocaleDirectory(folder.path());
         for (int round = 0; round < 50; ++round) {
             wrong += bundle->localizedString("key", "Shared") != text ? 1 : 0;

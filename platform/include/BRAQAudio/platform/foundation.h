@@ -13,3 +13,4 @@
 #include "BRAQAudio/platform/foundation/NSNotificationCenter.h"
 #include "BRAQAudio/platform/foundation/NSObserverToken.h"
 #include "BRAQAudio/platform/foundation/NSString.h"
+#include "BRAQAudio/platform/foundation/NSURL.h"

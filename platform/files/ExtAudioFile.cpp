@@ -1,0 +1,174 @@
+#include "BRAQAudio/platform/files.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/files/FileProperties.h"
+#include "platform/files/OpenAudioFile.h"
+
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+using braq::OpenAudioFile;
+using braq::OpenAudioFiles;
+
+constexpr OSStatus wrongSize = kExtAudioFileError_InvalidPropertySize;
+
+/// @return 0, or why it names no local file
+OSStatus pathOf(CFURLRef url, std::string& path) {
+    if (url == nullptr) {
+        return kAudio_ParamError;
+    }
+    if (!url->isFileURL()) {
+        NSLog("(ERROR) ExtAudioFile : " + url->absoluteString() + " is no file of this machine");
+        return kAudioFileUnspecifiedError;
+    }
+    path = url->path();
+    return 0;
+}
+
+/// What was queued comes before what follows.
+OSStatus drained(OpenAudioFile& file) { return file.async ? file.async->drain() : 0; }
+
+OSStatus setClientFormat(OpenAudioFile& file, const AudioStreamBasicDescription& format) {
+    return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format);
+}
+
+} // namespace
+
+OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
+    std::string path;
+    OSStatus status = pathOf(url, path);
+    auto opened = std::make_shared<OpenAudioFile>();
+    if (status == 0) {
+        status = braq::FileReader::open(path, opened->reader);
+    }
+    if (status == 0) {
+        *file = OpenAudioFiles::instance().add(std::move(opened));
+    }
+    return status;
+}
+
+OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format,
+                                   const AudioChannelLayout* /*layout*/, UInt32 flags, ExtAudioFileRef* file) {
+    std::string path;
+    OSStatus status = format == nullptr ? kAudio_ParamError : pathOf(url, path);
+    std::error_code ignored;
+    if (status == 0 && (flags & kAudioFileFlags_EraseFile) == 0 && std::filesystem::exists(path, ignored)) {
+        status = kAudioFilePermissionsError;
+    }
+    auto created = std::make_shared<OpenAudioFile>();
+    if (status == 0) {
+        status = braq::FileWriter::create(path, type, *format, created->writer);
+    }
+    if (status == 0) {
+        *file = OpenAudioFiles::instance().add(std::move(created));
+    }
+    return status;
+}
+
+OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
+    const auto open = OpenAudioFiles::instance().take(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    const OSStatus written = drained(*open);
+    open->async.reset();
+    const OSStatus closed = open->writer ? open->writer->close() : 0;
+    return written != 0 ? written : closed;
+}
+
+OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32* size, void* data) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    switch (property) {
+    case kExtAudioFileProperty_FileDataFormat: return braq::answer(open->fileFormat(), size, data, wrongSize);
+    case kExtAudioFileProperty_ClientDataFormat: return braq::answer(open->clientFormat(), size, data, wrongSize);
+    case kExtAudioFileProperty_FileLengthFrames:
+        if (const OSStatus status = drained(*open)) {
+            return status;
+        }
+        return braq::answer(open->lengthFrames(), size, data, wrongSize);
+    case kExtAudioFileProperty_ClientMaxPacketSize:
+        return braq::answer(open->clientFormat().mBytesPerPacket, size, data, wrongSize);
+    case kExtAudioFileProperty_AudioFile: return braq::answer(OpenAudioFiles::containerOf(file), size, data, wrongSize);
+    case kExtAudioFileProperty_AudioConverter:
+        return braq::answer(OpenAudioFiles::converterOf(file), size, data, wrongSize);
+    default: return kExtAudioFileError_InvalidProperty;
+    }
+}
+
+OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32 size, const void* data) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    if (property == kExtAudioFileProperty_ClientDataFormat) {
+        AudioStreamBasicDescription format{};
+        const OSStatus status = braq::take(format, size, data, wrongSize);
+        return status == 0 ? setClientFormat(*open, format) : status;
+    }
+    if (property == kExtAudioFileProperty_ConverterConfig) {
+        // A converter takes over each change at once, so there is nothing left to do.
+        const void* configuration = nullptr;
+        return braq::take(configuration, size, data, wrongSize);
+    }
+    return kExtAudioFileError_InvalidProperty;
+}
+
+OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList* list) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    if (frames == nullptr || list == nullptr) {
+        return kAudio_ParamError;
+    }
+    return open->reader ? open->reader->read(*frames, *list) : kExtAudioFileError_InvalidOperationOrder;
+}
+
+OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    return open->reader ? open->reader->seek(frame) : kExtAudioFileError_InvalidOperationOrder;
+}
+
+OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    if (!open->writer) {
+        return kExtAudioFileError_InvalidOperationOrder;
+    }
+    if (list == nullptr) {
+        return kAudio_ParamError;
+    }
+    const OSStatus before = drained(*open);
+    return before != 0 ? before : open->writer->write(frames, *list);
+}
+
+OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    if (!open->writer) {
+        return kExtAudioFileError_InvalidOperationOrder;
+    }
+    if (frames > 0 && list == nullptr) {
+        return kAudio_ParamError;
+    }
+    if (!open->async) {
+        open->async = braq::AsyncWriter::start(*open->writer);
+    }
+    if (!open->async) {
+        return kAudioFileUnspecifiedError;
+    }
+    return frames > 0 ? open->async->write(frames, *list) : 0;
+}

@@ -1,0 +1,67 @@
+#include "platform/files/OpenAudioFile.h"
+
+#include <utility>
+
+namespace {
+
+// A reference is the file's number and what it refers to of the file; it points at nothing.
+enum class Part : std::uintptr_t { file = 1, container = 2, converter = 3 };
+constexpr std::uintptr_t partBits = 2;
+
+template <class Reference>
+Reference reference(std::uintptr_t number, Part part) {
+    return reinterpret_cast<Reference>(number << partBits | static_cast<std::uintptr_t>(part));
+}
+
+template <class Reference>
+std::uintptr_t numberOf(Reference reference, Part part) {
+    const auto value = reinterpret_cast<std::uintptr_t>(reference);
+    const bool isPart = (value & ((std::uintptr_t{1} << partBits) - 1)) == static_cast<std::uintptr_t>(part);
+    return isPart ? value >> partBits : 0;
+}
+
+} // namespace
+
+braq::OpenAudioFiles& braq::OpenAudioFiles::instance() {
+    // Never destroyed: another thread may still write when the process ends.
+    static auto* const files = new OpenAudioFiles();
+    return *files;
+}
+
+ExtAudioFileRef braq::OpenAudioFiles::add(std::shared_ptr<OpenAudioFile> file) {
+    const std::lock_guard lock(mMutex);
+    mFiles[++mLast] = std::move(file);
+    return reference<ExtAudioFileRef>(mLast, Part::file);
+}
+
+std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::withNumber(std::uintptr_t number) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = mFiles.find(number);
+    return found == mFiles.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(ExtAudioFileRef file) const {
+    return withNumber(numberOf(file, Part::file));
+}
+
+std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioFileID container) const {
+    return withNumber(numberOf(container, Part::container));
+}
+
+std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioConverterRef converter) const {
+    return withNumber(numberOf(converter, Part::converter));
+}
+
+std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::take(ExtAudioFileRef file) {
+    const std::lock_guard lock(mMutex);
+    const auto found = mFiles.extract(numberOf(file, Part::file));
+    return found.empty() ? nullptr : std::move(found.mapped());
+}
+
+AudioFileID braq::OpenAudioFiles::containerOf(ExtAudioFileRef file) {
+    return reference<AudioFileID>(numberOf(file, Part::file), Part::container);
+}
+
+AudioConverterRef braq::OpenAudioFiles::converterOf(ExtAudioFileRef file) {
+    return reference<AudioConverterRef>(numberOf(file, Part::file), Part::converter);
+}

@@ -1,0 +1,121 @@
+#include "platform/files/reading/CodedSource.h"
+
+#include "platform/files/reading/LibavLogScope.h"
+
+#include <algorithm>
+
+namespace braq {
+namespace {
+
+// Decoding on to a frame that is this near costs no more than starting anew before it.
+constexpr SInt64 nearFrames = 4096;
+
+} // namespace
+
+CodedSource::CodedSource(std::unique_ptr<LocalFile> file, std::unique_ptr<PacketSource> packets,
+                         std::unique_ptr<PacketDecoder> decoder, const FileFacts& facts, SInt64 primingFrames,
+                         UInt32 restartFrames)
+    : mFile(std::move(file)),
+      mPackets(std::move(packets)),
+      mDecoder(std::move(decoder)),
+      mFacts(facts),
+      mPriming(primingFrames),
+      mRestartFrames(restartFrames),
+      mPacket(av_packet_alloc()),
+      mPlanes(facts.format.mChannelsPerFrame) {}
+
+std::optional<AudioFilePacketTableInfo> CodedSource::packetTable() {
+    AudioFilePacketTableInfo info{mFacts.lengthFrames, static_cast<SInt32>(mPriming), 0};
+    if (mFacts.format.mFramesPerPacket != 0) {
+        const SInt64 frames = mPackets->packetCount() * mFacts.format.mFramesPerPacket;
+        info.mRemainderFrames = static_cast<SInt32>(frames - mPriming - mFacts.lengthFrames);
+    }
+    const bool hasNeither = info.mPrimingFrames == 0 && info.mRemainderFrames == 0;
+    return hasNeither ? std::nullopt : std::optional(info);
+}
+
+UInt32 CodedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
+    const auto left = std::clamp<SInt64>(mFacts.lengthFrames - first, 0, frames);
+    const SInt64 begin = first + mPriming;
+    UInt32 done = 0;
+    while (done < left) {
+        const SInt64 frame = begin + done;
+        if (frame >= mBegin && frame < mEnd) {
+            done += copy(frame, static_cast<UInt32>(left) - done, done, planes);
+        } else if (!isAhead(frame)) {
+            seek(frame);
+        } else if (!decodeNext()) {
+            mFile->report("ends before its last frame");
+            break;
+        }
+    }
+    return done;
+}
+
+// Whether decoding on is the way to a frame.
+bool CodedSource::isAhead(SInt64 codedFrame) const {
+    if (!mIsPlaced || codedFrame < mEnd) {
+        return false;
+    }
+    return mRestartFrames == 0 ? codedFrame <= mEnd + nearFrames
+                               : codedFrame / mRestartFrames == mWanted / mRestartFrames;
+}
+
+void CodedSource::seek(SInt64 codedFrame) {
+    mWanted = mRestartFrames == 0 ? codedFrame : codedFrame - codedFrame % mRestartFrames;
+    mPackets->seek(mWanted);
+    const LibavLogScope scope(mFile->path(), mFile->libavLinesLeft());
+    mDecoder->restart();
+    mBegin = mEnd = mBlockBegin = mBlockEnd = mWanted;
+    mIsPlaced = true;
+}
+
+bool CodedSource::decodeNext() {
+    PacketSpan span;
+    if (!mPackets->next(*mPacket, span)) {
+        mIsPlaced = false;
+        return false;
+    }
+    const SInt64 spanEnd = span.firstFrame + span.frames;
+    const bool isWanted = spanEnd > mWanted;
+    // What a decoder says about packets whose beginnings it was not given is no news.
+    const LibavLogScope scope(mFile->path(), isWanted ? mFile->libavLinesLeft() : nullptr);
+    const int error = span.isDamaged ? AVERROR_INVALIDDATA : mDecoder->decode(*mPacket);
+    av_packet_unref(mPacket.get());
+    if (!isWanted) {
+        return true;
+    }
+    if (error < 0 || span.firstFrame > mEnd) {
+        mFile->report("is damaged; there is silence in the place of what is lost");
+    }
+    mBegin = std::min(mEnd, span.firstFrame);
+    mEnd = std::max(mEnd, spanEnd);
+    if (mRestartFrames != 0) {
+        // What lies beyond is decoded anew, so that it is the same from wherever it is come to.
+        mBegin = std::max(mBegin, mWanted);
+        mEnd = std::min(mEnd, mWanted + mRestartFrames);
+    }
+    mBlockBegin = span.firstFrame;
+    mBlockEnd = error < 0 || span.isDamaged ? mBlockBegin : std::min(spanEnd, mBlockBegin + mDecoder->frames());
+    return true;
+}
+
+UInt32 CodedSource::copy(SInt64 codedFrame, UInt32 frames, UInt32 position, float* const* planes) {
+    const auto channels = static_cast<UInt32>(mPlanes.size());
+    for (UInt32 channel = 0; channel < channels; ++channel) {
+        mPlanes[channel] = planes[channel] + position;
+    }
+    const bool isDecoded = codedFrame >= mBlockBegin && codedFrame < mBlockEnd;
+    const SInt64 end = isDecoded ? mBlockEnd : codedFrame < mBlockBegin ? mBlockBegin : mEnd;
+    const auto count = static_cast<UInt32>(std::min<SInt64>(frames, end - codedFrame));
+    if (isDecoded) {
+        mDecoder->copy(static_cast<UInt32>(codedFrame - mBlockBegin), count, channels, mPlanes.data());
+    } else {
+        for (float* const plane : mPlanes) {
+            std::fill_n(plane, count, 0.0F);
+        }
+    }
+    return count;
+}
+
+} // namespace braq

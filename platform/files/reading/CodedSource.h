@@ -1,0 +1,53 @@
+#pragma once
+
+#include "platform/files/reading/LocalFile.h"
+#include "platform/files/reading/PacketDecoder.h"
+#include "platform/files/reading/PacketSource.h"
+#include "platform/files/reading/SampleSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace braq {
+
+/// Frames out of coded packets.
+class CodedSource : public SampleSource {
+  public:
+    /// @param primingFrames of the packets come before the first frame that is meant to be heard
+    /// @param restartFrames as `CodecTraits` has it
+    CodedSource(std::unique_ptr<LocalFile> file, std::unique_ptr<PacketSource> packets,
+                std::unique_ptr<PacketDecoder> decoder, const FileFacts& facts, SInt64 primingFrames,
+                UInt32 restartFrames = 0);
+
+    const FileFacts& facts() const override { return mFacts; }
+    SInt64 packetCount() override { return mPackets->packetCount(); }
+    std::optional<AudioFilePacketTableInfo> packetTable() override;
+    std::optional<SInt64> frameOfPacket(SInt64 packet) override { return mPackets->frameOfPacket(packet); }
+    UInt32 read(SInt64 first, UInt32 frames, float* const* planes) override;
+
+  private:
+    bool isAhead(SInt64 codedFrame) const;
+    void seek(SInt64 codedFrame);
+    bool decodeNext();
+    UInt32 copy(SInt64 codedFrame, UInt32 frames, UInt32 position, float* const* planes);
+
+    const std::unique_ptr<LocalFile> mFile;
+    const std::unique_ptr<PacketSource> mPackets;
+    const std::unique_ptr<PacketDecoder> mDecoder;
+    const FileFacts mFacts;
+    const SInt64 mPriming;
+    const SInt64 mRestartFrames; // 0 for never
+    const PacketPointer mPacket;
+
+    // The frames that are at hand, counted as the packets do, and how many of them the decoder's block has: the others
+    // are silence in the place of what is missing or damaged.
+    SInt64 mBegin = 0;
+    SInt64 mEnd = 0;
+    SInt64 mBlockBegin = 0;
+    SInt64 mBlockEnd = 0;
+    SInt64 mWanted = 0;     // where decoding was to begin; what comes before only prepares the decoder
+    bool mIsPlaced = false; // whether the packets go on at mEnd
+    std::vector<float*> mPlanes;
+};
+
+} // namespace braq

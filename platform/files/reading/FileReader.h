@@ -1,0 +1,45 @@
+#pragma once
+
+#include "BRAQAudio/platform/files.h"
+
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace braq {
+
+/// A file being read, in planar or interleaved float at any rate. One thread at a time.
+class FileReader {
+  public:
+    /// @return 0, or why it cannot be read, as `ExtAudioFileOpenURL`
+    static OSStatus open(const std::string& path, std::unique_ptr<FileReader>& reader);
+    virtual ~FileReader() = default;
+    FileReader(const FileReader&) = delete;
+    FileReader& operator=(const FileReader&) = delete;
+
+    virtual AudioFileTypeID fileType() const = 0;
+    /// Frames per packet are 0 where packets differ.
+    virtual AudioStreamBasicDescription fileFormat() const = 0;
+    /// Frames that are meant to be heard, at the file's rate. Exact.
+    virtual SInt64 lengthFrames() const = 0;
+    virtual SInt64 packetCount() const = 0;
+    /// Nothing where the coding has neither priming nor padding.
+    virtual std::optional<AudioFilePacketTableInfo> packetTable() const = 0;
+    /// First frame of a packet, counted from the first frame of the first one; nothing for a packet that is not there.
+    virtual std::optional<SInt64> frameOfPacket(SInt64 packet) = 0;
+
+    virtual AudioStreamBasicDescription clientFormat() const = 0;
+    /// Also goes on from the frame that was reached.
+    /// @return 0, `kExtAudioFileError_NonPCMClientFormat` or `kExtAudioFileError_InvalidDataFormat`
+    virtual OSStatus setClientFormat(const AudioStreamBasicDescription& format) = 0;
+
+    /// As `ExtAudioFileRead`.
+    virtual OSStatus read(UInt32& frames, AudioBufferList& list) = 0;
+    /// As `ExtAudioFileSeek`. Costs nothing until the next read.
+    virtual OSStatus seek(SInt64 frame) = 0;
+
+  protected:
+    FileReader() = default;
+};
+
+} // namespace braq

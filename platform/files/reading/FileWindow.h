@@ -1,0 +1,27 @@
+#pragma once
+
+#include "platform/files/reading/LocalFile.h"
+
+#include <cstddef>
+#include <span>
+#include <vector>
+
+namespace braq {
+
+/// The part of a file that is being looked at, kept in memory, so that small steps forward cost no system call each.
+class FileWindow {
+  public:
+    explicit FileWindow(LocalFile& file, std::size_t bytes = 64 * 1024) : mFile(file), mBytes(bytes) {}
+
+    /// The bytes at an offset: `wanted` of them, more if they are at hand, or fewer where the file ends. Good until the
+    /// next call.
+    std::span<const std::uint8_t> at(SInt64 offset, std::size_t wanted);
+
+  private:
+    LocalFile& mFile;
+    const std::size_t mBytes; // read at a time
+    SInt64 mOffset = 0;
+    std::vector<std::uint8_t> mData;
+};
+
+} // namespace braq

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "platform/files/reading/FlacFrame.h"
+#include "platform/files/reading/PacketSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace braq {
+
+/// The packets of a FLAC file. Each one says which frames it holds, so that any is found by trying in ever smaller parts
+/// of the file; its checksum tells where it ends, and whether it is damaged.
+class FlacPackets : public PacketSource {
+  public:
+    /// @param file lives longer than this object
+    /// @param begin of the first packet
+    /// @param end of the last one
+    FlacPackets(LocalFile& file, const FlacStream& stream, SInt64 begin, SInt64 end);
+
+    /// Frames up to the end of the last whole packet.
+    SInt64 frames() const { return mFrames; }
+
+    void seek(SInt64 frame) override;
+    bool next(AVPacket& packet, PacketSpan& span) override;
+    SInt64 packetCount() override;
+    std::optional<SInt64> frameOfPacket(SInt64 packet) override;
+
+  private:
+    struct Place {
+        SInt64 offset;
+        FlacFrame frame;
+    };
+    std::optional<FlacFrame> frameAt(SInt64 offset);
+    std::optional<Place> findHeader(SInt64 from, SInt64 to, SInt64 afterFrame);
+    std::optional<Place> findPacket(SInt64 from, SInt64 to);
+    std::optional<Place> following(const Place& place);
+    bool isWhole(SInt64 begin, SInt64 end);
+    SInt64 step(PacketSpan& span);
+    SInt64 endOfLastPacket();
+    const std::vector<SInt64>& firstFrames();
+
+    LocalFile& mFile;
+    FileWindow mWindow;
+    const FlacStream mStream;
+    const SInt64 mBegin;
+    const SInt64 mEnd;
+    const SInt64 mFrames;
+    std::optional<Place> mNext;
+    std::vector<SInt64> mFirstFrames; // of packets of different lengths, when they were asked for
+};
+
+} // namespace braq

@@ -1,0 +1,79 @@
+#include "platform/files/reading/LibavContainer.h"
+
+#include "platform/files/reading/LibavLogScope.h"
+
+#include <algorithm>
+
+namespace braq {
+namespace {
+
+// Enough to tell every kind that is read here; the default would have noise looked through for a megabyte.
+constexpr unsigned longestProbe = 64 * 1024;
+
+} // namespace
+
+std::string contentFormat(LocalFile& file, SInt64 offset) {
+    const LibavLogScope scope(file.path(), file.libavLinesLeft());
+    const LibavIo io(file, offset);
+    const AVInputFormat* format = nullptr;
+    if (io.get() == nullptr || av_probe_input_buffer2(io.get(), &format, "", nullptr, 0, longestProbe) < 0) {
+        return {};
+    }
+    return format->name;
+}
+
+std::unique_ptr<LibavContainer> LibavContainer::open(LocalFile& file, const std::string& format) {
+    const LibavLogScope scope(file.path(), file.libavLinesLeft());
+    std::unique_ptr<LibavContainer> container(new LibavContainer(file));
+    return container->openInput(format) ? std::move(container) : nullptr;
+}
+
+bool LibavContainer::openInput(const std::string& format) {
+    mContext = avformat_alloc_context();
+    if (mContext == nullptr || mIo.get() == nullptr) {
+        return false;
+    }
+    mContext->pb = mIo.get();
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "format_whitelist", format.c_str(), 0);
+    // Nothing that a file names is opened.
+    av_dict_set(&options, "protocol_whitelist", "", 0);
+    if (format.starts_with("mov")) {
+        av_dict_set(&options, "enable_drefs", "0", 0);
+        av_dict_set(&options, "use_absolute_path", "0", 0);
+        // The index is that of all packets: which of their frames are heard is decided here.
+        av_dict_set(&options, "ignore_editlist", "1", 0);
+        av_dict_set(&options, "advanced_editlist", "0", 0);
+    }
+    const int error = avformat_open_input(&mContext, "", av_find_input_format(format.c_str()), &options);
+    av_dict_free(&options);
+    if (error < 0) {
+        return false; // it has freed the context
+    }
+    const int stream = av_find_best_stream(mContext, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    mStream = static_cast<unsigned>(std::max(stream, 0));
+    return stream >= 0;
+}
+
+LibavContainer::~LibavContainer() {
+    const LibavLogScope scope(mFile.path(), mFile.libavLinesLeft());
+    avformat_close_input(&mContext);
+}
+
+std::string LibavContainer::metadata(const char* key) const {
+    const AVDictionaryEntry* const entry = av_dict_get(mContext->metadata, key, nullptr, 0);
+    return entry == nullptr ? "" : entry->value;
+}
+
+bool LibavContainer::next(AVPacket& packet) {
+    const LibavLogScope scope(mFile.path(), mFile.libavLinesLeft());
+    while (av_read_frame(mContext, &packet) >= 0) {
+        if (packet.stream_index == static_cast<int>(mStream)) {
+            return true;
+        }
+        av_packet_unref(&packet);
+    }
+    return false;
+}
+
+} // namespace braq

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "platform/files/reading/Libav.h"
+#include "platform/files/reading/LocalFile.h"
+
+namespace braq {
+
+/// Lets libav read an open file, so that it never opens one itself.
+class LibavIo {
+  public:
+    /// @param file lives longer than this object
+    /// @param start where in the file the content begins for libav
+    explicit LibavIo(LocalFile& file, SInt64 start = 0);
+    ~LibavIo();
+    LibavIo(const LibavIo&) = delete;
+    LibavIo& operator=(const LibavIo&) = delete;
+
+    /// Null when there was no memory.
+    AVIOContext* get() const { return mContext; }
+
+  private:
+    static int read(void* opaque, std::uint8_t* destination, int bytes);
+    static std::int64_t seek(void* opaque, std::int64_t offset, int whence);
+
+    LocalFile& mFile;
+    const SInt64 mStart;
+    SInt64 mPosition;
+    AVIOContext* mContext;
+};
+
+} // namespace braq

@@ -1,0 +1,60 @@
+#pragma once
+
+#include "platform/files/reading/FileWindow.h"
+#include "platform/files/reading/MpegFrame.h"
+#include "platform/files/reading/PacketSource.h"
+
+#include <memory>
+
+namespace braq {
+
+/// Packets that follow each other without a container: MP3 and ADTS. Where each one begins is learnt on the way.
+class MpegPackets : public PacketSource {
+  public:
+    using Parse = std::optional<MpegFrame> (*)(std::span<const std::uint8_t>);
+
+    /// Finds the first packet.
+    /// @param file lives longer than this object
+    /// @param begin, end of what may hold packets; tags before and after them are left out
+    /// @return null when there are no packets
+    static std::unique_ptr<MpegPackets> find(LocalFile& file, SInt64 begin, SInt64 end, Parse parse,
+                                             UInt32 prerollPackets);
+
+    const MpegFrame& firstFrame() const { return mFirstFrame; }
+    SInt64 beginOffset() const { return mOffsets.front(); }
+    SInt64 endOffset() const { return mEnd; }
+    /// Leaves out the first packet. Before anything else is asked.
+    void skipFirst();
+    /// A count that the file gives: it is believed until the packets turn out to be fewer.
+    void setPacketCount(SInt64 count) { mStatedCount = count; }
+    void setFramesPerPacket(UInt32 frames) { mFramesPerPacket = frames; }
+
+    void seek(SInt64 frame) override;
+    bool next(AVPacket& packet, PacketSpan& span) override;
+    SInt64 packetCount() override;
+    std::optional<SInt64> frameOfPacket(SInt64 packet) override;
+
+  private:
+    MpegPackets(LocalFile& file, SInt64 end, Parse parse, UInt32 prerollPackets, SInt64 firstOffset,
+                const MpegFrame& firstFrame);
+    std::optional<MpegFrame> frameAt(SInt64 offset);
+    std::optional<MpegFrame> ownFrameAt(SInt64 offset);
+    std::optional<SInt64> resynchronise(SInt64 offset);
+    bool isChain(SInt64 offset);
+    bool knows(SInt64 packet);
+    SInt64 firstForReservoir(SInt64 packet);
+
+    LocalFile& mFile;
+    FileWindow mWindow;
+    const SInt64 mEnd;
+    const Parse mParse;
+    const UInt32 mPreroll;
+    MpegFrame mFirstFrame;
+    UInt32 mFramesPerPacket;
+    std::vector<SInt64> mOffsets; // of the packets that are known so far, at least one
+    bool mIsComplete = false;     // mOffsets has them all
+    std::optional<SInt64> mStatedCount;
+    SInt64 mNext = 0;
+};
+
+} // namespace braq

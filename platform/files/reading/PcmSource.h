@@ -1,0 +1,45 @@
+#pragma once
+
+#include "platform/files/reading/LocalFile.h"
+#include "platform/files/reading/PcmFormat.h"
+#include "platform/files/reading/SampleSource.h"
+
+#include <memory>
+#include <vector>
+
+namespace braq {
+
+/// Whole frames that lie behind each other in a file.
+struct PcmExtent {
+    SInt64 offset;
+    SInt64 firstFrame;
+    SInt64 frames;
+};
+
+/// Linear samples, taken from the file straight into the caller's planes.
+class PcmSource : public SampleSource {
+  public:
+    /// @param extents in the order of their frames, without gaps
+    PcmSource(std::unique_ptr<LocalFile> file, const PcmFormat& pcm, const FileFacts& facts,
+              std::vector<PcmExtent> extents);
+
+    const FileFacts& facts() const override { return mFacts; }
+    SInt64 packetCount() override { return mFacts.lengthFrames; }
+    std::optional<AudioFilePacketTableInfo> packetTable() override { return {}; }
+    std::optional<SInt64> frameOfPacket(SInt64 packet) override;
+    UInt32 read(SInt64 first, UInt32 frames, float* const* planes) override;
+
+  private:
+    UInt32 load(SInt64 offset, UInt32 frames, std::uint8_t* destination);
+    const PcmExtent* extentOf(SInt64 frame) const;
+
+    const std::unique_ptr<LocalFile> mFile;
+    const PcmFormat& mPcm;
+    const FileFacts mFacts;
+    const bool mIsPlain; // already what the caller wants
+    const std::vector<PcmExtent> mExtents;
+    std::vector<std::uint8_t> mRaw;
+    std::vector<float*> mPlanes;
+};
+
+} // namespace braq

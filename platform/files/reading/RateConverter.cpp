@@ -1,0 +1,151 @@
+#include "platform/files/reading/RateConverter.h"
+
+#include <soxr.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace braq {
+namespace {
+
+constexpr UInt32 blockFrames = 4096;
+// Rates further apart are a mistake of somebody, and would cost memory without bound.
+constexpr Float64 largestRatio = 256;
+// Frames of the lower rate that the converter's filter looks back on, and some more.
+constexpr Float64 filterFrames = 1024;
+// The longest lead that is worth its time.
+constexpr SInt64 longestLead = 200000;
+
+bool isWhole(Float64 rate) { return rate == std::floor(rate) && rate < 1e9; }
+
+} // namespace
+
+void RateConverter::Deleter::operator()(soxr* converter) const { soxr_delete(converter); }
+
+RateConverter::RateConverter(MixedSource& source, Float64 rate)
+    : mSource(source),
+      mRate(rate),
+      mFileRate(source.sampleRate()),
+      mInput(source.channels(), blockFrames),
+      mOutput(source.channels(), blockFrames),
+      mPlanes(source.channels()) {
+    if (mRate > mFileRate * largestRatio || mFileRate > mRate * largestRatio) {
+        return;
+    }
+    const soxr_io_spec_t planar = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
+    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, SOXR_LINEAR_PHASE);
+    const soxr_runtime_spec_t oneThread = soxr_runtime_spec(1);
+    soxr_error_t error = nullptr;
+    mConverter.reset(soxr_create(mFileRate, mRate, source.channels(), &error, &planar, &quality, &oneThread));
+    if (error != nullptr) {
+        mConverter.reset();
+    }
+    findLead();
+}
+
+RateConverter::~RateConverter() = default;
+
+// The lead is a whole number of frames at both rates, so that the frame that is sought keeps its place.
+void RateConverter::findLead() {
+    if (!isWhole(mFileRate) || !isWhole(mRate)) {
+        return;
+    }
+    const auto fileRate = static_cast<SInt64>(mFileRate);
+    const auto rate = static_cast<SInt64>(mRate);
+    const SInt64 divisor = std::gcd(fileRate, rate);
+    const SInt64 unit = fileRate / divisor;
+    const auto wanted = static_cast<SInt64>(filterFrames * std::max(1.0, mFileRate / mRate));
+    const SInt64 units = (wanted + unit - 1) / unit;
+    if (units * unit <= std::max(longestLead, 2 * wanted)) {
+        mLeadInFile = units * unit;
+        mLeadOut = units * (rate / divisor);
+    }
+}
+
+void RateConverter::seek(SInt64 fileFrame) {
+    mStart = fileFrame;
+    mDelivered = 0;
+    mIsStarted = false;
+}
+
+SInt64 RateConverter::positionInFile() const {
+    return mStart + std::llround(static_cast<Float64>(mDelivered) * mFileRate / mRate);
+}
+
+void RateConverter::start() {
+    mIsStarted = true;
+    soxr_clear(mConverter.get());
+    const bool hasLead = mStart > 0;
+    mNextInput = mStart - (hasLead ? mLeadInFile : 0);
+    mSkip = hasLead ? mLeadOut : 0;
+    mIsAtEnd = false;
+    mInputBegin = mInputEnd = mOutputBegin = mOutputEnd = 0;
+    mTotal =
+        std::llround(static_cast<Float64>(std::max<SInt64>(mSource.lengthFrames() - mStart, 0)) * mRate / mFileRate);
+}
+
+void RateConverter::fillInput() {
+    mInputBegin = 0;
+    const auto silence = static_cast<UInt32>(std::clamp<SInt64>(-mNextInput, 0, blockFrames));
+    for (UInt32 channel = 0; channel < mInput.channels(); ++channel) {
+        std::fill_n(mInput.get()[channel], silence, 0.0F);
+        mPlanes[channel] = mInput.get()[channel] + silence;
+    }
+    const UInt32 wanted = blockFrames - silence;
+    const UInt32 got = wanted == 0 ? 0 : mSource.read(mNextInput + silence, wanted, mPlanes.data());
+    mInputEnd = silence + got;
+    mNextInput += mInputEnd;
+    if (got < wanted) {
+        mIsAtEnd = true;
+        // Where the file breaks off is its end.
+        const SInt64 there = std::max<SInt64>(mNextInput - mStart, 0);
+        mTotal = std::min<SInt64>(mTotal, std::llround(static_cast<Float64>(there) * mRate / mFileRate));
+    }
+}
+
+// Gets more output. @return false when there will be none
+bool RateConverter::convert() {
+    if (mInputBegin == mInputEnd && !mIsAtEnd) {
+        fillInput();
+    }
+    const bool isFlush = mInputBegin == mInputEnd;
+    for (UInt32 channel = 0; channel < mInput.channels(); ++channel) {
+        mPlanes[channel] = mInput.get()[channel] + mInputBegin;
+    }
+    std::size_t taken = 0;
+    std::size_t made = 0;
+    const soxr_error_t error =
+        soxr_process(mConverter.get(), isFlush ? nullptr : static_cast<soxr_in_t>(mPlanes.data()),
+                     mInputEnd - mInputBegin, &taken, const_cast<float**>(mOutput.get()), blockFrames, &made);
+    mInputBegin += static_cast<UInt32>(taken);
+    const auto skipped = static_cast<UInt32>(std::min<SInt64>(mSkip, static_cast<SInt64>(made)));
+    mSkip -= skipped;
+    mOutputBegin = skipped;
+    mOutputEnd = static_cast<UInt32>(made);
+    return error == nullptr && (made > 0 || !isFlush);
+}
+
+UInt32 RateConverter::read(UInt32 frames, float* const* planes) {
+    if (!mIsStarted) {
+        start();
+    }
+    UInt32 done = 0;
+    while (done < frames && mDelivered < mTotal) {
+        if (mOutputBegin == mOutputEnd && !convert()) {
+            mTotal = mDelivered;
+            break;
+        }
+        const auto count =
+            static_cast<UInt32>(std::min<SInt64>({frames - done, mOutputEnd - mOutputBegin, mTotal - mDelivered}));
+        for (UInt32 channel = 0; channel < mOutput.channels(); ++channel) {
+            std::copy_n(mOutput.get()[channel] + mOutputBegin, count, planes[channel] + done);
+        }
+        mOutputBegin += count;
+        mDelivered += count;
+        done += count;
+    }
+    return done;
+}
+
+} // namespace braq

@@ -1,0 +1,50 @@
+#pragma once
+
+#include "platform/files/reading/Libav.h"
+#include "platform/files/writing/FileCoding.h"
+#include "platform/files/writing/OutputFile.h"
+
+#include <memory>
+
+namespace braq {
+
+/// What stands around the packets of a file: header, index, trailer.
+class Container {
+  public:
+    /// Bytes that are enough for a header and for a trailer without packets.
+    static constexpr UInt64 ownBytes = 16 * 1024;
+    /// Bytes that are enough for a packet's part of an index.
+    static constexpr UInt64 indexBytesOfPacket = 16;
+
+    /// Writes the header.
+    /// @param parameters of the coding
+    /// @param isEmpty no packet is going to follow
+    /// @return 0 or a negative error of libav
+    static int begin(OutputFile& file, const FileMuxer& muxer, const AVCodecParameters& parameters, bool isEmpty,
+                     std::unique_ptr<Container>& container);
+
+    /// @param packet with times in frames
+    /// @return 0 or a negative error of libav
+    [[nodiscard]] int write(AVPacket& packet);
+    /// Writes index and trailer.
+    /// @param frames that the packets are for
+    /// @return 0 or a negative error of libav
+    [[nodiscard]] int finish(SInt64 frames);
+
+  private:
+    struct Deleter {
+        void operator()(AVFormatContext* context) const { avformat_free_context(context); }
+    };
+
+    Container() = default;
+    void correctPacketTable(std::int64_t trailer, SInt64 frames);
+    void correctSampleCount(SInt64 frames);
+    int open(OutputFile& file, const FileMuxer& muxer, const AVCodecParameters& parameters, bool isEmpty);
+
+    std::unique_ptr<AVFormatContext, Deleter> mContext;
+    FileMuxer::Correction mCorrection{};
+    AVRational mFrame{};
+    UInt64 mPackets = 0;
+};
+
+} // namespace braq

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "platform/files/writing/Coder.h"
+#include "platform/files/writing/Container.h"
+#include "platform/files/writing/FileWriter.h"
+#include "platform/files/writing/OutputFile.h"
+#include "platform/files/writing/PushResampler.h"
+
+#include <memory>
+#include <string>
+
+namespace braq {
+
+/// Frames go from the client's list through the converter of rates, if there is one, and the coder into the container.
+/// The file itself is made by `createFile`.
+class LibavFileWriter final : public FileWriter {
+  public:
+    LibavFileWriter(std::string path, const FileCoding& coding);
+    ~LibavFileWriter() override { LibavFileWriter::close(); }
+
+    AudioFileTypeID fileType() const override { return mCoding.type; }
+    AudioStreamBasicDescription fileFormat() const override { return mCoding.description; }
+    SInt64 lengthFrames() const override { return mFrames; }
+    AudioStreamBasicDescription clientFormat() const override { return mClientFormat; }
+    UInt32 bitRate() const override { return mBitRate; }
+
+    OSStatus setClientFormat(const AudioStreamBasicDescription& format) override;
+    OSStatus setBitRate(UInt32 bitRate) override;
+    AudioConverterPrimeInfo primeInfo() const override;
+    OSStatus write(UInt32 frames, const AudioBufferList& list) override;
+    OSStatus close() override;
+
+    /// Looks whether a coder takes the rate, and takes from it what depends on that.
+    OSStatus settleRate(Float64 rate);
+    OSStatus createFile() { return OutputFile::create(mPath, mCoding.muxer->largestFile, Container::ownBytes, mFile); }
+
+  private:
+    OSStatus prepareCoder();
+    OSStatus reserve(SInt64 clientFrames);
+    OSStatus begin(bool isEmpty);
+    int encodeList(UInt32 frames, const AudioBufferList& list);
+    int encode();
+    int add(AVPacket& packet);
+    int finishCoding();
+    OSStatus statusOf(int error);
+    void giveUp(OSStatus status, UInt64 bytes, SInt64 frames);
+
+    const std::string mPath;
+    const bool mFollowsClient; // the file was given no rate
+    const UInt32 mOwnBitRate;  // unless another is set; 0 where the coding has none
+    FileCoding mCoding;
+    std::unique_ptr<OutputFile> mFile;         // null: was not created
+    std::unique_ptr<Coder> mCoder;             // from the first write on, or closing
+    std::unique_ptr<Container> mContainer;     // from the first write on that found space, or closing
+    std::unique_ptr<PushResampler> mResampler; // where the rates differ
+    AudioStreamBasicDescription mClientFormat;
+    FramePlanes mClientFrames;
+    FramePlanes mFileFrames;
+    UInt32 mBitRate;
+    UInt32 mPrimingFrames = 0;
+    SInt64 mFrames = 0;    // given to the coder
+    UInt64 mPackets = 0;   // in the container
+    OSStatus mFailure = 0; // after which nothing can follow
+    bool mIsClosed = false;
+    unsigned mLinesLeft = 20; // that libav may still write to the log
+};
+
+} // namespace braq

@@ -1,0 +1,241 @@
+#include "platform/files/writing/OutputFile.h"
+
+#include "BRAQAudio/platform/files.h"
+#include "BRAQAudio/platform/foundation/NSLog.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <new>
+#include <system_error>
+#include <utility>
+
+namespace braq {
+namespace {
+
+constexpr int streamBytes = 64 * 1024;
+constexpr UInt64 reservedAtOnce = UInt64{1024} * 1024;
+
+void logReason(const std::string& path, int reason) {
+    NSLog("(ERROR) FileWriter : " + path + " cannot be written: " + std::generic_category().message(reason));
+}
+
+OSStatus statusOfOpening(const std::string& path, int reason) {
+    switch (reason) {
+    case ENOENT:
+    case ENOTDIR: return kAudioFileFileNotFoundError;
+    case EACCES:
+    case EPERM:
+    case EROFS: return kAudioFilePermissionsError;
+    default: logReason(path, reason); return kAudioFileUnspecifiedError;
+    }
+}
+
+/// @param isNew whether this call made it
+/// @return a descriptor, or -1 and `errno`
+int openForWriting(const char* path, bool& isNew) {
+    // Not to wait for the reader of a pipe, which is refused afterwards.
+    constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
+    constexpr mode_t mode = 0666;
+    int descriptor = ::open(path, flags | O_EXCL, mode);
+    isNew = descriptor >= 0;
+    if (descriptor < 0 && errno == EEXIST) {
+        descriptor = ::open(path, flags, mode);
+    }
+    return descriptor;
+}
+
+} // namespace
+
+OSStatus OutputFile::create(const std::string& path, UInt64 limit, UInt64 reservedBytes,
+                            std::unique_ptr<OutputFile>& file) {
+    bool isNew = false;
+    const int descriptor = openForWriting(path.c_str(), isNew);
+    if (descriptor < 0) {
+        return statusOfOpening(path, errno);
+    }
+    std::unique_ptr<OutputFile> made(new OutputFile(path, descriptor, limit));
+    struct stat facts {};
+    if (::fstat(descriptor, &facts) != 0 || !S_ISREG(facts.st_mode)) {
+        NSLog("(ERROR) FileWriter : " + path + " is no regular file");
+        return kAudioFileUnspecifiedError;
+    }
+    const OSStatus status = ::ftruncate(descriptor, 0) != 0 ? made->fail(errno) : made->reserve(reservedBytes);
+    if (status != 0) {
+        if (isNew) {
+            ::unlink(path.c_str());
+        }
+        return status;
+    }
+    file = std::move(made);
+    return 0;
+}
+
+OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit)
+    : mPath(std::move(path)), mDescriptor(descriptor), mLimit(limit) {
+    auto* const buffer = static_cast<unsigned char*>(av_malloc(streamBytes));
+    if (buffer != nullptr) {
+        mStream.reset(avio_alloc_context(buffer, streamBytes, 1, this, nullptr, write, seek));
+    }
+    if (mStream == nullptr) {
+        av_free(buffer);
+        ::close(mDescriptor);
+        throw std::bad_alloc();
+    }
+}
+
+OutputFile::~OutputFile() {
+    if (mDescriptor >= 0) {
+        ::close(mDescriptor);
+    }
+}
+
+UInt64 OutputFile::size() const {
+    const auto position = static_cast<UInt64>(std::max<std::int64_t>(avio_tell(mStream.get()), 0));
+    return std::max(mSize, position);
+}
+
+int OutputFile::write(void* self, std::uint8_t* bytes, int count) {
+    auto& file = *static_cast<OutputFile*>(self);
+    if (file.mDiscards) {
+        return count;
+    }
+    const int reason = file.writeBytes(bytes, static_cast<std::size_t>(count));
+    return reason == 0 ? count : AVERROR(reason);
+}
+
+int OutputFile::writeBytes(const std::uint8_t* bytes, std::size_t count) {
+    while (count > 0) {
+        const ssize_t written = ::pwrite(mDescriptor, bytes, count, static_cast<off_t>(mPosition));
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return written < 0 ? errno : EIO;
+        }
+        bytes += written;
+        count -= static_cast<std::size_t>(written);
+        mPosition += static_cast<UInt64>(written);
+        mSize = std::max(mSize, mPosition);
+    }
+    return 0;
+}
+
+std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
+    auto& file = *static_cast<OutputFile*>(self);
+    if ((whence & AVSEEK_SIZE) != 0) {
+        return static_cast<std::int64_t>(file.mSize);
+    }
+    if ((whence & ~AVSEEK_FORCE) != SEEK_SET || offset < 0) {
+        return AVERROR(EINVAL);
+    }
+    file.mPosition = static_cast<UInt64>(offset);
+    return offset;
+}
+
+OSStatus OutputFile::reserve(UInt64 bytes) {
+    if (bytes <= mReserved) {
+        return 0;
+    }
+    if (bytes > mLimit) {
+        return fail(EFBIG);
+    }
+    // Much at once costs less, but the last bytes of a disk are to be of use too.
+    int reason = reserveOnce(std::min(bytes + reservedAtOnce, mLimit));
+    if (reason != 0) {
+        reason = reserveOnce(bytes);
+    }
+    return reason == 0 ? 0 : fail(reason);
+}
+
+int OutputFile::reserveOnce(UInt64 bytes) {
+    int reason = 0;
+    do {
+        // The size stays what was written, so that a file whose process is killed does not end in zeros.
+        const int result = ::fallocate(mDescriptor, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(mReserved),
+                                       static_cast<off_t>(bytes - mReserved));
+        reason = result == 0 ? 0 : errno;
+    } while (reason == EINTR);
+    if (reason == EOPNOTSUPP || reason == ENOSYS) {
+        reason = fillWithZeros(bytes);
+    }
+    if (reason == 0) {
+        mReserved = bytes;
+    }
+    return reason;
+}
+
+int OutputFile::fillWithZeros(UInt64 bytes) {
+    static constexpr std::array<std::uint8_t, 16 * 1024> zeros{};
+    for (UInt64 position = std::max(mReserved, mSize); position < bytes;) {
+        const auto count = static_cast<std::size_t>(std::min<UInt64>(zeros.size(), bytes - position));
+        const ssize_t written = ::pwrite(mDescriptor, zeros.data(), count, static_cast<off_t>(position));
+        if (written > 0) {
+            position += static_cast<UInt64>(written);
+        } else if (written == 0 || errno != EINTR) {
+            const int reason = written == 0 ? EIO : errno;
+            const UInt64 kept = std::max(mReserved, mSize);
+            return ::ftruncate(mDescriptor, static_cast<off_t>(kept)) == 0 ? reason : errno;
+        }
+    }
+    return 0;
+}
+
+OSStatus OutputFile::flush() {
+    avio_flush(mStream.get());
+    if (mStream->error < 0) {
+        return fail(AVUNERROR(mStream->error));
+    }
+    mReasonLogged = 0;
+    return 0;
+}
+
+void OutputFile::clearStream() {
+    mDiscards = true;
+    avio_flush(mStream.get());
+    mDiscards = false;
+    mStream->error = 0;
+}
+
+void OutputFile::goBackTo(UInt64 bytes) {
+    clearStream();
+    avio_seek(mStream.get(), static_cast<std::int64_t>(bytes), SEEK_SET);
+    mPosition = bytes; // the stream asks for no seek to where it takes itself to be
+    if (bytes < mSize && ::ftruncate(mDescriptor, static_cast<off_t>(bytes)) == 0) {
+        mSize = bytes;
+        mReserved = std::min(mReserved, bytes);
+    }
+}
+
+void OutputFile::skipWhatFailed() {
+    clearStream();
+    mPosition = static_cast<UInt64>(std::max<std::int64_t>(avio_tell(mStream.get()), 0));
+}
+
+OSStatus OutputFile::close() {
+    if (mDescriptor < 0) {
+        return 0;
+    }
+    OSStatus status = flush();
+    if (::ftruncate(mDescriptor, static_cast<off_t>(mSize)) != 0 && status == 0) {
+        status = fail(errno);
+    }
+    // Some file systems tell only now that a write failed. The descriptor is gone in any case.
+    if (::close(std::exchange(mDescriptor, -1)) != 0 && errno != EINTR && status == 0) {
+        status = fail(errno);
+    }
+    return status;
+}
+
+OSStatus OutputFile::fail(int reason) {
+    if (std::exchange(mReasonLogged, reason) != reason) {
+        logReason(mPath, reason);
+    }
+    return kAudioFileUnspecifiedError;
+}
+
+} // namespace braq
