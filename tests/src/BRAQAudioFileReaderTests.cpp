@@ -1,0 +1,310 @@
+// A reader that plays: this thread takes the part of the real-time side, a step at a time.
+
+#include "tests/src/FileFixture.h"
+#include "tests/src/OpenStreamers.h"
+#include "tests/support/CapturedLog.h"
+#include "tests/support/RealtimeGuard.h"
+
+#include <semaphore>
+#include <thread>
+
+namespace {
+
+using braq::testing::CapturedLog;
+using braq::testing::FrameList;
+using streamer_test::drain;
+using streamer_test::MadeUpFile;
+using streamer_test::planarStereo;
+using streamer_test::Reader;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+class FileReader : public FileTest {
+  protected:
+    void openFile(UInt64 frames) {
+        reader.setAudioFile(BRAQExtendedAudioFile::initForPlaybackWithFilename(numbered(frames)));
+    }
+    /// Takes `frames` frames, a buffer at a time, and expects them to be those from `first` on.
+    void expectPlays(UInt64 first, UInt32 frames) {
+        for (UInt32 done = 0; done < frames;) {
+            const UInt32 got = drain(reader, list, std::min(frames - done, 64U));
+            ASSERT_GT(got, 0U) << "after " << done << " frames";
+            list.expectNumbered(0, first + done, got);
+            done += got;
+            reader.settle();
+        }
+    }
+
+    Reader reader{3, 64};
+    const FrameList list{2, 1024};
+};
+
+TEST_F(FileReader, PlaysEveryFrameInOrderAndThenEnds) {
+    openFile(1000);
+    reader.start();
+    EXPECT_TRUE(reader.running());
+    expectPlays(0, 1000);
+    for (int i = 0; i < 3 && !BRAQAudioBufferQueueReachedEndOfStream(&reader); ++i) {
+        EXPECT_EQ(drain(reader, list, 64), 0U);
+        reader.settle();
+    }
+    EXPECT_TRUE(reader.endOfStream());
+    EXPECT_EQ(reader.errorCount(), 0U);
+    EXPECT_EQ(reader.lastError(), nullptr);
+}
+
+TEST_F(FileReader, SaysWhatIsHeardWhileItRunsAndWhereItReadsWhileItDoesNot) {
+    openFile(1000);
+    EXPECT_EQ(reader.currentFrame(), 0);
+    reader.start();
+    EXPECT_EQ(reader.currentFrame(), 0);
+    drain(reader, list, 100);
+    EXPECT_EQ(reader.currentFrame(), 100);
+    EXPECT_EQ(BRAQAudioFileReaderGetCurrentFrame(&reader), 100);
+    reader.settle();
+    reader.stop();
+    EXPECT_FALSE(reader.running());
+    EXPECT_EQ(reader.currentFrame(), 256) << "three buffers and the one that was refilled";
+    EXPECT_EQ(BRAQAudioFileReaderGetCurrentFrame(&reader), 100);
+}
+
+TEST_F(FileReader, KeepsWhatItReadWhenItIsStopped) {
+    openFile(1000);
+    reader.start();
+    reader.stop();
+    EXPECT_EQ(drain(reader, list, 50), 50U);
+    list.expectNumbered(0, 0, 50);
+}
+
+TEST_F(FileReader, ClearsUnderrunsAndTheEndWhenItStarts) {
+    openFile(100);
+    reader.start();
+    BQueueableAudioBufferSetInProgress(reader.buffer(0), true);
+    EXPECT_EQ(drain(reader, list, 10), 0U);
+    EXPECT_EQ(reader.errorCount(), 1U);
+    reader.setCurrentFrame(100);
+    EXPECT_EQ(reader.errorCount(), 0U) << "a seek starts it anew";
+    EXPECT_EQ(drain(reader, list, 10), 0U);
+    EXPECT_TRUE(reader.endOfStream());
+    reader.setCurrentFrame(0);
+    EXPECT_FALSE(reader.endOfStream());
+    expectPlays(0, 100);
+}
+
+TEST_F(FileReader, SeeksWhileItIsStopped) {
+    openFile(1000);
+    reader.setCurrentFrame(500);
+    EXPECT_EQ(reader.currentFrame(), 500);
+    EXPECT_FALSE(reader.running());
+    reader.start();
+    expectPlays(500, 200);
+}
+
+TEST_F(FileReader, SeeksWhileItRunsAndDropsWhatItHadRead) {
+    openFile(1000);
+    reader.start();
+    expectPlays(0, 100);
+    reader.setCurrentFrame(700);
+    EXPECT_TRUE(reader.running());
+    EXPECT_EQ(reader.currentFrame(), 700);
+    expectPlays(700, 300);
+    reader.setCurrentFrame(3);
+    expectPlays(3, 300);
+}
+
+TEST_F(FileReader, TakesTheStepsOfASeekInOrder) {
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    drain(reader, list, 10);
+    file->calls.clear();
+    reader.setCurrentFrame(5000);
+    EXPECT_THAT(file->calls, ElementsAre("read 192 64", "seek 5000", "read 5000 64", "read 5064 64", "read 5128 64"));
+}
+
+TEST_F(FileReader, IsStoppedByASeekThatFails) {
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    file->beforeSeek = [] { throw NSException("seek", "no"); };
+    EXPECT_THROW(reader.setCurrentFrame(5000), NSException);
+    EXPECT_FALSE(reader.running());
+    EXPECT_FALSE(reader.gate().isClosed());
+}
+
+TEST_F(FileReader, KeepsWhatTheFileRaisesOnTheWorker) {
+    const CapturedLog log;
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    file->beforeRead = [] { throw NSException("read", "the cable is out"); };
+    drain(reader, list, 64 * 3);
+    reader.settle();
+    ASSERT_NE(reader.lastError(), nullptr);
+    EXPECT_EQ(reader.lastError()->localizedDescription(), "the cable is out");
+    EXPECT_EQ(log.errors().size(), 1U) << "one line for a run of failures";
+}
+
+TEST_F(FileReader, LoopsFromWhatIsHeardIfThatIsInsideTheRange) {
+    openFile(1000);
+    reader.start();
+    expectPlays(0, 130);
+    reader.enableLoopingInRange({.location = 100, .length = 200});
+    EXPECT_TRUE(reader.isLooping());
+    EXPECT_EQ(reader.loopRange(), (BRAQFrameRange{100, 200}));
+    EXPECT_EQ(reader.currentFrame(), 130);
+    expectPlays(130, 170);
+    drain(reader, list, 0); // the empty buffer of the turn
+    reader.settle();
+    expectPlays(100, 200);
+}
+
+TEST_F(FileReader, LoopsFromTheBeginningOfTheRangeOtherwise) {
+    openFile(1000);
+    for (const UInt32 heard : {0U, 50U, 600U}) {
+        SCOPED_TRACE(heard);
+        reader.setCurrentFrame(heard);
+        reader.start();
+        reader.enableLoopingInRange({.location = 100, .length = 500});
+        EXPECT_EQ(reader.currentFrame(), 100);
+        expectPlays(100, 200);
+        reader.stop();
+        reader.disableLooping();
+    }
+}
+
+TEST_F(FileReader, LeavesItsHeadWhereItIsWhenTheLoopChangesWhileItIsStopped) {
+    openFile(1000);
+    reader.setCurrentFrame(700);
+    reader.enableLoopingInRange({.location = 100, .length = 500});
+    EXPECT_EQ(reader.currentFrame(), 700);
+    EXPECT_TRUE(reader.isLooping());
+    reader.disableLooping();
+    EXPECT_EQ(reader.currentFrame(), 700);
+    EXPECT_FALSE(reader.isLooping());
+    EXPECT_EQ(reader.loopRange(), (BRAQFrameRange{100, 500}));
+}
+
+TEST_F(FileReader, PlaysOnWhenLoopingEnds) {
+    openFile(1000);
+    reader.setCurrentFrame(100);
+    reader.enableLoopingInRange({.location = 100, .length = 100});
+    reader.start();
+    expectPlays(100, 90);
+    reader.disableLooping();
+    EXPECT_EQ(reader.currentFrame(), 190);
+    EXPECT_EQ(reader.loopRange(), (BRAQFrameRange{100, 100}));
+    expectPlays(190, 500);
+}
+
+TEST_F(FileReader, ChangesJustTheLoopWithoutDroppingAnything) {
+    openFile(1000);
+    reader.setLoopRange({.location = 0, .length = 500});
+    reader.start();
+    expectPlays(0, 64);
+    reader.setLooping(true);
+    expectPlays(64, 436);
+    drain(reader, list, 0);
+    reader.settle();
+    expectPlays(0, 100);
+}
+
+TEST_F(FileReader, PlaysWhatItHadReadBeforeItTurnsRound) {
+    openFile(1000);
+    reader.setCurrentFrame(200);
+    reader.start();
+    reader.setReverse(true);
+    UInt64 expected = 200;
+    for (; expected < 392; expected += 64) {
+        EXPECT_EQ(drain(reader, list, 64), 64U);
+        list.expectNumbered(0, expected, 64);
+        reader.settle();
+    }
+    EXPECT_EQ(drain(reader, list, 64), 64U);
+    EXPECT_EQ(streamer_test::frameOf(list.sample(0, 0)), 391U);
+    EXPECT_EQ(streamer_test::frameOf(list.sample(0, 63)), 328U);
+    EXPECT_EQ(reader.currentFrame(), 328) << "where the next buffer was filled";
+    drain(reader, list, 10);
+    EXPECT_EQ(reader.currentFrame(), 338) << "counts up within a buffer";
+}
+
+TEST_F(FileReader, KeepsTheRealtimeRules) {
+    openFile(10000);
+    reader.start();
+    SInt64 heard = 0;
+    braq::testing::runRealtime([&] {
+        for (int cycle = 0; cycle < 4; ++cycle) {
+            UInt32 frames = 40;
+            BRAQAudioBufferQueueCopyInto(&reader, list.get(), &frames);
+            heard = BRAQAudioFileReaderGetCurrentFrame(&reader);
+        }
+    });
+    EXPECT_EQ(heard, 160);
+}
+
+TEST_F(FileReader, NeitherFillsNorDeliversWhileItSeeks) {
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    std::binary_semaphore seeking{0};
+    std::binary_semaphore maySeek{0};
+    file->beforeSeek = [&] {
+        seeking.release();
+        maySeek.acquire();
+    };
+    std::thread control([&] { reader.setCurrentFrame(5000); });
+    seeking.acquire();
+    EXPECT_EQ(drain(reader, list, 10), 0U);
+    EXPECT_FALSE(BRAQAudioBufferQueueReachedEndOfStream(&reader));
+    maySeek.release();
+    control.join();
+    EXPECT_EQ(reader.errorCount(), 0U) << "a closed gate is no underrun";
+    expectPlays(5000, 100);
+}
+
+TEST(FileStreamer, IsAbstract) {
+    const auto streamer = BRAQAudioFileStreamer::initWithBufferCount(2, 64, planarStereo());
+    ASSERT_NE(streamer, nullptr);
+    const auto reasonOf = [](const std::function<void()>& operation) -> std::string {
+        try {
+            operation();
+        } catch (const NSException& raised) {
+            EXPECT_EQ(raised.name(), NSInternalInconsistencyException);
+            return raised.reason();
+        }
+        return "nothing was raised";
+    };
+    EXPECT_THAT(reasonOf([&] { streamer->start(); }),
+                testing::AllOf(HasSubstr("-[BRAQAudioFileStreamer start]"), HasSubstr("BRAQAudioFileStreamer"),
+                               HasSubstr("18"), HasSubstr("Abstract base class")));
+    EXPECT_THAT(reasonOf([&] { streamer->stop(); }), testing::AllOf(HasSubstr("-[BRAQAudioFileStreamer stop]"),
+                                                                    HasSubstr("22"), HasSubstr("Abstract base class")));
+    EXPECT_FALSE(streamer->running());
+    EXPECT_EQ(streamer->audioFile(), nullptr);
+}
+
+TEST(FileStreamer, IsNotMadeWithoutBuffersOrDescription) {
+    const CapturedLog log;
+    EXPECT_EQ(BRAQAudioFileStreamer::initWithBufferCount(0, 64, planarStereo()), nullptr);
+    EXPECT_EQ(BRAQAudioFileReader::initWithBufferCount(3, 0, planarStereo()), nullptr);
+    EXPECT_EQ(BRAQAudioFileWriter::initWithBufferCount(3, 64, nullptr), nullptr);
+    EXPECT_EQ(log.errors().size(), 3U);
+    EXPECT_NE(BRAQAudioFileReader::initWithBufferCount(3, 64, planarStereo()), nullptr);
+    EXPECT_NE(BRAQAudioFileWriter::initWithBufferCount(3, 64, planarStereo()), nullptr);
+}
+
+TEST(FileStreamer, HoldsItsFile) {
+    const auto file = std::make_shared<MadeUpFile>();
+    {
+        Reader reader(2, 64);
+        reader.setAudioFile(file);
+        EXPECT_EQ(reader.audioFile(), file);
+        EXPECT_EQ(file.use_count(), 2);
+        reader.setAudioFile(nullptr);
+        EXPECT_EQ(file.use_count(), 1);
+        reader.setAudioFile(file);
+    }
+    EXPECT_EQ(file.use_count(), 1);
+}
+
+} // namespace
