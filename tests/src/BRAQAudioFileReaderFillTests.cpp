@@ -10,7 +10,6 @@ using braq::testing::FileHook;
 using braq::testing::sampleOf;
 using streamer_test::MadeUpFile;
 using streamer_test::Reader;
-using testing::ElementsAre;
 
 /// A reader that was not started: buffers are filled by hand.
 class ReaderFill : public FileTest {

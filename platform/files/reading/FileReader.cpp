@@ -80,9 +80,9 @@ OSStatus SourceReader::seek(SInt64 frame) {
     if (frame < 0) {
         return kExtAudioFileError_InvalidSeek;
     }
-    mPosition = frame;
+    mPosition = std::min(frame, facts().lengthFrames); // the end is where everything beyond it is
     if (mConversion->rate) {
-        mConversion->rate->seek(frame);
+        mConversion->rate->seek(mPosition);
     }
     return 0;
 }

@@ -11,7 +11,7 @@ namespace braq {
 /// The part of a file that is being looked at, kept in memory, so that small steps forward cost no system call each.
 class FileWindow {
   public:
-    explicit FileWindow(LocalFile& file, std::size_t bytes = 64 * 1024) : mFile(file), mBytes(bytes) {}
+    explicit FileWindow(LocalFile& file, std::size_t bytes = std::size_t{64} * 1024) : mFile(file), mBytes(bytes) {}
 
     /// The bytes at an offset: `wanted` of them, more if they are at hand, or fewer where the file ends. Good until the
     /// next call.

@@ -10,7 +10,7 @@ extern "C" {
 namespace braq {
 namespace {
 
-constexpr std::size_t windowBytes = 256 * 1024;
+constexpr std::size_t windowBytes = std::size_t{256} * 1024;
 
 // No packet is longer: beside headers, the coding falls back to plain samples, one bit wider for a difference channel.
 SInt64 longestPacket(const FlacStream& stream) {

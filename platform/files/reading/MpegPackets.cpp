@@ -9,7 +9,7 @@ namespace {
 // Consecutive headers after which bytes are believed to be packets and not something that looks like one header.
 constexpr int chainLength = 3;
 // What is searched for the first packet, or for the next one after damage.
-constexpr SInt64 longestSearch = 1024 * 1024;
+constexpr SInt64 longestSearch = SInt64{1024} * 1024;
 // How far back coded samples of a layer III packet may begin, in bytes of the packets before it.
 constexpr UInt32 reservoirBytes = 511;
 constexpr UInt32 reservoirBytesLowSampling = 255;

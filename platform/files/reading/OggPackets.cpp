@@ -10,7 +10,7 @@ extern "C" {
 namespace braq {
 namespace {
 
-constexpr SInt64 shortestTail = 64 * 1024; // pages are no longer than this
+constexpr SInt64 shortestTail = SInt64{64} * 1024; // pages are no longer than this
 constexpr UInt64 largestOffset = (UInt64{1} << 40) - 1;
 
 // Frames in an Opus packet at 48,000 a second, as its first bytes tell.

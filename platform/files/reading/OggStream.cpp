@@ -14,7 +14,7 @@ namespace {
 using Packet = std::vector<std::uint8_t>;
 
 // Pictures are among the headers, so they may be large; but not of any size that a damaged file may claim.
-constexpr std::size_t longestHeader = 64 * 1024 * 1024;
+constexpr std::size_t longestHeader = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t vorbisHeaders = 3;
 constexpr std::size_t opusHeaders = 2;
 constexpr std::size_t vorbisFirstBytes = 30;

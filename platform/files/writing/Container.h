@@ -12,7 +12,7 @@ namespace braq {
 class Container {
   public:
     /// Bytes that are enough for a header and for a trailer without packets.
-    static constexpr UInt64 ownBytes = 16 * 1024;
+    static constexpr UInt64 ownBytes = UInt64{16} * 1024;
     /// Bytes that are enough for a packet's part of an index.
     static constexpr UInt64 indexBytesOfPacket = 16;
 

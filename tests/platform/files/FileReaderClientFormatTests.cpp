@@ -132,13 +132,15 @@ TEST(FileReader_ClientFormat, RefusesListsThatDoNotFitAndReadsOnAfterwards) {
 }
 
 TEST(FileReader_ClientFormat, RefusesToSeekBeforeTheBeginningAndReadsNothingBeyondTheEnd) {
-    ReadFile file(audioFile("reference-44k-stereo-16.wav"));
-    EXPECT_EQ(file.reader().seek(-1), kExtAudioFileError_InvalidSeek);
-    EXPECT_EQ(frames(file.read(10)), 10);
-    EXPECT_EQ(frames(file.readAt(176399, 10)), 1);
-    EXPECT_EQ(frames(file.readAt(176400, 10)), 0);
-    EXPECT_EQ(frames(file.readAt(std::numeric_limits<SInt64>::max(), 10)), 0);
-    EXPECT_EQ(frames(file.readAt(0, 0)), 0);
+    for (const char* name : {"reference-44k-stereo-16.wav", "lossy-cbr.mp3"}) {
+        ReadFile file(audioFile(name));
+        EXPECT_EQ(file.reader().seek(-1), kExtAudioFileError_InvalidSeek);
+        EXPECT_EQ(frames(file.read(10)), 10);
+        EXPECT_EQ(frames(file.readAt(176399, 10)), 1);
+        EXPECT_EQ(frames(file.readAt(176400, 10)), 0);
+        EXPECT_EQ(frames(file.readAt(std::numeric_limits<SInt64>::max(), 10)), 0);
+        EXPECT_EQ(frames(file.readAt(0, 0)), 0);
+    }
 }
 
 TEST(FileReader_ClientFormat, GoesOnFromTheFrameThatWasReached) {

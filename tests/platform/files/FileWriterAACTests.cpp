@@ -96,9 +96,9 @@ TEST_F(Files_FileWriterAAC, HasAFileSizeThatFollowsTheBitRate) {
     const auto small = bytesAt(64000);
     const auto middle = bytesAt(128000);
     const auto large = bytesAt(256000);
-    EXPECT_NEAR(static_cast<double>(small), 64000 / 8, 64000 / 8 * 0.4);
-    EXPECT_NEAR(static_cast<double>(middle), 128000 / 8, 128000 / 8 * 0.25);
-    EXPECT_NEAR(static_cast<double>(large), 256000 / 8, 256000 / 8 * 0.25);
+    EXPECT_NEAR(static_cast<double>(small), 64000.0 / 8, 64000.0 / 8 * 0.4);
+    EXPECT_NEAR(static_cast<double>(middle), 128000.0 / 8, 128000.0 / 8 * 0.25);
+    EXPECT_NEAR(static_cast<double>(large), 256000.0 / 8, 256000.0 / 8 * 0.25);
 }
 
 TEST_F(Files_FileWriterAAC, TakesBitRatesThatNoFrameCanHave) {

@@ -54,7 +54,7 @@ const Coding codings[] = {
 };
 
 constexpr std::size_t framesOfCall = 1000;
-constexpr std::size_t diskBytes = 256 * 1024;
+constexpr std::size_t diskBytes = std::size_t{256} * 1024;
 constexpr std::size_t allFrames = 1200 * framesOfCall;
 
 class Files_FileWriterFullDisk : public testing::TestWithParam<Coding> {

@@ -17,7 +17,6 @@ using namespace braq::testing;
 using braq::OutputFile;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr UInt64 unlimited = std::numeric_limits<UInt64>::max();
 
