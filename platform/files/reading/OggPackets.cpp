@@ -96,7 +96,7 @@ void OggPackets::addPackets(const OggPage& page, bool isAfterGap) {
         isInside = length == 255;
         if (!isInside && mBegun) {
             mBegun->firstFrame = mScanFrame;
-            mScanFrame += mBegun->frames;
+            mScanFrame += static_cast<SInt64>(mBegun->frames);
             mPlaces.push_back(*mBegun);
             mBegun.reset();
         }
