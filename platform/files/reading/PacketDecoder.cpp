@@ -38,9 +38,9 @@ void convert(const AVFrame& block, UInt32 channel, UInt32 firstFrame, UInt32 fra
     }
     case AV_SAMPLE_FMT_FLT: convert<float>(block, channel, firstFrame, frames, 1, plane); break;
     case AV_SAMPLE_FMT_S16:
-    case AV_SAMPLE_FMT_S16P: convert<SInt16>(block, channel, firstFrame, frames, 1.0F / 32768, plane); break;
+    case AV_SAMPLE_FMT_S16P: convert<SInt16>(block, channel, firstFrame, frames, 1.0F / 32768.0F, plane); break;
     case AV_SAMPLE_FMT_S32:
-    case AV_SAMPLE_FMT_S32P: convert<SInt32>(block, channel, firstFrame, frames, 1.0F / 2147483648, plane); break;
+    case AV_SAMPLE_FMT_S32P: convert<SInt32>(block, channel, firstFrame, frames, 1.0F / 2147483648.0F, plane); break;
     default: std::fill_n(plane, frames, 0.0F); break;
     }
 }

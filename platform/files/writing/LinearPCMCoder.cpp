@@ -58,8 +58,8 @@ class LinearPCMCoder final : public Coder {
         const std::size_t before = mBytes.size();
         mBytes.resize(before + frames * mBytesPerFrame);
         for (UInt32 channel = 0; channel < planes.channels(); ++channel) {
-            convertSamples(planes.channel(channel) + first, frames, mSample, &mBytes[before + channel * mSample.bytes],
-                           mBytesPerFrame);
+            convertSamples(planes.channel(channel) + first, frames, mSample,
+                           &mBytes[before + std::size_t{channel} * mSample.bytes], mBytesPerFrame);
         }
     }
 

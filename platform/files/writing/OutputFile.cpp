@@ -169,8 +169,8 @@ int OutputFile::reserveOnce(UInt64 bytes) {
     return reason;
 }
 
-int OutputFile::fillWithZeros(UInt64 bytes) {
-    static constexpr std::array<std::uint8_t, 16 * 1024> zeros{};
+int OutputFile::fillWithZeros(UInt64 bytes) const {
+    static constexpr std::array<std::uint8_t, std::size_t{16} * 1024> zeros{};
     for (UInt64 position = std::max(mReserved, mSize); position < bytes;) {
         const auto count = static_cast<std::size_t>(std::min<UInt64>(zeros.size(), bytes - position));
         const ssize_t written = ::pwrite(mDescriptor, zeros.data(), count, static_cast<off_t>(position));

@@ -56,7 +56,7 @@ class OutputFile {
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
     int writeBytes(const std::uint8_t* bytes, std::size_t count);
     int reserveOnce(UInt64 bytes);
-    int fillWithZeros(UInt64 bytes);
+    int fillWithZeros(UInt64 bytes) const;
     void clearStream();
     OSStatus fail(int reason);
 
