@@ -52,7 +52,7 @@ struct Sample<8> {
 };
 
 constexpr float fullScale16 = 1.0F / 32768;
-constexpr float fullScale32 = 1.0F / 2147483648;
+constexpr float fullScale32 = 1.0F / 2147483648.0F;
 
 struct Unsigned {
     static float toFloat(UInt32 bits) {
