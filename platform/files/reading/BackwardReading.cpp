@@ -15,7 +15,7 @@ UInt32 BackwardReading::read(SInt64 first, UInt32 frames, float* const* planes) 
     if (isStepBack && !holds(first, frames)) {
         fill(first + frames);
     }
-    if (!holds(first, frames)) {
+    if (!mFrames || !holds(first, frames)) {
         return mSource->read(first, frames, planes);
     }
     for (UInt32 channel = 0; channel < mFrames->channels(); ++channel) {
