@@ -30,7 +30,7 @@ LAYERS = [
     ("devices", classes("BRAQAudioDevice", "BRAQAudioHardware")),
     ("buffers", classes("BRAQAudioBufferQueue", "BRAQAudioBufferQueueGate", "BRAQAudioBuffer", "BRAQAudioBufferList",
                         "BRAQAudioStreamBasicDescription")),
-    ("objects", classes("BRAQDelegateEntry", "BRAQLiveObjects")),
+    ("objects", classes("BRAQDelegateEntry", "BRAQLiveObjects", "BRAQAtomicProperty", "BRAQReleasable", "BRAQBackgroundThread")),
     ("core", r"(include/BRAQAudio/)?core/.*"),
     ("errors", r"(include/BRAQAudio/)?errors/.*"),
     ("platform interface", r"platform/include/.*"),

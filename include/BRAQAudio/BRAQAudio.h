@@ -3,6 +3,7 @@
 /// @file
 /// The whole library: everything that an application includes.
 
+#include "BRAQAudio/BRAQAtomicProperty.h"
 #include "BRAQAudio/BRAQAudioBuffer.h"
 #include "BRAQAudio/BRAQAudioBufferList.h"
 #include "BRAQAudio/BRAQAudioBufferQueue.h"
@@ -11,10 +12,16 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 #include "BRAQAudio/BRAQAudioFileStreamer.h"
 #include "BRAQAudio/BRAQAudioFileWriter.h"
+#include "BRAQAudio/BRAQAudioGraph.h"
 #include "BRAQAudio/BRAQAudioHardware.h"
+#include "BRAQAudio/BRAQAudioInputMeter.h"
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
+#include "BRAQAudio/BRAQAudioUnit.h"
 #include "BRAQAudio/BRAQDelegateEntry.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
+#include "BRAQAudio/BRAQInputAudioUnit.h"
+#include "BRAQAudio/BRAQOutputAudioUnit.h"
+#include "BRAQAudio/BRAQReleasable.h"
 #include "BRAQAudio/core/BAtomicStack.h"
 #include "BRAQAudio/core/BAudioBuffer.h"
 #include "BRAQAudio/core/BAudioBufferQueueWorker.h"

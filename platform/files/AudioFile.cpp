@@ -1,6 +1,6 @@
 #include "BRAQAudio/platform/files.h"
 
-#include "platform/files/FileProperties.h"
+#include "platform/foundation/PropertyBytes.h"
 #include "platform/files/OpenAudioFile.h"
 
 #include <optional>

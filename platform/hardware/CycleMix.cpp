@@ -101,7 +101,7 @@ void braq::CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 fr
     const Stretch sum{cycle.output, std::min(mOutputChannels, cycle.outputChannels), offset, frames};
     Stretch target = sum;
     for (const MixedProcedure& procedure : mProcedures) {
-        IOSlice slice{frames, timeOf(cycle, offset), nullptr, nullptr};
+        IOSlice slice{frames, timeOf(cycle, offset), cycle.nominalRate, nullptr, nullptr};
         if (records(procedure.directions)) {
             slice.input = mInput.pointAt(cycle.input, cycle.inputChannels, offset, frames);
         }

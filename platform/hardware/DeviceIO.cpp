@@ -37,3 +37,5 @@ OSStatus braq::stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
 OSStatus braq::removeIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.remove(id); });
 }
+
+bool BRAQThreadIsInDeviceCycle() noexcept { return braq::DeviceProcedures::isOnIOThread(); }

@@ -15,6 +15,7 @@ struct IOSlice {
     /// Sample time, host time and rate scalar of the first frame. The device's latencies say how far from it capturing and
     /// playing lie.
     AudioTimeStamp time;
+    Float64 nominalRate;          ///< of the device in this cycle, frames a second
     const AudioBufferList* input; ///< a buffer for each record channel; null for a procedure that does not record
     AudioBufferList* output;      ///< a buffer for each playback channel, silent; null for one that does not play
 };

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/types.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace braq {
@@ -18,6 +19,8 @@ class ChannelMatrix {
     ChannelMatrix(UInt32 inputs, UInt32 outputs);
 
     bool isIdentity() const { return mIsIdentity; }
+    /// Of one input in one output, unless it is the identity.
+    float gain(UInt32 input, UInt32 output) const { return mGains[std::size_t{output} * mInputs + input]; }
     /// @param from one plane an input
     /// @param to one plane an output, none of them an input
     void mix(const float* const* from, float* const* to, UInt32 frames) const;

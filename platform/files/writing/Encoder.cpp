@@ -13,7 +13,7 @@ namespace {
 void setBitRate(UInt32 bitRate, AVCodecContext& context) {
     constexpr std::int64_t lowest = 1000; // not far below the encoder gives up
     const std::int64_t channels = context.ch_layout.nb_channels;
-    const std::int64_t highest = 6 * context.sample_rate * channels; // a frame of AAC can have no more
+    const std::int64_t highest = std::int64_t{6} * context.sample_rate * channels; // a frame of AAC can have no more
     context.bit_rate = std::clamp<std::int64_t>(bitRate, lowest, highest);
     // At such rates and above, the simple search for quantisers comes 3 to 7 dB nearer to music than the other one, and
     // far nearer to a tone.

@@ -201,7 +201,7 @@ void expectDeliversTheSameFramesAfterASeekAsInOneGo(const Kind& kind) {
     ReadFile file(pathOf(kind));
     const SInt64 length = file.length();
     const auto table = file.reader().packetTable().value_or(AudioFilePacketTableInfo{});
-    std::mt19937 random(kind.file[0]);
+    std::mt19937 random(static_cast<unsigned char>(kind.file[0]));
     const auto below = [&](SInt64 end) { return std::uniform_int_distribution<SInt64>(0, end - 1)(random); };
     std::vector<SInt64> places{0, 1, length - 1, length / 2, 0, length, length + 100};
     for (int i = 0; i < 30; ++i) {

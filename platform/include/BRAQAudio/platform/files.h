@@ -99,7 +99,6 @@ struct AudioQueueBuffer {
     UInt32 mAudioDataByteSize;
 };
 
-constexpr OSStatus kAudio_ParamError = -50;
 constexpr OSStatus kAudioFileUnspecifiedError = static_cast<OSStatus>(BRAQFourCharCode("wht?"));
 constexpr OSStatus kAudioFileUnsupportedFileTypeError = static_cast<OSStatus>(BRAQFourCharCode("typ?"));
 constexpr OSStatus kAudioFileUnsupportedDataFormatError = static_cast<OSStatus>(BRAQFourCharCode("fmt?"));

@@ -89,6 +89,10 @@ using AudioObjectPropertyListenerProc = OSStatus (*)(AudioObjectID object, UInt3
 
 extern "C" {
 
+/// Whether the calling thread is in the middle of a device cycle, where nothing may wait or be let go.
+/// @realtime Any thread.
+bool BRAQThreadIsInDeviceCycle() noexcept;
+
 // All of these may be called on any thread but an I/O thread. Ids are not used again within a process; that of an object
 // which is gone answers `kAudioHardwareBadObjectError`.
 

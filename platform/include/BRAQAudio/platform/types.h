@@ -19,6 +19,9 @@ using Float64 = double;
 /// Result of a platform call; 0 is success.
 using OSStatus = SInt32;
 
+/// An argument that makes no sense, of whatever call.
+constexpr OSStatus kAudio_ParamError = -50;
+
 /// Handle of a platform hardware object; 0 is no object.
 using AudioObjectID = UInt32;
 using AudioDeviceID = AudioObjectID;

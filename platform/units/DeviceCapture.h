@@ -1,0 +1,63 @@
+#pragma once
+
+#include "BRAQAudio/platform/units.h"
+#include "platform/hardware/DeviceIO.h"
+#include "platform/units/CaptureConverter.h"
+#include "platform/units/ChannelRouting.h"
+#include "platform/units/DeviceFacts.h"
+#include "platform/units/FormatBuffers.h"
+
+#include <atomic>
+#include <optional>
+#include <vector>
+
+namespace braq {
+
+/// What a running device unit records: routes, converts to the client's rate, and calls back for each slice, from inside which
+/// the slice is fetched. Made on control threads for a device as it is; used by the device's I/O thread.
+class DeviceCapture {
+  public:
+    /// @param sliceFrames largest slice to call back for
+    DeviceCapture(const AURenderCallbackStruct& callback, const AudioStreamBasicDescription& format,
+                  ChannelRouting routing, const DeviceFacts& device, UInt32 sliceFrames, bool startsAtZero);
+    DeviceCapture(const DeviceCapture&) = delete;
+    DeviceCapture& operator=(const DeviceCapture&) = delete;
+
+    /// Hands over the slice. Nothing while the device has another rate than it was made for. Throws what the callback throws.
+    /// @param lastError takes what the callback returns other than 0
+    /// @realtime The device's I/O thread.
+    void capture(const IOSlice& slice, std::atomic<OSStatus>& lastError);
+
+    /// As `AudioUnitRender`. @realtime
+    OSStatus fetch(UInt32 frames, AudioBufferList* list) noexcept;
+
+    /// Begins anew. Control thread, while the device does not call.
+    void reset();
+
+  private:
+    bool collect(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
+    void deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError);
+
+    const AURenderCallbackStruct mCallback;
+    const UInt32 mChannels;
+    const Float64 mSampleRate;
+    const ChannelRouting mRouting;
+    const Float64 mDeviceRate;
+    const UInt32 mSliceFrames;
+    const bool mStartsAtZero;
+
+    // I/O thread
+    std::optional<CaptureConverter> mConverter; // if the rates differ
+    FormatBuffers mBuffers;
+    std::vector<const float*> mDevicePlanes; // of the slice
+    std::vector<float> mRouted;
+    std::vector<float*> mRoutedPlanes; // into mRouted
+    std::vector<float> mConverted;
+    std::vector<float*> mConvertedPlanes; // into mConverted
+    std::vector<const float*> mCurrent;   // what is being called back for
+    UInt32 mCurrentFrames = 0;            // 0: nothing is
+    AudioTimeStamp mTime{};               // of the next slice
+    bool mHasTime = false;
+};
+
+} // namespace braq

@@ -1,0 +1,151 @@
+#include "platform/units/DevicePlayback.h"
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+namespace braq {
+namespace {
+
+void silence(float* const* planes, UInt32 channels, UInt32 from, UInt32 to) noexcept {
+    for (UInt32 channel = 0; channel < channels; ++channel) {
+        std::fill(planes[channel] + from, planes[channel] + to, 0.0F);
+    }
+}
+
+} // namespace
+
+DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 sampleRate, UInt32 channels,
+                               ChannelRouting routing, const DeviceFacts& device, UInt32 sliceFrames, bool startsAtZero)
+    : mSource(std::move(source)),
+      mSampleRate(sampleRate),
+      mChannels(channels),
+      mRouting(std::move(routing)),
+      mDeviceRate(device.sampleRate),
+      mSliceFrames(sliceFrames),
+      mPullFrames(mSource != nullptr ? std::min(sliceFrames, mSource->sliceLimit()) : sliceFrames),
+      mStartsAtZero(startsAtZero),
+      mPlanes(channels),
+      mPartPlanes(channels),
+      mDevicePlanes(device.playbackChannels) {
+    if (mSampleRate != mDeviceRate) {
+        mConverter.emplace(mChannels, mSampleRate / mDeviceRate, mPullFrames, mDeviceRate);
+    }
+    if (!mRouting.isDirect()) {
+        mSamples.resize(std::size_t{sliceFrames} * channels);
+        for (UInt32 channel = 0; channel < channels; ++channel) {
+            mPlanes[channel] = mSamples.data() + std::size_t{channel} * sliceFrames;
+        }
+    }
+}
+
+void DevicePlayback::render(const IOSlice& slice, float volume) {
+    const UInt32 entered = mSlices.fetch_add(1) + 1;
+    mAsking = mIsAsking.load() ? Asking::procedures : Asking::nobody;
+    if (slice.nominalRate == mDeviceRate && slice.output->mNumberBuffers == mDevicePlanes.size()) {
+        if (!mHasTime) {
+            mTime = slice.time;
+            mTime.mSampleTime = mStartsAtZero ? 0.0 : slice.time.mSampleTime * mSampleRate / mDeviceRate;
+            mHasTime = true;
+        }
+        for (UInt32 offset = 0, frames = 0; offset < slice.frames; offset += frames) {
+            frames = std::min(mSliceFrames, slice.frames - offset);
+            renderPart(slice, offset, frames);
+        }
+        if (!mHasVolume) {
+            mVolume = VolumeRamp(volume);
+            mHasVolume = true;
+        }
+        mVolume.apply(*slice.output, slice.frames, volume, mDeviceRate);
+    }
+    mHolds.store(holdsFrames(), std::memory_order_relaxed);
+    mSlices.store(entered + 1, std::memory_order_release);
+    if (mSource != nullptr) {
+        if (const auto thrown = mSource->takeThrown()) {
+            std::rethrow_exception(thrown);
+        }
+    }
+}
+
+void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept {
+    constexpr Float64 nanosecondsPerSecond = 1e9;
+    mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
+    mTime.mRateScalar = slice.time.mRateScalar;
+    for (UInt32 channel = 0; channel < mDevicePlanes.size(); ++channel) {
+        auto* samples = static_cast<float*>(slice.output->mBuffers[channel].mData);
+        if (samples == nullptr) {
+            return; // the device has fewer channels than it said: it is about to say so
+        }
+        mDevicePlanes[channel] = samples + offset;
+    }
+    float* const* planes = mRouting.isDirect() ? mDevicePlanes.data() : mPlanes.data();
+    if (mConverter) {
+        convert(planes, frames);
+    } else {
+        for (UInt32 done = 0, part = 0; done < frames; done += part) {
+            part = std::min(mPullFrames, frames - done);
+            for (UInt32 channel = 0; channel < mChannels; ++channel) {
+                mPartPlanes[channel] = planes[channel] + done;
+            }
+            pull(part, mPartPlanes.data());
+        }
+    }
+    if (!mRouting.isDirect()) {
+        mRouting.route(mPlanes.data(), mDevicePlanes.data(), frames);
+    }
+}
+
+void DevicePlayback::convert(float* const* planes, UInt32 frames) noexcept {
+    const Float64 ratio = mSampleRate / mDeviceRate;
+    if (mAsking == Asking::procedures || !mSourceIsUsedUp) {
+        mConverter->render(frames, planes, ratio, pullInput, this);
+        return;
+    }
+    silence(planes, mChannels, mConverter->drain(frames, planes, ratio), frames);
+}
+
+void DevicePlayback::pullInput(void* self, UInt32 frames, float* const* planes) noexcept {
+    static_cast<DevicePlayback*>(self)->pull(frames, planes);
+}
+
+void DevicePlayback::pull(UInt32 frames, float* const* planes) noexcept {
+    if (mSource == nullptr) {
+        silence(planes, mChannels, 0, frames);
+        mSourceIsUsedUp = true;
+        return;
+    }
+    const UInt32 delivered = mSource->pull(frames, planes, mTime, mAsking);
+    mSourceIsUsedUp = mAsking == Asking::nobody && (mSourceIsUsedUp || delivered < frames);
+    mTime.mSampleTime += frames;
+}
+
+bool DevicePlayback::holdsFrames() const noexcept {
+    return (mConverter && mConverter->heldFrames() > 0.0) || (mSource != nullptr && mSource->holdsFrames());
+}
+
+// The I/O thread says that it is in a slice and then looks whether to ask; here it is told and then looked whether it is
+// in one. Both are in one total order, so that a slice which is not seen here asks nobody.
+void DevicePlayback::endCallbacks() noexcept {
+    constexpr std::chrono::microseconds pause{20};
+    mIsAsking.store(false);
+    const UInt32 slice = mSlices.load();
+    while (slice % 2 != 0 && slices() == slice) {
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+void DevicePlayback::reset() noexcept {
+    if (mConverter) {
+        mConverter->reset();
+    }
+    if (mSource != nullptr) {
+        mSource->reset();
+    }
+    mHasVolume = false;
+    mHasTime = false;
+    mSourceIsUsedUp = false;
+    mHolds.store(false, std::memory_order_relaxed);
+    mIsAsking.store(true, std::memory_order_relaxed);
+}
+
+} // namespace braq

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/hardware/DeviceIO.h"
+#include "platform/units/ChannelRouting.h"
+#include "platform/units/DeviceFacts.h"
+#include "platform/units/FrameSource.h"
+#include "platform/units/VolumeRamp.h"
+#include "platform/units/resampling/VariableRateConverter.h"
+
+#include <atomic>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace braq {
+
+/// What a running device unit plays: pulls, converts to the device's rate, routes, sets the volume. Made on control
+/// threads for a device as it is; used by the device's I/O thread.
+class DevicePlayback {
+  public:
+    /// @param source null: silence
+    /// @param sliceFrames that are rendered at once at most
+    DevicePlayback(std::shared_ptr<FrameSource> source, Float64 sampleRate, UInt32 channels, ChannelRouting routing,
+                   const DeviceFacts& device, UInt32 sliceFrames, bool startsAtZero);
+    DevicePlayback(const DevicePlayback&) = delete;
+    DevicePlayback& operator=(const DevicePlayback&) = delete;
+
+    /// Silence while the device has another rate than it was made for. Throws what a callback has thrown.
+    /// @realtime The device's I/O thread.
+    void render(const IOSlice& slice, float volume);
+
+    /// Has no callback called from the next slice on; the current one, if there is one, is waited for. Control thread.
+    void endCallbacks() noexcept;
+    /// Whether everything that was pulled is rendered, as far as the last slice knew. Control thread, after `endCallbacks`.
+    bool isUsedUp() const noexcept { return !mHolds.load(std::memory_order_acquire); }
+    /// Odd during a slice; moves as long as the device runs. Control thread.
+    UInt32 slices() const noexcept { return mSlices.load(std::memory_order_acquire); }
+
+    /// Begins anew. Control thread, while the device does not call.
+    void reset() noexcept;
+
+  private:
+    static void pullInput(void* self, UInt32 frames, float* const* planes) noexcept;
+
+    void renderPart(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
+    void convert(float* const* planes, UInt32 frames) noexcept;
+    void pull(UInt32 frames, float* const* planes) noexcept;
+    bool holdsFrames() const noexcept;
+
+    const std::shared_ptr<FrameSource> mSource;
+    const Float64 mSampleRate;
+    const UInt32 mChannels;
+    const ChannelRouting mRouting;
+    const Float64 mDeviceRate;
+    const UInt32 mSliceFrames;
+    const UInt32 mPullFrames; // most of one pull
+    const bool mStartsAtZero;
+
+    std::atomic<UInt32> mSlices{0};    // odd during a slice; written by the I/O thread
+    std::atomic<bool> mIsAsking{true}; // written by control threads
+    std::atomic<bool> mHolds{false};   // written by the I/O thread
+
+    // I/O thread
+    std::optional<VariableRateConverter> mConverter; // if the rates differ
+    VolumeRamp mVolume{1.0F};
+    bool mHasVolume = false;           // the first one is no change
+    std::vector<float> mSamples;       // where frames are routed from
+    std::vector<float*> mPlanes;       // into mSamples
+    std::vector<float*> mPartPlanes;   // what of either is pulled
+    std::vector<float*> mDevicePlanes; // of the slice
+    AudioTimeStamp mTime{};            // of the next frame to be pulled
+    bool mHasTime = false;
+    Asking mAsking = Asking::procedures;
+    bool mSourceIsUsedUp = false; // since nobody is asked
+};
+
+} // namespace braq

@@ -1,0 +1,276 @@
+#include "platform/units/DeviceUnit.h"
+
+#include "platform/hardware/DeviceProcedures.h"
+#include "platform/hardware/Hardware.h"
+#include "platform/units/StreamFormat.h"
+#include "platform/units/UnitTable.h"
+
+#include <chrono>
+#include <cmath>
+#include <span>
+#include <thread>
+#include <utility>
+
+namespace braq {
+namespace {
+
+constexpr AudioUnitElement playbackElement = 0;
+constexpr AudioUnitElement recordElement = 1;
+constexpr AudioObjectPropertyAddress anyProperty{
+    kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard, kAudioObjectPropertyElementWildcard};
+
+IODirections directions(bool plays, bool records) {
+    if (plays && records) {
+        return IODirections::both;
+    }
+    return plays ? IODirections::playback : IODirections::record;
+}
+
+} // namespace
+
+DeviceUnit::DeviceUnit() : mSides{}, mSliceLimit(0) {
+    constexpr Float64 usualSampleRate = 44100.0;
+    for (Side& side : mSides) {
+        side = {false, planarFloatFormat(usualSampleRate, 2), std::nullopt};
+    }
+    mSides[playbackElement].isEnabled = true;
+    rememberDevice();
+}
+
+DeviceUnit::~DeviceUnit() = default;
+
+OSStatus DeviceUnit::initialize() {
+    const std::lock_guard lock(mControl);
+    if (mIsInitialized) {
+        return 0;
+    }
+    const bool plays = mSides[playbackElement].isEnabled;
+    const bool records = mSides[recordElement].isEnabled;
+    const auto facts = findDeviceFacts(mDevice, records);
+    if (!facts || (!plays && !records)) {
+        return kAudioUnitErr_FailedInitialization;
+    }
+    mFacts = *facts;
+    if (const OSStatus status = prepare()) {
+        return status;
+    }
+    if (const OSStatus status = addIOProcedure(mFacts.id, directions(plays, records), ioProcedure, this, &mProcedure)) {
+        return status;
+    }
+    AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, reference());
+    mIsInitialized = true;
+    return 0;
+}
+
+OSStatus DeviceUnit::uninitialize() {
+    {
+        const std::lock_guard lock(mControl);
+        if (mIsInitialized) {
+            stopRunning();
+            removeIOProcedure(mFacts.id, mProcedure);
+            mPlayback.reset();
+            mCapture.reset();
+            mIsInitialized = false;
+        }
+    }
+    // Without the lock, which the listeners that are waited for may want.
+    AudioObjectRemovePropertyListener(mFacts.id, &anyProperty, deviceListener, reference());
+    listeners().endRound();
+    return 0;
+}
+
+OSStatus DeviceUnit::prepare() {
+    mPlayback.reset();
+    mCapture.reset();
+    if (mSides[playbackElement].isEnabled) {
+        if (const OSStatus status = makePlayback(mFacts)) {
+            return status;
+        }
+    }
+    return mSides[recordElement].isEnabled ? makeCapture(mFacts) : 0;
+}
+
+OSStatus DeviceUnit::makePlayback(const DeviceFacts& facts) {
+    if (facts.playbackChannels == 0) {
+        return kAudioUnitErr_FailedInitialization;
+    }
+    const Side& side = mSides[playbackElement];
+    OSStatus status = 0;
+    auto source = mSource.make(side.client, mSliceLimit, lastRenderError(), status);
+    if (status != 0) {
+        return status;
+    }
+    const UInt32 channels = side.client.mChannelsPerFrame;
+    auto routing = side.channelMap ? ChannelRouting::forPlayback(*side.channelMap, channels, facts.playbackChannels)
+                                   : ChannelRouting::forPlayback(channels, facts.playbackChannels, facts.stereo);
+    mPlayback = std::make_unique<DevicePlayback>(std::move(source), side.client.mSampleRate, channels,
+                                                 std::move(routing), facts, mSliceLimit, mStartsAtZero);
+    return 0;
+}
+
+OSStatus DeviceUnit::makeCapture(const DeviceFacts& facts) {
+    if (facts.recordChannels == 0) {
+        return kAudioUnitErr_FailedInitialization;
+    }
+    const Side& side = mSides[recordElement];
+    if (mInputCallback.inputProc != nullptr) {
+        mCapture = std::make_unique<DeviceCapture>(
+            mInputCallback, side.client,
+            ChannelRouting::forRecording(side.client.mChannelsPerFrame, facts.recordChannels, side.channelMap), facts,
+            mSliceLimit, mStartsAtZero);
+    }
+    return 0;
+}
+
+OSStatus DeviceUnit::start() {
+    const std::lock_guard lock(mControl);
+    if (!mIsInitialized) {
+        return kAudioUnitErr_Uninitialized;
+    }
+    if (mRuns) {
+        return 0;
+    }
+    if (mPlayback) {
+        mPlayback->reset();
+    }
+    if (mCapture) {
+        mCapture->reset();
+    }
+    if (const OSStatus status = startIOProcedure(mFacts.id, mProcedure)) {
+        return status;
+    }
+    mRuns = true;
+    setRunning(true);
+    return 0;
+}
+
+OSStatus DeviceUnit::stop() {
+    const std::lock_guard lock(mControl);
+    if (!mIsInitialized) {
+        return kAudioUnitErr_Uninitialized;
+    }
+    stopRunning();
+    return 0;
+}
+
+void DeviceUnit::stopRunning() {
+    if (!mRuns) {
+        return;
+    }
+    waitUntilHeard();
+    stopIOProcedure(mFacts.id, mProcedure);
+    mRuns = false;
+    setRunning(false);
+}
+
+void DeviceUnit::waitUntilHeard() const {
+    using Clock = std::chrono::steady_clock;
+    if (mPlayback == nullptr) {
+        return;
+    }
+    // As for the end of a cycle, it is looked again and again: the I/O thread spends no system call on saying so. A device
+    // that stands still, or is stepped by this very thread, is given up.
+    constexpr std::chrono::microseconds pause{500};
+    constexpr Float64 cycles = 3.0;
+    constexpr std::chrono::duration<Float64> moment{0.1};
+    const auto patience = moment + std::chrono::duration<Float64>(cycles * mFacts.bufferFrames / mFacts.sampleRate);
+    mPlayback->endCallbacks();
+    auto moved = Clock::now();
+    for (UInt32 slices = mPlayback->slices(); !mPlayback->isUsedUp() && Clock::now() - moved < patience;) {
+        std::this_thread::sleep_for(pause);
+        if (mPlayback->slices() != slices) {
+            slices = mPlayback->slices();
+            moved = Clock::now();
+        }
+    }
+}
+
+// What a listener hears of is what has changed then, even if it has changed back by the time it is told.
+void DeviceUnit::setRunning(bool isRunning) {
+    mIsRunning.store(isRunning, std::memory_order_release);
+    const auto self = std::static_pointer_cast<DeviceUnit>(shared_from_this());
+    Hardware::instance().notifications().run([weak = std::weak_ptr(self), isRunning, round = listeners().round()] {
+        if (const auto unit = weak.lock()) {
+            unit->deliverRunning(isRunning, round);
+        }
+    });
+}
+
+void DeviceUnit::deviceChanged() {
+    const std::lock_guard lock(mControl);
+    if (!mIsInitialized) {
+        return;
+    }
+    const auto facts = findDeviceFacts(mFacts.id, false);
+    if (!facts) { // it is gone, and has stopped its procedures
+        if (std::exchange(mRuns, false)) {
+            setRunning(false);
+        }
+        return;
+    }
+    DeviceFacts same = *facts;
+    same.bufferFrames = mFacts.bufferFrames; // cycles of any size are cut to slices
+    if (same == mFacts) {
+        return;
+    }
+    const bool ran = mRuns;
+    stopIOProcedure(mFacts.id, mProcedure);
+    mFacts = *facts;
+    const bool goesOn = prepare() == 0 && (!ran || startIOProcedure(mFacts.id, mProcedure) == 0);
+    if (ran && !goesOn) {
+        mRuns = false;
+        setRunning(false);
+    }
+}
+
+OSStatus DeviceUnit::deviceListener(AudioObjectID /*device*/, UInt32 /*count*/,
+                                    const AudioObjectPropertyAddress* /*addresses*/, void* reference) {
+    if (const auto unit = UnitTable::instance().find(static_cast<AudioUnit>(reference))) {
+        static_cast<DeviceUnit&>(*unit).deviceChanged();
+    }
+    return 0;
+}
+
+void DeviceUnit::ioProcedure(void* unit, const IOSlice& slice) {
+    auto& self = *static_cast<DeviceUnit*>(unit);
+    if (self.mCapture != nullptr) {
+        self.mCapture->capture(slice, self.lastRenderError());
+    }
+    if (self.mPlayback != nullptr) {
+        self.mPlayback->render(slice, self.mVolume.load(std::memory_order_relaxed));
+    }
+}
+
+OSStatus DeviceUnit::render(const AudioTimeStamp& /*time*/, AudioUnitElement element, UInt32 frames,
+                            AudioBufferList* list) noexcept {
+    if (element != recordElement) {
+        return kAudioUnitErr_InvalidElement;
+    }
+    if (!DeviceProcedures::isOnIOThread()) {
+        return kAudioUnitErr_CannotDoInCurrentContext;
+    }
+    return mCapture != nullptr ? mCapture->fetch(frames, list) : kAudioUnitErr_Uninitialized;
+}
+
+OSStatus DeviceUnit::parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,
+                               AudioUnitParameterValue* value) const noexcept {
+    const OSStatus status = checkParameter(parameter, kHALOutputParam_Volume, scope, element);
+    if (status == 0) {
+        *value = mVolume.load(std::memory_order_relaxed);
+    }
+    return status;
+}
+
+OSStatus DeviceUnit::setParameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,
+                                  AudioUnitParameterValue value) noexcept {
+    if (const OSStatus status = checkParameter(parameter, kHALOutputParam_Volume, scope, element)) {
+        return status;
+    }
+    if (!(value >= 0.0F) || !std::isfinite(value)) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    mVolume.store(value, std::memory_order_relaxed);
+    return 0;
+}
+
+} // namespace braq

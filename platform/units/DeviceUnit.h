@@ -1,0 +1,86 @@
+#pragma once
+
+#include "platform/units/DeviceCapture.h"
+#include "platform/units/DevicePlayback.h"
+#include "platform/units/SourceSettings.h"
+#include "platform/units/Unit.h"
+
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace braq {
+
+/// Plays on a device, records from it, or both. It is an I/O procedure of the device from initialising on, and stays so when
+/// the device changes.
+class DeviceUnit final : public Unit {
+  public:
+    DeviceUnit();
+    ~DeviceUnit() override;
+
+    OSStatus initialize() override;
+    OSStatus uninitialize() override;
+    OSStatus property(const UnitPropertyAddress& address, void* data, UInt32* size) override;
+    OSStatus setProperty(const UnitPropertyAddress& address, const void* data, UInt32 size) override;
+    OSStatus parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,
+                       AudioUnitParameterValue* value) const noexcept override;
+    OSStatus setParameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,
+                          AudioUnitParameterValue value) noexcept override;
+    OSStatus render(const AudioTimeStamp& time, AudioUnitElement element, UInt32 frames,
+                    AudioBufferList* list) noexcept override;
+    OSStatus start() override;
+    OSStatus stop() override;
+    bool isOutputUnit() const noexcept override { return true; }
+
+  private:
+    /// One direction, as it was asked for. Elements: 0 is what is played, 1 what is recorded.
+    struct Side {
+        bool isEnabled;
+        AudioStreamBasicDescription client;
+        std::optional<std::vector<SInt32>> channelMap;
+    };
+
+    // Under the control lock.
+    OSStatus prepare();
+    OSStatus makePlayback(const DeviceFacts& facts);
+    OSStatus makeCapture(const DeviceFacts& facts);
+    void stopRunning();
+    void waitUntilHeard() const;
+    void setRunning(bool isRunning);
+    void rememberDevice();
+    UInt32 deviceChannels(AudioUnitElement element) const;
+    OSStatus setDevice(const void* data, UInt32 size);
+    OSStatus setStreamFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
+    OSStatus setEnabled(const UnitPropertyAddress& address, const void* data, UInt32 size);
+    OSStatus setChannelMap(const UnitPropertyAddress& address, const void* data, UInt32 size);
+    OSStatus setSliceLimit(const void* data, UInt32 size);
+    OSStatus channelMap(const UnitPropertyAddress& address, void* data, UInt32* size) const;
+    std::optional<AudioStreamBasicDescription> format(const UnitPropertyAddress& address) const;
+
+    void deliverRunning(bool isRunning, UInt64 round);
+    void deviceChanged();
+    static OSStatus deviceListener(AudioObjectID device, UInt32 count, const AudioObjectPropertyAddress* addresses,
+                                   void* reference);
+    static void ioProcedure(void* unit, const IOSlice& slice);
+
+    std::mutex mControl;                         // control threads; never taken by an I/O thread
+    Side mSides[2];                              // by element
+    AudioDeviceID mDevice = kAudioObjectUnknown; // as it was asked for
+    std::optional<DeviceFacts> mKnownDevice;     // when it was asked for
+    UInt32 mSliceLimit;                          // frames
+    SourceSettings mSource;
+    AURenderCallbackStruct mInputCallback{};
+    bool mStartsAtZero = false;
+
+    bool mIsInitialized = false;
+    DeviceFacts mFacts;                        // while initialised: of the device that it was made ready for
+    IOProcedureID mProcedure = 0;              // while initialised
+    std::unique_ptr<DevicePlayback> mPlayback; // replaced only while the procedure is not called
+    std::unique_ptr<DeviceCapture> mCapture;   // the same
+    bool mRuns = false;                        // its procedure is called
+
+    std::atomic<bool> mIsRunning{false}; // any thread
+    std::atomic<float> mVolume{1.0F};    // any thread
+};
+
+} // namespace braq

@@ -1,0 +1,274 @@
+#include "platform/foundation/PropertyBytes.h"
+#include "platform/units/DeviceUnit.h"
+#include "platform/units/StreamFormat.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace braq {
+namespace {
+
+constexpr OSStatus wrongSize = kAudioUnitErr_InvalidPropertyValue;
+constexpr UInt32 usualSliceLimit = 512; // without a device
+constexpr UInt32 largestSliceLimit = 1U << 20;
+
+// Inside a listener the property reads as the change that the listener is told of has left it.
+struct NotifiedValue {
+    const Unit* unit = nullptr;
+    bool isRunning = false;
+};
+thread_local NotifiedValue notified;
+
+/// Input 0 and output 1 are what the unit's user deals in; the other two are the device.
+bool isClientSide(const UnitPropertyAddress& address) {
+    return (address.scope == kAudioUnitScope_Input) == (address.element == 0);
+}
+
+OSStatus checkSideAddress(const UnitPropertyAddress& address) {
+    if (address.scope != kAudioUnitScope_Input && address.scope != kAudioUnitScope_Output) {
+        return kAudioUnitErr_InvalidScope;
+    }
+    return address.element <= 1 ? 0 : kAudioUnitErr_InvalidElement;
+}
+
+/// Whether it names one of the directions as a whole: output 0 or input 1.
+OSStatus checkDirectionAddress(const UnitPropertyAddress& address) {
+    const OSStatus status = checkSideAddress(address);
+    return status != 0 ? status : isClientSide(address) ? kAudioUnitErr_InvalidElement : 0;
+}
+
+OSStatus checkGlobalAddress(const UnitPropertyAddress& address) {
+    if (address.scope != kAudioUnitScope_Global) {
+        return kAudioUnitErr_InvalidScope;
+    }
+    return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
+}
+
+/// Which of the checks goes with a property; nothing for an unknown property.
+std::optional<OSStatus> checkAddress(const UnitPropertyAddress& address) {
+    switch (address.property) {
+    case kAudioUnitProperty_StreamFormat:
+    case kAudioUnitProperty_SampleRate: return checkSideAddress(address);
+    case kAudioOutputUnitProperty_EnableIO:
+    case kAudioOutputUnitProperty_HasIO:
+    case kAudioOutputUnitProperty_ChannelMap: return checkDirectionAddress(address);
+    case kAudioUnitProperty_SetRenderCallback:
+    case kAudioUnitProperty_MakeConnection:
+        if (address.scope != kAudioUnitScope_Input) {
+            return kAudioUnitErr_InvalidScope;
+        }
+        return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
+    case kAudioUnitProperty_ElementCount: return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
+    case kAudioUnitProperty_Latency:
+    case kAudioUnitProperty_MaximumFramesPerSlice:
+    case kAudioUnitProperty_LastRenderError:
+    case kAudioOutputUnitProperty_CurrentDevice:
+    case kAudioOutputUnitProperty_IsRunning:
+    case kAudioOutputUnitProperty_SetInputCallback:
+    case kAudioOutputUnitProperty_StartTimestampsAtZero:
+    case kAudioDevicePropertyBufferFrameSize: return checkGlobalAddress(address);
+    default: return std::nullopt;
+    }
+}
+
+} // namespace
+
+void DeviceUnit::deliverRunning(bool isRunning, UInt64 round) {
+    const NotifiedValue outer = notified;
+    notified = {this, isRunning};
+    listeners().deliver(round, reference(), kAudioOutputUnitProperty_IsRunning);
+    notified = outer;
+}
+
+void DeviceUnit::rememberDevice() {
+    mKnownDevice = findDeviceFacts(mDevice, mSides[1].isEnabled);
+    mSliceLimit = mKnownDevice && mKnownDevice->bufferFrames != 0 ? mKnownDevice->bufferFrames : usualSliceLimit;
+}
+
+UInt32 DeviceUnit::deviceChannels(AudioUnitElement element) const {
+    if (!mKnownDevice) {
+        return 0;
+    }
+    return element == 0 ? mKnownDevice->playbackChannels : mKnownDevice->recordChannels;
+}
+
+std::optional<AudioStreamBasicDescription> DeviceUnit::format(const UnitPropertyAddress& address) const {
+    if (isClientSide(address)) {
+        return mSides[address.element].client;
+    }
+    const auto facts = findDeviceFacts(mIsInitialized ? mFacts.id : mDevice, mSides[1].isEnabled);
+    if (!facts) {
+        return std::nullopt;
+    }
+    return planarFloatFormat(facts->sampleRate, address.element == 0 ? facts->playbackChannels : facts->recordChannels);
+}
+
+OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UInt32* size) {
+    if (const OSStatus status = checkAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
+        return status;
+    }
+    // Not under the lock: stopping holds it until the last frame is heard.
+    if (address.property == kAudioOutputUnitProperty_IsRunning) {
+        const bool isRunning = notified.unit == this ? notified.isRunning : mIsRunning.load(std::memory_order_acquire);
+        return answer(UInt32{isRunning}, size, data, wrongSize);
+    }
+    const std::lock_guard lock(mControl);
+    switch (address.property) {
+    case kAudioUnitProperty_StreamFormat:
+    case kAudioUnitProperty_SampleRate: {
+        const auto known = format(address);
+        if (!known) {
+            return kAudioUnitErr_PropertyNotInUse;
+        }
+        return address.property == kAudioUnitProperty_StreamFormat ? answer(*known, size, data, wrongSize)
+                                                                   : answer(known->mSampleRate, size, data, wrongSize);
+    }
+    case kAudioOutputUnitProperty_EnableIO:
+        return answer(UInt32{mSides[address.element].isEnabled}, size, data, wrongSize);
+    case kAudioOutputUnitProperty_HasIO:
+        return answer(UInt32{deviceChannels(address.element) != 0}, size, data, wrongSize);
+    case kAudioOutputUnitProperty_ChannelMap: return channelMap(address, data, size);
+    case kAudioUnitProperty_SetRenderCallback: return answer(mSource.callback(), size, data, wrongSize);
+    case kAudioOutputUnitProperty_SetInputCallback: return answer(mInputCallback, size, data, wrongSize);
+    case kAudioUnitProperty_ElementCount: {
+        constexpr UInt32 directions = 2;
+        return answer(address.scope == kAudioUnitScope_Global ? UInt32{1} : directions, size, data, wrongSize);
+    }
+    // What the converters look ahead is pulled ahead.
+    case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongSize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
+    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
+    case kAudioOutputUnitProperty_StartTimestampsAtZero: return answer(UInt32{mStartsAtZero}, size, data, wrongSize);
+    case kAudioOutputUnitProperty_CurrentDevice: {
+        const AudioDeviceID known = mKnownDevice ? mKnownDevice->id : kAudioObjectUnknown;
+        return answer(mIsInitialized                   ? mFacts.id
+                      : mDevice != kAudioObjectUnknown ? mDevice
+                                                       : known,
+                      size, data, wrongSize);
+    }
+    case kAudioDevicePropertyBufferFrameSize: return answer(mSliceLimit, size, data, wrongSize);
+    default: return kAudioUnitErr_InvalidProperty;
+    }
+}
+
+OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    if (const OSStatus status = checkAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
+        return status;
+    }
+    const std::lock_guard lock(mControl);
+    switch (address.property) {
+    case kAudioOutputUnitProperty_IsRunning:
+    case kAudioOutputUnitProperty_HasIO:
+    case kAudioUnitProperty_ElementCount:
+    case kAudioUnitProperty_Latency:
+    case kAudioUnitProperty_LastRenderError:
+    case kAudioDevicePropertyBufferFrameSize: return kAudioUnitErr_PropertyNotWritable;
+    default: break;
+    }
+    if (mIsInitialized) {
+        return mRuns ? kAudioUnitErr_CannotDoInCurrentContext : kAudioUnitErr_Initialized;
+    }
+    switch (address.property) {
+    case kAudioUnitProperty_StreamFormat:
+    case kAudioUnitProperty_SampleRate: return setStreamFormat(address, data, size);
+    case kAudioOutputUnitProperty_EnableIO: return setEnabled(address, data, size);
+    case kAudioOutputUnitProperty_ChannelMap: return setChannelMap(address, data, size);
+    case kAudioUnitProperty_SetRenderCallback: return mSource.setCallback(data, size);
+    case kAudioUnitProperty_MakeConnection: return mSource.setConnection(data, size, *this);
+    case kAudioOutputUnitProperty_SetInputCallback: return take(mInputCallback, size, data, wrongSize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return setSliceLimit(data, size);
+    case kAudioOutputUnitProperty_CurrentDevice: return setDevice(data, size);
+    case kAudioOutputUnitProperty_StartTimestampsAtZero: {
+        UInt32 value = 0;
+        const OSStatus status = take(value, size, data, wrongSize);
+        mStartsAtZero = status == 0 ? value != 0 : mStartsAtZero;
+        return status;
+    }
+    default: return kAudioUnitErr_InvalidProperty;
+    }
+}
+
+OSStatus DeviceUnit::setDevice(const void* data, UInt32 size) {
+    AudioDeviceID device = kAudioObjectUnknown;
+    if (const OSStatus status = take(device, size, data, wrongSize)) {
+        return status;
+    }
+    if (device != kAudioObjectUnknown && !findDeviceFacts(device, false)) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    mDevice = device;
+    rememberDevice();
+    return 0;
+}
+
+OSStatus DeviceUnit::setStreamFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    if (!isClientSide(address)) {
+        return kAudioUnitErr_PropertyNotWritable;
+    }
+    AudioStreamBasicDescription format = mSides[address.element].client;
+    const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
+                                ? take(format, size, data, wrongSize)
+                                : take(format.mSampleRate, size, data, wrongSize);
+    if (status != 0) {
+        return status;
+    }
+    if (!isUnitFormat(format)) {
+        return kAudioUnitErr_FormatNotSupported;
+    }
+    mSides[address.element].client = format;
+    return 0;
+}
+
+OSStatus DeviceUnit::setEnabled(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    UInt32 value = 0;
+    const OSStatus status = take(value, size, data, wrongSize);
+    if (status == 0) {
+        mSides[address.element].isEnabled = value != 0;
+        rememberDevice(); // which may now be another default
+    }
+    return status;
+}
+
+OSStatus DeviceUnit::setChannelMap(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    if (size % sizeof(SInt32) != 0 || (data == nullptr && size != 0)) {
+        return wrongSize;
+    }
+    std::vector<SInt32> map(size / sizeof(SInt32));
+    if (!map.empty()) {
+        std::memcpy(map.data(), data, size);
+    }
+    const auto channels = static_cast<SInt32>(deviceChannels(address.element));
+    if (std::ranges::any_of(map, [channels](SInt32 channel) { return channel < -1 || channel >= channels; })) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    mSides[address.element].channelMap = map.empty() ? std::nullopt : std::optional(std::move(map));
+    return 0;
+}
+
+OSStatus DeviceUnit::setSliceLimit(const void* data, UInt32 size) {
+    UInt32 limit = 0;
+    if (const OSStatus status = take(limit, size, data, wrongSize)) {
+        return status;
+    }
+    if (limit == 0 || limit > largestSliceLimit) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    mSliceLimit = limit;
+    return 0;
+}
+
+OSStatus DeviceUnit::channelMap(const UnitPropertyAddress& address, void* data, UInt32* size) const {
+    const auto& map = mSides[address.element].channelMap;
+    if (!map) {
+        return kAudioUnitErr_PropertyNotInUse;
+    }
+    const std::size_t bytes = map->size() * sizeof(SInt32);
+    if (data == nullptr || size == nullptr || *size < bytes) {
+        return wrongSize;
+    }
+    std::memcpy(data, map->data(), bytes);
+    *size = static_cast<UInt32>(bytes);
+    return 0;
+}
+
+} // namespace braq

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "BRAQAudio/platform/units.h"
+#include "platform/foundation/ObserverList.h"
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace braq {
+
+/// The property listeners of one unit. Any thread but an I/O thread.
+class UnitListeners {
+  public:
+    void add(AudioUnitPropertyID property, AudioUnitPropertyListenerProc listener, void* refCon);
+    /// When this returns it is not running on another thread and will not be called again.
+    void remove(AudioUnitPropertyID property, AudioUnitPropertyListenerProc listener, void* refCon);
+
+    /// A new round of notifications: those asked for in an earlier one are not delivered.
+    UInt64 round() const;
+    /// Ends the round; when this returns none of its listeners is running on another thread.
+    void endRound();
+
+    /// Calls the listeners of a global property, if `round` is still on.
+    void deliver(UInt64 round, AudioUnit unit, AudioUnitPropertyID property);
+
+  private:
+    struct Listener {
+        AudioUnitPropertyID property;
+        AudioUnitPropertyListenerProc procedure;
+        void* refCon;
+        std::shared_ptr<Registration> registration;
+    };
+    using Listeners = ObserverList<AudioUnitPropertyID, AudioUnit>;
+
+    bool enter(UInt64 round);
+    void leave();
+
+    const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
+    mutable std::mutex mMutex;
+    std::condition_variable mIsIdle;
+    UInt64 mRound = 0;               // under the mutex
+    int mDeliveries = 0;             // under the mutex, that are under way
+    std::vector<Listener> mRegistry; // under the mutex
+};
+
+} // namespace braq

@@ -1,0 +1,89 @@
+#include "platform/units/VarispeedSource.h"
+
+#include <algorithm>
+
+namespace braq {
+namespace {
+
+constexpr Float64 fastestRate = 32.0;
+
+} // namespace
+
+VarispeedSource::VarispeedSource(std::shared_ptr<FrameSource> from, const AudioStreamBasicDescription& input,
+                                 const AudioStreamBasicDescription& output, UInt32 sliceLimit,
+                                 const std::atomic<float>& rate)
+    : mFrom(std::move(from)),
+      mChannels(input.mChannelsPerFrame),
+      mSliceLimit(sliceLimit),
+      mRatioAtRateOne(input.mSampleRate / output.mSampleRate),
+      mRate(rate),
+      mConverter(mChannels, fastestRate * mRatioAtRateOne,
+                 mFrom != nullptr ? std::min(sliceLimit, mFrom->sliceLimit()) : sliceLimit, output.mSampleRate),
+      mSamples(std::size_t{sliceLimit} * mChannels),
+      mPlanes(mChannels),
+      mList(output, sliceLimit) {
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        mPlanes[channel] = mSamples.data() + std::size_t{channel} * sliceLimit;
+    }
+}
+
+void VarispeedSource::pullInput(void* self, UInt32 frames, float* const* planes) noexcept {
+    auto& source = *static_cast<VarispeedSource*>(self);
+    if (source.mFrom == nullptr) {
+        for (UInt32 channel = 0; channel < source.mChannels; ++channel) {
+            std::fill_n(planes[channel], frames, 0.0F);
+        }
+        source.mFromIsUsedUp = true;
+        return;
+    }
+    source.mFromIsUsedUp |= source.mFrom->pull(frames, planes, source.mTime, source.mAsking) < frames;
+    source.mTime.mSampleTime += frames;
+}
+
+UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept {
+    const Float64 sampleTime = mTime.mSampleTime;
+    mTime = time;
+    mTime.mSampleTime = sampleTime;
+    mAsking = asking;
+    const Float64 ratio = mRatioAtRateOne * static_cast<Float64>(mRate.load(std::memory_order_relaxed));
+    if (asking == Asking::procedures) {
+        mFromIsUsedUp = false;
+        mConverter.render(frames, planes, ratio, pullInput, this);
+        return frames;
+    }
+    if (mFrom != nullptr && mFrom->holdsFrames() && !mFromIsUsedUp) {
+        mConverter.render(frames, planes, ratio, pullInput, this);
+        return frames;
+    }
+    const UInt32 delivered = mConverter.drain(frames, planes, ratio);
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        std::fill_n(planes[channel] + delivered, frames - delivered, 0.0F);
+    }
+    return delivered;
+}
+
+bool VarispeedSource::holdsFrames() const noexcept {
+    return mConverter.heldFrames() > 0.0 || (mFrom != nullptr && mFrom->holdsFrames());
+}
+
+std::exception_ptr VarispeedSource::takeThrown() noexcept { return mFrom != nullptr ? mFrom->takeThrown() : nullptr; }
+
+void VarispeedSource::reset() noexcept {
+    mConverter.reset();
+    mTime = {};
+    mFromIsUsedUp = false;
+    if (mFrom != nullptr) {
+        mFrom->reset();
+    }
+}
+
+OSStatus VarispeedSource::render(const AudioTimeStamp& time, UInt32 frames, AudioBufferList* list) noexcept {
+    if (frames > mSliceLimit) {
+        return kAudioUnitErr_TooManyFramesToProcess;
+    }
+    pull(frames, mPlanes.data(), time, Asking::procedures);
+    takeThrown(); // has become silence, which is all that the caller can be told
+    return mList.putIntoList(mPlanes.data(), frames, list);
+}
+
+} // namespace braq

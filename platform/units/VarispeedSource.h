@@ -1,0 +1,48 @@
+#pragma once
+
+#include "BRAQAudio/platform/units.h"
+#include "platform/units/FormatBuffers.h"
+#include "platform/units/FrameSource.h"
+#include "platform/units/resampling/VariableRateConverter.h"
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+namespace braq {
+
+/// What an initialised varispeed unit delivers.
+class VarispeedSource final : public FrameSource {
+  public:
+    /// @param from null: silence
+    /// @param rate read before each slice; lives longer than this object
+    VarispeedSource(std::shared_ptr<FrameSource> from, const AudioStreamBasicDescription& input,
+                    const AudioStreamBasicDescription& output, UInt32 sliceLimit, const std::atomic<float>& rate);
+
+    UInt32 sliceLimit() const noexcept override { return mSliceLimit; }
+    UInt32 pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept override;
+    bool holdsFrames() const noexcept override;
+    std::exception_ptr takeThrown() noexcept override;
+    void reset() noexcept override;
+
+    /// As `AudioUnitRender`. @realtime
+    OSStatus render(const AudioTimeStamp& time, UInt32 frames, AudioBufferList* list) noexcept;
+
+  private:
+    static void pullInput(void* self, UInt32 frames, float* const* planes) noexcept;
+
+    const std::shared_ptr<FrameSource> mFrom;
+    const UInt32 mChannels;
+    const UInt32 mSliceLimit;
+    const Float64 mRatioAtRateOne; // input frames an output frame
+    const std::atomic<float>& mRate;
+    VariableRateConverter mConverter;
+    std::vector<float> mSamples; // for render
+    std::vector<float*> mPlanes; // into mSamples
+    FormatBuffers mList;
+    AudioTimeStamp mTime{}; // of the next frame to be pulled; its sample time counts input frames
+    Asking mAsking = Asking::procedures;
+    bool mFromIsUsedUp = false; // since nobody is asked
+};
+
+} // namespace braq

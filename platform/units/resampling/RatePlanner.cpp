@@ -1,0 +1,175 @@
+#include "platform/units/resampling/RatePlanner.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace braq {
+
+namespace {
+
+constexpr double smallestRatioOfAll = 1.0 / 4096;
+constexpr double slopeSeconds = 0.012;
+/// Blocks over which a landing is spread: the ratio is off by no more than 1 in so many frames.
+constexpr UInt32 landingBlocks = 2;
+
+Route highestRouteFor(double largestRatio) {
+    Route route = between;
+    while (route < highestLevel && framesOf(largestRatioOf(route)) < largestRatio) {
+        ++route;
+    }
+    return route;
+}
+
+FixedFrames rounded(double frames, FixedFrames grain) {
+    return std::llround(frames / static_cast<double>(grain)) * grain;
+}
+
+} // namespace
+
+RatePlanner::RatePlanner(double largestRatio, double frameRate)
+    : mHighestRoute(highestRouteFor(largestRatio)),
+      mLargestRatio(std::clamp(largestRatio, 1.0, framesOf(largestRatioOf(highestLevel)))),
+      mSlopeBlocks(std::max(1U, static_cast<UInt32>(std::ceil(slopeSeconds * frameRate / blockFrames)))) {}
+
+double RatePlanner::allowed(double ratio) const noexcept {
+    return ratio > smallestRatioOfAll ? std::min(ratio, mLargestRatio) : smallestRatioOfAll;
+}
+
+double RatePlanner::smallestRatio() const noexcept { return std::min(framesOf(mRatio), mAim); }
+
+Route RatePlanner::routeFor(double ratio) const noexcept {
+    Route route = between;
+    while (framesOf(largestRatioOf(route)) < ratio) {
+        ++route;
+    }
+    return ratio == 1 ? untouched : route;
+}
+
+void RatePlanner::begin(FramePosition start, double ratio) noexcept {
+    mPosition = start;
+    mAim = allowed(ratio);
+    mRoute = routeFor(mAim);
+    mRatio = rounded(mAim * static_cast<double>(oneFrame), ratioGrain(mRoute));
+    mBlocksToAim = 0;
+    mDebt = 0;
+    mLandingBlocks = 0;
+    mFadeStep = 0;
+}
+
+void RatePlanner::leaveUntouched(FramePosition start) noexcept { begin(start, 1); }
+
+RateBlock RatePlanner::next(double ratio) noexcept {
+    const double wanted = allowed(ratio);
+    changeRoute(wanted);
+    aim(wanted);
+    RateBlock block;
+    block.start = mPosition;
+    block.route = mRoute;
+    block.fadingRoute = mFadingRoute;
+    block.fadeStep = mFadeStep;
+    choose(block);
+    mRatio = block.lastRatio;
+    mPosition = block.end();
+    return block;
+}
+
+void RatePlanner::changeRoute(double ratio) noexcept {
+    if (mFadeStep > 0 && mFadeStep < fadeBlocks) {
+        ++mFadeStep;
+        return;
+    }
+    mFadeStep = 0;
+    const Route better = mLandingBlocks > 0 ? mRoute : betterRoute(ratio);
+    if (better != mRoute) {
+        mFadingRoute = mRoute;
+        mRoute = better;
+        mFadeStep = 1;
+    }
+}
+
+/// A route is left upwards in good time, because it goes no further than its largest ratio, and downwards when what the next
+/// one keeps of the sound is better.
+Route RatePlanner::betterRoute(double ratio) const noexcept {
+    if (mRoute == untouched) {
+        return ratio == 1 ? untouched : ratio < 1 ? between : 0;
+    }
+    if (ratio == 1 && mRatio == oneFrame && mPosition.isWhole()) {
+        return untouched;
+    }
+    if (mRoute == between) {
+        return ratio > 1 ? 0 : between;
+    }
+    // Ratios that waver about 1 stay where both sides of it are served.
+    constexpr double clearlyBelowOne = 0.99;
+    if (mRoute == 0 && mRatio <= oneFrame && ratio < clearlyBelowOne) {
+        return between;
+    }
+    const FixedFrames largest = largestRatioOf(mRoute);
+    if (ratio > framesOf(largest) && mRatio > largest / 8 * 7) {
+        return mRoute + 1;
+    }
+    return mRoute > 0 && ratio <= framesOf(largest) / 2 && mRatio <= largest / 2 ? mRoute - 1 : mRoute;
+}
+
+void RatePlanner::aim(double ratio) noexcept {
+    double within = std::min(ratio, framesOf(largestRatioOf(mRoute)));
+    if (mFadeStep > 0) {
+        within = std::min(within, framesOf(largestRatioOf(mFadingRoute)));
+    }
+    const bool isUntouched = mRoute == untouched || (mFadeStep > 0 && mFadingRoute == untouched);
+    const double aim = isUntouched ? 1 : within;
+    if (aim != mAim) {
+        const double octaves = std::fabs(std::log2(aim / framesOf(mRatio)));
+        mAim = aim;
+        mDebt = 0;
+        mBlocksToAim = static_cast<UInt32>(std::ceil(mSlopeBlocks * std::max(1.0, octaves)));
+    }
+}
+
+void RatePlanner::choose(RateBlock& block) noexcept {
+    if (mAim == 1 && mRatio == oneFrame && mLandingBlocks == 0 && mFadeStep == 0 && !mPosition.isWhole()) {
+        mLandingBlocks = landingBlocks;
+        mLanding = landingRatio();
+    }
+    if (mLandingBlocks > 0) {
+        --mLandingBlocks;
+        block.firstRatio = block.lastRatio = mLanding;
+        return;
+    }
+    const double aim = mAim * static_cast<double>(oneFrame);
+    if (mBlocksToAim > 1) {
+        const double ratio = static_cast<double>(mRatio);
+        const double growth = ratio * std::pow(aim / ratio, 1.0 / mBlocksToAim) - ratio;
+        block.firstRatio = rounded(ratio, ratioGrain(mHighestRoute));
+        block.lastRatio = block.firstRatio + rounded(growth, slopeGrain());
+        --mBlocksToAim;
+        return;
+    }
+    if (mBlocksToAim == 1) {
+        mBlocksToAim = 0;
+        block.firstRatio = rounded(static_cast<double>(mRatio), ratioGrain(mHighestRoute));
+        block.lastRatio = block.firstRatio + rounded(aim - static_cast<double>(block.firstRatio), slopeGrain());
+        return;
+    }
+    block.firstRatio = block.lastRatio = steadyRatio();
+}
+
+/// @return a ratio near 1 that brings the blocks of the landing to a whole frame
+FixedFrames RatePlanner::landingRatio() const noexcept {
+    constexpr FixedFrames frames = landingBlocks * blockFrames;
+    const bool isBackwards = mRoute == between || mPosition.fraction < oneFrame / 2;
+    return oneFrame + ((isBackwards ? 0 : oneFrame) - mPosition.fraction) / frames;
+}
+
+FixedFrames RatePlanner::steadyRatio() noexcept {
+    const Route route = mFadeStep > 0 ? std::max(mRoute, mFadingRoute) : mRoute;
+    const double aim = mAim * static_cast<double>(oneFrame);
+    const FixedFrames ratio = std::min(rounded(aim + mDebt / blockFrames, ratioGrain(route)), largestRatioOf(route));
+    mDebt += (aim - static_cast<double>(ratio)) * blockFrames;
+    return ratio;
+}
+
+/// A multiple of twice the frames of a block of the interpolator, at the highest level.
+FixedFrames RatePlanner::slopeGrain() const noexcept { return 256 * (ratioGrain(mHighestRoute) / 2); }
+
+} // namespace braq

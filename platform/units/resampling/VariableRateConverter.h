@@ -1,0 +1,72 @@
+#pragma once
+
+#include "platform/units/resampling/RateFilter.h"
+#include "platform/units/resampling/RatePlanner.h"
+
+#include <array>
+
+namespace braq {
+
+/// Plays a source at another and changing rate. The frame at hand is the source's sound at the sum of the ratios up to it; the
+/// sound begins at the source's first frame, with silence before it, and no delay.
+///
+/// At ratio 1 frames pass through untouched. What is pulled is what is needed, ahead of what is heard: nothing at ratio 1, and
+/// up to some hundred frames, or as many times the ratio, at others.
+///
+/// Another ratio is reached within some 12 ms for each octave of the way; where it is 1, frames are untouched again after
+/// another 384 frames.
+class VariableRateConverter {
+  public:
+    /// Allocates everything. Control thread. @throw std::bad_alloc
+    /// @param largestRatio source frames per frame at most, up to 256
+    /// @param largestPull most frames asked of the source in one call
+    /// @param frameRate frames a second that are rendered
+    VariableRateConverter(UInt32 channels, double largestRatio, UInt32 largestPull, double frameRate);
+
+    /// Fills `frames` frames of each plane.
+    /// @param ratio source frames per frame wanted from now on, reached smoothly; outside 1/4096 to the largest: the nearest
+    /// @realtime
+    void render(UInt32 frames, float* const* planes, double ratio, PullFrames pull, void* context) noexcept;
+
+    /// The same without asking the source: what was pulled and not heard yet, ending where the source's last frame was.
+    /// @return frames rendered, fewer than asked when it is used up @realtime
+    UInt32 drain(UInt32 frames, float* const* planes, double ratio) noexcept;
+
+    /// Forgets all frames: the next render begins like the first. Control thread, or the one that renders; allocates nothing,
+    /// but clears up to a few hundred KiB. @realtime
+    void reset() noexcept;
+
+    /// Source frames pulled and not yet heard. @realtime
+    double heldFrames() const noexcept;
+
+  private:
+    enum class State { fresh, passing, converting };
+
+    UInt32 run(UInt32 frames, float* const* planes, double ratio, bool isDraining) noexcept;
+    UInt32 pass(UInt32 frames, UInt32 done, float* const* planes, bool isDraining) noexcept;
+    UInt32 deliver(UInt32 frames, UInt32 done, float* const* planes, bool isDraining) noexcept;
+    void enter(double ratio) noexcept;
+    void makeBlock(double ratio) noexcept;
+    void fade() noexcept;
+    void make(const RateBlock& block, Route route, RateFilter& filter, float* const* out) noexcept;
+    void pullAhead(UInt32 frames) noexcept;
+
+    const UInt32 mLargestPull;
+    RatePlanner mPlanner;
+    FrameHistory mHistory;
+    std::array<RateFilter, 2> mFilters;
+    std::size_t mCurrent = 0; // of the filters; the other one is faded out or idle
+
+    State mState = State::fresh;
+    FramePosition mPosition; // of the next untouched frame
+    RateBlock mBlock;
+    RateBlock mNextBlock;
+    UInt32 mHeard = blockFrames; // of the block
+    std::vector<std::vector<float>> mOut;
+    std::vector<std::vector<float>> mFadingOut;
+    std::vector<float*> mOutPlanes;
+    std::vector<float*> mFadingPlanes;
+    std::vector<float*> mDestination;
+};
+
+} // namespace braq
