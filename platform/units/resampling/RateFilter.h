@@ -22,6 +22,9 @@ class RateFilter {
     /// @realtime
     void make(const RateBlock& block, const RateBlock& next, float* const* out) noexcept;
 
+    /// The source's frame that is wanted next. @realtime
+    SInt64 nextFrame() const noexcept { return mStream.nextFrame(); }
+
   private:
     static constexpr UInt32 doubledFrames = 2 * blockFrames;
     void readDoubled(FixedFrames first, FixedFrames last) noexcept;

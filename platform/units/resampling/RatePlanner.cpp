@@ -112,18 +112,20 @@ Route RatePlanner::betterRoute(double ratio) const noexcept {
 }
 
 void RatePlanner::aim(double ratio) noexcept {
-    double within = std::min(ratio, framesOf(largestRatioOf(mRoute)));
-    if (mFadeStep > 0) {
-        within = std::min(within, framesOf(largestRatioOf(mFadingRoute)));
-    }
     const bool isUntouched = mRoute == untouched || (mFadeStep > 0 && mFadingRoute == untouched);
-    const double aim = isUntouched ? 1 : within;
+    const double aim = isUntouched ? 1 : std::min(ratio, framesOf(largestRatio()));
     if (aim != mAim) {
         const double octaves = std::fabs(std::log2(aim / framesOf(mRatio)));
         mAim = aim;
         mDebt = 0;
         mBlocksToAim = static_cast<UInt32>(std::ceil(mSlopeBlocks * std::max(1.0, octaves)));
     }
+}
+
+/// @return the largest that the routes at work are for
+FixedFrames RatePlanner::largestRatio() const noexcept {
+    const FixedFrames largest = largestRatioOf(mRoute);
+    return mFadeStep > 0 ? std::min(largest, largestRatioOf(mFadingRoute)) : largest;
 }
 
 void RatePlanner::choose(RateBlock& block) noexcept {
@@ -136,22 +138,24 @@ void RatePlanner::choose(RateBlock& block) noexcept {
         block.firstRatio = block.lastRatio = mLanding;
         return;
     }
-    const double aim = mAim * static_cast<double>(oneFrame);
-    if (mBlocksToAim > 1) {
-        const double ratio = static_cast<double>(mRatio);
-        const double growth = ratio * std::pow(aim / ratio, 1.0 / mBlocksToAim) - ratio;
-        block.firstRatio = rounded(ratio, ratioGrain(mHighestRoute));
-        block.lastRatio = block.firstRatio + rounded(growth, slopeGrain());
-        --mBlocksToAim;
-        return;
-    }
-    if (mBlocksToAim == 1) {
-        mBlocksToAim = 0;
-        block.firstRatio = rounded(static_cast<double>(mRatio), ratioGrain(mHighestRoute));
-        block.lastRatio = block.firstRatio + rounded(aim - static_cast<double>(block.firstRatio), slopeGrain());
+    if (mBlocksToAim > 0) {
+        slope(block);
         return;
     }
     block.firstRatio = block.lastRatio = steadyRatio();
+}
+
+/// The next part of the way to the aim, by even parts of an octave.
+void RatePlanner::slope(RateBlock& block) noexcept {
+    const double left = mAim / framesOf(mRatio);
+    const double end = framesOf(mRatio) * std::pow(left, 1.0 / mBlocksToAim) * static_cast<double>(oneFrame);
+    --mBlocksToAim;
+    const FixedFrames grain = slopeGrain();
+    block.firstRatio = rounded(static_cast<double>(mRatio), ratioGrain(mHighestRoute));
+    block.lastRatio = block.firstRatio + rounded(end - static_cast<double>(block.firstRatio), grain);
+    if (block.lastRatio > largestRatio()) {
+        block.lastRatio -= grain;
+    }
 }
 
 /// @return a ratio near 1 that brings the blocks of the landing to a whole frame
@@ -164,7 +168,7 @@ FixedFrames RatePlanner::landingRatio() const noexcept {
 FixedFrames RatePlanner::steadyRatio() noexcept {
     const Route route = mFadeStep > 0 ? std::max(mRoute, mFadingRoute) : mRoute;
     const double aim = mAim * static_cast<double>(oneFrame);
-    const FixedFrames ratio = std::min(rounded(aim + mDebt / blockFrames, ratioGrain(route)), largestRatioOf(route));
+    const FixedFrames ratio = std::min(rounded(aim + mDebt / blockFrames, ratioGrain(route)), largestRatio());
     mDebt += (aim - static_cast<double>(ratio)) * blockFrames;
     return ratio;
 }

@@ -32,7 +32,9 @@ class RatePlanner {
     Route betterRoute(double ratio) const noexcept;
     void changeRoute(double ratio) noexcept;
     void aim(double ratio) noexcept;
+    FixedFrames largestRatio() const noexcept;
     void choose(RateBlock& block) noexcept;
+    void slope(RateBlock& block) noexcept;
     FixedFrames landingRatio() const noexcept;
     FixedFrames steadyRatio() noexcept;
     FixedFrames slopeGrain() const noexcept;

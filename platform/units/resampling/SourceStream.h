@@ -19,6 +19,9 @@ class SourceStream final : public FrameFeed {
     /// `position`. @return the place of `position` among the frames that are given @realtime
     FixedFrames begin(int level, FramePosition position, SInt64 lead) noexcept;
 
+    /// The source's frame that is wanted next. @realtime
+    SInt64 nextFrame() const noexcept { return mNext; }
+
     const float* const* next(UInt32& frames) noexcept override;
 
   private:

@@ -1,6 +1,7 @@
 #include "platform/units/resampling/VariableRateConverter.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace braq {
 
@@ -56,8 +57,10 @@ UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double ra
                 pullAhead(frames - done);
             }
             makeBlock(ratio);
+            if (mState == State::passing) {
+                continue; // where the block begins, unless another ratio is wanted by now
+            }
         }
-        // A block may turn out to begin with untouched frames, which are another round's.
         const UInt32 delivered = mState == State::passing ? pass(frames, done, planes, isDraining)
                                                           : deliver(frames, done, planes, isDraining);
         done += delivered;
@@ -167,8 +170,8 @@ void VariableRateConverter::fade() noexcept {
 void VariableRateConverter::pullAhead(UInt32 frames) noexcept {
     const UInt32 blocks = (frames + blockFrames - 1) / blockFrames;
     const double way = blocks * blockFrames * mPlanner.smallestRatio();
-    const SInt64 atOnce = static_cast<SInt64>(std::min<double>(way, std::min(mLargestPull, pulledAtOnce)));
-    mHistory.extendTo(std::max(mHistory.end(), mNextBlock.start.frame + atOnce));
+    const auto atOnce = static_cast<SInt64>(std::ceil(std::min<double>(way, std::min(mLargestPull, pulledAtOnce))));
+    mHistory.extendTo(std::min(mFilters[mCurrent].nextFrame(), mHistory.end()) + atOnce);
 }
 
 void VariableRateConverter::reset() noexcept {
