@@ -79,6 +79,28 @@ build() {
     cmake --build "build/$preset" --parallel "$jobs" ${@:+--target "$@"}
 }
 
+# run_tool SUBCOMMAND [ARGUMENTS]...: becomes the tool, built first; only what that prints goes to the standard output. The help is
+# that of the script that calls.
+run_tool() {
+    local argument
+    for argument in "$@"; do
+        case "$argument" in
+        -h | --help)
+            print_help "${BASH_SOURCE[1]}"
+            exit
+            ;;
+        esac
+    done
+    {
+        need_packages "${build_packages[@]}"
+        configure dev
+        # Shows what is built, and nothing when there is nothing to build.
+        cmake --build build/dev --parallel "$jobs" --target braq |
+            sed -u -e '/Re-checking globbed directories/d' -e '/^ninja: no work to do/d'
+    } >&2
+    exec build/dev/bin/braq "$@"
+}
+
 # run_tests PRESET [CTEST ARGUMENTS]...: fails if a test fails, and says at the end which ones showed nothing.
 run_tests() {
     local preset="$1" results status=0

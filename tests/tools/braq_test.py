@@ -1,11 +1,15 @@
 """The tool as its users see it, on a machine without a sound server: there is one device, a loopback."""
 
 import argparse
+import fcntl
 import json
 import os
+import re
 import signal
+import struct
 import subprocess
 import tempfile
+import termios
 import unittest
 
 
@@ -74,6 +78,50 @@ class Tool(unittest.TestCase):
             result = self.run_tool(*arguments, stdout=writing)
             os.close(writing)
             self.assertEqual((result.returncode, result.stderr), (0, ""), arguments)
+
+    def start_metering(self, **keywords):
+        tool = subprocess.Popen([OPTIONS.program, "meter"], stderr=subprocess.PIPE, env=self.environment, **keywords)
+        self.addCleanup(tool.communicate)
+        self.addCleanup(tool.kill)
+        return tool
+
+    def test_meters_with_a_line_a_second_for_a_file(self):
+        tool = self.start_metering(stdout=subprocess.PIPE, encoding="utf-8")
+        for _ in range(2):
+            self.assertEqual(tool.stdout.readline(), "1: -inf  2: -inf\n")
+        tool.send_signal(signal.SIGINT)
+        output, complaint = tool.communicate(timeout=60)
+        self.assertEqual((tool.returncode, complaint), (0, ""), output)
+
+    def test_meters_with_bars_on_a_terminal_and_leaves_it_clean(self):
+        for columns, number in ((80, signal.SIGINT), (20, signal.SIGTERM)):
+            terminal, other_end = os.openpty()
+            fcntl.ioctl(other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+            tool = self.start_metering(stdout=other_end)
+            os.close(other_end)
+            output = b""
+            while output.count(b"\x1b[2A") < 3:  # it has been drawn over three times
+                output += os.read(terminal, 4096)
+            tool.send_signal(number)
+            self.assertEqual(tool.wait(timeout=60), 0)
+            try:
+                while more := os.read(terminal, 4096):
+                    output += more
+            except OSError:  # nobody is at the other end any more
+                pass
+            os.close(terminal)
+            self.assertTrue(output.startswith(b"\x1b[?25l1 ["), output)
+            self.assertTrue(output.endswith(b"\n\x1b[?25h"), output)
+            for line in re.sub(rb"\x1b\[[?0-9]*[A-Za-z]", b"", output).splitlines():
+                self.assertLessEqual(len(line), columns)
+
+    def test_meters_nothing_that_is_not_there(self):
+        for arguments, complaint in ((["nothing"], "no device to record from is called 'nothing'"),
+                                     (["--channels", "1,9"], "has no channel 9")):
+            result = self.run_tool("meter", *arguments)
+            self.assertEqual((result.returncode, result.stdout), (1, ""))
+            self.assertIn(complaint, result.stderr)
+        self.assertEqual(self.run_tool("meter", "--channels", "first").returncode, 2)
 
     def test_output_that_cannot_be_written_is_one(self):
         with open("/dev/full", "w", encoding="utf-8") as full:

@@ -1,43 +1,16 @@
 #include "DevicesCommand.h"
 
+#include "Interruption.h"
 #include "Listing.h"
 #include "Output.h"
 #include "Watch.h"
 
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <chrono>
-#include <csignal>
-#include <system_error>
 
 namespace {
-
-/// Ctrl-C and SIGTERM, as something to wait for. Made before any other thread is, so that none of them is interrupted.
-class Interruption {
-  public:
-    Interruption() {
-        ::sigset_t signals;
-        ::sigemptyset(&signals);
-        ::sigaddset(&signals, SIGINT);
-        ::sigaddset(&signals, SIGTERM);
-        ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-        mDescriptor = ::signalfd(-1, &signals, SFD_CLOEXEC);
-        if (mDescriptor < 0) {
-            throw std::system_error(errno, std::generic_category(), "cannot wait for signals");
-        }
-    }
-    ~Interruption() { ::close(mDescriptor); }
-    Interruption(const Interruption&) = delete;
-    Interruption& operator=(const Interruption&) = delete;
-
-    int descriptor() const noexcept { return mDescriptor; }
-
-  private:
-    int mDescriptor;
-};
 
 void watchUntilInterrupted() {
     // Nobody says when a default has changed.

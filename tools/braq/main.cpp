@@ -4,6 +4,7 @@
 // failure; with 2 when the command line is wrong.
 
 #include "DevicesCommand.h"
+#include "MeterCommand.h"
 #include "Output.h"
 
 #include <BRAQAudio/BRAQAudio.h>
@@ -39,7 +40,7 @@ void logErrorsOnly(const std::string& line) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Looks at the audio devices of this machine.", "braq");
+    CLI::App app("Looks at the audio devices of this machine and listens to them.", "braq");
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);
 
@@ -48,12 +49,21 @@ int run(int argc, char** argv) {
     CLI::Option* const json = devices->add_flag("--json", options.json, "As JSON, for programs");
     devices->add_flag("--watch", options.watch, "Then tell of each change, until Ctrl-C")->excludes(json);
 
+    MeterOptions meterOptions;
+    CLI::App* const meter = app.add_subcommand("meter", "Show how loud a device's input is, until Ctrl-C");
+    meter->add_option("device", meterOptions.device, "Its UID, or its name or part of it; else the default one");
+    meter->add_option("--channels", meterOptions.channels, "Those to show, such as 1,2; else all")->delimiter(',');
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return answerInstead(app, error);
     }
-    runDevices(options);
+    if (meter->parsed()) {
+        runMeter(meterOptions);
+    } else {
+        runDevices(options);
+    }
     return succeeded;
 }
 
