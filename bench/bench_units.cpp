@@ -5,15 +5,13 @@
 #include "bench/Contest.h"
 #include "platform/hardware/DeviceIO.h"
 #include "platform/hardware/drivers/Drivers.h"
-#include "platform/hardware/drivers/software/SoftwareClockThread.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
 #include <benchmark/benchmark.h>
-#include <sched.h>
 #include <soxr.h>
 
 #include <algorithm>
-#include <atomic>
+#include <chrono>
 #include <cmath>
 #include <cstring>
 #include <memory>
@@ -203,67 +201,45 @@ void units(benchmark::State& state) {
     contest.run(state, static_cast<double>(count));
 }
 
-/// Counts the cycles of a clocked device that end after the next one was due.
-struct LateCycles {
-    static void note(void* self, const braq::IOSlice& slice) {
-        auto& my = *static_cast<LateCycles*>(self);
-        constexpr double cycleNanoseconds = cycleFrames * 1e9 / deviceRate;
-        my.late += static_cast<double>(braq::monotonicTime() - slice.time.mHostTime) > cycleNanoseconds ? 1 : 0;
-        ++my.cycles;
+/// The longest of a number of cycles, in nanoseconds.
+double longestCycle(BRAQSoftwareDevice& device) {
+    constexpr int cycles = 200;
+    double longest = 0;
+    for (int i = 0; i < cycles; ++i) {
+        const auto begin = std::chrono::steady_clock::now();
+        device.step(cycleFrames);
+        longest = std::max(longest,
+                           std::chrono::duration<double, std::nano>(std::chrono::steady_clock::now() - begin).count());
     }
-    std::atomic<int> late{0};
-    std::atomic<int> cycles{0};
-};
-
-/// Whether so many units, on one processor with everything else of this process, keep up for a second.
-bool keepUp(std::vector<std::shared_ptr<BRAQOutputAudioUnit>>& all, const std::shared_ptr<BRAQAudioDevice>& device,
-            std::size_t count) {
-    while (all.size() < count) {
-        all.push_back(BRAQOutputAudioUnit::initWithStreamDescription(planarStereo(deviceRate), device));
-    }
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        i < count ? all[i]->start() : all[i]->stop();
-    }
-    // Added last, it runs when all others of the cycle have.
-    LateCycles late;
-    braq::IOProcedureID last = 0;
-    braq::addIOProcedure(device->deviceID(), braq::IODirections::playback, LateCycles::note, &late, &last);
-    braq::startIOProcedure(device->deviceID(), last);
-    constexpr int aSecond = 94; // cycles
-    while (late.cycles < aSecond && late.late == 0) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    braq::removeIOProcedure(device->deviceID(), last);
-    return late.late == 0;
+    return longest;
 }
 
+/// How many units one processor carries: the highest count of which no cycle takes longer than it lasts. The processor is
+/// shared with whatever else the machine does.
 void most(benchmark::State& state) {
-    cpu_set_t before;
-    sched_getaffinity(0, sizeof(before), &before);
-    cpu_set_t one;
-    CPU_ZERO(&one);
-    CPU_SET(sched_getcpu(), &one);
-    sched_setaffinity(0, sizeof(one), &one); // what the device's thread inherits
-    const auto software = makeDevice(BRAQSoftwareClock::monotonic);
+    constexpr double cycleNanoseconds = cycleFrames * 1e9 / deviceRate;
+    constexpr std::size_t limit = 6000;
+    const auto software = makeDevice(BRAQSoftwareClock::stepped);
     const auto device = BRAQAudioDevice::initWithDeviceID(software->deviceID());
-    std::vector<std::shared_ptr<BRAQOutputAudioUnit>> all;
-    constexpr std::size_t limit = 4096;
-    constexpr std::size_t step = 64;
     for ([[maybe_unused]] auto iteration : state) {
-        std::size_t good = 0;
-        std::size_t bad = limit + step;
-        for (std::size_t count = 512; bad - good > step;) {
-            (keepUp(all, device, count) ? good : bad) = count;
-            count = bad > limit ? std::min(2 * good, limit) : (good + bad) / 2;
-            if (good == limit) {
+        std::vector<std::shared_ptr<BRAQOutputAudioUnit>> all;
+        while (all.size() < limit) {
+            constexpr std::size_t more = 500;
+            for (std::size_t i = 0; i < more; ++i) {
+                all.push_back(BRAQOutputAudioUnit::initWithStreamDescription(planarStereo(deviceRate), device));
+                all.back()->start();
+            }
+            if (longestCycle(*software) > cycleNanoseconds) {
                 break;
             }
         }
-        state.counters["most"] = static_cast<double>(good);
+        while (!all.empty() && longestCycle(*software) > cycleNanoseconds) {
+            constexpr std::size_t fewer = 50;
+            all.resize(all.size() - fewer);
+        }
+        state.counters["most"] = static_cast<double>(all.size());
         state.SetIterationTime(1e-9);
     }
-    all.clear();
-    sched_setaffinity(0, sizeof(before), &before);
 }
 
 constexpr int rounds = 100;
