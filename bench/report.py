@@ -9,6 +9,7 @@ Usage: report.py RESULT.json...
 """
 
 import json
+import operator
 import statistics
 import sys
 from dataclasses import dataclass
@@ -21,8 +22,9 @@ class Ratio:
     benchmark: str
     ours: str
     peer: str
-    goal: float | None = None  # largest ratio that meets it
-    faster: bool = False  # the goal is a ratio below 1
+    goal: float | None = None  # largest ratio that meets it, or smallest of speeds
+    faster: bool = False  # the goal is a ratio below 1, or above it of speeds
+    speeds: bool = False  # of which more is better: the goal is the smallest ratio that meets it
     peer_name: str | None = None
     scale: float = 1
     unit: str = "ns"
@@ -90,6 +92,45 @@ def jitter(load):
         yield row("  longest", "longest")
 
 
+LINEAR = ["WAV16", "WAV24", "WAVfloat", "AIFF16"]
+LOSSLESS = ["FLAC", "ALAC"]
+LOSSY = ["AAC", "MP3", "Vorbis", "Opus"]
+
+
+def reading():
+    def row(what, benchmark, peer, **goal):
+        return Ratio(what, benchmark, "ours", peer, speeds=True, unit="Mframes/s", **goal)
+
+    for name in [*LINEAR, "monoWAV16", "monoWAVfloat"]:
+        yield row(f"{name}, to planes", f"readFile/{name}", "libsndfile", faster=True)
+        yield row("", f"readFile/{name}", "libav")
+        if name in LINEAR:
+            yield row("  interleaved", f"readFileInterleaved/{name}", "libsndfile")
+    for name in LOSSLESS + LOSSY:
+        yield row(f"{name}, to planes", f"readFile/{name}", "libav", goal=0.95)
+        if name not in ["ALAC", "AAC"]:
+            yield row("", f"readFile/{name}", "libsndfile")
+
+
+def seeking(benchmark, what):
+    for name in LINEAR + LOSSLESS + LOSSY:
+        yield Figure(f"{name}, {what}: median", f"{benchmark}/{name}", "median", unit="us")
+        yield Figure("  longest", f"{benchmark}/{name}", "longest", unit="us")
+
+
+def backwards():
+    for names, least in [(LINEAR, 100), (LOSSLESS, None), (LOSSY, 20)]:
+        for name in names:
+            yield Figure(f"{name}, times real time", f"backwards/{name}", "times real time", least, ">", "")
+
+
+def long_files():
+    for name, coding in [("WAV", ""), ("CAF", ", ALAC"), ("M4A", ", AAC"), ("FLAC", ""), ("Vorbis", "")]:
+        benchmark = f"openLongFile/{name}"
+        yield Figure(f"{name}{coding}", benchmark, "opening", None if name == "Vorbis" else 50, "<", "ms")
+        yield Figure("  first seek, to the end, and reading", benchmark, "first seek, to the end", unit="ms")
+
+
 SECTIONS = [
     ("Copying blocks of 512 frames x 2 channels (4 KiB), a block", [*copies("drain", "drain"), *copies("fill", "fill")]),
     ("Lock-free stack: push and take, a record", [
@@ -117,6 +158,11 @@ SECTIONS = [
         Figure("  procedures that came and went", "comingAndGoing", "came and went", unit=""),
         Figure("  cycles of 1000 late by a whole one", "comingAndGoing", "late by a cycle", unit=""),
     ]),
+    ("Reading ten minutes in calls of 4096 frames, a second of processor time", [*reading()]),
+    ("Going to any frame and reading 512", [*seeking("seek", "seek and read")]),
+    ("Reading blocks of 4096 frames backwards", [*backwards()]),
+    ("From being told to play from somewhere else to a full ring of 3 x 4096 frames", [*seeking("prime", "prime")]),
+    ("Opening a file of ten hours", [*long_files()]),
     ("Memory of a ring of 3 x 4096 frames x 2 channels", [
         Figure("heap besides 98304 bytes of samples", "ring", "bytes besides samples", 4096, "<", "bytes"),
         Figure("stack of the worker", "ring", "stack bytes", 256, "<=", "KiB", 1 / 1024),
@@ -126,7 +172,7 @@ SECTIONS = [
 ]
 
 NOT_MEASURED = "not measured"
-RELATIONS = {"<": lambda a, b: a < b, "<=": lambda a, b: a <= b, "=": lambda a, b: a == b}
+RELATIONS = {"<": operator.lt, "<=": operator.le, "=": operator.eq, ">": operator.gt, ">=": operator.ge}
 
 
 class BrokenResults(Exception):
@@ -203,7 +249,9 @@ def why_not_measured(benchmark):
 
 def ratio_row(row, benchmark):
     name = row.peer_name or row.peer
-    goal = "< 1" if row.faster else f"<= {row.goal:g}" if row.goal else ""
+    relation = (">" if row.speeds else "<") + ("" if row.faster else "=")
+    limit = 1 if row.faster else row.goal
+    goal = "" if limit is None else f"{relation} {limit:g}"
     ours = values(benchmark, row.ours) if benchmark else []
     if not ours or benchmark.error:
         return [row.what, "", name, "", goal, why_not_measured(benchmark)]
@@ -213,7 +261,7 @@ def ratio_row(row, benchmark):
         return [row.what, figure, name, "", goal, NOT_MEASURED]
     ratios = [a / b for a, b in zip(ours, peer)]
     ratio = statistics.median(ratios)
-    met = ratio < 1 if row.faster else row.goal is None or ratio <= row.goal
+    met = limit is None or RELATIONS[relation](ratio, limit)
     return [row.what, figure, f"{name} {spread(peer, row.unit, row.scale)}", spread(ratios, form="{:.2f}".format), goal,
             ("met" if met else "NOT MET") if goal else ""]
 

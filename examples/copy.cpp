@@ -11,6 +11,8 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <variant>
 
 namespace {
 
@@ -20,11 +22,13 @@ struct Type {
     std::string_view coding; // unless another one is asked for
 };
 constexpr Type types[] = {
-    {".wav", kAudioFileWAVEType, "pcm16"},   {".rf64", kAudioFileRF64Type, "pcm16"},
-    {".aif", kAudioFileAIFFType, "pcm16"},   {".aiff", kAudioFileAIFFType, "pcm16"},
-    {".aifc", kAudioFileAIFCType, "pcm16"},  {".caf", kAudioFileCAFType, "pcm16"},
-    {".m4a", kAudioFileM4AType, "aac"},      {".mp4", kAudioFileMPEG4Type, "aac"},
-    {".aac", kAudioFileAAC_ADTSType, "aac"}, {".flac", kAudioFileFLACType, "flac"},
+    {".wav", kAudioFileWAVEType, "pcm16"},    {".wave", kAudioFileWAVEType, "pcm16"},
+    {".rf64", kAudioFileRF64Type, "pcm16"},   {".aif", kAudioFileAIFFType, "pcm16"},
+    {".aiff", kAudioFileAIFFType, "pcm16"},   {".aifc", kAudioFileAIFCType, "pcm16"},
+    {".caf", kAudioFileCAFType, "pcm16"},     {".au", kAudioFileNextType, "pcm16"},
+    {".snd", kAudioFileNextType, "pcm16"},    {".m4a", kAudioFileM4AType, "aac"},
+    {".mp4", kAudioFileMPEG4Type, "aac"},     {".aac", kAudioFileAAC_ADTSType, "aac"},
+    {".adts", kAudioFileAAC_ADTSType, "aac"}, {".flac", kAudioFileFLACType, "flac"},
 };
 
 struct Coding {
@@ -52,19 +56,21 @@ constexpr Coding codings[] = {
 struct Job {
     std::string from;
     std::string to;
-    const Type* type;
-    const Coding* coding;
+    Type type{};
+    Coding coding{};
     UInt32 bitrate = 0; // 0 leaves it to the coding
 };
 
-volatile std::sig_atomic_t interrupted = 0;
+volatile std::sig_atomic_t interrupted = 0; // by which signal
 
-int usage() {
-    std::cerr << "usage: copy FROM TO [CODING [BITS-PER-SECOND]]\n  TO ends in";
+int usage(const std::string& problem) {
+    std::cerr << "copy: " << problem
+              << "\nusage: copy FROM TO [CODING [BITS-PER-SECOND]]\n  TO, which is replaced if it is there, "
+              << "ends in";
     for (const auto& type : types) {
         std::cerr << " " << type.extension;
     }
-    std::cerr << "\n  CODING is one of";
+    std::cerr << "\n  CODING, by default of 16 bits or aac, is one of";
     for (const auto& coding : codings) {
         std::cerr << " " << coding.name;
     }
@@ -72,47 +78,94 @@ int usage() {
     return 2;
 }
 
-// @return whether the arguments make sense
-bool parse(int argc, char** argv, Job& job) {
+// In lower case, with its dot.
+std::string extensionOf(const std::string& path) {
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::ranges::transform(extension, extension.begin(),
+                           [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    return extension;
+}
+
+// @return what makes no sense; empty if everything does
+std::string parse(int argc, char** argv, Job& job) {
     if (argc < 3 || argc > 5) {
-        return false;
+        return "two to four arguments are needed";
     }
     job.from = argv[1];
     job.to = argv[2];
-    job.type = std::ranges::find(types, std::filesystem::path(job.to).extension().string(), &Type::extension);
-    if (job.type == std::end(types)) {
-        return false;
+    const auto* const type = std::ranges::find(types, extensionOf(job.to), &Type::extension);
+    if (type == std::end(types)) {
+        return job.to + " has no extension that says what to write";
     }
-    const std::string_view coding = argc > 3 ? std::string_view(argv[3]) : job.type->coding;
-    job.coding = std::ranges::find(codings, coding, &Coding::name);
-    if (job.coding == std::end(codings)) {
-        return false;
+    job.type = *type;
+    const std::string_view name = argc > 3 ? std::string_view(argv[3]) : type->coding;
+    const auto* const coding = std::ranges::find(codings, name, &Coding::name);
+    if (coding == std::end(codings)) {
+        return std::string(name) + " is no coding";
     }
+    job.coding = *coding;
     if (argc > 4) {
         const std::string_view text = argv[4];
         const auto [end, problem] = std::from_chars(text.begin(), text.end(), job.bitrate);
-        return problem == std::errc() && end == text.end() && job.bitrate > 0;
+        if (problem != std::errc() || end != text.end() || job.bitrate == 0) {
+            return std::string(text) + " is no number of bits a second";
+        }
     }
-    return true;
+    return {};
+}
+
+// In the words of somebody who copies files.
+std::string reasonOf(const NSError& error) {
+    switch (error.code()) {
+    case kAudioFileFileNotFoundError: return "there is no such file or folder";
+    case kAudioFilePermissionsError: return "permission denied";
+    case kAudioFileInvalidFileError: return "there is no audio in it that can be read";
+    case kAudioFileUnsupportedDataFormatError:
+        return "this type of file cannot hold this coding, rate or number of channels";
+    case kAudioFileUnspecifiedError: return "it cannot be, for the reason in the line before";
+    default: return error.localizedDescription();
+    }
+}
+
+std::string reasonOf(const NSException& raised) {
+    const auto found = raised.userInfo().find("error");
+    return found != raised.userInfo().end() ? reasonOf(*std::get<std::shared_ptr<NSError>>(found->second))
+                                            : raised.reason();
 }
 
 // What the new file holds: the channels and the rate of the old one, coded as was asked for.
 std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionFor(const Job& job, const BRAQExtendedAudioFile& source) {
     const bool isUnsigned =
-        job.coding->bits == 8 && (job.type->type == kAudioFileWAVEType || job.type->type == kAudioFileRF64Type);
+        job.coding.bits == 8 && (job.type.type == kAudioFileWAVEType || job.type.type == kAudioFileRF64Type);
     const auto format = source.streamDescription();
     auto made = BRAQAudioStreamBasicDescription::streamDescription();
-    made->setFormatID(job.coding->formatID);
-    made->setFormatFlags(isUnsigned ? kAudioFormatFlagIsPacked : job.coding->flags);
-    made->setBitsPerChannel(job.coding->bits);
+    made->setFormatID(job.coding.formatID);
+    made->setFormatFlags(isUnsigned ? kAudioFormatFlagIsPacked : job.coding.flags);
+    made->setBitsPerChannel(job.coding.bits);
     made->setChannelsPerFrame(format->channelsPerFrame());
     made->setSampleRate(format->sampleRate());
     return made;
 }
 
-void showProgress(SInt64 done, SInt64 total) {
-    std::cerr << "\r" << (total > 0 ? std::min(done * 100 / total, SInt64{100}) : 0) << " %" << std::flush;
-}
+// One line, written anew whenever the number changes.
+class Progress {
+  public:
+    explicit Progress(SInt64 total) : mTotal(total) {}
+    ~Progress() { std::cerr << "\n"; }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+
+    void show(SInt64 done) {
+        const SInt64 percent = mTotal > 0 ? std::min(done * 100 / mTotal, SInt64{100}) : 0;
+        if (std::exchange(mShown, percent) != percent) {
+            std::cerr << "\r" << percent << " %" << std::flush;
+        }
+    }
+
+  private:
+    const SInt64 mTotal;
+    SInt64 mShown = -1;
+};
 
 // @return frames copied
 SInt64 copyFrames(BRAQExtendedAudioFile& source, BRAQExtendedAudioFile& target) {
@@ -123,43 +176,50 @@ SInt64 copyFrames(BRAQExtendedAudioFile& source, BRAQExtendedAudioFile& target) 
     if (block == nullptr) {
         throw std::bad_alloc();
     }
-    const SInt64 total = source.frameCount();
+    Progress progress(source.frameCount());
     SInt64 done = 0;
     for (UInt32 frames = blockFrames; frames == blockFrames && interrupted == 0; done += frames) {
         source.readIntoAudioBufferList(block.get(), 0, &frames); // the byte sizes become what was read
         target.writeAudioBufferList(block.get(), &frames);
-        showProgress(done + frames, total);
+        progress.show(done + frames);
     }
-    std::cerr << "\n";
     return done;
 }
 
+// @return the exit status
 int copy(const Job& job) {
     std::error_code ignored;
     if (std::filesystem::equivalent(job.from, job.to, ignored)) {
-        throw std::runtime_error("both are the same file");
+        throw std::runtime_error(job.from + " and " + job.to + " are the same file");
     }
     std::shared_ptr<NSError> error;
     const auto source = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(job.from), &error);
     if (source == nullptr) {
-        throw std::runtime_error(job.from + ": " + error->localizedDescription());
+        throw std::runtime_error(job.from + ": " + reasonOf(*error));
     }
-    const auto target = BRAQExtendedAudioFile::initForRecordingWithFilename(
-        job.to, job.type->type, descriptionFor(job, *source), job.bitrate, nullptr);
-    const SInt64 frames = copyFrames(*source, *target);
-    target->closeFile();
+    SInt64 frames = 0;
+    try {
+        const auto target = BRAQExtendedAudioFile::initForRecordingWithFilename(
+            job.to, job.type.type, descriptionFor(job, *source), job.bitrate, nullptr);
+        frames = copyFrames(*source, *target);
+    } catch (const NSException& raised) {
+        throw std::runtime_error(job.to + ": " + reasonOf(raised));
+    }
     std::cerr << frames << " frames copied" << (interrupted != 0 ? ", then interrupted" : "") << "\n";
-    return interrupted != 0 ? 130 : 0;
+    return interrupted != 0 ? 128 + interrupted : 0;
 }
 
 } // namespace
 
 int main(int argc, char** argv) try {
     Job job{};
-    if (!parse(argc, argv, job)) {
-        return usage();
+    if (const std::string problem = parse(argc, argv, job); !problem.empty()) {
+        return usage(problem);
     }
-    std::signal(SIGINT, [](int) { interrupted = 1; });
+    // The new file is completed before the program ends.
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        std::signal(signal, [](int which) { interrupted = which; });
+    }
     return copy(job);
 } catch (const std::exception& failure) {
     std::cerr << "copy: " << failure.what() << "\n";

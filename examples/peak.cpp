@@ -8,11 +8,14 @@
 #include <vector>
 
 int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::cerr << "usage: peak FILE\n";
+        return 2;
+    }
     std::shared_ptr<NSError> error;
-    const auto url = NSURL::fileURLWithPath(argc > 1 ? argv[1] : "");
-    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(url, &error);
+    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(argv[1]), &error);
     if (file == nullptr) {
-        std::cerr << error->localizedDescription() << "\n";
+        std::cerr << argv[1] << ": " << error->localizedDescription() << "\n";
         return 1;
     }
     constexpr UInt32 blockFrames = 4096;

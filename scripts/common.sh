@@ -24,7 +24,7 @@ build_packages=(
 )
 bench_packages=(
     libbenchmark-dev
-    libboost-dev libjack-jackd2-dev portaudio19-dev
+    libboost-dev libjack-jackd2-dev portaudio19-dev libsndfile1-dev
 )
 
 missing_packages() {

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQAudioBufferList.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "core/BSamples.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -87,7 +88,12 @@ UInt64 BRAQAudioFileWriter::oldestBuffer() const {
         const auto* const buffers = mBufferArray.get();
         return static_cast<UInt64>(std::find(buffers, buffers + mNumberBuffers, mUnwritten) - buffers);
     }
-    // The real-time side stands at a buffer that was left behind, until it is given back; at any other it fills the newest.
+    // The real-time side fills the newest, unless it stands at one that was left behind, or at one that came round unwritten.
     const UInt64 current = mCurrentBuffer.load(std::memory_order_relaxed);
-    return BQueueableAudioBufferInProgress(currentBuffer()) ? current : current + 1;
+    return BQueueableAudioBufferInProgress(currentBuffer()) || isFull(currentBuffer()) ? current : current + 1;
+}
+
+bool BRAQAudioFileWriter::isFull(const BQueueableAudioBuffer* queued) const {
+    const BAudioBuffer* const buffer = &queued->mAudioBuffer;
+    return BAudioBufferFrameCount(buffer) >= braq::capacityInFrames(buffer->mByteSize, mBytesPerFrame);
 }

@@ -14,6 +14,8 @@
 /// A platform call that fails is raised as NSException `NSXErrorExceptionName`, its error in `NSOSStatusErrorDomain`, unless
 /// something else is said. An init operation raises too: it never answers a half-made object.
 ///
+/// A recording is complete when it is closed; `BRAQExtendedAudioFile` says what is left of it if the process is killed before.
+///
 /// Any thread but an I/O thread; calls of several threads follow one another.
 class BRAQ_EXPORT BRAQAudioFile {
   public:

@@ -35,6 +35,7 @@ class BRAQ_EXPORT BRAQAudioFileWriter : public BRAQAudioFileStreamer {
     void write(BQueueableAudioBuffer* queued);
     void writeWhatIsLeft();
     UInt64 oldestBuffer() const;
+    bool isFull(const BQueueableAudioBuffer* queued) const;
 
     // Where buffers are processed: on the worker, or behind the gate.
     BQueueableAudioBuffer* mUnwritten = nullptr; // the oldest that could not be written

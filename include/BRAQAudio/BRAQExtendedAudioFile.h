@@ -36,6 +36,11 @@ using BRAQExtendedAudioFileOptionDictionary = std::map<std::string, BRAQExtended
 /// A platform call that fails is raised as NSException `NSXErrorExceptionName`, its error in `NSOSStatusErrorDomain`, unless
 /// something else is said. The init operations for playback do not raise for it: they answer null and hand the error out.
 ///
+/// A recording is complete when it is closed. If the process is killed before, linear PCM in WAVE, RF64, CAF and NeXT files is
+/// there up to the last call that returned, and FLAC and ADTS files lack the last packets only; MPEG-4 and M4A files have no
+/// index yet, nor has ALAC in CAF, AIFF and AIFC files state no sizes yet, and all these cannot be read. That index is kept in
+/// memory while an MPEG-4 or M4A file is written: about 64 bytes a packet, which is 10 MB an hour of AAC.
+///
 /// Any thread but an I/O thread; calls of several threads follow one another. Frames are written by one thread at a time.
 class BRAQ_EXPORT BRAQExtendedAudioFile {
   public:

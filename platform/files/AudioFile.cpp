@@ -59,6 +59,9 @@ OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UI
     if (open == nullptr) {
         return kAudioFileNotOpenError;
     }
+    if (const OSStatus status = open->drain(); status != 0) {
+        return status;
+    }
     switch (property) {
     case kAudioFilePropertyFileFormat:
         return braq::answer(open->reader ? open->reader->fileType() : open->writer->fileType(), size, data, wrongSize);
@@ -81,6 +84,9 @@ OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPr
     const auto file = OpenAudioFiles::instance().find(converter);
     if (file == nullptr) {
         return kAudioFileNotOpenError;
+    }
+    if (const OSStatus status = file->drain(); status != 0) {
+        return status;
     }
     if (property == kAudioConverterEncodeBitRate) {
         return braq::answer(file->writer ? file->writer->bitRate() : file->readBitRate, size, data,
@@ -105,12 +111,14 @@ OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPr
     if (file == nullptr) {
         return kAudioFileNotOpenError;
     }
+    if (const OSStatus status = file->drain(); status != 0) {
+        return status;
+    }
     if (property != kAudioConverterEncodeBitRate) {
         return kAudioConverterErr_PropertyNotSupported;
     }
     UInt32 bitRate = 0;
-    const OSStatus status = braq::take(bitRate, size, data, kAudioConverterErr_BadPropertySizeError);
-    if (status != 0) {
+    if (const OSStatus status = braq::take(bitRate, size, data, kAudioConverterErr_BadPropertySizeError); status != 0) {
         return status;
     }
     if (file->writer) {

@@ -5,6 +5,8 @@
 #include "platform/files/OpenAudioFile.h"
 
 #include <filesystem>
+#include <memory>
+#include <string>
 #include <system_error>
 #include <utility>
 
@@ -28,11 +30,33 @@ OSStatus pathOf(CFURLRef url, std::string& path) {
     return 0;
 }
 
-/// What was queued comes before what follows.
-OSStatus drained(OpenAudioFile& file) { return file.async ? file.async->drain() : 0; }
-
 OSStatus setClientFormat(OpenAudioFile& file, const AudioStreamBasicDescription& format) {
+    if (const OSStatus status = file.drain(); status != 0) {
+        return status;
+    }
     return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format);
+}
+
+OSStatus openReader(const std::string& path, std::unique_ptr<braq::FileReader>& reader) {
+    const OSStatus status = braq::FileReader::open(path, reader);
+    std::error_code ignored;
+    if (status == kAudioFileUnspecifiedError && !std::filesystem::is_regular_file(path, ignored)) {
+        NSLog("(ERROR) ExtAudioFile : " + path + " is no regular file"); // which the status alone does not tell
+    }
+    return status;
+}
+
+/// A list that does not fit looks to many callers like the end of the file, so the log says it; once, because they try again.
+OSStatus readFrames(OpenAudioFile& file, UInt32& frames, AudioBufferList& list) {
+    const UInt32 wanted = frames;
+    const OSStatus status = file.reader->read(frames, list);
+    const bool isMisfit = status == kAudio_ParamError;
+    if (isMisfit && !file.isMisfitLogged) {
+        NSLog("(ERROR) ExtAudioFile : " + std::to_string(wanted) +
+              " frames of the client format do not fit into the buffers that they are to be read into");
+    }
+    file.isMisfitLogged = isMisfit;
+    return status;
 }
 
 } // namespace
@@ -42,7 +66,7 @@ OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
     OSStatus status = pathOf(url, path);
     auto opened = std::make_shared<OpenAudioFile>();
     if (status == 0) {
-        status = braq::FileReader::open(path, opened->reader);
+        status = openReader(path, opened->reader);
     }
     if (status == 0) {
         *file = OpenAudioFiles::instance().add(std::move(opened));
@@ -73,7 +97,7 @@ OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
     if (open == nullptr) {
         return kAudioFileNotOpenError;
     }
-    const OSStatus written = drained(*open);
+    const OSStatus written = open->drain();
     open->async.reset();
     const OSStatus closed = open->writer ? open->writer->close() : 0;
     return written != 0 ? written : closed;
@@ -88,7 +112,7 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
     case kExtAudioFileProperty_FileDataFormat: return braq::answer(open->fileFormat(), size, data, wrongSize);
     case kExtAudioFileProperty_ClientDataFormat: return braq::answer(open->clientFormat(), size, data, wrongSize);
     case kExtAudioFileProperty_FileLengthFrames:
-        if (const OSStatus status = drained(*open)) {
+        if (const OSStatus status = open->drain()) {
             return status;
         }
         return braq::answer(open->lengthFrames(), size, data, wrongSize);
@@ -127,7 +151,7 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList*
     if (frames == nullptr || list == nullptr) {
         return kAudio_ParamError;
     }
-    return open->reader ? open->reader->read(*frames, *list) : kExtAudioFileError_InvalidOperationOrder;
+    return open->reader ? readFrames(*open, *frames, *list) : kExtAudioFileError_InvalidOperationOrder;
 }
 
 OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame) {
@@ -149,7 +173,7 @@ OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBuffe
     if (list == nullptr) {
         return kAudio_ParamError;
     }
-    const OSStatus before = drained(*open);
+    const OSStatus before = open->drain();
     return before != 0 ? before : open->writer->write(frames, *list);
 }
 

@@ -16,11 +16,15 @@ struct OpenAudioFile {
     std::unique_ptr<FileWriter> writer;
     std::unique_ptr<AsyncWriter> async; ///< once it was asked for
     UInt32 readBitRate = 0;             ///< what a reader's converter was told; it has no use for it
+    bool isMisfitLogged = false;        ///< of the lists since the last one that fitted the client format
 
     AudioStreamBasicDescription fileFormat() const { return reader ? reader->fileFormat() : writer->fileFormat(); }
     AudioStreamBasicDescription clientFormat() const {
         return reader ? reader->clientFormat() : writer->clientFormat();
     }
+    /// What was queued comes before what follows, and is not written while something else is asked of the writer.
+    /// @return why a queued write failed, once
+    OSStatus drain() const { return async ? async->drain() : 0; }
     SInt64 lengthFrames() const { return reader ? reader->lengthFrames() : writer->lengthFrames(); }
 };
 

@@ -90,7 +90,10 @@ std::shared_ptr<NSURL> NSURL::fileURLWithPath(const std::string& path) {
         absolute = (error ? std::filesystem::path("/") : folder).string() + "/" + path;
     }
     auto text = "file://" + encoded(absolute);
-    return std::shared_ptr<NSURL>(new NSURL(std::move(text), std::move(absolute)));
+    // The system would take what stands before a null character for the name, and that is another file's.
+    const bool isPath = absolute.find('\0') == std::string::npos;
+    return std::shared_ptr<NSURL>(
+        new NSURL(std::move(text), isPath ? std::optional(std::move(absolute)) : std::nullopt));
 }
 
 std::shared_ptr<NSURL> NSURL::urlWithString(const std::string& text) {

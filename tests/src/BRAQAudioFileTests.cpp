@@ -2,6 +2,7 @@
 
 #include "tests/src/FileFixture.h"
 #include "tests/src/FileHook.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/FrameLists.h"
 
 #include <vector>
@@ -70,7 +71,7 @@ TEST_F(AudioFile, RecordsToTheTypeOfItsExtension) {
 
 TEST_F(AudioFile, RecordsToCAFWhenTheExtensionSaysNothing) {
     std::filesystem::create_directory(path("folder.wav"));
-    for (const char* name : {"nothing", "a.unheard-of", "dot.", "folder.wav/nothing"}) {
+    for (const char* name : {"nothing", "a.unheard-of", "dot.", "no UTF-8.\xFF", "folder.wav/nothing"}) {
         EXPECT_EQ(typeOf(*record(name, pcm16())), kAudioFileCAFType) << name;
     }
 }
@@ -209,6 +210,7 @@ TEST_F(AudioFile, DescribesAQueueBufferInAWayThatFitsMonoFilesOnly) {
     std::vector<Float32> samples(8);
     AudioQueueBuffer buffer{32, samples.data(), 32};
     UInt32 frames = 0;
+    const braq::testing::CapturedLog log;
     EXPECT_THROW(play(numbered(10))->readIntoQueueBuffer(&buffer, 0, &frames), NSException);
     EXPECT_THROW(record("stereo.wav", float32())->writeQueueBuffer(&buffer), NSException);
 }

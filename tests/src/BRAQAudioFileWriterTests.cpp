@@ -208,6 +208,17 @@ TEST_F(FileWriterOnAFullDisk, StopWritesWhatWaitsInOrderHoweverFarTheRingHasCome
     }
 }
 
+// The worker has written the oldest one by then, and the real-time side stands at the next, which is full already.
+TEST_F(FileWriterOnAFullDisk, StopWritesWhatWaitsInOrderWhenOnlyTheOldestCameRound) {
+    refusals = always;
+    recordAndSettle(0, 192);
+    refusals = 0;
+    recordAndSettle(0, 0);
+    ASSERT_EQ(file->written, numbers(0, 64));
+    writer.stop();
+    EXPECT_EQ(file->written, numbers(0, 192));
+}
+
 TEST_F(FileWriterOnAFullDisk, AStopThatFailsKeepsTheRestForTheNextOne) {
     refusals = always;
     recordAndSettle(0, 150);

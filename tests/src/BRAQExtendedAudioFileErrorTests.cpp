@@ -1,19 +1,14 @@
-// What the file class says when a call of the platform fails, and what it makes of bad input.
+// What the file class says when a call of the platform fails.
 
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 
 #include "tests/src/FileFixture.h"
 #include "tests/src/FileHook.h"
-#include "tests/support/CapturedLog.h"
 #include "tests/support/FrameLists.h"
-
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
 using braq::testing::audioFile;
-using braq::testing::CapturedLog;
 using braq::testing::FileCall;
 using braq::testing::FileCalls;
 using braq::testing::FileHook;
@@ -49,13 +44,6 @@ class ExtendedAudioFileErrors : public FileTest {
                              const char* reportingFile = reporter) {
         const FileHook hook(failing.function, failing.detail, failure);
         expectFileRaised(operation, failure, reportingFile, failing.method, failing.origin);
-    }
-    static void expectOpenError(const std::shared_ptr<NSURL>& from, OSStatus status) {
-        const CapturedLog log;
-        std::shared_ptr<NSError> error;
-        EXPECT_EQ(BRAQExtendedAudioFile::initForPlaybackWithFileURL(from, &error), nullptr);
-        expectFileError(error, status, reporter, openMethod, openCall);
-        EXPECT_EQ(BRAQExtendedAudioFile::initForPlaybackWithFileURL(from), nullptr) << "and nothing is raised";
     }
 };
 
@@ -180,107 +168,6 @@ TEST_F(ExtendedAudioFileErrors, WritingRaisesAndNeedsAFrameCount) {
         EXPECT_THAT(raised.reason(), HasSubstr("88"));
         EXPECT_THAT(raised.reason(), HasSubstr(method));
     }
-}
-
-TEST_F(ExtendedAudioFileErrors, WhatIsNoFileIsAnError) {
-    expectOpenError(url("missing.wav"), kAudioFileFileNotFoundError);
-    expectOpenError(url(std::string(4000, 'x')), kAudioFileFileNotFoundError);
-    expectOpenError(url(""), kAudioFileUnspecifiedError);
-    ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
-    expectOpenError(url("fifo"), kAudioFileUnspecifiedError);
-    expectOpenError(NSURL::fileURLWithPath("/dev/zero"), kAudioFileUnspecifiedError);
-    expectOpenError(nullptr, kAudio_ParamError);
-}
-
-TEST_F(ExtendedAudioFileErrors, AUrlThatIsNoFileUrlIsAnErrorThatSaysSo) {
-    const CapturedLog log;
-    std::shared_ptr<NSError> error;
-    EXPECT_EQ(
-        BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString("http://example.org/a.wav"), &error),
-        nullptr);
-    expectFileError(error, kAudioFileUnspecifiedError, reporter, openMethod, openCall);
-    EXPECT_THAT(log.errors(), testing::ElementsAre(HasSubstr("http://example.org/a.wav is no file")));
-}
-
-TEST_F(ExtendedAudioFileErrors, WhatHoldsNoAudioIsAnError) {
-    for (const char* name :
-         {"bad-empty.wav", "bad-header-only.wav", "bad-no-moov.m4a", "bad-noise.mp3", "bad-text.wav"}) {
-        SCOPED_TRACE(name);
-        expectOpenError(NSURL::fileURLWithPath(audioFile(name)), kAudioFileInvalidFileError);
-    }
-}
-
-TEST_F(ExtendedAudioFileErrors, ACutOffFilePlaysUpToWhereItWasCut) {
-    const CapturedLog log;
-    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(audioFile("bad-truncated.flac"));
-    ASSERT_NE(file, nullptr);
-    const FrameList list(2, 4096);
-    SInt64 total = 0;
-    UInt32 frames = 4096;
-    while (frames != 0) {
-        frames = 4096;
-        list.get()->mBuffers[0].mDataByteSize = list.get()->mBuffers[1].mDataByteSize = 4096 * sizeof(Float32);
-        file->readIntoAudioBufferList(list.get(), 0, &frames);
-        total += frames;
-    }
-    EXPECT_EQ(total, 8192) << "the two blocks that are whole";
-}
-
-TEST_F(ExtendedAudioFileErrors, AFileThatShrinksWhileItIsReadEndsEarly) {
-    const CapturedLog log;
-    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(numbered(500000));
-    const FrameList list(2, 1000);
-    UInt32 frames = 1000;
-    file->readIntoAudioBufferList(list.get(), 0, &frames);
-    EXPECT_EQ(frames, 1000U);
-    std::filesystem::resize_file(path("numbered.wav"), 100);
-    file->seekToFrame(400000);
-    frames = 1000;
-    file->readIntoAudioBufferList(list.get(), 0, &frames);
-    EXPECT_EQ(frames, 0U);
-}
-
-TEST_F(ExtendedAudioFileErrors, AFileThatIsRemovedWhileItIsReadIsReadOn) {
-    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(numbered(500000));
-    std::filesystem::remove(path("numbered.wav"));
-    file->seekToFrame(400000);
-    const FrameList list(2, 1000);
-    UInt32 frames = 1000;
-    file->readIntoAudioBufferList(list.get(), 0, &frames);
-    EXPECT_EQ(frames, 1000U);
-    list.expectNumbered(0, 400000, 1000);
-}
-
-TEST_F(ExtendedAudioFileErrors, NamesMayBeAnyUtf8AndUrlsMayBePercentEncoded) {
-    braq::testing::writeNumberedFile(path("Grüße 100% #1?.wav"), 5);
-    EXPECT_NE(BRAQExtendedAudioFile::initForPlaybackWithFilename(path("Grüße 100% #1?.wav")), nullptr);
-    const auto encoded =
-        NSURL::urlWithString("file://" + folder.path().string() + "/Gr%C3%BC%C3%9Fe%20100%25%20%231%3F.wav");
-    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(encoded);
-    ASSERT_NE(file, nullptr);
-    EXPECT_EQ(file->frameCount(), 5);
-}
-
-TEST_F(ExtendedAudioFileErrors, AFolderThatCannotBeWrittenToIsRaised) {
-    const CapturedLog log;
-    EXPECT_THROW(BRAQExtendedAudioFile::initForRecordingWithFilename(path("no/such/a.mp4"), pcm16(), 0, nullptr),
-                 NSException);
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "not shown: root may write to every folder";
-    }
-    std::filesystem::permissions(folder.path(),
-                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    EXPECT_THROW(BRAQExtendedAudioFile::initForRecordingWithFilename(path("a.mp4"), pcm16(), 0, nullptr), NSException);
-    std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
-}
-
-TEST_F(ExtendedAudioFileErrors, AFileWithoutPermissionIsAnError) {
-    if (::geteuid() == 0) {
-        GTEST_SKIP() << "not shown: root may read every file";
-    }
-    numbered(10);
-    std::filesystem::permissions(path("numbered.wav"), std::filesystem::perms::none);
-    expectOpenError(url("numbered.wav"), kAudioFilePermissionsError);
 }
 
 } // namespace

@@ -13,6 +13,7 @@
 namespace {
 
 using braq::testing::audioFile;
+using braq::testing::CapturedLog;
 using braq::testing::FileCall;
 using braq::testing::FileCalls;
 using braq::testing::FileHook;
@@ -136,7 +137,9 @@ TEST_F(ExtendedAudioFileFrames, AreReadOnFromWhereTheFileIs) {
     EXPECT_EQ(read(*file, list, 0, 400), 200U) << "the rest";
     list.expectNumbered(0, 800, 200);
     EXPECT_EQ(list.get()->mBuffers[1].mDataByteSize, 800U);
+    list.get()->mBuffers[0].mDataByteSize = list.get()->mBuffers[1].mDataByteSize = 1600;
     EXPECT_EQ(read(*file, list, 0, 400), 0U);
+    EXPECT_EQ(list.get()->mBuffers[1].mDataByteSize, 0U) << "read, and found to be at the end";
     file->seekToFrame(-10);
     list.get()->mBuffers[0].mDataByteSize = list.get()->mBuffers[1].mDataByteSize = 1600;
     EXPECT_EQ(read(*file, list, 0, 400), 400U);
@@ -216,7 +219,9 @@ TEST_F(ExtendedAudioFileFrames, OfAReadThatFailsAreNone) {
         EXPECT_EQ(read(*file, list, 50, 10), 0U);
     }
     file->setReverse(false);
+    const CapturedLog log;
     EXPECT_EQ(read(*file, list, 0, 4000000000U), 0U) << "more than the list has room for";
+    EXPECT_THAT(log.errors(), ElementsAre(testing::HasSubstr("do not fit"))) << "which is not the end of the file";
 }
 
 TEST_F(ExtendedAudioFileFrames, AreWritten) {

@@ -14,13 +14,13 @@ constexpr SInt64 nearFrames = 4096;
 
 CodedSource::CodedSource(std::unique_ptr<LocalFile> file, std::unique_ptr<PacketSource> packets,
                          std::unique_ptr<PacketDecoder> decoder, const FileFacts& facts, SInt64 primingFrames,
-                         UInt32 restartFrames)
+                         const CodecTraits& coding)
     : mFile(std::move(file)),
       mPackets(std::move(packets)),
       mDecoder(std::move(decoder)),
       mFacts(facts),
       mPriming(primingFrames),
-      mRestartFrames(restartFrames),
+      mCoding(coding),
       mPacket(av_packet_alloc()),
       mPlanes(facts.format.mChannelsPerFrame) {}
 
@@ -42,9 +42,7 @@ UInt32 CodedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
         const SInt64 frame = begin + done;
         if (frame >= mBegin && frame < mEnd) {
             done += copy(frame, static_cast<UInt32>(left) - done, done, planes);
-        } else if (!isAhead(frame)) {
-            seek(frame);
-        } else if (!decodeNext()) {
+        } else if (!(isAhead(frame) ? decodeNext() : seek(frame))) {
             mFile->report("ends before its last frame");
             break;
         }
@@ -57,12 +55,53 @@ bool CodedSource::isAhead(SInt64 codedFrame) const {
     if (!mIsPlaced || codedFrame < mEnd) {
         return false;
     }
-    return mRestartFrames == 0 ? codedFrame <= mEnd + nearFrames
-                               : codedFrame / mRestartFrames == mWanted / mRestartFrames;
+    const bool isNear = codedFrame <= mEnd + std::max<SInt64>(nearFrames, mCoding.prerollFrames);
+    const bool isSameStretch = mCoding.restartFrames != 0 && codedFrame < stretchBegin() + mCoding.restartFrames;
+    return mCoding.restartFrames == 0 ? isNear : isSameStretch && (isNear || mCoding.isForgetful == nullptr);
 }
 
-void CodedSource::seek(SInt64 codedFrame) {
-    mWanted = mRestartFrames == 0 ? codedFrame : codedFrame - codedFrame % mRestartFrames;
+// Decodes up to a frame, or places the packets where decoding on leads to it. @return whether there is anything
+bool CodedSource::seek(SInt64 codedFrame) {
+    if (mCoding.restartFrames == 0) {
+        start(codedFrame);
+        return true;
+    }
+    const SInt64 inStretch = codedFrame % mCoding.restartFrames;
+    if (mCoding.isForgetful != nullptr && inStretch > mCoding.prerollFrames && startNear(codedFrame)) {
+        return true;
+    }
+    start(codedFrame - inStretch);
+    while (mEnd <= codedFrame) {
+        if (!decodeNext()) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// Decodes up to a frame from shortly before it. @return whether what comes out is what it is from anywhere
+bool CodedSource::startNear(SInt64 codedFrame) {
+    start(codedFrame);
+    bool isSettled = false;
+    while (mEnd <= codedFrame) {
+        isSettled = hasForgotten();
+        const SInt64 before = mForgetful;
+        const bool isMore = decodeNext();
+        if (!isMore || (mEnd <= codedFrame && mForgetful <= before)) {
+            return false;
+        }
+    }
+    return isSettled;
+}
+
+bool CodedSource::hasForgotten() const {
+    return mCoding.isForgetful != nullptr && mForgetful >= mCoding.forgettingFrames;
+}
+
+// Places the packets so that decoding on gets a frame and all that follow it right.
+void CodedSource::start(SInt64 codedFrame) {
+    mWanted = codedFrame;
+    mForgetful = 0;
     mPackets->seek(mWanted);
     const LibavLogScope scope(mFile->path(), mFile->libavLinesLeft());
     mDecoder->restart();
@@ -81,6 +120,9 @@ bool CodedSource::decodeNext() {
     // What a decoder says about packets whose beginnings it was not given is no news.
     const LibavLogScope scope(mFile->path(), isWanted ? mFile->libavLinesLeft() : nullptr);
     const int error = span.isDamaged ? AVERROR_INVALIDDATA : mDecoder->decode(*mPacket);
+    const bool isForgetful =
+        error >= 0 && mCoding.isForgetful != nullptr && mPacket->size > 0 && mCoding.isForgetful(mPacket->data[0]);
+    mForgetful = isForgetful ? mForgetful + span.frames : 0;
     av_packet_unref(mPacket.get());
     if (!isWanted) {
         return true;
@@ -90,10 +132,14 @@ bool CodedSource::decodeNext() {
     }
     mBegin = std::min(mEnd, span.firstFrame);
     mEnd = std::max(mEnd, spanEnd);
-    if (mRestartFrames != 0) {
+    if (mCoding.restartFrames != 0) {
         // What lies beyond is decoded anew, so that it is the same from wherever it is come to.
-        mBegin = std::max(mBegin, mWanted);
-        mEnd = std::min(mEnd, mWanted + mRestartFrames);
+        const SInt64 stretchEnd = stretchBegin() + mCoding.restartFrames;
+        mBegin = std::max(mBegin, stretchBegin());
+        mEnd = std::min(mEnd, stretchEnd);
+        if (spanEnd == stretchEnd && hasForgotten()) {
+            mWanted = stretchEnd; // decoding on is as good
+        }
     }
     mBlockBegin = span.firstFrame;
     mBlockEnd = error < 0 || span.isDamaged ? mBlockBegin : std::min(spanEnd, mBlockBegin + mDecoder->frames());

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/files/reading/CodecTraits.h"
 #include "platform/files/reading/LocalFile.h"
 #include "platform/files/reading/PacketDecoder.h"
 #include "platform/files/reading/PacketSource.h"
@@ -14,10 +15,9 @@ namespace braq {
 class CodedSource : public SampleSource {
   public:
     /// @param primingFrames of the packets come before the first frame that is meant to be heard
-    /// @param restartFrames as `CodecTraits` has it
     CodedSource(std::unique_ptr<LocalFile> file, std::unique_ptr<PacketSource> packets,
                 std::unique_ptr<PacketDecoder> decoder, const FileFacts& facts, SInt64 primingFrames,
-                UInt32 restartFrames = 0);
+                const CodecTraits& coding);
 
     const FileFacts& facts() const override { return mFacts; }
     SInt64 packetCount() override { return mPackets->packetCount(); }
@@ -27,8 +27,12 @@ class CodedSource : public SampleSource {
 
   private:
     bool isAhead(SInt64 codedFrame) const;
-    void seek(SInt64 codedFrame);
+    bool seek(SInt64 codedFrame);
+    void start(SInt64 codedFrame);
+    bool startNear(SInt64 codedFrame);
     bool decodeNext();
+    bool hasForgotten() const;
+    SInt64 stretchBegin() const { return mWanted - mWanted % mCoding.restartFrames; }
     UInt32 copy(SInt64 codedFrame, UInt32 frames, UInt32 position, float* const* planes);
 
     const std::unique_ptr<LocalFile> mFile;
@@ -36,7 +40,7 @@ class CodedSource : public SampleSource {
     const std::unique_ptr<PacketDecoder> mDecoder;
     const FileFacts mFacts;
     const SInt64 mPriming;
-    const SInt64 mRestartFrames; // 0 for never
+    const CodecTraits& mCoding;
     const PacketPointer mPacket;
 
     // The frames that are at hand, counted as the packets do, and how many of them the decoder's block has: the others
@@ -47,6 +51,7 @@ class CodedSource : public SampleSource {
     SInt64 mBlockEnd = 0;
     SInt64 mWanted = 0;     // where decoding was to begin; what comes before only prepares the decoder
     bool mIsPlaced = false; // whether the packets go on at mEnd
+    SInt64 mForgetful = 0;  // frames of forgetful packets that were decoded last, one after the other
     std::vector<float*> mPlanes;
 };
 

@@ -51,6 +51,7 @@ class SourceReader final : public FileReader {
     const FileFacts& facts() const { return mSource->facts(); }
     UInt32 readPlanes(UInt32 frames, float* const* planes);
     UInt32 readInterleaved(UInt32 frames, float* samples);
+    UInt32 interleave(UInt32 frames, float* samples);
     UInt32 readPlanar(UInt32 frames, const AudioBufferList& list);
 
     const std::unique_ptr<SampleSource> mSource;
@@ -105,6 +106,18 @@ UInt32 SourceReader::readPlanar(UInt32 frames, const AudioBufferList& list) {
 }
 
 UInt32 SourceReader::readInterleaved(UInt32 frames, float* samples) {
+    const bool isAsInFile =
+        !mConversion->rate && mConversion->format.mChannelsPerFrame == facts().format.mChannelsPerFrame;
+    if (isAsInFile) {
+        if (const auto got = mSource->readInterleaved(mPosition, frames, samples)) {
+            mPosition += *got;
+            return *got;
+        }
+    }
+    return interleave(frames, samples);
+}
+
+UInt32 SourceReader::interleave(UInt32 frames, float* samples) {
     const Planes& planes = mConversion->interleaved;
     const std::size_t channels = planes.channels();
     UInt32 done = 0;

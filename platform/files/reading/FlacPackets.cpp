@@ -1,8 +1,6 @@
 #include "platform/files/reading/FlacPackets.h"
 
-extern "C" {
-#include <libavutil/crc.h>
-}
+#include "platform/files/reading/FlacChecksum.h"
 
 #include <algorithm>
 #include <cstring>
@@ -51,14 +49,16 @@ std::optional<FlacPackets::Place> FlacPackets::findHeader(SInt64 from, SInt64 to
 bool FlacPackets::isWhole(SInt64 begin, SInt64 end) {
     const auto length = static_cast<std::size_t>(end - begin);
     const auto bytes = mWindow.at(begin, length);
-    return bytes.size() >= length && av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, bytes.data(), length) == 0;
+    return bytes.size() >= length && flacChecksum(bytes.first(length)) == 0;
 }
 
 // The packet that goes on where this one ends, if there is one: behind bytes whose checksum is right, else the first that
 // claims to be it.
-std::optional<FlacPackets::Place> FlacPackets::following(const Place& place) {
+std::optional<FlacPackets::Successor> FlacPackets::following(const Place& place) {
     const SInt64 frame = place.frame.firstFrame + place.frame.frames;
     const SInt64 to = std::min(mEnd, place.offset + longestPacket(mStream));
+    // All that is looked at here, so that the window does not go back and forth.
+    mWindow.at(place.offset, static_cast<std::size_t>(to - place.offset));
     std::optional<Place> claims;
     SInt64 from = place.offset + place.frame.headerBytes;
     while (const auto candidate = findHeader(from, to, frame)) {
@@ -67,19 +67,19 @@ std::optional<FlacPackets::Place> FlacPackets::following(const Place& place) {
             continue;
         }
         if (isWhole(place.offset, candidate->offset)) {
-            return candidate;
+            return Successor{*candidate, true};
         }
         claims = claims ? claims : candidate;
     }
-    return claims;
+    return claims ? std::optional(Successor{*claims, false}) : std::nullopt;
 }
 
 // The first packet in a part of the file that is proved to be one by its checksum.
 std::optional<FlacPackets::Place> FlacPackets::findPacket(SInt64 from, SInt64 to) {
     while (const auto candidate = findHeader(from, to, 0)) {
         const auto after = following(*candidate);
-        const SInt64 end = after ? after->offset : mEnd;
-        if (end - candidate->offset <= longestPacket(mStream) && isWhole(candidate->offset, end)) {
+        const bool isLast = !after && mEnd - candidate->offset <= longestPacket(mStream);
+        if (after ? after->isProved : isLast && isWhole(candidate->offset, mEnd)) {
             return candidate;
         }
         from = candidate->offset + 1;
@@ -97,7 +97,7 @@ SInt64 FlacPackets::endOfLastPacket() {
                 const bool isCut = mEnd - last->offset > longestPacket(mStream) || !isWhole(last->offset, mEnd);
                 return last->frame.firstFrame + (isCut ? 0 : last->frame.frames);
             }
-            last = after;
+            last = after->place;
         }
         if (from == mBegin) {
             return 0;
@@ -140,9 +140,10 @@ void FlacPackets::seek(SInt64 frame) {
 // Goes to the next packet. @return where the one that was left ends
 SInt64 FlacPackets::step(PacketSpan& span) {
     const Place place = *mNext;
-    mNext = following(place);
-    SInt64 end = mNext ? mNext->offset : std::min(mEnd, place.offset + longestPacket(mStream));
-    span = {place.frame.firstFrame, place.frame.frames, !isWhole(place.offset, end)};
+    const auto after = following(place);
+    mNext = after ? std::optional(after->place) : std::nullopt;
+    const SInt64 end = after ? after->place.offset : std::min(mEnd, place.offset + longestPacket(mStream));
+    span = {place.frame.firstFrame, place.frame.frames, after ? !after->isProved : !isWhole(place.offset, end)};
     if (!mNext && span.isDamaged) {
         // Its end is lost with the beginning of the next one; what follows is found by what proves itself.
         mNext = findPacket(place.offset + 1, mEnd);

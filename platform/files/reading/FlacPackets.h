@@ -30,10 +30,14 @@ class FlacPackets : public PacketSource {
         SInt64 offset;
         FlacFrame frame;
     };
+    struct Successor {
+        Place place;
+        bool isProved; // the checksum of the bytes before it is right
+    };
     std::optional<FlacFrame> frameAt(SInt64 offset);
     std::optional<Place> findHeader(SInt64 from, SInt64 to, SInt64 afterFrame);
     std::optional<Place> findPacket(SInt64 from, SInt64 to);
-    std::optional<Place> following(const Place& place);
+    std::optional<Successor> following(const Place& place);
     bool isWhole(SInt64 begin, SInt64 end);
     SInt64 step(PacketSpan& span);
     SInt64 endOfLastPacket();

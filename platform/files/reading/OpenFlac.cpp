@@ -60,11 +60,11 @@ std::unique_ptr<SampleSource> openFlac(std::unique_ptr<LocalFile> file, SInt64 b
     if (!isEmpty && !decodeFirstBlock(*file, *packets, *decoder)) {
         return nullptr;
     }
+    const CodecTraits& coding = *codecTraits(AV_CODEC_ID_FLAC);
     const FirstBlock block{Float64(stream.sampleRate), stream.channels, stream.longestBlock, stream.bitsPerSample};
     const UInt32 framesPerPacket = stream.hasConstantBlocks() ? stream.longestBlock : 0;
-    const FileFacts facts{kAudioFileFLACType, codedFormat(*codecTraits(AV_CODEC_ID_FLAC), block, framesPerPacket),
-                          frames};
-    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, 0);
+    const FileFacts facts{kAudioFileFLACType, codedFormat(coding, block, framesPerPacket), frames};
+    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, 0, coding);
 }
 
 } // namespace braq

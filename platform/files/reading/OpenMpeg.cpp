@@ -113,7 +113,8 @@ std::unique_ptr<SampleSource> openLayerIII(std::unique_ptr<LocalFile> file, SInt
         remainder = std::clamp<SInt64>(SInt64{header->padding} - decoderDelay, 0, frames - priming);
     }
     FileFacts facts{kAudioFileMP3Type, codedFormat(coding, *block, framesPerPacket), frames - priming - remainder};
-    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, priming);
+    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, priming,
+                                         coding);
 }
 
 std::unique_ptr<SampleSource> openAdts(std::unique_ptr<LocalFile> file, SInt64 begin, SInt64 end) {
@@ -131,8 +132,7 @@ std::unique_ptr<SampleSource> openAdts(std::unique_ptr<LocalFile> file, SInt64 b
     packets->setFramesPerPacket(block->frames);
     const SInt64 frames = packets->packetCount() * block->frames;
     FileFacts facts{kAudioFileAAC_ADTSType, codedFormat(coding, *block, block->frames), frames};
-    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, 0,
-                                         coding.restartFrames);
+    return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, 0, coding);
 }
 
 } // namespace braq

@@ -24,7 +24,7 @@ std::unique_ptr<SampleSource> openOgg(std::unique_ptr<LocalFile> file, SInt64 be
     const SInt64 frames = std::max<SInt64>(packets->statedFrames() - stream->primingFrames, 0);
     const FileFacts facts{kBRAQAudioFileOggType, codedFormat(coding, *block, framesPerPacket), frames};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, priming,
-                                         coding.restartFrames);
+                                         coding);
 }
 
 } // namespace braq

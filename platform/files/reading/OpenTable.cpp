@@ -118,7 +118,7 @@ std::unique_ptr<SampleSource> openTable(std::unique_ptr<LocalFile>& file, const 
     part.frames = std::clamp<SInt64>(part.frames, 0, allFrames - part.priming);
     const FileFacts facts{type, codedFormat(coding, *block, frames), part.frames};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, part.priming,
-                                         coding.restartFrames);
+                                         coding);
 }
 
 } // namespace braq

@@ -2,6 +2,11 @@
 
 #include <algorithm>
 
+// The loops below are worth vectors; this compiler makes them at this level only.
+#if defined(__GNUC__) && !defined(__clang__)
+#pragma GCC optimize("O3")
+#endif
+
 namespace braq {
 namespace {
 
@@ -24,6 +29,12 @@ Channel<Sample> channelOf(const AVFrame& block, UInt32 channel, UInt32 firstFram
 template <class Sample>
 void convert(const AVFrame& block, UInt32 channel, UInt32 firstFrame, UInt32 frames, float scale, float* plane) {
     const auto [first, stride] = channelOf<Sample>(block, channel, firstFrame);
+    if (stride == 1) {
+        for (std::size_t i = 0; i < frames; ++i) {
+            plane[i] = static_cast<float>(first[i]) * scale;
+        }
+        return;
+    }
     for (std::size_t i = 0; i < frames; ++i) {
         plane[i] = static_cast<float>(first[i * stride]) * scale;
     }

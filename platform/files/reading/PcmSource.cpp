@@ -17,9 +17,10 @@ PcmSource::PcmSource(std::unique_ptr<LocalFile> file, const PcmFormat& pcm, cons
     : mFile(std::move(file)),
       mPcm(pcm),
       mFacts(facts),
-      mIsPlain(pcm.codec == AV_CODEC_ID_PCM_F32LE && facts.format.mChannelsPerFrame == 1),
+      mIsFloat(pcm.codec == AV_CODEC_ID_PCM_F32LE),
       mExtents(std::move(extents)),
       mRaw(margin + std::max(rawBytes, facts.format.mBytesPerFrame)),
+      mFramesAtOnce(static_cast<UInt32>(mRaw.size() - margin) / facts.format.mBytesPerFrame),
       mPlanes(facts.format.mChannelsPerFrame) {}
 
 std::optional<SInt64> PcmSource::frameOfPacket(SInt64 packet) {
@@ -36,14 +37,15 @@ const PcmExtent* PcmSource::extentOf(SInt64 frame) const {
 }
 
 // @return whole frames
-UInt32 PcmSource::load(SInt64 offset, UInt32 frames, std::uint8_t* destination) {
+UInt32 PcmSource::load(SInt64 offset, UInt32 frames, void* destination) {
     const UInt32 bytesPerFrame = mFacts.format.mBytesPerFrame;
     return static_cast<UInt32>(mFile->read(offset, destination, std::size_t{frames} * bytesPerFrame) / bytesPerFrame);
 }
 
-UInt32 PcmSource::read(SInt64 first, UInt32 frames, float* const* planes) {
-    const UInt32 bytesPerFrame = mFacts.format.mBytesPerFrame;
-    const UInt32 framesAtOnce = static_cast<UInt32>(mRaw.size() - margin) / bytesPerFrame;
+// Hands out where frames lie behind each other in the file, to `take(offset, frames, frames done before)`, which answers
+// how many of them are there.
+template <class Take>
+UInt32 PcmSource::readRuns(SInt64 first, UInt32 frames, UInt32 framesAtOnce, const Take& take) {
     UInt32 done = 0;
     while (done < frames) {
         const SInt64 frame = first + done;
@@ -54,15 +56,7 @@ UInt32 PcmSource::read(SInt64 first, UInt32 frames, float* const* planes) {
         const SInt64 offsetInExtent = frame - extent->firstFrame;
         const auto wanted = static_cast<UInt32>(
             std::min<SInt64>(std::min(frames - done, framesAtOnce), extent->frames - offsetInExtent));
-        const SInt64 offset = extent->offset + offsetInExtent * bytesPerFrame;
-        for (std::size_t channel = 0; channel < mPlanes.size(); ++channel) {
-            mPlanes[channel] = planes[channel] + done;
-        }
-        const UInt32 got = mIsPlain ? load(offset, wanted, reinterpret_cast<std::uint8_t*>(mPlanes[0]))
-                                    : load(offset, wanted, mRaw.data() + margin);
-        if (!mIsPlain) {
-            mPcm.split(mRaw.data() + margin, got, mFacts.format.mChannelsPerFrame, mPlanes.data());
-        }
+        const UInt32 got = take(extent->offset + offsetInExtent * mFacts.format.mBytesPerFrame, wanted, done);
         done += got;
         if (got < wanted) {
             mFile->report("has become shorter while it is read");
@@ -70,6 +64,40 @@ UInt32 PcmSource::read(SInt64 first, UInt32 frames, float* const* planes) {
         }
     }
     return done;
+}
+
+UInt32 PcmSource::readPlain(SInt64 first, UInt32 frames, float* samples) {
+    const std::size_t channels = mPlanes.size();
+    return readRuns(first, frames, frames, [&](SInt64 offset, UInt32 wanted, UInt32 done) {
+        return load(offset, wanted, samples + done * channels);
+    });
+}
+
+UInt32 PcmSource::read(SInt64 first, UInt32 frames, float* const* planes) {
+    if (mIsFloat && mPlanes.size() == 1) {
+        return readPlain(first, frames, planes[0]);
+    }
+    return readRuns(first, frames, mFramesAtOnce, [&](SInt64 offset, UInt32 wanted, UInt32 done) {
+        const UInt32 got = load(offset, wanted, mRaw.data() + margin);
+        for (std::size_t channel = 0; channel < mPlanes.size(); ++channel) {
+            mPlanes[channel] = planes[channel] + done;
+        }
+        mPcm.split(mRaw.data() + margin, got, mFacts.format.mChannelsPerFrame, mPlanes.data());
+        return got;
+    });
+}
+
+std::optional<UInt32> PcmSource::readInterleaved(SInt64 first, UInt32 frames, float* samples) {
+    if (mIsFloat) {
+        return readPlain(first, frames, samples);
+    }
+    const auto channels = static_cast<UInt32>(mPlanes.size());
+    return readRuns(first, frames, mFramesAtOnce, [&](SInt64 offset, UInt32 wanted, UInt32 done) {
+        const UInt32 got = load(offset, wanted, mRaw.data() + margin);
+        float* const to = samples + std::size_t{done} * channels;
+        mPcm.split(mRaw.data() + margin, got * channels, 1, &to); // one channel of all samples
+        return got;
+    });
 }
 
 } // namespace braq

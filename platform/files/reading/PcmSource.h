@@ -28,17 +28,22 @@ class PcmSource : public SampleSource {
     std::optional<AudioFilePacketTableInfo> packetTable() override { return {}; }
     std::optional<SInt64> frameOfPacket(SInt64 packet) override;
     UInt32 read(SInt64 first, UInt32 frames, float* const* planes) override;
+    std::optional<UInt32> readInterleaved(SInt64 first, UInt32 frames, float* samples) override;
 
   private:
-    UInt32 load(SInt64 offset, UInt32 frames, std::uint8_t* destination);
+    template <class Take>
+    UInt32 readRuns(SInt64 first, UInt32 frames, UInt32 framesAtOnce, const Take& take);
+    UInt32 readPlain(SInt64 first, UInt32 frames, float* samples);
+    UInt32 load(SInt64 offset, UInt32 frames, void* destination);
     const PcmExtent* extentOf(SInt64 frame) const;
 
     const std::unique_ptr<LocalFile> mFile;
     const PcmFormat& mPcm;
     const FileFacts mFacts;
-    const bool mIsPlain; // already what the caller wants
+    const bool mIsFloat; // already what the caller wants
     const std::vector<PcmExtent> mExtents;
     std::vector<std::uint8_t> mRaw;
+    const UInt32 mFramesAtOnce; // of those in mRaw
     std::vector<float*> mPlanes;
 };
 

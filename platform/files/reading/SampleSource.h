@@ -31,6 +31,11 @@ class SampleSource {
     /// @param planes one a channel of the file
     /// @return frames, fewer where the file ends or can be read no further; why goes to the log
     virtual UInt32 read(SInt64 first, UInt32 frames, float* const* planes) = 0;
+    /// As `read`, with the samples of all channels of a frame beside each other. Nothing from a source that has planes
+    /// anyhow.
+    virtual std::optional<UInt32> readInterleaved(SInt64 /*first*/, UInt32 /*frames*/, float* /*samples*/) {
+        return {};
+    }
 
   protected:
     SampleSource() = default;

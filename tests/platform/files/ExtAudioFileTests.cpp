@@ -111,6 +111,24 @@ TEST_F(ExtAudioFile, WritesAndReadsAndSeeks) {
     EXPECT_EQ(ExtAudioFileDispose(file), 0);
 }
 
+TEST_F(ExtAudioFile, SaysOnceThatAListIsTooSmallUntilOneFits) {
+    ExtAudioFileRef file = create("a.wav");
+    Mono block({1, 2, 3, 4});
+    EXPECT_EQ(ExtAudioFileWrite(file, 4, &block.list), 0);
+    EXPECT_EQ(ExtAudioFileDispose(file), 0);
+    ASSERT_EQ(ExtAudioFileOpenURL(url("a.wav").get(), &file), 0);
+    const CapturedLog log;
+    Mono room({0, 0});
+    const auto read = [&](UInt32 frames) { return ExtAudioFileRead(file, &frames, &room.list); };
+    EXPECT_EQ(read(3), kAudio_ParamError);
+    EXPECT_EQ(read(3), kAudio_ParamError);
+    EXPECT_THAT(log.errors(), ElementsAre(HasSubstr("3 frames of the client format do not fit")));
+    EXPECT_EQ(read(2), 0);
+    EXPECT_EQ(read(4), kAudio_ParamError);
+    EXPECT_THAT(log.errors(), ElementsAre(HasSubstr("3 frames"), HasSubstr("4 frames")));
+    EXPECT_EQ(ExtAudioFileDispose(file), 0);
+}
+
 TEST_F(ExtAudioFile, AnswersEveryCallForWhatIsNoOpenFile) {
     ExtAudioFileRef disposed = create("a.wav");
     AudioFileID container = nullptr;
@@ -253,6 +271,25 @@ TEST_F(ExtAudioFile, WritesQueuedCopiesInOrderAndBeforeWhatFollows) {
     expected.insert(expected.end(), block.samples.begin(), block.samples.end());
     EXPECT_EQ(ExtAudioFileDispose(file), 0) << "writes what is queued";
     EXPECT_EQ(contents("a.wav"), expected);
+}
+
+TEST_F(ExtAudioFile, AnswersWhatDependsOnTheFramesAfterThoseThatAreQueued) {
+    ExtAudioFileRef file = create("a.wav");
+    Mono block(std::vector<Float32>(10'000));
+    for (int i = 0; i < 50; ++i) {
+        ASSERT_EQ(ExtAudioFileWriteAsync(file, 10'000, &block.list), 0);
+    }
+    AudioFileID container = nullptr;
+    ASSERT_EQ(get(file, kExtAudioFileProperty_AudioFile, container), 0);
+    SInt64 packets = 0;
+    UInt32 size = sizeof(packets);
+    EXPECT_EQ(AudioFileGetProperty(container, kAudioFilePropertyAudioDataPacketCount, &size, &packets), 0);
+    EXPECT_EQ(packets, 500'000);
+    ASSERT_EQ(ExtAudioFileWriteAsync(file, 10'000, &block.list), 0);
+    const auto client = planarFloat(1);
+    EXPECT_EQ(ExtAudioFileSetProperty(file, kExtAudioFileProperty_ClientDataFormat, sizeof(client), &client),
+              kExtAudioFileError_InvalidOperationOrder);
+    EXPECT_EQ(ExtAudioFileDispose(file), 0);
 }
 
 TEST_F(ExtAudioFile, RefusesToQueueMoreThanCanEverWait) {

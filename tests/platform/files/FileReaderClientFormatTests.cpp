@@ -1,8 +1,10 @@
 #include "tests/platform/files/ReadFile.h"
 #include "tests/support/NumberedFiles.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -97,6 +99,38 @@ TEST(FileReader_ClientFormat, InterleavesTheSameSamples) {
         done += got;
     }
     EXPECT_EQ(done, frames(planes));
+}
+
+// How a file holds its samples decides how they get beside each other.
+TEST(FileReader_ClientFormat, InterleavesTheSameSamplesOfEveryKindOfFile) {
+    const TemporaryFolder folder;
+    const std::vector<const char*> codings{"-c:a pcm_f32le",       "-c:a pcm_f64le",      "-c:a pcm_s24le",
+                                           "-c:a pcm_u8",          "-c:a pcm_s16le",      "-ac 1 -c:a pcm_f32le",
+                                           "-ac 1 -c:a pcm_s16le", "-ac 6 -c:a pcm_s32le"};
+    for (const char* const coding : codings) {
+        SCOPED_TRACE(coding);
+        const auto path = folder.path() / "coded.wav";
+        encode(audioFile("reference-44k-stereo-16.wav"), coding, path);
+        ReadFile file(path);
+        const UInt32 channels = file.channels();
+        const Sound planes = file.readRest();
+        ASSERT_EQ(file.reader().setClientFormat(interleaved(channels, 44100)), 0);
+        for (const UInt32 count : {1U, 5000U, 40000U}) {
+            for (const SInt64 first : {SInt64{0}, SInt64{1234}, frames(planes) - 3000}) {
+                std::vector<Float32> samples(std::size_t{channels} * (count + 1), -7.0F);
+                AudioBufferList list{1, {{channels, count * channels * 4, samples.data()}}};
+                UInt32 got = count;
+                ASSERT_EQ(file.reader().seek(first), 0);
+                ASSERT_EQ(file.reader().read(got, list), 0);
+                ASSERT_EQ(got, std::min<SInt64>(count, frames(planes) - first));
+                for (std::size_t i = 0; i < std::size_t{got} * channels; ++i) {
+                    ASSERT_EQ(samples[i], planes[i % channels][static_cast<std::size_t>(first) + i / channels]) << i;
+                }
+                ASSERT_TRUE(std::all_of(samples.begin() + static_cast<std::ptrdiff_t>(std::size_t{got} * channels),
+                                        samples.end(), [](Float32 sample) { return sample == -7.0F; }));
+            }
+        }
+    }
 }
 
 TEST(FileReader_ClientFormat, RefusesListsThatDoNotFitAndReadsOnAfterwards) {

@@ -2,13 +2,12 @@
 
 #include "tests/platform/files/DecodedFile.h"
 #include "tests/platform/files/Recordings.h"
+#include "tests/support/AsNobody.h"
 #include "tests/support/CapturedLog.h"
 
 #include <gmock/gmock.h>
 
-#include <sys/fsuid.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
@@ -34,25 +33,6 @@ std::string contentOf(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
-
-/// This thread reaches files as nobody does, as long as this lives.
-class AsNobody {
-  public:
-    AsNobody() {
-        setfsgid(nobody);
-        setfsuid(nobody);
-    }
-    ~AsNobody() {
-        setfsuid(geteuid());
-        setfsgid(getegid());
-    }
-    AsNobody(const AsNobody&) = delete;
-    AsNobody& operator=(const AsNobody&) = delete;
-
-  private:
-    // Without a privilege it stays who it is, who is not the one that may do everything.
-    static constexpr unsigned nobody = 65534;
-};
 
 class Files_FileWriterErrors : public testing::Test {
   protected:

@@ -41,6 +41,13 @@ TEST(Foundation_URL, KnowsWhatIsNoLocalFile) {
     }
 }
 
+TEST(Foundation_URL, OfAPathThatNoFileCanHaveIsNoFileURL) {
+    const auto url = NSURL::fileURLWithPath(std::string("/tmp/a.wav\0.txt", 15));
+    EXPECT_FALSE(url->isFileURL());
+    EXPECT_EQ(url->path(), "");
+    EXPECT_EQ(url->absoluteString(), "file:///tmp/a.wav%00.txt");
+}
+
 TEST(Foundation_URL, IsNotMadeOfWhatIsNoURL) {
     for (const char* text :
          {"", "/tmp/a.wav", ":x", "1ab:x", "file:///a%2", "file:///a%", "file:///a%zz", "no scheme:x"}) {

@@ -9,7 +9,8 @@
 /// Where a resource is. Immutable, so any thread may read it.
 class BRAQ_EXPORT NSURL {
   public:
-    /// A file URL for a path, absolute or relative to the working directory of now; the path is UTF-8 and taken as it is.
+    /// A file URL for a path, absolute or relative to the working directory of now; the path is UTF-8 and taken as it is. One
+    /// with a null character in it names no file, so the URL is none of a file.
     static std::shared_ptr<NSURL> fileURLWithPath(const std::string& path);
     /// A URL as it is written: percent-encoded, with a scheme.
     /// @return null for a text that is no URL: without a scheme, or with a percent sign that two hexadecimal digits do not
