@@ -131,6 +131,13 @@ def long_files():
         yield Figure("  first seek, to the end, and reading", benchmark, "first seek, to the end", unit="ms")
 
 
+def rates():
+    for thousandths, what in [(500, "half the speed"), (919, "44.1 to 48 kHz"), (1088, "48 to 44.1 kHz"),
+                              (1250, "speed 1.25"), (2000, "speed 2"), (8000, "speed 8")]:
+        yield Ratio(what, f"resample/{thousandths}", "ours", "libsoxr", goal=1.1)
+    yield Ratio("speed 1", "pass", "ours", "memcpy")
+
+
 SECTIONS = [
     ("Copying blocks of 512 frames x 2 channels (4 KiB), a block", [*copies("drain", "drain"), *copies("fill", "fill")]),
     ("Lock-free stack: push and take, a record", [
@@ -149,6 +156,15 @@ SECTIONS = [
         Ratio("one empty procedure, 64 frames, a cycle", "cycle/64", "ours", "silence"),
         Ratio("  512 frames", "cycle/512", "ours", "silence"),
         Ratio("mixing one more player, a frame", "mix", "ours", "add loop"),
+    ]),
+    ("Changing the rate, a frame of 2 channels", [*rates()]),
+    ("Playing through an output unit, a frame of 2 channels", [
+        Ratio("at rate 1", "chain/rate1", "ours", "memcpy"),
+        Ratio("44.1 kHz on a device of 48 kHz", "chain/from44100", "ours", "soxr", peer_name="libsoxr"),
+        Ratio("at rate 1.25", "chain/rate125", "ours", "soxr", peer_name="libsoxr"),
+        *(Figure(f"{count} units, a cycle of 512 frames, a unit", f"units/{count}", "ours", unit="us", scale=1e-3)
+          for count in [1, 10, 100, 1000]),
+        Figure("most units of which no cycle is late, one processor", "most", "most", unit=""),
     ]),
     ("How late cycles begin", [
         *jitter("idle"), *jitter("busy"),

@@ -28,8 +28,8 @@ constexpr double shape = 12.26;
 std::array<float, reach> design() {
     std::array<double, reach> taps{};
     double sum = 0;
-    for (UInt32 i = 0; i < reach; ++i) {
-        const double distance = 2.0 * i + 1;
+    for (std::size_t i = 0; i < reach; ++i) {
+        const double distance = 2.0 * static_cast<double>(i) + 1;
         const double place = distance / (2.0 * reach);
         const double sinc = std::sin(distance * std::numbers::pi / 2) / (distance * std::numbers::pi);
         taps[i] = sinc * bessel(shape * std::sqrt(1 - place * place)) / bessel(shape);
@@ -50,7 +50,7 @@ constexpr UInt32 lanes = 16;
 template <UInt32 Lanes>
 void filterLanes(const float* odd, const float* even, float* out) noexcept {
     std::array<float, Lanes> sum{};
-    for (UInt32 i = 0; i < reach; ++i) {
+    for (std::size_t i = 0; i < reach; ++i) {
         const float* const before = odd - 1 - i;
         const float* const behind = odd + i;
         for (UInt32 n = 0; n < Lanes; ++n) {
@@ -77,9 +77,9 @@ void filter(UInt32 frames, const float* odd, const float* even, float* out) noex
 } // namespace halfband
 
 void HalfBandStream::halve(UInt32 frames, const float* in, float* out) noexcept {
-    constexpr UInt32 oddKept = 2 * halfband::reach - 1;
-    constexpr UInt32 evenKept = halfband::reach - 1;
-    for (UInt32 n = 0; n < frames; ++n) {
+    constexpr std::size_t oddKept = 2 * halfband::reach - 1;
+    constexpr std::size_t evenKept = halfband::reach - 1;
+    for (std::size_t n = 0; n < frames; ++n) {
         mEven[evenKept + n] = in[2 * n];
         mOdd[oddKept + n] = in[2 * n + 1];
     }

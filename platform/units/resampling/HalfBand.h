@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/types.h"
 
+#include <cstddef>
 #include <vector>
 
 namespace braq {
@@ -11,7 +12,7 @@ namespace braq {
 namespace halfband {
 
 /// Samples of odd index on each side of the one that the filter is centred on.
-inline constexpr UInt32 reach = 48;
+inline constexpr std::size_t reach = 48;
 /// @param odd out[n] lies between odd[n - 1] and odd[n]; `reach` before the first and `reach - 1` behind the last are read
 /// @param even out[n] lies on even[n]
 /// @realtime
@@ -24,9 +25,9 @@ class HalfBandStream {
   public:
     /// What one call takes at most.
     static constexpr UInt32 largestOutput = 64;
-    static constexpr SInt64 delay = 2 * (halfband::reach - 1);
+    static constexpr SInt64 delay = static_cast<SInt64>(2 * (halfband::reach - 1));
     /// However many streams follow each other, the last one has forgotten what went in earlier when it has given out so many.
-    static constexpr SInt64 memory = 4 * halfband::reach;
+    static constexpr SInt64 memory = static_cast<SInt64>(4 * halfband::reach);
 
     HalfBandStream() : mOdd(2 * halfband::reach - 1 + largestOutput), mEven(halfband::reach - 1 + largestOutput) {}
     /// @param in 2 x `frames` samples @realtime

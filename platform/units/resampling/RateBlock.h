@@ -2,6 +2,8 @@
 
 #include "platform/units/resampling/FramePosition.h"
 
+#include <algorithm>
+
 namespace braq {
 
 /// Frames that are converted together, along one slope of the ratio.
@@ -20,10 +22,10 @@ inline constexpr Route between = -1;
 inline constexpr Route highestLevel = 7;
 
 /// @return the largest ratio that a route is for
-inline FixedFrames largestRatioOf(Route route) { return oneFrame << (route < 0 ? 0 : route + 1); }
+inline FixedFrames largestRatioOf(Route route) { return oneFrame << (std::clamp(route, between, highestLevel) + 1); }
 
 /// Places of a ratio that may be other than 0: steps of the interpolator at that level have all of theirs.
-inline FixedFrames ratioGrain(Route level) { return FixedFrames{4} << (level < 0 ? 0 : level); }
+inline FixedFrames ratioGrain(Route level) { return FixedFrames{4} << std::max(level, 0); }
 
 /// One block: where it begins, how far apart its frames are, and what they are made by.
 struct RateBlock {

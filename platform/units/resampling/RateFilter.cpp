@@ -10,7 +10,7 @@ static_assert(2 * blockFrames <= Interpolator::largestBlock);
 RateFilter::RateFilter(FrameHistory& history, UInt32 channels, int levels)
     : mStream(history, channels, levels),
       mInterpolator(channels),
-      mOdd(channels, std::vector<float>(3 * blockFrames)),
+      mOdd(channels, std::vector<float>(std::size_t{3} * blockFrames)),
       mEven(mOdd),
       mDoubled(channels, std::vector<float>(doubledFrames)) {
     for (auto& plane : mDoubled) {
@@ -20,14 +20,15 @@ RateFilter::RateFilter(FrameHistory& history, UInt32 channels, int levels)
 
 SInt64 RateFilter::framesBehind(Route route) noexcept {
     const SInt64 spread = SInt64{1} << std::max(route, 0);
-    const SInt64 block = 2 * blockFrames;
+    constexpr SInt64 block = SInt64{2} * blockFrames;
     return spread * (Interpolator::reach + HalfBandStream::memory + block) + 1;
 }
 
 SInt64 RateFilter::framesAhead(Route route) noexcept {
     const SInt64 spread = SInt64{1} << std::max(route, 0);
-    const SInt64 blocks = 2 * 2 * blockFrames;
-    return spread * (Interpolator::lookahead + HalfBandStream::delay + blocks + 2 * HalfBandStream::largestOutput);
+    constexpr SInt64 blocks = SInt64{2} * 2 * blockFrames;
+    return spread *
+           (Interpolator::lookahead + HalfBandStream::delay + blocks + SInt64{2} * HalfBandStream::largestOutput);
 }
 
 void RateFilter::begin(const RateBlock& block, Route route) noexcept {
@@ -65,9 +66,10 @@ void RateFilter::readDoubled(FixedFrames first, FixedFrames last) noexcept {
         float* const even = mEven[channel].data();
         std::copy_n(odd + blockFrames, 2 * blockFrames, odd);
         std::copy_n(even + blockFrames, 2 * blockFrames, even);
-        for (UInt32 n = 0; n < blockFrames; ++n) {
-            even[2 * blockFrames + n] = mDoubled[channel][2 * n];
-            odd[2 * blockFrames + n] = mDoubled[channel][2 * n + 1];
+        constexpr std::size_t behind = std::size_t{2} * blockFrames;
+        for (std::size_t n = 0; n < blockFrames; ++n) {
+            even[behind + n] = mDoubled[channel][2 * n];
+            odd[behind + n] = mDoubled[channel][2 * n + 1];
         }
     }
 }

@@ -31,7 +31,7 @@ RatePlanner::RatePlanner(double largestRatio, double frameRate)
       mLargestRatio(std::clamp(largestRatio, 1.0, framesOf(largestRatioOf(highestLevel)))),
       mSlopeBlocks(std::max(1U, static_cast<UInt32>(std::ceil(slopeSeconds * frameRate / blockFrames)))) {}
 
-double RatePlanner::allowed(double ratio) const noexcept {
+double RatePlanner::nearest(double ratio) const noexcept {
     return ratio > smallestRatioOfAll ? std::min(ratio, mLargestRatio) : smallestRatioOfAll;
 }
 
@@ -39,7 +39,7 @@ double RatePlanner::smallestRatio() const noexcept { return std::min(framesOf(mR
 
 Route RatePlanner::routeFor(double ratio) const noexcept {
     Route route = between;
-    while (framesOf(largestRatioOf(route)) < ratio) {
+    while (route < mHighestRoute && framesOf(largestRatioOf(route)) < ratio) {
         ++route;
     }
     return ratio == 1 ? untouched : route;
@@ -47,7 +47,7 @@ Route RatePlanner::routeFor(double ratio) const noexcept {
 
 void RatePlanner::begin(FramePosition start, double ratio) noexcept {
     mPosition = start;
-    mAim = allowed(ratio);
+    mAim = nearest(ratio);
     mRoute = routeFor(mAim);
     mRatio = rounded(mAim * static_cast<double>(oneFrame), ratioGrain(mRoute));
     mBlocksToAim = 0;
@@ -56,10 +56,8 @@ void RatePlanner::begin(FramePosition start, double ratio) noexcept {
     mFadeStep = 0;
 }
 
-void RatePlanner::leaveUntouched(FramePosition start) noexcept { begin(start, 1); }
-
 RateBlock RatePlanner::next(double ratio) noexcept {
-    const double wanted = allowed(ratio);
+    const double wanted = nearest(ratio);
     changeRoute(wanted);
     aim(wanted);
     RateBlock block;
@@ -160,7 +158,7 @@ void RatePlanner::slope(RateBlock& block) noexcept {
 
 /// @return a ratio near 1 that brings the blocks of the landing to a whole frame
 FixedFrames RatePlanner::landingRatio() const noexcept {
-    constexpr FixedFrames frames = landingBlocks * blockFrames;
+    constexpr FixedFrames frames = FixedFrames{landingBlocks} * blockFrames;
     const bool isBackwards = mRoute == between || mPosition.fraction < oneFrame / 2;
     return oneFrame + ((isBackwards ? 0 : oneFrame) - mPosition.fraction) / frames;
 }

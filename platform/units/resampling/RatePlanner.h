@@ -16,18 +16,17 @@ class RatePlanner {
     RatePlanner(double largestRatio, double frameRate);
 
     Route highestRoute() const noexcept { return mHighestRoute; }
+    /// The ratio nearest to a wish that there can be; for what is no number, the smallest. @realtime
+    double nearest(double ratio) const noexcept;
 
     /// What comes next begins at `start` and is at once as wanted. @realtime
     void begin(FramePosition start, double ratio) noexcept;
-    /// What comes next begins at `start` and takes over from untouched frames. @realtime
-    void leaveUntouched(FramePosition start) noexcept;
     /// @param ratio wanted @realtime
     RateBlock next(double ratio) noexcept;
     /// The smaller one of the ratio in force and the one that it is going to be. @realtime
     double smallestRatio() const noexcept;
 
   private:
-    double allowed(double ratio) const noexcept;
     Route routeFor(double ratio) const noexcept;
     Route betterRoute(double ratio) const noexcept;
     void changeRoute(double ratio) noexcept;

@@ -31,7 +31,7 @@ SourceStream::SourceStream(FrameHistory& history, UInt32 channels, int levels)
       mOutPlanes(pointersTo(mOut)) {
     for (Level& level : mLevels) {
         level.channels.resize(channels);
-        level.in.assign(channels, std::vector<float>(2 * HalfBandStream::largestOutput));
+        level.in.assign(channels, std::vector<float>(std::size_t{2} * HalfBandStream::largestOutput));
         level.inPlanes = pointersTo(level.in);
     }
 }

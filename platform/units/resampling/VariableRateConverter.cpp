@@ -46,7 +46,8 @@ UInt32 VariableRateConverter::drain(UInt32 frames, float* const* planes, double 
     return mHistory.soundEnd() == 0 ? 0 : run(frames, planes, ratio, true);
 }
 
-UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double ratio, bool isDraining) noexcept {
+UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double wish, bool isDraining) noexcept {
+    const double ratio = mPlanner.nearest(wish);
     UInt32 done = 0;
     while (done < frames) {
         if (mState != State::converting) {
@@ -54,7 +55,7 @@ UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double ra
         }
         if (mState == State::converting && mHeard == blockFrames) {
             if (!isDraining) {
-                pullAhead(frames - done);
+                pullAhead(frames - done, ratio);
             }
             makeBlock(ratio);
             if (mState == State::passing) {
@@ -77,12 +78,8 @@ void VariableRateConverter::enter(double ratio) noexcept {
         mState = State::passing;
         return;
     }
-    if (mState == State::fresh) {
-        mPlanner.begin(mPosition, ratio);
-    } else {
-        mPlanner.leaveUntouched(mPosition);
-    }
     const bool isFresh = mState == State::fresh;
+    mPlanner.begin(mPosition, isFresh ? ratio : 1);
     mState = State::converting;
     mHeard = blockFrames;
     mNextBlock = mPlanner.next(ratio);
@@ -167,9 +164,9 @@ void VariableRateConverter::fade() noexcept {
 }
 
 /// What the rest of a render needs is pulled at once rather than block by block, as far as it is sure to be needed.
-void VariableRateConverter::pullAhead(UInt32 frames) noexcept {
+void VariableRateConverter::pullAhead(UInt32 frames, double ratio) noexcept {
     const UInt32 blocks = (frames + blockFrames - 1) / blockFrames;
-    const double way = blocks * blockFrames * mPlanner.smallestRatio();
+    const double way = blocks * blockFrames * std::min(ratio, mPlanner.smallestRatio());
     const auto atOnce = static_cast<SInt64>(std::ceil(std::min<double>(way, std::min(mLargestPull, pulledAtOnce))));
     mHistory.extendTo(std::min(mFilters[mCurrent].nextFrame(), mHistory.end()) + atOnce);
 }
