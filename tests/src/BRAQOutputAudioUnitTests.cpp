@@ -48,6 +48,14 @@ class Arrivals {
     int mCount = 0; // under the mutex
 };
 
+/// A ring that its worker never fills.
+class EmptyRing : public queue_test::OpenQueue {
+  public:
+    EmptyRing() : OpenQueue(3, 1024, queue_test::planarStereo()) {}
+    ~EmptyRing() override { teardownWorkerThread(); }
+    void processBuffer(BQueueableAudioBuffer* queued) override { BAudioBufferSetEmpty(&queued->mAudioBuffer); }
+};
+
 class OutputAudioUnitTest : public unit_test::UnitTest {
   protected:
     OutputAudioUnitTest() : unit(make()) {
@@ -118,7 +126,8 @@ TEST_F(OutputAudioUnitTest, GoesOnWhereItWasStopped) {
 TEST_F(OutputAudioUnitTest, FillsUpWithSilenceWhatTheRingDoesNotDeliver) {
     FrameList list(2, 64);
     list.fill(99.0F);
-    EXPECT_EQ(callBack(64, list.get()), 0); // a ring that was never filled
+    unit->setAudioBufferQueue(std::make_shared<EmptyRing>());
+    EXPECT_EQ(callBack(64, list.get()), 0);
     for (UInt32 frame = 0; frame < 64; ++frame) {
         EXPECT_EQ(list.sample(0, frame), 0.0F);
         EXPECT_EQ(list.sample(1, frame), 0.0F);
