@@ -10,7 +10,7 @@ PROJECT = Path(__file__).resolve().parents[2]
 class Readme(unittest.TestCase):
     def test_its_code_is_that_of_the_examples(self):
         blocks = re.findall(r"```cpp\n(.*?)```", (PROJECT / "README.md").read_text(encoding="utf-8"), re.DOTALL)
-        examples = [PROJECT / "examples" / name for name in ("ring.cpp", "devices.cpp", "peak.cpp")]
+        examples = [PROJECT / "examples" / name for name in ("ring.cpp", "devices.cpp", "play.cpp", "peak.cpp")]
         self.assertEqual(blocks, [example.read_text(encoding="utf-8") for example in examples])
 
     def test_the_commands_it_names_exist(self):

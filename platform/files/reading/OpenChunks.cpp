@@ -34,6 +34,30 @@ bool isEmptyWave(LocalFile& file, SInt64 samplesOffset) {
            SInt64{littleEndianAt<UInt32>(head + 4)} + 8 == file.size();
 }
 
+// libav goes by the valid bits of the longer header, but samples with fewer valid bits than room are stored in all of it, at
+// its upper end.
+AVCodecID codecOf(LocalFile& file, AVCodecID byLibav) {
+    constexpr UInt16 longerHeader = 0xFFFE;
+    constexpr UInt16 integers = 1;
+    constexpr UInt16 bitsOfRoom = 32;
+    constexpr SInt64 firstChunk = 12;
+    std::uint8_t chunk[8];
+    for (SInt64 offset = firstChunk; file.readAll(offset, chunk, sizeof chunk);) {
+        const auto bytes = SInt64{littleEndianAt<UInt32>(chunk + 4)};
+        std::uint8_t format[26];
+        if (codeAt(chunk) == BRAQFourCharCode("fmt ")) {
+            const bool isRead = bytes >= 26 && file.readAll(offset + 8, format, sizeof format);
+            return isRead && littleEndianAt<UInt16>(format) == longerHeader &&
+                           littleEndianAt<UInt16>(format + 14) == bitsOfRoom &&
+                           littleEndianAt<UInt16>(format + 24) == integers
+                       ? AV_CODEC_ID_PCM_S32LE
+                       : byLibav;
+        }
+        offset += 8 + bytes + bytes % 2;
+    }
+    return byLibav;
+}
+
 std::unique_ptr<SampleSource> openSamples(std::unique_ptr<LocalFile>& file, LibavContainer& container,
                                           AudioFileTypeID type, const PcmFormat& pcm) {
     const AVStream& stream = container.stream();
@@ -87,7 +111,9 @@ std::unique_ptr<SampleSource> openChunks(std::unique_ptr<LocalFile> file, const 
         return nullptr;
     }
     const AudioFileTypeID type = chunksType(*file, format);
-    if (const PcmFormat* const pcm = pcmFormat(container->codec().codec_id)) {
+    const bool isWave = type == kAudioFileWAVEType || type == kAudioFileRF64Type;
+    const AVCodecID byLibav = container->codec().codec_id;
+    if (const PcmFormat* const pcm = pcmFormat(isWave ? codecOf(*file, byLibav) : byLibav)) {
         return openSamples(file, *container, type, *pcm);
     }
     if (type != kAudioFileCAFType) {

@@ -69,7 +69,8 @@ TEST(FileReader_Wave, ReadsTheLongerHeaderInEveryDepth) {
     const TemporaryFolder folder;
     for (const Samples& samples :
          {Samples{isInteger, 1, 8}, Samples{isInteger, 2, 16}, Samples{isInteger, 2, 12}, Samples{isInteger, 3, 24},
-          Samples{isInteger, 3, 20}, Samples{isInteger, 4, 32}, Samples{isReal, 4, 32}, Samples{isReal, 8, 64}}) {
+          Samples{isInteger, 3, 20}, Samples{isInteger, 4, 32}, Samples{isInteger, 4, 24}, Samples{isInteger, 4, 20},
+          Samples{isReal, 4, 32}, Samples{isReal, 8, 64}}) {
         SCOPED_TRACE(testing::Message() << samples.kind << ", " << samples.validBits << " bits in " << samples.bytes);
         std::string data;
         Sound expected(2);
