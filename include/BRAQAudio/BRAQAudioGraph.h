@@ -31,5 +31,5 @@ class BRAQ_EXPORT BRAQAudioGraph {
     explicit BRAQAudioGraph(AUGraph graph) noexcept : mGraph(graph) {}
 
   private:
-    const AUGraph mGraph;
+    AUGraph mGraph;
 };

@@ -47,7 +47,7 @@ class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQ
     /// How an init operation, here or in a derived class, hands out the meter that it made: from here on it keeps itself alive.
     template <class Meter>
     static std::shared_ptr<Meter> handOut(Meter* made) {
-        const std::shared_ptr<Meter> meter(made);
+        std::shared_ptr<Meter> meter(made);
         static_cast<BRAQAudioInputMeter&>(*meter).installInputProcessingBlock();
         return meter;
     }

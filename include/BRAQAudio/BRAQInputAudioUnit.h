@@ -55,7 +55,7 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
     /// The second half of an init operation.
     template <class Unit>
     static std::shared_ptr<Unit> initialized(Unit* made) {
-        const auto unit = handOut(made);
+        auto unit = handOut(made);
         unit->audioUnitInitialize();
         static_cast<BRAQInputAudioUnit&>(*unit).mIsMade = true;
         return unit;

@@ -1,7 +1,7 @@
 #include "BRAQAudio/platform/files.h"
 
-#include "platform/foundation/PropertyBytes.h"
 #include "platform/files/OpenAudioFile.h"
+#include "platform/foundation/PropertyBytes.h"
 
 #include <optional>
 

@@ -1,8 +1,8 @@
 #include "BRAQAudio/platform/files.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
-#include "platform/foundation/PropertyBytes.h"
 #include "platform/files/OpenAudioFile.h"
+#include "platform/foundation/PropertyBytes.h"
 
 #include <filesystem>
 #include <memory>

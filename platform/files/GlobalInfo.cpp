@@ -1,8 +1,8 @@
 #include "BRAQAudio/platform/files.h"
 
 #include "BRAQAudio/platform/foundation/CFString.h"
-#include "platform/foundation/PropertyBytes.h"
 #include "platform/files/FileTypes.h"
+#include "platform/foundation/PropertyBytes.h"
 
 #include <algorithm>
 #include <cstddef>

@@ -65,6 +65,9 @@ OSStatus AudioComponentInstanceNew(AudioComponent component, AudioComponentInsta
 }
 
 OSStatus AudioComponentInstanceDispose(AudioComponentInstance instance) {
+    if (!braq::UnitTable::instance().contains(instance)) {
+        return kAudio_ParamError;
+    }
     if (braq::DeviceProcedures::isOnIOThread()) {
         return kAudioUnitErr_CannotDoInCurrentContext;
     }

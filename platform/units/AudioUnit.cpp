@@ -11,7 +11,7 @@ namespace {
 /// Does `work` on a unit that is there, on a thread that may wait.
 template <class Work>
 OSStatus onUnit(AudioUnit reference, Work work) {
-    if (UnitTable::instance().findRendered(reference) == nullptr) {
+    if (!UnitTable::instance().contains(reference)) {
         return kAudio_ParamError;
     }
     if (braq::DeviceProcedures::isOnIOThread()) {
@@ -21,14 +21,11 @@ OSStatus onUnit(AudioUnit reference, Work work) {
     return unit != nullptr ? work(*unit) : kAudio_ParamError;
 }
 
-/// The same on any thread: an I/O thread renders units that are not let go meanwhile, any other one keeps this one.
+/// The same on any thread, without waiting.
 template <class Work>
 OSStatus onRenderedUnit(AudioUnit reference, Work work) {
-    if (!braq::DeviceProcedures::isOnIOThread()) {
-        return onUnit(reference, work);
-    }
-    Unit* unit = UnitTable::instance().findRendered(reference);
-    return unit != nullptr ? work(*unit) : kAudio_ParamError;
+    const UnitTable::Use use(reference);
+    return use.unit() != nullptr ? work(*use.unit()) : kAudio_ParamError;
 }
 
 } // namespace

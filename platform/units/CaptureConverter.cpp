@@ -8,14 +8,15 @@
 namespace braq {
 namespace {
 
-constexpr UInt32 framesAtOnce = 4096;
+constexpr UInt32 framesAtOnce = 512;
+constexpr UInt32 framesToWarmUp = 8192;
 
 soxr_t make(UInt32 channels, Float64 fromRate, Float64 toRate) {
     const soxr_io_spec_t planar = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
     const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, SOXR_LINEAR_PHASE);
     const soxr_runtime_spec_t oneThread = soxr_runtime_spec(1);
     soxr_error_t error = nullptr;
-    const soxr_t converter = soxr_create(fromRate, toRate, channels, &error, &planar, &quality, &oneThread);
+    soxr_t converter = soxr_create(fromRate, toRate, channels, &error, &planar, &quality, &oneThread);
     if (error != nullptr || converter == nullptr) {
         throw std::bad_alloc();
     }
@@ -25,35 +26,55 @@ soxr_t make(UInt32 channels, Float64 fromRate, Float64 toRate) {
 } // namespace
 
 CaptureConverter::CaptureConverter(UInt32 channels, Float64 fromRate, Float64 toRate)
-    : mChannels(channels), mFromRate(fromRate), mToRate(toRate), mSoxr(make(channels, fromRate, toRate), soxr_delete) {
+    : mChannels(channels),
+      mFromRate(fromRate),
+      mToRate(toRate),
+      mSoxr(make(channels, fromRate, toRate), soxr_delete),
+      mFrom(channels),
+      mTo(channels) {
     warmUp();
 }
 
 // libsoxr's queues grow until as much has gone through them as ever will at once. So a second of silence goes through them
-// here, which leaves the phase where it was; what of it has not come out yet is dropped when it does.
+// here, in blocks larger than any later one, which leaves the phase where it was; what of it has not come out yet is dropped
+// when it does.
 void CaptureConverter::warmUp() {
     const auto second = static_cast<UInt32>(std::lround(mFromRate));
     mToDrop = static_cast<UInt64>(std::llround(mToRate / mFromRate * second));
-    const std::vector<float> silence(framesAtOnce);
-    const std::vector<const float*> from(mChannels, silence.data());
-    std::vector<float> sink(mostFrames(framesAtOnce));
-    const std::vector<float*> to(mChannels, sink.data());
+    const std::vector<float> silence(framesToWarmUp);
+    std::vector<float> sink(mostFrames(framesToWarmUp));
+    std::ranges::fill(mFrom, silence.data());
+    std::ranges::fill(mTo, sink.data());
     for (UInt32 done = 0, frames = 0; done < second; done += frames) {
-        frames = std::min(framesAtOnce, second - done);
-        convert(from.data(), frames, to.data(), mostFrames(framesAtOnce));
+        frames = std::min(framesToWarmUp, second - done);
+        mToDrop -= process(frames, static_cast<UInt32>(sink.size()));
     }
 }
 
 UInt32 CaptureConverter::convert(const float* const* from, UInt32 frames, float* const* to, UInt32 capacity) noexcept {
+    UInt32 converted = 0;
+    for (UInt32 done = 0, part = 0; done < frames; done += part) {
+        part = std::min(framesAtOnce, frames - done);
+        for (UInt32 channel = 0; channel < mChannels; ++channel) {
+            mFrom[channel] = from[channel] + done;
+            mTo[channel] = to[channel] + converted;
+        }
+        const UInt32 given = process(part, capacity - converted);
+        const auto dropped = static_cast<UInt32>(std::min<UInt64>(mToDrop, given));
+        mToDrop -= dropped;
+        for (UInt32 channel = 0; dropped != 0 && channel < mChannels; ++channel) {
+            std::copy(mTo[channel] + dropped, mTo[channel] + given, mTo[channel]);
+        }
+        converted += given - dropped;
+    }
+    return converted;
+}
+
+UInt32 CaptureConverter::process(UInt32 frames, UInt32 capacity) noexcept {
     std::size_t taken = 0;
     std::size_t given = 0;
-    soxr_process(mSoxr.get(), from, frames, &taken, const_cast<float**>(to), capacity, &given);
-    const auto dropped = static_cast<std::size_t>(std::min<UInt64>(mToDrop, given));
-    mToDrop -= dropped;
-    for (UInt32 channel = 0; dropped != 0 && channel < mChannels; ++channel) {
-        std::copy(to[channel] + dropped, to[channel] + given, to[channel]);
-    }
-    return static_cast<UInt32>(given - dropped);
+    soxr_process(mSoxr.get(), mFrom.data(), frames, &taken, mTo.data(), capacity, &given);
+    return static_cast<UInt32>(given);
 }
 
 void CaptureConverter::reset() {

@@ -5,6 +5,7 @@
 #include <soxr.h>
 
 #include <memory>
+#include <vector>
 
 namespace braq {
 
@@ -29,12 +30,15 @@ class CaptureConverter {
 
   private:
     void warmUp();
+    UInt32 process(UInt32 frames, UInt32 capacity) noexcept;
 
     const UInt32 mChannels;
     const Float64 mFromRate;
     const Float64 mToRate;
     std::unique_ptr<soxr, decltype(&soxr_delete)> mSoxr;
-    UInt64 mToDrop = 0; // frames that come out before those that were captured
+    std::vector<const float*> mFrom; // what is taken in now
+    std::vector<float*> mTo;         // and where to
+    UInt64 mToDrop = 0;              // frames that come out before those that were captured
 };
 
 } // namespace braq

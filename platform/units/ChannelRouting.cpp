@@ -33,11 +33,6 @@ ChannelRouting::ChannelRouting(std::vector<Route> routes, UInt32 fromChannels, U
         mIsDirect = mIsDirect && route.from == route.to && route.gain == 1.0F;
     }
     mIsDirect = mIsDirect && mRoutes.size() == fromChannels && fromChannels <= toChannels;
-    for (UInt32 channel = 0; channel < toChannels; ++channel) {
-        if (!isReached[channel]) {
-            mSilent.push_back(channel);
-        }
-    }
 }
 
 ChannelRouting ChannelRouting::forPlayback(UInt32 clientChannels, UInt32 deviceChannels,

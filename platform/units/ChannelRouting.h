@@ -29,9 +29,6 @@ class ChannelRouting {
     /// @realtime
     void route(const float* const* from, float* const* to, UInt32 frames) const noexcept;
 
-    /// Those that nothing comes to.
-    const std::vector<UInt32>& silentChannels() const noexcept { return mSilent; }
-
   private:
     struct Route {
         UInt32 from;
@@ -43,7 +40,6 @@ class ChannelRouting {
     ChannelRouting(std::vector<Route> routes, UInt32 fromChannels, UInt32 toChannels);
 
     std::vector<Route> mRoutes;
-    std::vector<UInt32> mSilent;
     bool mIsDirect = true;
 };
 

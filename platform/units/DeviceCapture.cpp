@@ -1,6 +1,7 @@
 #include "platform/units/DeviceCapture.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace braq {
 namespace {
@@ -14,18 +15,6 @@ void makePlanes(std::vector<float>& samples, std::vector<float*>& planes, UInt32
         planes.push_back(samples.data() + std::size_t{channel} * frames);
     }
 }
-
-/// While it lives, a slice can be fetched.
-class Fetchable {
-  public:
-    Fetchable(UInt32& frames, UInt32 now) noexcept : mFrames(frames) { mFrames = now; }
-    ~Fetchable() { mFrames = 0; }
-    Fetchable(const Fetchable&) = delete;
-    Fetchable& operator=(const Fetchable&) = delete;
-
-  private:
-    UInt32& mFrames;
-};
 
 } // namespace
 
@@ -62,7 +51,7 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
         mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
         mTime.mRateScalar = slice.time.mRateScalar;
         if (!collect(slice, offset, frames)) {
-            return; // the device has fewer channels than it said: it is about to say so
+            break; // the device has fewer channels than it said: it is about to say so
         }
         if (!mConverter) {
             deliver(mRoutedPlanes.data(), frames, lastError);
@@ -71,6 +60,9 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
         const UInt32 converted = mConverter->convert(mRoutedPlanes.data(), frames, mConvertedPlanes.data(),
                                                      mConverter->mostFrames(mSliceFrames));
         deliver(mConvertedPlanes.data(), converted, lastError);
+    }
+    if (mThrown) {
+        std::rethrow_exception(std::exchange(mThrown, nullptr));
     }
 }
 
@@ -86,7 +78,7 @@ bool DeviceCapture::collect(const IOSlice& slice, UInt32 offset, UInt32 frames) 
     return true;
 }
 
-void DeviceCapture::deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError) {
+void DeviceCapture::deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError) noexcept {
     const AudioTimeStamp first = mTime;
     for (UInt32 offset = 0, part = 0; offset < frames; offset += part) {
         part = std::min(mSliceFrames, frames - offset);
@@ -94,25 +86,35 @@ void DeviceCapture::deliver(const float* const* planes, UInt32 frames, std::atom
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             mCurrent[channel] = planes[channel] + offset;
         }
-        const Fetchable now(mCurrentFrames, part);
-        AudioUnitRenderActionFlags flags = 0;
-        const AudioTimeStamp time = mTime;
-        mTime.mSampleTime += part; // also when what follows throws
-        if (const OSStatus status =
-                mCallback.inputProc(mCallback.inputProcRefCon, &flags, &time, recordBus, part, nullptr)) {
+        mCurrentFrames = part;
+        if (const OSStatus status = call(part)) {
             lastError.store(status, std::memory_order_relaxed);
         }
+        mTime.mSampleTime += part;
+    }
+}
+
+OSStatus DeviceCapture::call(UInt32 frames) noexcept {
+    AudioUnitRenderActionFlags flags = 0;
+    const AudioTimeStamp time = mTime;
+    try {
+        return mCallback.inputProc(mCallback.inputProcRefCon, &flags, &time, recordBus, frames, nullptr);
+    } catch (...) {
+        mThrown = std::current_exception(); // until the rest of the slice has been called back for
+        return kAudioUnitErr_CannotDoInCurrentContext;
     }
 }
 
 OSStatus DeviceCapture::fetch(UInt32 frames, AudioBufferList* list) noexcept {
-    if (mCurrentFrames == 0) {
-        return kAudioUnitErr_CannotDoInCurrentContext;
-    }
     if (frames > mCurrentFrames) {
         return kAudioUnitErr_TooManyFramesToProcess;
     }
     return mBuffers.putIntoList(mCurrent.data(), frames, list);
+}
+
+void DeviceCapture::takeUpTime(const DeviceCapture& before) noexcept {
+    mTime = before.mTime;
+    mHasTime = before.mHasTime;
 }
 
 void DeviceCapture::reset() {

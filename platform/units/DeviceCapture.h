@@ -8,6 +8,7 @@
 #include "platform/units/FormatBuffers.h"
 
 #include <atomic>
+#include <exception>
 #include <optional>
 #include <vector>
 
@@ -28,15 +29,19 @@ class DeviceCapture {
     /// @realtime The device's I/O thread.
     void capture(const IOSlice& slice, std::atomic<OSStatus>& lastError);
 
-    /// As `AudioUnitRender`. @realtime
+    /// As `AudioUnitRender`, from inside the callback. @realtime
     OSStatus fetch(UInt32 frames, AudioBufferList* list) noexcept;
+
+    /// Goes on counting where another one has stopped. Control thread, while the device does not call.
+    void takeUpTime(const DeviceCapture& before) noexcept;
 
     /// Begins anew. Control thread, while the device does not call.
     void reset();
 
   private:
     bool collect(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
-    void deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError);
+    void deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError) noexcept;
+    OSStatus call(UInt32 frames) noexcept;
 
     const AURenderCallbackStruct mCallback;
     const UInt32 mChannels;
@@ -55,8 +60,9 @@ class DeviceCapture {
     std::vector<float> mConverted;
     std::vector<float*> mConvertedPlanes; // into mConverted
     std::vector<const float*> mCurrent;   // what is being called back for
-    UInt32 mCurrentFrames = 0;            // 0: nothing is
-    AudioTimeStamp mTime{};               // of the next slice
+    UInt32 mCurrentFrames = 0;
+    std::exception_ptr mThrown; // by the callback in this slice
+    AudioTimeStamp mTime{};     // of the next slice
     bool mHasTime = false;
 };
 

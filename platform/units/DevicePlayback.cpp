@@ -42,7 +42,8 @@ DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 samp
 void DevicePlayback::render(const IOSlice& slice, float volume) {
     const UInt32 entered = mSlices.fetch_add(1) + 1;
     mAsking = mIsAsking.load() ? Asking::procedures : Asking::nobody;
-    if (slice.nominalRate == mDeviceRate && slice.output->mNumberBuffers == mDevicePlanes.size()) {
+    const bool isFitting = fits(slice);
+    if (isFitting) {
         if (!mHasTime) {
             mTime = slice.time;
             mTime.mSampleTime = mStartsAtZero ? 0.0 : slice.time.mSampleTime * mSampleRate / mDeviceRate;
@@ -58,7 +59,8 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
         }
         mVolume.apply(*slice.output, slice.frames, volume, mDeviceRate);
     }
-    mHolds.store(holdsFrames(), std::memory_order_relaxed);
+    // What is held is not heard any more where the device is not what it was: nobody is to wait for it.
+    mHolds.store(isFitting && holdsFrames(), std::memory_order_relaxed);
     mSlices.store(entered + 1, std::memory_order_release);
     if (mSource != nullptr) {
         if (const auto thrown = mSource->takeThrown()) {
@@ -67,16 +69,18 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
     }
 }
 
+// A device that has changed is about to say so.
+bool DevicePlayback::fits(const IOSlice& slice) const noexcept {
+    const AudioBufferList& list = *slice.output;
+    return slice.nominalRate == mDeviceRate && list.mNumberBuffers == mDevicePlanes.size() &&
+           std::all_of(list.mBuffers, list.mBuffers + list.mNumberBuffers,
+                       [](const AudioBuffer& buffer) { return buffer.mData != nullptr; });
+}
+
 void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept {
-    constexpr Float64 nanosecondsPerSecond = 1e9;
-    mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
-    mTime.mRateScalar = slice.time.mRateScalar;
+    setHostTime(slice, offset);
     for (UInt32 channel = 0; channel < mDevicePlanes.size(); ++channel) {
-        auto* samples = static_cast<float*>(slice.output->mBuffers[channel].mData);
-        if (samples == nullptr) {
-            return; // the device has fewer channels than it said: it is about to say so
-        }
-        mDevicePlanes[channel] = samples + offset;
+        mDevicePlanes[channel] = static_cast<float*>(slice.output->mBuffers[channel].mData) + offset;
     }
     float* const* planes = mRouting.isDirect() ? mDevicePlanes.data() : mPlanes.data();
     if (mConverter) {
@@ -84,6 +88,7 @@ void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 fram
     } else {
         for (UInt32 done = 0, part = 0; done < frames; done += part) {
             part = std::min(mPullFrames, frames - done);
+            setHostTime(slice, offset + done);
             for (UInt32 channel = 0; channel < mChannels; ++channel) {
                 mPartPlanes[channel] = planes[channel] + done;
             }
@@ -93,6 +98,12 @@ void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 fram
     if (!mRouting.isDirect()) {
         mRouting.route(mPlanes.data(), mDevicePlanes.data(), frames);
     }
+}
+
+void DevicePlayback::setHostTime(const IOSlice& slice, UInt32 offset) noexcept {
+    constexpr Float64 nanosecondsPerSecond = 1e9;
+    mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
+    mTime.mRateScalar = slice.time.mRateScalar;
 }
 
 void DevicePlayback::convert(float* const* planes, UInt32 frames) noexcept {
@@ -132,6 +143,11 @@ void DevicePlayback::endCallbacks() noexcept {
     while (slice % 2 != 0 && slices() == slice) {
         std::this_thread::sleep_for(pause);
     }
+}
+
+void DevicePlayback::takeUpTime(const DevicePlayback& before) noexcept {
+    mTime = before.mTime;
+    mHasTime = before.mHasTime;
 }
 
 void DevicePlayback::reset() noexcept {

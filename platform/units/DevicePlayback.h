@@ -36,13 +36,18 @@ class DevicePlayback {
     /// Odd during a slice; moves as long as the device runs. Control thread.
     UInt32 slices() const noexcept { return mSlices.load(std::memory_order_acquire); }
 
+    /// Goes on counting where another one has stopped. Control thread, while the device does not call.
+    void takeUpTime(const DevicePlayback& before) noexcept;
+
     /// Begins anew. Control thread, while the device does not call.
     void reset() noexcept;
 
   private:
     static void pullInput(void* self, UInt32 frames, float* const* planes) noexcept;
 
+    bool fits(const IOSlice& slice) const noexcept;
     void renderPart(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
+    void setHostTime(const IOSlice& slice, UInt32 offset) noexcept;
     void convert(float* const* planes, UInt32 frames) noexcept;
     void pull(UInt32 frames, float* const* planes) noexcept;
     bool holdsFrames() const noexcept;

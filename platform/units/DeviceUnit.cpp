@@ -1,6 +1,5 @@
 #include "platform/units/DeviceUnit.h"
 
-#include "platform/hardware/DeviceProcedures.h"
 #include "platform/hardware/Hardware.h"
 #include "platform/units/StreamFormat.h"
 #include "platform/units/UnitTable.h"
@@ -16,6 +15,18 @@ namespace {
 
 constexpr AudioUnitElement playbackElement = 0;
 constexpr AudioUnitElement recordElement = 1;
+
+// Whose input callback is running on this thread. Reached without a call, so that its first use allocates nothing.
+thread_local const DeviceUnit* calledBack [[gnu::tls_model("initial-exec")]] = nullptr;
+
+class CallingBack {
+  public:
+    explicit CallingBack(const DeviceUnit* unit) noexcept { calledBack = unit; }
+    ~CallingBack() { calledBack = nullptr; }
+    CallingBack(const CallingBack&) = delete;
+    CallingBack& operator=(const CallingBack&) = delete;
+};
+
 constexpr AudioObjectPropertyAddress anyProperty{
     kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeWildcard, kAudioObjectPropertyElementWildcard};
 
@@ -37,7 +48,13 @@ DeviceUnit::DeviceUnit() : mSides{}, mSliceLimit(0) {
     rememberDevice();
 }
 
-DeviceUnit::~DeviceUnit() = default;
+// Whoever initialised it last may have found it just before it was disposed of.
+DeviceUnit::~DeviceUnit() {
+    if (mIsInitialized) {
+        removeIOProcedure(mFacts.id, mProcedure);
+        AudioObjectRemovePropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
+    }
+}
 
 OSStatus DeviceUnit::initialize() {
     const std::lock_guard lock(mControl);
@@ -51,18 +68,23 @@ OSStatus DeviceUnit::initialize() {
         return kAudioUnitErr_FailedInitialization;
     }
     mFacts = *facts;
-    if (const OSStatus status = prepare()) {
-        return status;
+    mPrepared = prepare();
+    if (mPrepared != 0) {
+        return mPrepared;
     }
     if (const OSStatus status = addIOProcedure(mFacts.id, directions(plays, records), ioProcedure, this, &mProcedure)) {
         return status;
     }
-    AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, reference());
+    mWatch = std::make_unique<AudioUnit>(reference());
+    AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
     mIsInitialized = true;
+    followDevice(); // which may have changed before it was listened to
     return 0;
 }
 
 OSStatus DeviceUnit::uninitialize() {
+    AudioDeviceID device = kAudioObjectUnknown;
+    std::unique_ptr<AudioUnit> watch;
     {
         const std::lock_guard lock(mControl);
         if (mIsInitialized) {
@@ -71,10 +93,14 @@ OSStatus DeviceUnit::uninitialize() {
             mPlayback.reset();
             mCapture.reset();
             mIsInitialized = false;
+            device = mFacts.id;
+            watch = std::move(mWatch);
         }
     }
     // Without the lock, which the listeners that are waited for may want.
-    AudioObjectRemovePropertyListener(mFacts.id, &anyProperty, deviceListener, reference());
+    if (watch != nullptr) {
+        AudioObjectRemovePropertyListener(device, &anyProperty, deviceListener, watch.get());
+    }
     listeners().endRound();
     return 0;
 }
@@ -127,8 +153,8 @@ OSStatus DeviceUnit::start() {
     if (!mIsInitialized) {
         return kAudioUnitErr_Uninitialized;
     }
-    if (mRuns) {
-        return 0;
+    if (mRuns || mPrepared != 0) {
+        return mPrepared;
     }
     if (mPlayback) {
         mPlayback->reset();
@@ -198,9 +224,12 @@ void DeviceUnit::setRunning(bool isRunning) {
 
 void DeviceUnit::deviceChanged() {
     const std::lock_guard lock(mControl);
-    if (!mIsInitialized) {
-        return;
+    if (mIsInitialized) {
+        followDevice();
     }
+}
+
+void DeviceUnit::followDevice() {
     const auto facts = findDeviceFacts(mFacts.id, false);
     if (!facts) { // it is gone, and has stopped its procedures
         if (std::exchange(mRuns, false)) {
@@ -216,8 +245,16 @@ void DeviceUnit::deviceChanged() {
     const bool ran = mRuns;
     stopIOProcedure(mFacts.id, mProcedure);
     mFacts = *facts;
-    const bool goesOn = prepare() == 0 && (!ran || startIOProcedure(mFacts.id, mProcedure) == 0);
-    if (ran && !goesOn) {
+    const auto playback = std::move(mPlayback);
+    const auto capture = std::move(mCapture);
+    mPrepared = prepare();
+    if (playback && mPlayback) {
+        mPlayback->takeUpTime(*playback);
+    }
+    if (capture && mCapture) {
+        mCapture->takeUpTime(*capture);
+    }
+    if (ran && (mPrepared != 0 || startIOProcedure(mFacts.id, mProcedure) != 0)) {
         mRuns = false;
         setRunning(false);
     }
@@ -225,7 +262,7 @@ void DeviceUnit::deviceChanged() {
 
 OSStatus DeviceUnit::deviceListener(AudioObjectID /*device*/, UInt32 /*count*/,
                                     const AudioObjectPropertyAddress* /*addresses*/, void* reference) {
-    if (const auto unit = UnitTable::instance().find(static_cast<AudioUnit>(reference))) {
+    if (const auto unit = UnitTable::instance().find(*static_cast<AudioUnit*>(reference))) {
         static_cast<DeviceUnit&>(*unit).deviceChanged();
     }
     return 0;
@@ -234,6 +271,7 @@ OSStatus DeviceUnit::deviceListener(AudioObjectID /*device*/, UInt32 /*count*/,
 void DeviceUnit::ioProcedure(void* unit, const IOSlice& slice) {
     auto& self = *static_cast<DeviceUnit*>(unit);
     if (self.mCapture != nullptr) {
+        const CallingBack now(&self);
         self.mCapture->capture(slice, self.lastRenderError());
     }
     if (self.mPlayback != nullptr) {
@@ -246,10 +284,7 @@ OSStatus DeviceUnit::render(const AudioTimeStamp& /*time*/, AudioUnitElement ele
     if (element != recordElement) {
         return kAudioUnitErr_InvalidElement;
     }
-    if (!DeviceProcedures::isOnIOThread()) {
-        return kAudioUnitErr_CannotDoInCurrentContext;
-    }
-    return mCapture != nullptr ? mCapture->fetch(frames, list) : kAudioUnitErr_Uninitialized;
+    return calledBack == this ? mCapture->fetch(frames, list) : kAudioUnitErr_CannotDoInCurrentContext;
 }
 
 OSStatus DeviceUnit::parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,

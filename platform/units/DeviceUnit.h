@@ -42,6 +42,7 @@ class DeviceUnit final : public Unit {
 
     // Under the control lock.
     OSStatus prepare();
+    void followDevice();
     OSStatus makePlayback(const DeviceFacts& facts);
     OSStatus makeCapture(const DeviceFacts& facts);
     void stopRunning();
@@ -73,6 +74,8 @@ class DeviceUnit final : public Unit {
     bool mStartsAtZero = false;
 
     bool mIsInitialized = false;
+    OSStatus mPrepared = 0;                    // while initialised: whether it suits the device as it is now
+    std::unique_ptr<AudioUnit> mWatch;         // while initialised: the reference, for the device's listener
     DeviceFacts mFacts;                        // while initialised: of the device that it was made ready for
     IOProcedureID mProcedure = 0;              // while initialised
     std::unique_ptr<DevicePlayback> mPlayback; // replaced only while the procedure is not called

@@ -58,7 +58,11 @@ std::optional<OSStatus> checkAddress(const UnitPropertyAddress& address) {
             return kAudioUnitErr_InvalidScope;
         }
         return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
-    case kAudioUnitProperty_ElementCount: return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
+    case kAudioUnitProperty_ElementCount:
+        if (address.scope > kAudioUnitScope_Output) {
+            return kAudioUnitErr_InvalidScope;
+        }
+        return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
     case kAudioUnitProperty_Latency:
     case kAudioUnitProperty_MaximumFramesPerSlice:
     case kAudioUnitProperty_LastRenderError:
@@ -68,6 +72,20 @@ std::optional<OSStatus> checkAddress(const UnitPropertyAddress& address) {
     case kAudioOutputUnitProperty_StartTimestampsAtZero:
     case kAudioDevicePropertyBufferFrameSize: return checkGlobalAddress(address);
     default: return std::nullopt;
+    }
+}
+
+bool isReadOnly(const UnitPropertyAddress& address) {
+    switch (address.property) {
+    case kAudioUnitProperty_StreamFormat:
+    case kAudioUnitProperty_SampleRate: return !isClientSide(address);
+    case kAudioOutputUnitProperty_IsRunning:
+    case kAudioOutputUnitProperty_HasIO:
+    case kAudioUnitProperty_ElementCount:
+    case kAudioUnitProperty_Latency:
+    case kAudioUnitProperty_LastRenderError:
+    case kAudioDevicePropertyBufferFrameSize: return true;
+    default: return false;
     }
 }
 
@@ -155,16 +173,10 @@ OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void*
     if (const OSStatus status = checkAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
         return status;
     }
-    const std::lock_guard lock(mControl);
-    switch (address.property) {
-    case kAudioOutputUnitProperty_IsRunning:
-    case kAudioOutputUnitProperty_HasIO:
-    case kAudioUnitProperty_ElementCount:
-    case kAudioUnitProperty_Latency:
-    case kAudioUnitProperty_LastRenderError:
-    case kAudioDevicePropertyBufferFrameSize: return kAudioUnitErr_PropertyNotWritable;
-    default: break;
+    if (isReadOnly(address)) {
+        return kAudioUnitErr_PropertyNotWritable;
     }
+    const std::lock_guard lock(mControl);
     if (mIsInitialized) {
         return mRuns ? kAudioUnitErr_CannotDoInCurrentContext : kAudioUnitErr_Initialized;
     }
@@ -202,9 +214,6 @@ OSStatus DeviceUnit::setDevice(const void* data, UInt32 size) {
 }
 
 OSStatus DeviceUnit::setStreamFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
-    if (!isClientSide(address)) {
-        return kAudioUnitErr_PropertyNotWritable;
-    }
     AudioStreamBasicDescription format = mSides[address.element].client;
     const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
                                 ? take(format, size, data, wrongSize)

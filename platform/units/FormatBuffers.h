@@ -29,9 +29,11 @@ class FormatBuffers {
     /// @realtime
     OSStatus putIntoList(const float* const* planes, UInt32 frames, AudioBufferList* list) noexcept;
 
-  private:
+    /// Whether it has the format's buffers and channels.
+    /// @realtime
     bool isOfShape(const AudioBufferList& list) const noexcept;
 
+  private:
     const UInt32 mChannels;
     const bool mIsInterleaved;
     std::vector<float> mInterleaved;

@@ -19,7 +19,7 @@ class Graph {
     OSStatus open();
     OSStatus close();
     OSStatus addNode(const AudioComponentDescription& description, AUNode* node);
-    OSStatus nodeInfo(AUNode node, AudioComponentDescription* description, AudioUnit* unit);
+    OSStatus nodeInfo(AUNode number, AudioComponentDescription* description, AudioUnit* unit);
     OSStatus connect(AUNode source, UInt32 sourceOutput, AUNode destination, UInt32 destinationInput);
     OSStatus initialize();
     OSStatus uninitialize();

@@ -34,11 +34,6 @@ void UnitListeners::remove(AudioUnitPropertyID property, AudioUnitPropertyListen
     registration->end();
 }
 
-UInt64 UnitListeners::round() const {
-    const std::lock_guard lock(mMutex);
-    return mRound;
-}
-
 void UnitListeners::endRound() {
     std::unique_lock lock(mMutex);
     ++mRound;

@@ -3,6 +3,7 @@
 #include "BRAQAudio/platform/units.h"
 #include "platform/foundation/ObserverList.h"
 
+#include <atomic>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -18,7 +19,7 @@ class UnitListeners {
     void remove(AudioUnitPropertyID property, AudioUnitPropertyListenerProc listener, void* refCon);
 
     /// A new round of notifications: those asked for in an earlier one are not delivered.
-    UInt64 round() const;
+    UInt64 round() const noexcept { return mRound.load(std::memory_order_acquire); }
     /// Ends the round; when this returns none of its listeners is running on another thread.
     void endRound();
 
@@ -38,9 +39,10 @@ class UnitListeners {
     void leave();
 
     const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
-    mutable std::mutex mMutex;
+    std::mutex mMutex;
     std::condition_variable mIsIdle;
-    UInt64 mRound = 0;               // under the mutex
+    // Changed under the mutex; read without it by a delivery, which holds the lock of the list that adding takes under it.
+    std::atomic<UInt64> mRound{0};
     int mDeliveries = 0;             // under the mutex, that are under way
     std::vector<Listener> mRegistry; // under the mutex
 };

@@ -1,6 +1,8 @@
 #include "platform/units/UnitTable.h"
 
+#include <chrono>
 #include <cstdint>
+#include <thread>
 #include <utility>
 
 namespace braq {
@@ -12,11 +14,11 @@ AudioUnit referenceTo(UInt32 place, UInt32 turn) {
     return reinterpret_cast<AudioUnit>(std::uintptr_t{turn} << turnBits | (std::uintptr_t{place} + 1));
 }
 
-UInt32 turnOf(AudioUnit reference) noexcept {
+} // namespace
+
+UInt32 UnitTable::turnOf(AudioUnit reference) noexcept {
     return static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference) >> turnBits);
 }
-
-} // namespace
 
 UnitTable& UnitTable::instance() {
     // Never destroyed: units are rendered on other threads while the process exits.
@@ -40,7 +42,7 @@ AudioUnit UnitTable::add(std::shared_ptr<Unit> unit) {
     }
     Place& place = (*mBlocks[number / placesInABlock].load(std::memory_order_relaxed))[number % placesInABlock];
     const UInt32 turn = place.turn.load(std::memory_order_relaxed) + 1;
-    const AudioUnit reference = referenceTo(number, turn);
+    AudioUnit reference = referenceTo(number, turn);
     unit->setReference(reference);
     place.unit.store(unit.get(), std::memory_order_relaxed);
     place.owned = std::move(unit);
@@ -69,25 +71,45 @@ std::shared_ptr<Unit> UnitTable::find(AudioUnit reference) const {
     return place != nullptr ? place->owned : nullptr;
 }
 
-Unit* UnitTable::findRendered(AudioUnit reference) const noexcept {
-    const Place* place = placeOf(reference);
-    return place != nullptr ? place->unit.load(std::memory_order_relaxed) : nullptr;
+// A user says that there is one and then looks whether the unit is still there; here it goes and then it is looked for
+// users. Both are in one total order, so that a user who is not seen here finds no unit.
+UnitTable::Use::Use(AudioUnit reference) noexcept : mPlace(instance().placeOf(reference)) {
+    if (mPlace == nullptr) {
+        return;
+    }
+    mPlace->users.fetch_add(1);
+    if (mPlace->turn.load() == turnOf(reference)) {
+        mUnit = mPlace->unit.load(std::memory_order_relaxed);
+    }
+}
+
+UnitTable::Use::~Use() {
+    if (mPlace != nullptr) {
+        mPlace->users.fetch_sub(1, std::memory_order_release);
+    }
 }
 
 std::shared_ptr<Unit> UnitTable::take(AudioUnit reference) {
-    const std::lock_guard lock(mMutex);
+    std::unique_lock lock(mMutex);
     Place* place = placeOf(reference);
     if (place == nullptr) {
         return nullptr;
     }
-    place->turn.fetch_add(1, std::memory_order_release);
+    const UInt32 turn = place->turn.fetch_add(1) + 1;
+    auto unit = std::move(place->owned);
+    lock.unlock(); // users may want to find units
+    constexpr std::chrono::microseconds pause{20};
+    while (place->users.load() != 0) { // an I/O thread spends no system call on saying that it is done
+        std::this_thread::sleep_for(pause);
+    }
+    lock.lock();
     place->unit.store(nullptr, std::memory_order_relaxed);
     // One place less in a process rather than a reference that is used again.
     constexpr UInt32 lastTurn = ~UInt32{0} - 1;
-    if (place->turn.load(std::memory_order_relaxed) < lastTurn) {
+    if (turn < lastTurn) {
         mFree.push_back(static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference)) - 1);
     }
-    return std::move(place->owned);
+    return unit;
 }
 
 } // namespace braq

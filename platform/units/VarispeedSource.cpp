@@ -81,6 +81,9 @@ OSStatus VarispeedSource::render(const AudioTimeStamp& time, UInt32 frames, Audi
     if (frames > mSliceLimit) {
         return kAudioUnitErr_TooManyFramesToProcess;
     }
+    if (list == nullptr || !mList.isOfShape(*list)) { // before frames are pulled that would be lost
+        return kAudio_ParamError;
+    }
     pull(frames, mPlanes.data(), time, Asking::procedures);
     takeThrown(); // has become silence, which is all that the caller can be told
     return mList.putIntoList(mPlanes.data(), frames, list);

@@ -16,6 +16,27 @@ constexpr OSStatus wrongSize = kAudioUnitErr_InvalidPropertyValue;
 constexpr float slowest = 1.0F / 32.0F;
 constexpr float fastest = 32.0F;
 
+OSStatus checkAddress(const UnitPropertyAddress& address) {
+    bool isInScope = false;
+    switch (address.property) {
+    case kAudioUnitProperty_StreamFormat:
+    case kAudioUnitProperty_SampleRate:
+    case kAudioUnitProperty_ElementCount:
+        isInScope = address.scope == kAudioUnitScope_Input || address.scope == kAudioUnitScope_Output;
+        break;
+    case kAudioUnitProperty_SetRenderCallback:
+    case kAudioUnitProperty_MakeConnection: isInScope = address.scope == kAudioUnitScope_Input; break;
+    case kAudioUnitProperty_MaximumFramesPerSlice:
+    case kAudioUnitProperty_Latency:
+    case kAudioUnitProperty_LastRenderError: isInScope = address.scope == kAudioUnitScope_Global; break;
+    default: return kAudioUnitErr_InvalidProperty;
+    }
+    if (!isInScope) {
+        return kAudioUnitErr_InvalidScope;
+    }
+    return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
+}
+
 } // namespace
 
 VarispeedUnit::VarispeedUnit()
@@ -53,95 +74,77 @@ std::shared_ptr<FrameSource> VarispeedUnit::output() {
     return mSource;
 }
 
-AudioStreamBasicDescription* VarispeedUnit::format(const UnitPropertyAddress& address) {
-    switch (address.scope) {
-    case kAudioUnitScope_Input: return &mInput;
-    case kAudioUnitScope_Output: return &mOutput;
-    default: return nullptr;
-    }
+AudioStreamBasicDescription& VarispeedUnit::format(AudioUnitScope scope) {
+    return scope == kAudioUnitScope_Input ? mInput : mOutput;
 }
 
 OSStatus VarispeedUnit::property(const UnitPropertyAddress& address, void* data, UInt32* size) {
-    const std::lock_guard lock(mMutex);
-    if (address.element != 0) {
-        return kAudioUnitErr_InvalidElement;
+    if (const OSStatus status = checkAddress(address)) {
+        return status;
     }
-    const AudioStreamBasicDescription* side = format(address);
-    const bool isGlobal = address.scope == kAudioUnitScope_Global;
+    const std::lock_guard lock(mMutex);
     switch (address.property) {
-    case kAudioUnitProperty_StreamFormat:
-        return side != nullptr ? answer(*side, size, data, wrongSize) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_SampleRate:
-        return side != nullptr ? answer(side->mSampleRate, size, data, wrongSize) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_ElementCount:
-        return side != nullptr ? answer(UInt32{1}, size, data, wrongSize) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_MaximumFramesPerSlice:
-        return isGlobal ? answer(mSliceLimit, size, data, wrongSize) : kAudioUnitErr_InvalidScope;
+    case kAudioUnitProperty_StreamFormat: return answer(format(address.scope), size, data, wrongSize);
+    case kAudioUnitProperty_SampleRate: return answer(format(address.scope).mSampleRate, size, data, wrongSize);
+    case kAudioUnitProperty_ElementCount: return answer(UInt32{1}, size, data, wrongSize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
     // What the filter needs to look ahead is pulled ahead.
-    case kAudioUnitProperty_Latency:
-        return isGlobal ? answer(Float64{0.0}, size, data, wrongSize) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_LastRenderError:
-        return isGlobal ? answer(takeLastRenderError(), size, data, wrongSize) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_SetRenderCallback:
-        return address.scope == kAudioUnitScope_Input ? answer(mSettings.callback(), size, data, wrongSize)
-                                                      : kAudioUnitErr_InvalidScope;
+    case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongSize);
+    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
+    case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongSize);
     default: return kAudioUnitErr_InvalidProperty;
     }
 }
 
-OSStatus VarispeedUnit::setFormat(AudioUnitScope scope, const AudioStreamBasicDescription& format) {
-    if (!isUnitFormat(format)) {
-        return kAudioUnitErr_FormatNotSupported;
-    }
-    (scope == kAudioUnitScope_Input ? mInput : mOutput) = format;
-    return 0;
-}
-
 OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    if (const OSStatus status = checkAddress(address)) {
+        return status;
+    }
     const std::lock_guard lock(mMutex);
-    if (address.element != 0) {
-        return kAudioUnitErr_InvalidElement;
+    switch (address.property) {
+    case kAudioUnitProperty_ElementCount:
+    case kAudioUnitProperty_Latency:
+    case kAudioUnitProperty_LastRenderError: return kAudioUnitErr_PropertyNotWritable;
+    default: break;
     }
     if (mSource != nullptr) {
         return kAudioUnitErr_Initialized;
     }
-    const AudioStreamBasicDescription* side = format(address);
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
-    case kAudioUnitProperty_SampleRate: {
-        if (side == nullptr) {
-            return kAudioUnitErr_InvalidScope;
-        }
-        AudioStreamBasicDescription format = *side;
-        const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
-                                    ? take(format, size, data, wrongSize)
-                                    : take(format.mSampleRate, size, data, wrongSize);
-        return status == 0 ? setFormat(address.scope, format) : status;
-    }
-    case kAudioUnitProperty_MaximumFramesPerSlice: {
-        UInt32 limit = 0;
-        if (address.scope != kAudioUnitScope_Global) {
-            return kAudioUnitErr_InvalidScope;
-        }
-        if (const OSStatus status = take(limit, size, data, wrongSize)) {
-            return status;
-        }
-        if (limit == 0 || limit > largestSliceLimit) {
-            return kAudioUnitErr_InvalidPropertyValue;
-        }
-        mSliceLimit = limit;
-        return 0;
-    }
-    case kAudioUnitProperty_SetRenderCallback:
-        return address.scope == kAudioUnitScope_Input ? mSettings.setCallback(data, size) : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_MakeConnection:
-        return address.scope == kAudioUnitScope_Input ? mSettings.setConnection(data, size, *this)
-                                                      : kAudioUnitErr_InvalidScope;
-    case kAudioUnitProperty_ElementCount:
-    case kAudioUnitProperty_Latency:
-    case kAudioUnitProperty_LastRenderError: return kAudioUnitErr_PropertyNotWritable;
+    case kAudioUnitProperty_SampleRate: return setFormat(address, data, size);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return setSliceLimit(data, size);
+    case kAudioUnitProperty_SetRenderCallback: return mSettings.setCallback(data, size);
+    case kAudioUnitProperty_MakeConnection: return mSettings.setConnection(data, size, *this);
     default: return kAudioUnitErr_InvalidProperty;
     }
+}
+
+OSStatus VarispeedUnit::setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
+    AudioStreamBasicDescription changed = format(address.scope);
+    const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
+                                ? take(changed, size, data, wrongSize)
+                                : take(changed.mSampleRate, size, data, wrongSize);
+    if (status != 0) {
+        return status;
+    }
+    if (!isUnitFormat(changed)) {
+        return kAudioUnitErr_FormatNotSupported;
+    }
+    format(address.scope) = changed;
+    return 0;
+}
+
+OSStatus VarispeedUnit::setSliceLimit(const void* data, UInt32 size) {
+    UInt32 limit = 0;
+    if (const OSStatus status = take(limit, size, data, wrongSize)) {
+        return status;
+    }
+    if (limit == 0 || limit > largestSliceLimit) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    mSliceLimit = limit;
+    return 0;
 }
 
 OSStatus VarispeedUnit::parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,

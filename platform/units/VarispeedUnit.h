@@ -28,8 +28,10 @@ class VarispeedUnit final : public Unit {
     std::shared_ptr<FrameSource> output() override;
 
   private:
-    OSStatus setFormat(AudioUnitScope scope, const AudioStreamBasicDescription& format);
-    AudioStreamBasicDescription* format(const UnitPropertyAddress& address);
+    // Under the mutex.
+    OSStatus setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
+    OSStatus setSliceLimit(const void* data, UInt32 size);
+    AudioStreamBasicDescription& format(AudioUnitScope scope);
 
     std::mutex mMutex;                   // all that follows, but the atomics
     AudioStreamBasicDescription mInput;  // what is pulled

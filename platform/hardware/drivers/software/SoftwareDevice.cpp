@@ -74,9 +74,12 @@ OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
     }
     mCycle = std::make_unique<SoftwareCycle>(mDescription.record.channels(), mDescription.playback.channels(),
                                              mDescription.maximumBufferFrames, mIsLoopback, monotonicTime());
-    mRunning.store(&cycles);
-    if (mClock == BRAQSoftwareClock::stepped) {
+    const bool isStepped = mClock == BRAQSoftwareClock::stepped;
+    if (isStepped) { // before a step on another thread finds the device running, and moves the time on
         mStepTime.store(mCycle->hostTime(), std::memory_order_release);
+    }
+    mRunning.store(&cycles);
+    if (isStepped) {
         return kAudioHardwareNoError;
     }
     mThread = SoftwareClockThread::start(shared_from_this());

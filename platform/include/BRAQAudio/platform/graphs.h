@@ -36,12 +36,13 @@ BRAQ_EXPORT OSStatus AUGraphAddNode(AUGraph graph, const AudioComponentDescripti
 /// @param description may be null: takes what the node was added with
 /// @param unit may be null: takes the node's unit, which stays the graph's; null in a closed graph
 /// @return 0 or `kAUGraphErr_NodeNotFound`
-BRAQ_EXPORT OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription* description, AudioUnit* unit);
+BRAQ_EXPORT OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription* description,
+                                     AudioUnit* unit);
 /// Has an input of one node pull from an output of another.
 /// @return 0, `kAUGraphErr_NodeNotFound`, or `kAUGraphErr_InvalidConnection`: from an output unit, from itself, in a circle, or
 ///         into an input that has a connection
 BRAQ_EXPORT OSStatus AUGraphConnectNodeInput(AUGraph graph, AUNode source, UInt32 sourceOutput, AUNode destination,
-                                 UInt32 destinationInput);
+                                             UInt32 destinationInput);
 
 /// Initialises the units, each after those that it pulls from. Harmless when repeated.
 /// @return 0, what a unit answers, `kAudioUnitErr_Uninitialized` for a closed graph, or `kAUGraphErr_OutputNodeErr` when there

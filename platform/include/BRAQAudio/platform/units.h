@@ -16,10 +16,11 @@ struct AudioComponentDescription {
 static_assert(sizeof(AudioComponentDescription) == 20);
 
 constexpr UInt32 kAudioUnitType_Output = BRAQFourCharCode("auou");
-constexpr UInt32 kAudioUnitSubType_HALOutput = BRAQFourCharCode("ahal");     ///< plays on a device, records from it, or both
+constexpr UInt32 kAudioUnitSubType_HALOutput =
+    BRAQFourCharCode("ahal"); ///< plays on a device, records from it, or both
 constexpr UInt32 kAudioUnitSubType_DefaultOutput = BRAQFourCharCode("def "); ///< the same, to play with
 constexpr UInt32 kAudioUnitType_FormatConverter = BRAQFourCharCode("aufc");
-constexpr UInt32 kAudioUnitSubType_Varispeed = BRAQFourCharCode("vari"); ///< plays faster or slower
+constexpr UInt32 kAudioUnitSubType_Varispeed = BRAQFourCharCode("vari");     ///< plays faster or slower
 constexpr UInt32 kAudioUnitManufacturer_Platform = BRAQFourCharCode("appl"); ///< made by the platform itself
 
 /// A kind of unit; lives as long as the process.
@@ -40,21 +41,22 @@ constexpr AudioUnitScope kAudioUnitScope_Input = 1;
 constexpr AudioUnitScope kAudioUnitScope_Output = 2;
 
 // On a device unit element 0 is what is played and element 1 what is recorded.
-constexpr AudioUnitPropertyID kAudioUnitProperty_MakeConnection = 1;        ///< input: AudioUnitConnection
-constexpr AudioUnitPropertyID kAudioUnitProperty_SampleRate = 2;            ///< input or output: Float64
-constexpr AudioUnitPropertyID kAudioUnitProperty_StreamFormat = 8;          ///< input or output
-constexpr AudioUnitPropertyID kAudioUnitProperty_ElementCount = 11;         ///< UInt32
-constexpr AudioUnitPropertyID kAudioUnitProperty_Latency = 12;              ///< global: Float64 seconds
+constexpr AudioUnitPropertyID kAudioUnitProperty_MakeConnection = 1;         ///< input: AudioUnitConnection
+constexpr AudioUnitPropertyID kAudioUnitProperty_SampleRate = 2;             ///< input or output: Float64
+constexpr AudioUnitPropertyID kAudioUnitProperty_StreamFormat = 8;           ///< input or output
+constexpr AudioUnitPropertyID kAudioUnitProperty_ElementCount = 11;          ///< UInt32
+constexpr AudioUnitPropertyID kAudioUnitProperty_Latency = 12;               ///< global: Float64 seconds
 constexpr AudioUnitPropertyID kAudioUnitProperty_MaximumFramesPerSlice = 14; ///< global: UInt32
-constexpr AudioUnitPropertyID kAudioUnitProperty_LastRenderError = 22;      ///< global: OSStatus, 0 once it was read
-constexpr AudioUnitPropertyID kAudioUnitProperty_SetRenderCallback = 23;    ///< input: AURenderCallbackStruct
+constexpr AudioUnitPropertyID kAudioUnitProperty_LastRenderError = 22;       ///< global: OSStatus, 0 once it was read
+constexpr AudioUnitPropertyID kAudioUnitProperty_SetRenderCallback = 23;     ///< input: AURenderCallbackStruct
 // Of device units.
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_CurrentDevice = 2000;    ///< global: AudioDeviceID, 0: the default
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_IsRunning = 2001;        ///< global: UInt32
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_ChannelMap = 2002;       ///< SInt32[]: device channel of each, -1: none
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_EnableIO = 2003;         ///< input 1, output 0: UInt32
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_SetInputCallback = 2005; ///< global: AURenderCallbackStruct
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_HasIO = 2006;            ///< input 1, output 0: UInt32
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_CurrentDevice = 2000; ///< global: AudioDeviceID, 0: the default
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_IsRunning = 2001;     ///< global: UInt32
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_ChannelMap =
+    2002;                                                               ///< SInt32[]: device channel of each, -1: none
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_EnableIO = 2003; ///< input 1, output 0: UInt32
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_SetInputCallback = 2005;      ///< global: AURenderCallbackStruct
+constexpr AudioUnitPropertyID kAudioOutputUnitProperty_HasIO = 2006;                 ///< input 1, output 0: UInt32
 constexpr AudioUnitPropertyID kAudioOutputUnitProperty_StartTimestampsAtZero = 2007; ///< global: UInt32
 
 constexpr AudioUnitParameterID kVarispeedParam_PlaybackRate = 0; ///< global, from 1/32 to 32
@@ -120,7 +122,8 @@ BRAQ_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent component, AudioCo
 BRAQ_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance instance);
 
 /// Gets everything ready for rendering. Formats, slice limits, callbacks, connections and `EnableIO` are fixed from then on:
-/// setting them answers `kAudioUnitErr_Initialized`. Harmless when repeated.
+/// setting them answers `kAudioUnitErr_Initialized`, and `kAudioUnitErr_CannotDoInCurrentContext` while the unit runs.
+/// Harmless when repeated.
 /// @return 0, `kAudioUnitErr_FormatNotSupported`, or `kAudioUnitErr_FailedInitialization` when there is no such device
 BRAQ_EXPORT OSStatus AudioUnitInitialize(AudioUnit unit);
 /// Undoes it, after stopping. When this returns, no callback and no listener of the unit is running on another thread, and none
@@ -130,28 +133,29 @@ BRAQ_EXPORT OSStatus AudioUnitUninitialize(AudioUnit unit);
 /// @param size in: bytes at `data`; out: bytes written. A scalar wants exactly its size.
 /// @return 0, `kAudioUnitErr_InvalidProperty`, `…InvalidScope`, `…InvalidElement`, `…InvalidPropertyValue` for a wrong size
 BRAQ_EXPORT OSStatus AudioUnitGetProperty(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope,
-                              AudioUnitElement element, void* data, UInt32* size);
+                                          AudioUnitElement element, void* data, UInt32* size);
 /// @return as `AudioUnitGetProperty`; `kAudioUnitErr_PropertyNotWritable`, `…Initialized` and `…FormatNotSupported` too
 BRAQ_EXPORT OSStatus AudioUnitSetProperty(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope,
-                              AudioUnitElement element, const void* data, UInt32 size);
+                                          AudioUnitElement element, const void* data, UInt32 size);
 
 /// The same listener with the same client data and property is there only once.
 BRAQ_EXPORT OSStatus AudioUnitAddPropertyListener(AudioUnit unit, AudioUnitPropertyID property,
-                                      AudioUnitPropertyListenerProc listener, void* refCon);
+                                                  AudioUnitPropertyListenerProc listener, void* refCon);
 /// When this returns it is not running on another thread and will not be called again.
 BRAQ_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit unit, AudioUnitPropertyID property,
-                                                     AudioUnitPropertyListenerProc listener, void* refCon);
+                                                                 AudioUnitPropertyListenerProc listener, void* refCon);
 
 /// @realtime Any thread.
 BRAQ_EXPORT OSStatus AudioUnitGetParameter(AudioUnit unit, AudioUnitParameterID parameter, AudioUnitScope scope,
-                               AudioUnitElement element, AudioUnitParameterValue* value);
+                                           AudioUnitElement element, AudioUnitParameterValue* value);
 /// Heard from the next slice on, without a step.
 /// @param bufferOffset is not used: a parameter holds for whole slices
 /// @return 0, `kAudioUnitErr_InvalidParameter`, `…InvalidScope`, `…InvalidElement`, or `…InvalidPropertyValue` for a value out of
 ///         its range
 /// @realtime Any thread.
 BRAQ_EXPORT OSStatus AudioUnitSetParameter(AudioUnit unit, AudioUnitParameterID parameter, AudioUnitScope scope,
-                               AudioUnitElement element, AudioUnitParameterValue value, UInt32 bufferOffset);
+                                           AudioUnitElement element, AudioUnitParameterValue value,
+                                           UInt32 bufferOffset);
 
 /// Has a unit deliver frames: a varispeed unit at any time (one thread at a time); a device unit what was captured, element 1, from
 /// inside its input callback.
@@ -163,7 +167,7 @@ BRAQ_EXPORT OSStatus AudioUnitSetParameter(AudioUnit unit, AudioUnitParameterID 
 ///         `kAudio_ParamError` for a list of another shape
 /// @realtime
 BRAQ_EXPORT OSStatus AudioUnitRender(AudioUnit unit, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
-                         UInt32 element, UInt32 frames, AudioBufferList* list);
+                                     UInt32 element, UInt32 frames, AudioBufferList* list);
 
 /// Joins the device's cycle. Harmless when repeated.
 /// @return 0, `kAudioUnitErr_Uninitialized`, or what the device reports

@@ -1,0 +1,7 @@
+#include "tests/support/SoftwareDriversOnly.h"
+
+namespace {
+
+const braq::testing::SoftwareDriversOnly softwareDriversOnly;
+
+} // namespace
