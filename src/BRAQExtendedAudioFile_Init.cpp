@@ -16,7 +16,7 @@ constexpr NSXCallSite siteOf(const char* method) {
 }
 
 AudioFileTypeID fileTypeFor(const BRAQAudioStreamBasicDescription* description) {
-    const bool isLossless = description != nullptr && description->formatID() == kAudioFormatAppleLossless;
+    const bool isLossless = description != nullptr && description->formatID() == kAudioFormatALAC;
     return isLossless ? kAudioFileM4AType : kAudioFileMPEG4Type;
 }
 
