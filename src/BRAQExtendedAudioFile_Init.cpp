@@ -16,7 +16,7 @@ constexpr NSXCallSite siteOf(const char* method) {
 }
 
 AudioFileTypeID fileTypeFor(const BRAQAudioStreamBasicDescription* description) {
-    const bool isLossless = description != nullptr && description->formatID() == kAudioFormatALAC;
+    const bool isLossless = description != nullptr && description->formatID() == kAudioFormatAppleLossless;
     return isLossless ? kAudioFileM4AType : kAudioFileMPEG4Type;
 }
 

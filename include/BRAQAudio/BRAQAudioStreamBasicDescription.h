@@ -35,7 +35,7 @@ class BRAQ_EXPORT BRAQAudioStreamBasicDescription {
     template <class Class = BRAQAudioStreamBasicDescription>
     static std::shared_ptr<Class> alacStreamDescription() {
         auto description = streamDescription<Class>();
-        description->setFormatID(kAudioFormatALAC);
+        description->setFormatID(kAudioFormatAppleLossless);
         return description;
     }
     /// 'aac ', 2 channels; no sample rate.

@@ -35,7 +35,7 @@ class ExtendedAudioFile : public FileTest {
 };
 
 TEST_F(ExtendedAudioFile, RecordsToATypeThatFollowsTheCodingWhateverTheNameSays) {
-    EXPECT_EQ(typeOf(*record("a.wav", description(kAudioFormatALAC, 2, 44100))), kAudioFileM4AType);
+    EXPECT_EQ(typeOf(*record("a.wav", description(kAudioFormatAppleLossless, 2, 44100))), kAudioFileM4AType);
     EXPECT_EQ(typeOf(*record("a.wav", description(kAudioFormatMPEG4AAC, 2, 44100))), kAudioFileMPEG4Type);
     EXPECT_EQ(typeOf(*record("a.wav", pcm16())), kAudioFileMPEG4Type);
 }

@@ -24,7 +24,7 @@ constexpr auto isOpusMusic = [](std::uint8_t firstByte) { return firstByte >= 0x
 
 constexpr std::array traits{
     CodecTraits{AV_CODEC_ID_AAC, kAudioFormatMPEG4AAC, aacPreroll, 0, aacRestart, nullptr, 0},
-    CodecTraits{AV_CODEC_ID_ALAC, kAudioFormatALAC, 0, 0, 0, nullptr, 0},
+    CodecTraits{AV_CODEC_ID_ALAC, kAudioFormatAppleLossless, 0, 0, 0, nullptr, 0},
     CodecTraits{AV_CODEC_ID_FLAC, kAudioFormatFLAC, 0, 0, 0, nullptr, 0},
     CodecTraits{AV_CODEC_ID_MP3, kAudioFormatMPEGLayer3, 2, 0, 0, nullptr, 0},
     CodecTraits{AV_CODEC_ID_VORBIS, kBRAQAudioFormatVorbis, 1, 0, 0, nullptr, 0},

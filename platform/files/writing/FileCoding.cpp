@@ -125,7 +125,7 @@ bool chooseAAC(const AudioStreamBasicDescription& format, FileCoding& coding) {
 bool chooseCodec(const AudioStreamBasicDescription& format, FileCoding& coding) {
     switch (format.mFormatID) {
     case kAudioFormatLinearPCM: return choosePCM(format, coding);
-    case kAudioFormatALAC: return chooseLossless(format, AV_CODEC_ID_ALAC, coding);
+    case kAudioFormatAppleLossless: return chooseLossless(format, AV_CODEC_ID_ALAC, coding);
     case kAudioFormatFLAC: return chooseLossless(format, AV_CODEC_ID_FLAC, coding);
     case kAudioFormatMPEG4AAC: return chooseAAC(format, coding);
     default: return false;

@@ -42,7 +42,7 @@ constexpr Float64 referenceRate = 44100;
 
 constexpr UInt32 lpcm = kAudioFormatLinearPCM;
 constexpr UInt32 aac = kAudioFormatMPEG4AAC;
-constexpr UInt32 alac = kAudioFormatALAC;
+constexpr UInt32 alac = kAudioFormatAppleLossless;
 
 const Kind kinds[] = {
     {"16.wav", "-c:a pcm_s16le", kAudioFileWAVEType, lpcm, integer, 1},

@@ -124,7 +124,7 @@ TEST(Files_FileTypes, RefuseATypeThatIsUnknown) {
 }
 
 TEST(Files_FileTypes, ListOtherCodingsByTheirFlags) {
-    EXPECT_EQ(statusFor(kAudioFileM4AType, kAudioFormatALAC), 0);
+    EXPECT_EQ(statusFor(kAudioFileM4AType, kAudioFormatAppleLossless), 0);
     EXPECT_EQ(statusFor(kAudioFileMPEG4Type, kAudioFormatMPEG4AAC), 0);
     EXPECT_EQ(statusFor(kAudioFileMP3Type, kAudioFormatMPEGLayer3), 0);
     std::vector<AudioStreamBasicDescription> found;

@@ -66,14 +66,14 @@ const Lossless rows[] = {
     {"CAF_BigFloat", kAudioFileCAFType, kAudioFormatLinearPCM, floating | big, 32, 0, "caf", "pcm_f32be"},
     {"CAF_Float64", kAudioFileCAFType, kAudioFormatLinearPCM, floating, 64, 0, "caf", "pcm_f64le"},
     {"CAF_BigFloat64", kAudioFileCAFType, kAudioFormatLinearPCM, floating | big, 64, 0, "caf", "pcm_f64be"},
-    {"CAF_ALAC16", kAudioFileCAFType, kAudioFormatALAC, 1, 0, 16, "caf", "alac"},
-    {"CAF_ALAC24", kAudioFileCAFType, kAudioFormatALAC, 3, 0, 24, "caf", "alac"},
+    {"CAF_ALAC16", kAudioFileCAFType, kAudioFormatAppleLossless, 1, 0, 16, "caf", "alac"},
+    {"CAF_ALAC24", kAudioFileCAFType, kAudioFormatAppleLossless, 3, 0, 24, "caf", "alac"},
     {"NeXT_16", kAudioFileNextType, kAudioFormatLinearPCM, integer | big, 16, 16, "au", "pcm_s16be"},
     {"NeXT_Float", kAudioFileNextType, kAudioFormatLinearPCM, floating | big, 32, 0, "au", "pcm_f32be"},
-    {"M4A_ALAC16", kAudioFileM4AType, kAudioFormatALAC, 1, 0, 16, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
-    {"M4A_ALAC", kAudioFileM4AType, kAudioFormatALAC, 0, 0, 24, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
-    {"M4A_ALAC20", kAudioFileM4AType, kAudioFormatALAC, 2, 0, 20, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
-    {"MPEG4_ALAC24", kAudioFileMPEG4Type, kAudioFormatALAC, 3, 0, 24, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
+    {"M4A_ALAC16", kAudioFileM4AType, kAudioFormatAppleLossless, 1, 0, 16, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
+    {"M4A_ALAC", kAudioFileM4AType, kAudioFormatAppleLossless, 0, 0, 24, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
+    {"M4A_ALAC20", kAudioFileM4AType, kAudioFormatAppleLossless, 2, 0, 20, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
+    {"MPEG4_ALAC24", kAudioFileMPEG4Type, kAudioFormatAppleLossless, 3, 0, 24, "mov,mp4,m4a,3gp,3g2,mj2", "alac"},
     {"MPEG4_16", kAudioFileMPEG4Type, kAudioFormatLinearPCM, integer, 16, 16, "mov,mp4,m4a,3gp,3g2,mj2", "pcm_s16le"},
     {"MPEG4_Big16", kAudioFileMPEG4Type, kAudioFormatLinearPCM, integer | big, 16, 16, "mov,mp4,m4a,3gp,3g2,mj2",
      "pcm_s16be"},
@@ -222,7 +222,7 @@ std::string contentOfRecording(AudioFileTypeID type, const AudioStreamBasicDescr
 }
 
 TEST(Files_FileWriter, WritesTheSameFileForTheSameFrames) {
-    const auto format = fileFormat(kAudioFormatALAC, 0, 0, 2, 44100);
+    const auto format = fileFormat(kAudioFormatAppleLossless, 0, 0, 2, 44100);
     const std::string first = contentOfRecording(kAudioFileM4AType, format);
     EXPECT_GT(first.size(), 1000U);
     EXPECT_EQ(first, contentOfRecording(kAudioFileM4AType, format));
@@ -238,7 +238,7 @@ TEST(Files_FileWriter, MarksWhatKindOfFileItIs) {
     }
     EXPECT_EQ(contentOfRecording(kAudioFileAIFCType, pcm(integer, 16)).substr(8, 4), "AIFC");
     EXPECT_EQ(contentOfRecording(kAudioFileMPEG4Type, pcm(integer, 24)).substr(4, 8), "ftypmp42");
-    EXPECT_EQ(contentOfRecording(kAudioFileM4AType, fileFormat(kAudioFormatALAC, 0, 0, 2, 44100)).substr(4, 8),
+    EXPECT_EQ(contentOfRecording(kAudioFileM4AType, fileFormat(kAudioFormatAppleLossless, 0, 0, 2, 44100)).substr(4, 8),
               "ftypM4A ");
 }
 
@@ -256,7 +256,7 @@ TEST(Files_FileWriter, StatesTheFramesOfACAFThatAreToBeHeard) {
     for (const std::size_t frames : {0U, 1U, 4096U, 10000U}) {
         std::unique_ptr<FileWriter> writer;
         ASSERT_EQ(FileWriter::create(folder.file("recording"), kAudioFileCAFType,
-                                     fileFormat(kAudioFormatALAC, 0, 0, 1, 44100), writer),
+                                     fileFormat(kAudioFormatAppleLossless, 0, 0, 1, 44100), writer),
                   0);
         if (frames > 0) {
             ASSERT_EQ(writeSignal(*writer, integerNoise(1, frames, 24)), 0);

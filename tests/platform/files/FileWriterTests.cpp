@@ -91,8 +91,8 @@ TEST_F(Files_FileWriterErrors, NameAFormatThatATypeCannotHold) {
         {kAudioFileCAFType, fileFormat(kAudioFormatMPEG4AAC, 2, 0, 2, 44100)},
         {kAudioFileFLACType, fileFormat(kAudioFormatFLAC, 0, 8, 2, 44100)},
         {kAudioFileFLACType, fileFormat(kAudioFormatFLAC, 1, 0, 9, 44100)},
-        {kAudioFileM4AType, fileFormat(kAudioFormatALAC, 4, 0, 2, 44100)},
-        {kAudioFileM4AType, fileFormat(kAudioFormatALAC, 1, 0, 9, 44100)},
+        {kAudioFileM4AType, fileFormat(kAudioFormatAppleLossless, 4, 0, 2, 44100)},
+        {kAudioFileM4AType, fileFormat(kAudioFormatAppleLossless, 1, 0, 9, 44100)},
     };
     for (const auto& [type, format] : refused) {
         EXPECT_EQ(create(mPath, type, format), kAudioFileUnsupportedDataFormatError);
@@ -245,7 +245,7 @@ TEST(Files_FileWriter, CompletesTheFileWhenItGoes) {
     const FileFolder folder;
     std::unique_ptr<FileWriter> writer;
     ASSERT_EQ(FileWriter::create(folder.file("recording"), kAudioFileM4AType,
-                                 fileFormat(kAudioFormatALAC, 0, 0, 2, 44100), writer),
+                                 fileFormat(kAudioFormatAppleLossless, 0, 0, 2, 44100), writer),
               0);
     ASSERT_EQ(writeSignal(*writer, tones(2, 10000, 44100, 997)), 0);
     writer.reset();

@@ -117,7 +117,7 @@ struct AudioValueTranslation {
 static_assert(sizeof(AudioValueTranslation) == 32);
 
 constexpr UInt32 kAudioFormatLinearPCM = BRAQFourCharCode("lpcm");
-constexpr UInt32 kAudioFormatALAC = BRAQFourCharCode("alac");
+constexpr UInt32 kAudioFormatAppleLossless = BRAQFourCharCode("alac");
 constexpr UInt32 kAudioFormatMPEG4AAC = BRAQFourCharCode("aac ");
 
 constexpr UInt32 kAudioFormatFlagIsFloat = 1;
