@@ -13,6 +13,8 @@ namespace {
 // Reached without a call, so that its first use on a thread allocates nothing. Those that were let go in the cycle.
 thread_local BRAQReleasable* pending [[gnu::tls_model("initial-exec")]] = nullptr;
 
+std::atomic<BRAQBackgroundThread*> startedThread{nullptr};
+
 } // namespace
 
 BRAQReleasable::~BRAQReleasable() = default;
@@ -22,7 +24,7 @@ void BRAQReleasable::letGo(BRAQReleasable* object) noexcept {
         object->mNext = pending;
         pending = object;
     } else if (object->isOnThreadOfItsOwn()) {
-        BRAQBackgroundThread::instance().destroy(object);
+        BRAQBackgroundThread::started().destroy(object);
     } else {
         delete object;
     }
@@ -34,12 +36,17 @@ BRAQBackgroundThread& BRAQBackgroundThread::instance() {
     return *thread;
 }
 
+BRAQBackgroundThread& BRAQBackgroundThread::started() noexcept {
+    return *startedThread.load(std::memory_order_acquire);
+}
+
 BRAQBackgroundThread::BRAQBackgroundThread() {
     sem_init(&mWake, 0, 0);
     BRAQThread thread{};
     if (const int error = BRAQThreadStart(&thread, "BRAQBackground", main, this)) {
         throw std::system_error(error, std::generic_category(), "BRAQBackgroundThread");
     }
+    startedThread.store(this, std::memory_order_release);
 }
 
 void BRAQBackgroundThread::run(std::function<void()> work) {

@@ -17,6 +17,10 @@ class BRAQBackgroundThread {
   public:
     static BRAQBackgroundThread& instance();
 
+    /// The same, for those that know that it has started.
+    /// @realtime
+    static BRAQBackgroundThread& started() noexcept;
+
     /// Runs `work` there, in order. What it throws is logged. Any thread but an I/O thread.
     void run(std::function<void()> work);
 
@@ -54,7 +58,7 @@ class BRAQIOReference {
     // Only when this reference is gone whole is the object handed over, so that its last bookkeeping is not freed here.
     ~BRAQIOReference() {
         mObject.reset();
-        BRAQBackgroundThread::instance().destroyPending();
+        BRAQBackgroundThread::started().destroyPending();
     }
     BRAQIOReference(const BRAQIOReference&) = delete;
     BRAQIOReference& operator=(const BRAQIOReference&) = delete;

@@ -24,7 +24,9 @@ class Witness : public BRAQReleasable, public std::enable_shared_from_this<Witne
     bool mMustNotBeDestroyedHere = false;
 
   private:
-    explicit Witness(std::promise<std::thread::id>& destroyed) : mDestroyed(destroyed) {}
+    explicit Witness(std::promise<std::thread::id>& destroyed) : mDestroyed(destroyed) {
+        BRAQBackgroundThread::instance();
+    }
     bool isOnThreadOfItsOwn() const noexcept override { return mMustNotBeDestroyedHere; }
 
     std::promise<std::thread::id>& mDestroyed;
