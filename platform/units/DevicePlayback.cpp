@@ -25,17 +25,11 @@ DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 samp
       mSliceFrames(sliceFrames),
       mPullFrames(mSource != nullptr ? std::min(sliceFrames, mSource->sliceLimit()) : sliceFrames),
       mStartsAtZero(startsAtZero),
-      mPlanes(channels),
+      mPlanes(channels, mRouting.isDirect() ? 0 : sliceFrames),
       mPartPlanes(channels),
       mDevicePlanes(device.playbackChannels) {
     if (mSampleRate != mDeviceRate) {
         mConverter.emplace(mChannels, mSampleRate / mDeviceRate, mPullFrames, mDeviceRate);
-    }
-    if (!mRouting.isDirect()) {
-        mSamples.resize(std::size_t{sliceFrames} * channels);
-        for (UInt32 channel = 0; channel < channels; ++channel) {
-            mPlanes[channel] = mSamples.data() + std::size_t{channel} * sliceFrames;
-        }
     }
 }
 
@@ -82,7 +76,7 @@ void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 fram
     for (UInt32 channel = 0; channel < mDevicePlanes.size(); ++channel) {
         mDevicePlanes[channel] = static_cast<float*>(slice.output->mBuffers[channel].mData) + offset;
     }
-    float* const* planes = mRouting.isDirect() ? mDevicePlanes.data() : mPlanes.data();
+    float* const* planes = mRouting.isDirect() ? mDevicePlanes.data() : mPlanes.get();
     if (mConverter) {
         convert(planes, frames);
     } else {
@@ -96,7 +90,7 @@ void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 fram
         }
     }
     if (!mRouting.isDirect()) {
-        mRouting.route(mPlanes.data(), mDevicePlanes.data(), frames);
+        mRouting.route(mPlanes.get(), mDevicePlanes.data(), frames);
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/foundation/Planes.h"
 #include "platform/hardware/DeviceIO.h"
 #include "platform/units/ChannelRouting.h"
 #include "platform/units/DeviceFacts.h"
@@ -69,8 +70,7 @@ class DevicePlayback {
     std::optional<VariableRateConverter> mConverter; // if the rates differ
     VolumeRamp mVolume{1.0F};
     bool mHasVolume = false;           // the first one is no change
-    std::vector<float> mSamples;       // where frames are routed from
-    std::vector<float*> mPlanes;       // into mSamples
+    Planes mPlanes;                    // where frames are routed from; without any where they are not
     std::vector<float*> mPartPlanes;   // what of either is pulled
     std::vector<float*> mDevicePlanes; // of the slice
     AudioTimeStamp mTime{};            // of the next frame to be pulled

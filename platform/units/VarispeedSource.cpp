@@ -19,13 +19,8 @@ VarispeedSource::VarispeedSource(std::shared_ptr<FrameSource> from, const AudioS
       mRate(rate),
       mConverter(mChannels, fastestRate * mRatioAtRateOne,
                  mFrom != nullptr ? std::min(sliceLimit, mFrom->sliceLimit()) : sliceLimit, output.mSampleRate),
-      mSamples(std::size_t{sliceLimit} * mChannels),
-      mPlanes(mChannels),
-      mList(output, sliceLimit) {
-    for (UInt32 channel = 0; channel < mChannels; ++channel) {
-        mPlanes[channel] = mSamples.data() + std::size_t{channel} * sliceLimit;
-    }
-}
+      mPlanes(mChannels, sliceLimit),
+      mList(output, sliceLimit) {}
 
 void VarispeedSource::pullInput(void* self, UInt32 frames, float* const* planes) noexcept {
     auto& source = *static_cast<VarispeedSource*>(self);
@@ -84,9 +79,9 @@ OSStatus VarispeedSource::render(const AudioTimeStamp& time, UInt32 frames, Audi
     if (list == nullptr || !mList.isOfShape(*list)) { // before frames are pulled that would be lost
         return kAudio_ParamError;
     }
-    pull(frames, mPlanes.data(), time, Asking::procedures);
+    pull(frames, mPlanes.get(), time, Asking::procedures);
     takeThrown(); // has become silence, which is all that the caller can be told
-    return mList.putIntoList(mPlanes.data(), frames, list);
+    return mList.putIntoList(mPlanes.get(), frames, list);
 }
 
 } // namespace braq

@@ -1,13 +1,13 @@
 #pragma once
 
 #include "BRAQAudio/platform/units.h"
+#include "platform/foundation/Planes.h"
 #include "platform/units/FormatBuffers.h"
 #include "platform/units/FrameSource.h"
 #include "platform/units/resampling/VariableRateConverter.h"
 
 #include <atomic>
 #include <memory>
-#include <vector>
 
 namespace braq {
 
@@ -37,8 +37,7 @@ class VarispeedSource final : public FrameSource {
     const Float64 mRatioAtRateOne; // input frames an output frame
     const std::atomic<float>& mRate;
     VariableRateConverter mConverter;
-    std::vector<float> mSamples; // for render
-    std::vector<float*> mPlanes; // into mSamples
+    Planes mPlanes; // for render
     FormatBuffers mList;
     AudioTimeStamp mTime{}; // of the next frame to be pulled; its sample time counts input frames
     Asking mAsking = Asking::procedures;

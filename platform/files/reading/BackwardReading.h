@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/files/reading/Planes.h"
+#include "platform/foundation/Planes.h"
 #include "platform/files/reading/SampleSource.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/files/reading/ChannelMatrix.h"
-#include "platform/files/reading/Planes.h"
+#include "platform/foundation/Planes.h"
 #include "platform/files/reading/SampleSource.h"
 
 namespace braq {
