@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/files/reading/ChannelMatrix.h"
-#include "platform/foundation/Planes.h"
 #include "platform/files/reading/SampleSource.h"
+#include "platform/foundation/Planes.h"
 
 namespace braq {
 
