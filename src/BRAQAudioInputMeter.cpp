@@ -68,6 +68,9 @@ void BRAQAudioInputMeter::installInputProcessingBlock() {
 }
 
 void BRAQAudioInputMeter::processInput(const AudioBufferList& list) noexcept {
+    if (mPeakBuf == nullptr) {
+        return;
+    }
     const UInt32 samples = list.mBuffers[0].mDataByteSize / static_cast<UInt32>(sizeof(float));
     for (UInt32 sample = 0; sample < samples; ++sample) {
         for (UInt32 buffer = 0; buffer < list.mNumberBuffers; ++buffer) {

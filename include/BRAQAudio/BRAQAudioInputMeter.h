@@ -38,6 +38,12 @@ class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQ
     ///         thread, at any time.
     const std::atomic<double>* levels();
 
+    /// Makes the rings of samples for the channels and the rate of the unit, which a new meter has already; those that are there
+    /// are to be destroyed first. Not while the meter runs.
+    void createBuffers();
+    /// Without rings nothing is measured, and levels stay as they are. Harmless when repeated. Not while the meter runs.
+    void destroyBuffers();
+
   protected:
     explicit BRAQAudioInputMeter(std::shared_ptr<BRAQInputAudioUnit> unit);
 
@@ -51,10 +57,6 @@ class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQ
         static_cast<BRAQAudioInputMeter&>(*meter).installInputProcessingBlock();
         return meter;
     }
-
-    /// Not while the unit runs.
-    void createBuffers();
-    void destroyBuffers();
 
   private:
     void installInputProcessingBlock();

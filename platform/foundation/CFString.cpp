@@ -26,6 +26,7 @@ struct CFString {
     const std::u16string_view characters; // of `copied`, or the maker's own
     const CFAllocator deallocator = kCFAllocatorNull;
 };
+#include <limits>
 
 namespace {
 
@@ -39,7 +40,9 @@ CFStringRef nullWithoutMemory(Make make) noexcept {
 }
 
 bool areCharacters(const UniChar* characters, CFIndex length) {
-    return length == 0 || (length > 0 && characters != nullptr);
+    constexpr auto most =
+        std::numeric_limits<CFIndex>::max() / static_cast<CFIndex>(sizeof(UniChar)); // that memory holds
+    return length == 0 || (length > 0 && length <= most && characters != nullptr);
 }
 
 std::u16string_view viewOf(const UniChar* characters, CFIndex length) {

@@ -137,6 +137,20 @@ TEST_F(AudioInputMeterTest, BeginsWithLevelsOfZero) {
     meter->invalidate();
 }
 
+TEST_F(AudioInputMeterTest, KeepsItsLevelsWithoutItsRings) {
+    const auto meter = WatchedMeter::on(device, {{0}});
+    process(*meter, std::vector<Float32>(eighth, 1.0F), eighth * sizeof(Float32));
+    meter->levels();
+    meter->destroyBuffers();
+    meter->destroyBuffers();
+    process(*meter, std::vector<Float32>(eighth, 0.1F), eighth * sizeof(Float32));
+    EXPECT_EQ(meter->levels()[0], 0.0);
+    meter->createBuffers();
+    process(*meter, std::vector<Float32>(eighth, 0.1F), eighth * sizeof(Float32));
+    EXPECT_NEAR(meter->levels()[0], -20.0, 0.0001);
+    meter->invalidate();
+}
+
 TEST_F(AudioInputMeterTest, KeepsItselfAliveUntilItIsInvalidated) {
     const auto gone = std::make_shared<std::promise<void>>();
     auto isGone = gone->get_future();
