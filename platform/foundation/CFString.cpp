@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cstdlib>
 #include <exception>
+#include <limits>
 #include <string_view>
 #include <utility>
 
