@@ -27,7 +27,6 @@ struct CFString {
     const std::u16string_view characters; // of `copied`, or the maker's own
     const CFAllocator deallocator = kCFAllocatorNull;
 };
-#include <limits>
 
 namespace {
 
