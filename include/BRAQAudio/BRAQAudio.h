@@ -19,6 +19,8 @@
 #include "BRAQAudio/BRAQAudioUnit.h"
 #include "BRAQAudio/BRAQDelegateEntry.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
+#include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
+#include "BRAQAudio/BRAQExtendedAudioFileRecorder.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "BRAQAudio/BRAQReleasable.h"

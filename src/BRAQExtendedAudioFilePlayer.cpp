@@ -1,0 +1,224 @@
+#include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
+
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+
+#include <cmath>
+#include <exception>
+#include <limits>
+
+namespace {
+
+constexpr const char* file = "src/BRAQExtendedAudioFilePlayer";
+constexpr UInt64 readerBuffers = 3;
+constexpr UInt32 readerFrames = 4096;
+constexpr double millisecondsPerSecond = 1000.0;
+
+/// The nearest 64-bit number.
+SInt64 saturated(double whole) noexcept {
+    constexpr double end = 9223372036854775808.0; // 2^63
+    if (whole >= end) {
+        return std::numeric_limits<SInt64>::max();
+    }
+    return whole < -end ? std::numeric_limits<SInt64>::min() : static_cast<SInt64>(whole);
+}
+
+/// What the file hands to the reader; null for no file, which the output unit refuses.
+std::shared_ptr<BRAQAudioStreamBasicDescription>
+streamDescriptionOf(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
+    return audioFile != nullptr ? audioFile->streamDescription() : nullptr;
+}
+
+} // namespace
+
+std::shared_ptr<BRAQExtendedAudioFilePlayer>
+BRAQExtendedAudioFilePlayer::initWithAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
+                                               const std::shared_ptr<BRAQAudioDevice>& device) {
+    const std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
+    player->installEndOfStreamNotificationBlock();
+    return player;
+}
+
+std::shared_ptr<BRAQExtendedAudioFilePlayer>
+BRAQExtendedAudioFilePlayer::initWithFileURL(const std::shared_ptr<NSURL>& url,
+                                             const std::shared_ptr<BRAQAudioDevice>& device) {
+    std::shared_ptr<NSError> error;
+    const auto audioFile = BRAQExtendedAudioFile::initForPlaybackWithFileURL(url, &error);
+    if (audioFile == nullptr) {
+        NSXLogError(file, "Could not load audio file at URL " + (url != nullptr ? url->absoluteString() : "(null)") +
+                              ". " + (error != nullptr ? error->description() : "(null)"));
+        return nullptr;
+    }
+    return initWithAudioFile(audioFile, device);
+}
+
+std::shared_ptr<BRAQExtendedAudioFilePlayer>
+BRAQExtendedAudioFilePlayer::initWithFilename(const std::string& path, const std::shared_ptr<BRAQAudioDevice>& device) {
+    return initWithFileURL(NSURL::fileURLWithPath(path), device);
+}
+
+BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
+                                                         const std::shared_ptr<BRAQAudioDevice>& device)
+    : mAudioFile(audioFile),
+      mOutputAudioUnit(BRAQOutputAudioUnit::initWithStreamDescription(streamDescriptionOf(audioFile), device)),
+      mFileReader(
+          BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, audioFile->streamDescription())) {
+    mOutputAudioUnit->setDelegate(static_cast<BRAQAudioUnitDelegate*>(this));
+    mFileReader->setAudioFile(audioFile);
+    mOutputAudioUnit->setAudioBufferQueue(mFileReader);
+}
+
+BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->setDelegate(nullptr); }
+
+// The block holds the player, and the player the unit that holds the block.
+void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
+    mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
+        BRAQMainQueue::mainQueue().submit([self, start = self->mStarts.load()] { self->endOfStreamWasReached(start); });
+    });
+}
+
+// Playback may have been started or moved before the main thread comes to hear of the end, and by the delegate that hears of
+// it: then it has not ended.
+void BRAQExtendedAudioFilePlayer::endOfStreamWasReached(UInt64 start) {
+    if (isAtEndSince(start)) {
+        notifyDelegateOfEOF();
+    }
+    const std::lock_guard lock(mTransportMutex);
+    if (isAtEndSince(start)) {
+        mOutputAudioUnit->stop();
+    }
+}
+
+bool BRAQExtendedAudioFilePlayer::isAtEndSince(UInt64 start) const {
+    return mStarts == start && BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get());
+}
+
+void BRAQExtendedAudioFilePlayer::startUnit() {
+    ++mStarts;
+    mOutputAudioUnit->start();
+}
+
+// A reader that runs has its frames ready: filling its ring anew would leave them out.
+void BRAQExtendedAudioFilePlayer::startFilePlaying() {
+    const std::lock_guard lock(mTransportMutex);
+    if (mIsInvalid) {
+        return;
+    }
+    if (!mFileReader->running() || BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get())) {
+        mFileReader->start();
+    }
+    startUnit();
+}
+
+void BRAQExtendedAudioFilePlayer::stopFilePlaying() {
+    const std::lock_guard lock(mTransportMutex);
+    mOutputAudioUnit->stop();
+    mFileReader->stop();
+}
+
+void BRAQExtendedAudioFilePlayer::pausePlaying() {
+    const std::lock_guard lock(mTransportMutex);
+    mOutputAudioUnit->stop();
+}
+
+void BRAQExtendedAudioFilePlayer::resumePlaying() {
+    const std::lock_guard lock(mTransportMutex);
+    if (!mIsInvalid && mFileReader->running()) {
+        startUnit();
+    }
+}
+
+bool BRAQExtendedAudioFilePlayer::isPlaying() const { return mOutputAudioUnit->isRunning(); }
+
+void BRAQExtendedAudioFilePlayer::invalidate() {
+    const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    const std::lock_guard lock(mTransportMutex);
+    if (mIsInvalid) {
+        return;
+    }
+    mIsInvalid = true;
+    ++mStarts;
+    mOutputAudioUnit->stop();
+    try {
+        mFileReader->stop();
+    } catch (...) { // a reader whose worker does not stop is stopped with its ring
+        NSXLogError(file, NSXErrorFromException(std::current_exception())->localizedDescription());
+    }
+    mOutputAudioUnit->setEndOfStreamNotificationBlock(nullptr);
+}
+
+void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
+    constexpr int assertionLine = 105;
+    NSXAssertParameter(speed > 0.0F || speed < 0.0F, "speed > 0.0 || speed < 0.0",
+                       "-[BRAQExtendedAudioFilePlayer setPlaybackSpeed:]", this, "BRAQExtendedAudioFilePlayer",
+                       assertionLine);
+    mOutputAudioUnit->setPlaybackRate(
+        static_cast<double>(std::fabs(speed))); // refuses what it cannot play before the turn
+    mFileReader->setReverse(speed < 0.0F);
+}
+
+float BRAQExtendedAudioFilePlayer::playbackSpeed() const {
+    return static_cast<float>(mOutputAudioUnit->playbackRate());
+}
+
+void BRAQExtendedAudioFilePlayer::setPlaybackVolume(double decibels) {
+    constexpr double decibelsPerDecade = 20.0;
+    mOutputAudioUnit->setPlaybackLevel(std::pow(10.0, decibels / decibelsPerDecade));
+}
+
+void BRAQExtendedAudioFilePlayer::setPlaybackLevel(double level) { mOutputAudioUnit->setPlaybackLevel(level); }
+
+SInt64 BRAQExtendedAudioFilePlayer::currentFrame() const { return mFileReader->currentFrame(); }
+
+void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
+    moveTo(frame);
+    didChangeValueForKey("currentFrame");
+}
+
+// A unit that has signalled the end takes nothing until it is started again.
+void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
+    const std::lock_guard lock(mTransportMutex);
+    const bool hadEnded = BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get());
+    mFileReader->setCurrentFrame(frame);
+    if (hadEnded && !mIsInvalid && mOutputAudioUnit->isRunning()) {
+        startUnit();
+    }
+}
+
+double BRAQExtendedAudioFilePlayer::sampleRate() const { return mAudioFile->streamDescription()->sampleRate(); }
+
+double BRAQExtendedAudioFilePlayer::currentTime() const {
+    return static_cast<double>(currentFrame()) / sampleRate() * millisecondsPerSecond;
+}
+
+void BRAQExtendedAudioFilePlayer::setCurrentTime(double milliseconds) {
+    if (std::isnan(milliseconds)) {
+        throw NSException(NSInvalidArgumentException, "a position in a file has to be a number");
+    }
+    moveTo(saturated(std::floor(milliseconds / millisecondsPerSecond * sampleRate())));
+    didChangeValueForKey("currentTime");
+}
+
+double BRAQExtendedAudioFilePlayer::maxTime() const {
+    return static_cast<double>(mAudioFile->frameCount()) / sampleRate() * millisecondsPerSecond;
+}
+
+void BRAQExtendedAudioFilePlayer::notifyDelegateOfEOF() {
+    if (const auto delegate = mDelegate.get(); delegate.audioFilePlayerDidReachEndOfFile) {
+        delegate.audioFilePlayerDidReachEndOfFile(shared_from_this());
+    }
+}
+
+void BRAQExtendedAudioFilePlayer::notifyDelegateOfStop() {
+    if (const auto delegate = mDelegate.get(); delegate.audioFilePlayerDidStop) {
+        delegate.audioFilePlayerDidStop(shared_from_this());
+    }
+}
+
+void BRAQExtendedAudioFilePlayer::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
+    BRAQMainQueue::mainQueue().submit([self = shared_from_this()] { self->notifyDelegateOfStop(); });
+}
+
+std::vector<std::string>
+BRAQExtendedAudioFilePlayer::keyPathsForValuesAffectingValueForKey(const std::string& key) const {
+    return key == "currentTime" ? std::vector<std::string>{"currentFrame"} : std::vector<std::string>{};
+}

@@ -1,0 +1,132 @@
+#include "BRAQAudio/BRAQExtendedAudioFileRecorder.h"
+
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+
+#include <exception>
+
+namespace {
+
+constexpr const char* sourceFile = "src/BRAQExtendedAudioFileRecorder";
+constexpr UInt64 writerBuffers = 3;
+constexpr UInt32 writerFrames = 32768;
+
+} // namespace
+
+std::shared_ptr<BRAQExtendedAudioFileRecorder>
+BRAQExtendedAudioFileRecorder::initWithFile(const std::shared_ptr<BRAQExtendedAudioFile>& file,
+                                            const std::shared_ptr<BRAQAudioDevice>& device,
+                                            const std::optional<std::vector<SInt32>>& channels) {
+    const std::shared_ptr<BRAQExtendedAudioFileRecorder> recorder(new BRAQExtendedAudioFileRecorder);
+    recorder->setUp(file, device, channels);
+    return recorder;
+}
+
+void BRAQExtendedAudioFileRecorder::setUp(const std::shared_ptr<BRAQExtendedAudioFile>& file,
+                                          const std::shared_ptr<BRAQAudioDevice>& device,
+                                          const std::optional<std::vector<SInt32>>& channels) {
+    constexpr int assertionLine = 44;
+    setRecordFile(file);
+    const auto description = file != nullptr ? file->streamDescription() : nullptr;
+    const UInt32 fileChannels = description != nullptr ? description->channelsPerFrame() : 0;
+    NSXAssertParameter(!channels || channels->size() == fileChannels,
+                       "!inChannels || ( [inChannels count] == [[file streamDescription] channelsPerFrame] )",
+                       "-[BRAQExtendedAudioFileRecorder initWithFile:device:recordChannels:]", this,
+                       "BRAQExtendedAudioFileRecorder", assertionLine);
+    const auto unit = BRAQInputAudioUnit::initWithStreamDescription(description, device, channels);
+    setInputAudioUnit(unit);
+    unit->setDelegate(shared_from_this());
+    mAudioFileWriter = BRAQAudioFileWriter::initWithBufferCount(writerBuffers, writerFrames, description);
+    mAudioFileWriter->setAudioFile(file);
+    installInputProcessingBlock();
+}
+
+// The block holds the recorder, and the recorder the unit that holds the block.
+void BRAQExtendedAudioFileRecorder::installInputProcessingBlock() {
+    inputAudioUnit()->setInputProcessingBlock(
+        [self = shared_from_this()](AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32 frames,
+                                    AudioBufferList* list) { self->processInput(frames, list); });
+}
+
+void BRAQExtendedAudioFileRecorder::processInput(UInt32 frames, const AudioBufferList* list) noexcept {
+    BRAQAudioBufferQueueCopyFrom(mAudioFileWriter.get(), list, frames);
+    mCurrentFrame.store(currentFrame() + SInt64{frames}, std::memory_order_relaxed);
+}
+
+BRAQExtendedAudioFileRecorder::~BRAQExtendedAudioFileRecorder() {
+    if (const auto unit = inputAudioUnit()) {
+        unit->setInputProcessingBlock(nullptr);
+    }
+    setInputAudioUnit(nullptr);
+    setRecordFile(nullptr);
+    mAudioFileWriter = nullptr;
+}
+
+void BRAQExtendedAudioFileRecorder::startRecording() {
+    const std::lock_guard lock(mTransportMutex);
+    if (!mIsInvalid) {
+        mAudioFileWriter->start();
+        inputAudioUnit()->start();
+    }
+}
+
+void BRAQExtendedAudioFileRecorder::stopRecording() {
+    const std::lock_guard lock(mTransportMutex);
+    stopUnitAndWriter();
+}
+
+// What was captured is written also when the unit, whose device may be gone, cannot be stopped.
+void BRAQExtendedAudioFileRecorder::stopUnitAndWriter() {
+    std::exception_ptr whyUnitGoesOn;
+    try {
+        inputAudioUnit()->stop();
+    } catch (...) {
+        whyUnitGoesOn = std::current_exception();
+    }
+    mAudioFileWriter->stop();
+    if (whyUnitGoesOn != nullptr) {
+        std::rethrow_exception(whyUnitGoesOn);
+    }
+}
+
+bool BRAQExtendedAudioFileRecorder::isFileRecording() const { return inputAudioUnit()->isRunning(); }
+
+void BRAQExtendedAudioFileRecorder::invalidate() {
+    const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    const std::lock_guard lock(mTransportMutex);
+    if (mIsInvalid) {
+        return;
+    }
+    mIsInvalid = true;
+    try {
+        stopUnitAndWriter();
+    } catch (...) {
+        NSXLogError(sourceFile, NSXErrorFromException(std::current_exception())->localizedDescription());
+    }
+    inputAudioUnit()->setInputProcessingBlock(nullptr);
+}
+
+void BRAQExtendedAudioFileRecorder::setCurrentFrame(SInt64 frame) {
+    mCurrentFrame.store(frame, std::memory_order_relaxed);
+    didChangeValueForKey("currentFrame");
+}
+
+double BRAQExtendedAudioFileRecorder::currentTime() const {
+    constexpr double millisecondsPerSecond = 1000.0;
+    return static_cast<double>(currentFrame()) / recordFile()->streamDescription()->sampleRate() *
+           millisecondsPerSecond;
+}
+
+void BRAQExtendedAudioFileRecorder::notifyDelegateOfStop() {
+    if (const auto delegate = mDelegate.get(); delegate.audioFileRecorderDidStop) {
+        delegate.audioFileRecorderDidStop(shared_from_this());
+    }
+}
+
+void BRAQExtendedAudioFileRecorder::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
+    BRAQMainQueue::mainQueue().submit([self = shared_from_this()] { self->notifyDelegateOfStop(); });
+}
+
+std::vector<std::string>
+BRAQExtendedAudioFileRecorder::keyPathsForValuesAffectingValueForKey(const std::string& key) const {
+    return key == "currentTime" ? std::vector<std::string>{"currentFrame"} : std::vector<std::string>{};
+}
