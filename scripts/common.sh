@@ -106,12 +106,12 @@ run_tests() {
     local preset="$1" results status=0
     shift
     results="$PWD/build/$preset/tests.xml"
-    rm -f "$results"
+    rm -rf "$results" "build/$preset/shards"
     # ctest's closing line counts tests that did not run as passed; the summary below takes its place.
     "${test_launcher[@]}" ctest --test-dir "build/$preset" --output-on-failure --no-tests=error --parallel "$jobs" \
         --output-junit "$results" "$@" | sed -u '/tests passed, .* tests failed out of/d' || status=$?
     [[ -f "$results" ]] || fail "the tests of build/$preset did not run"
-    python3 scripts/summarise_tests.py "$results" || status=$?
+    python3 scripts/summarise_tests.py "$results" "build/$preset/shards" || status=$?
     return "$status"
 }
 test_launcher=()

@@ -4,43 +4,80 @@
 A test that did not run and does not say "not shown: REASON" counts as failed, as does one whose output holds the report of
 a sanitizer although it was skipped.
 
-Usage: summarise_tests.py RESULTS (as written by ctest --output-junit)
+Where a test of ctest is many of GoogleTest, which has written SHARDS/NAME.xml, these are what is counted; and the whole as
+one more that failed, if it did and none of them has.
+
+Usage: summarise_tests.py RESULTS [SHARDS] (as written by ctest --output-junit and, in a folder, by GoogleTest)
 """
 
 import re
 import sys
 import xml.etree.ElementTree as ElementTree
+from pathlib import Path
 
 REASON = re.compile(r"not shown: (.+)")
 SANITIZER = re.compile(r"(Sanitizer:|runtime error:)")
 
 
-def summarise(results):
-    """Returns the counts by outcome, and the lines to print about tests that did not pass."""
-    counts = {"passed": 0, "failed": 0, "not shown": 0}
-    lines = []
-    for case in results.iter("testcase"):
-        name, output = case.get("name"), case.findtext("system-out") or ""
-        reason = REASON.search(output)
-        outcome = "passed"
-        if case.get("status") == "disabled":
-            outcome, said = "failed", "it is disabled"
-        elif case.find("skipped") is not None:
-            outcome, said = "not shown", reason.group(1) if reason else ""
-            if not reason:
-                outcome, said = "failed", "it did not run and does not say why"
-            elif SANITIZER.search(output):
-                outcome, said = "failed", "a sanitizer has found something"
+def outcome_of(case):
+    """What came of a test of ctest, and what is said about it."""
+    output = case.findtext("system-out") or ""
+    reason = REASON.search(output)
+    if case.get("status") == "disabled":
+        return "failed", "it is disabled"
+    if case.find("skipped") is not None:
+        if not reason:
+            return "failed", "it did not run and does not say why"
+        if SANITIZER.search(output):
+            return "failed", "a sanitizer has found something"
+        return "not shown", reason.group(1)
+    if case.find("failure") is not None:
+        return "failed", case.find("failure").get("message") or "see above"
+    return "passed", ""
+
+
+def outcomes_within(shard):
+    """Name, outcome and what is said about it, of each test in a file of GoogleTest."""
+    for case in shard.iter("testcase"):
+        name = f"{case.get('classname')}.{case.get('name')}"
+        skipped = case.find("skipped")
+        reason = REASON.search(skipped.get("message") or "") if skipped is not None else None
+        if case.get("status") == "notrun":
+            yield name, "failed", "it is disabled"
         elif case.find("failure") is not None:
-            outcome, said = "failed", case.find("failure").get("message") or "see above"
+            yield name, "failed", "see above"
+        elif skipped is not None and not reason:
+            yield name, "failed", "it did not run and does not say why"
+        else:
+            yield name, *(("not shown", reason.group(1)) if reason else ("passed", ""))
+
+
+def summarise(results, shards=None):
+    """Returns the counts by outcome, and the lines to print about tests that did not pass.
+
+    shards: files of GoogleTest by the name that their test has for ctest
+    """
+    outcomes = []
+    for case in results.iter("testcase"):
+        name = case.get("name")
+        outcome, said = outcome_of(case)
+        if name not in (shards or {}):
+            outcomes.append((name, outcome, said))
+            continue
+        within = list(outcomes_within(shards[name]))
+        outcomes += within
+        if outcome == "failed" and all(one != "failed" for _, one, _ in within):
+            outcomes.append((name, outcome, said))
+    counts = {"passed": 0, "failed": 0, "not shown": 0}
+    for _, outcome, _ in outcomes:
         counts[outcome] += 1
-        if outcome != "passed":
-            lines.append(f"  {outcome}: {name}: {said}")
-    return counts, sorted(lines)
+    return counts, sorted(f"  {outcome}: {name}: {said}" for name, outcome, said in outcomes if outcome != "passed")
 
 
-def main(path):
-    counts, lines = summarise(ElementTree.parse(path).getroot())
+def main(path, folder=None):
+    files = Path(folder).glob("*.xml") if folder else []
+    shards = {file.name.removesuffix(".xml"): ElementTree.parse(file).getroot() for file in files}
+    counts, lines = summarise(ElementTree.parse(path).getroot(), shards)
     for line in lines:
         print(line)
     print(f"{counts['not shown']} not shown on this machine")
@@ -49,4 +86,4 @@ def main(path):
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv[1]))
+    sys.exit(main(*sys.argv[1:]))

@@ -10,8 +10,17 @@ FAILED = '<testcase name="B" status="fail"><failure message="Timeout"/></testcas
 SKIPPED = '<testcase name="C" status="notrun"><skipped message="x"/><system-out>{}</system-out></testcase>'
 
 
-def summarise(*cases):
-    return summarise_tests.summarise(ElementTree.fromstring(f"<testsuite>{''.join(cases)}</testsuite>"))
+WITHIN = '<testcase classname="Suite" name="{}" status="run">{}</testcase>'
+SKIPPED_WITHIN = WITHIN.format("Skips", '<skipped message="c.cpp:7&#x0A;{}"/>')
+
+
+def parse(*cases):
+    return ElementTree.fromstring(f"<testsuite>{''.join(cases)}</testsuite>")
+
+
+def summarise(*cases, within=None):
+    """within: the tests that A and B consist of"""
+    return summarise_tests.summarise(parse(*cases), {"A": parse(*within), "B": parse(*within)} if within else None)
 
 
 class SummariseTests(unittest.TestCase):
@@ -30,6 +39,26 @@ class SummariseTests(unittest.TestCase):
 
     def test_a_disabled_test_has_failed(self):
         self.assertEqual(summarise('<testcase name="D" status="disabled"/>')[0]["failed"], 1)
+
+    def test_a_test_that_is_many_counts_as_these(self):
+        counts, lines = summarise(PASSED, within=(
+            WITHIN.format("One", ""), WITHIN.format("Two", ""), SKIPPED_WITHIN.format("not shown: no permission")))
+        self.assertEqual(counts, {"passed": 2, "failed": 0, "not shown": 1})
+        self.assertEqual(lines, ["  not shown: Suite.Skips: no permission"])
+
+    def test_what_failed_among_many_is_named(self):
+        _, lines = summarise(FAILED, within=(WITHIN.format("One", ""), WITHIN.format("Two", '<failure message="x"/>')))
+        self.assertEqual(lines, ["  failed: Suite.Two: see above"])
+
+    def test_one_that_fails_after_its_many_have_passed_has_failed(self):
+        counts, lines = summarise(FAILED, within=(WITHIN.format("One", ""),))
+        self.assertEqual(counts, {"passed": 1, "failed": 1, "not shown": 0})
+        self.assertEqual(lines, ["  failed: B: Timeout"])
+
+    def test_one_of_many_that_is_skipped_without_a_reason_or_disabled_has_failed(self):
+        disabled = '<testcase classname="Suite" name="D" status="notrun"/>'
+        counts, _ = summarise(PASSED, within=(SKIPPED_WITHIN.format("later"), disabled))
+        self.assertEqual(counts, {"passed": 0, "failed": 2, "not shown": 0})
 
 
 if __name__ == "__main__":

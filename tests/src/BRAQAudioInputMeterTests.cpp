@@ -171,6 +171,7 @@ TEST_F(AudioInputMeterTest, KeepsItselfAliveUntilItIsInvalidated) {
     EXPECT_FALSE(watched.expired()) << "it has a user";
     meter.reset();
     isGone.wait();
+    settle(); // who is told about the unit holds it meanwhile
     EXPECT_TRUE(unit.expired());
 }
 
