@@ -5,6 +5,7 @@
 #include <cmath>
 #include <exception>
 #include <limits>
+#include <utility>
 
 namespace {
 
@@ -69,10 +70,18 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
 
 BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->setDelegate(nullptr); }
 
-// The block holds the player, and the player the unit that holds the block.
+// The block holds the player, and the player the unit that holds the block. What waits for the main thread holds neither.
 void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
     mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
-        BRAQMainQueue::mainQueue().submit([self, start = self->mStarts.load()] { self->endOfStreamWasReached(start); });
+        self->callOnMainThread([start = self->mStarts.load()](auto& player) { player.endOfStreamWasReached(start); });
+    });
+}
+
+void BRAQExtendedAudioFilePlayer::callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation) {
+    BRAQMainQueue::mainQueue().submit([weak = weak_from_this(), operation = std::move(operation)] {
+        if (const auto self = weak.lock()) {
+            operation(*self);
+        }
     });
 }
 
@@ -215,7 +224,7 @@ void BRAQExtendedAudioFilePlayer::notifyDelegateOfStop() {
 }
 
 void BRAQExtendedAudioFilePlayer::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
-    BRAQMainQueue::mainQueue().submit([self = shared_from_this()] { self->notifyDelegateOfStop(); });
+    callOnMainThread([](auto& player) { player.notifyDelegateOfStop(); });
 }
 
 std::vector<std::string>

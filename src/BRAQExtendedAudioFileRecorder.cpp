@@ -122,8 +122,13 @@ void BRAQExtendedAudioFileRecorder::notifyDelegateOfStop() {
     }
 }
 
+// A main queue that nobody drains must not keep the file open.
 void BRAQExtendedAudioFileRecorder::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
-    BRAQMainQueue::mainQueue().submit([self = shared_from_this()] { self->notifyDelegateOfStop(); });
+    BRAQMainQueue::mainQueue().submit([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->notifyDelegateOfStop();
+        }
+    });
 }
 
 std::vector<std::string>

@@ -144,6 +144,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
                                 const std::shared_ptr<BRAQAudioDevice>& device);
 
     void installEndOfStreamNotificationBlock();
+    void callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation);
     void endOfStreamWasReached(UInt64 start);
     bool isAtEndSince(UInt64 start) const;
     void startUnit();
