@@ -138,6 +138,11 @@ def rates():
     yield Ratio("speed 1", "pass", "ours", "memcpy")
 
 
+def playing(what, figure, unit, scale):
+    for text, peer in [(what, "bare stream"), ("", "pw-cat")]:
+        yield Ratio(text, "playing", f"ours, {figure}", f"{peer}, {figure}", peer_name=peer, unit=unit, scale=scale)
+
+
 SECTIONS = [
     ("Copying blocks of 512 frames x 2 channels (4 KiB), a block", [*copies("drain", "drain"), *copies("fill", "fill")]),
     ("Lock-free stack: push and take, a record", [
@@ -165,6 +170,14 @@ SECTIONS = [
         *(Figure(f"{count} units, a cycle of 512 frames, a unit", f"units/{count}", "ours", unit="us", scale=1e-3)
           for count in [1, 10, 100, 1000]),
         Figure("most units of which no cycle is late, one processor", "most", "most", unit=""),
+    ]),
+    ("A player on a sound server, cycles of 256 frames at 48 kHz", [
+        Ratio("from starting the program until its sound is heard", "untilHeard", "ours", "pw-cat", unit="ms"),
+        Ratio("", "untilHeard", "ours", "bare stream", unit="ms"),
+        Figure("  from startFilePlaying in a program that runs", "untilHeard", "in a program that runs", unit="ms"),
+        *playing("processor time of a second of stereo", "processor", "us", 1),
+        *playing("memory that no other process shares", "memory", "KiB", 1 / 1024),
+        Figure("heap of one more player", "oneMore", "heap", unit="KiB", scale=1 / 1024),
     ]),
     ("How late cycles begin", [
         *jitter("idle"), *jitter("busy"),

@@ -20,6 +20,8 @@ class ChildProcess {
     /// Waits until it has ended.
     /// @return its exit status; that of a program that a signal ended is 128 and the signal's number
     int wait();
+    /// As the system numbers it, until it has ended.
+    pid_t id() const noexcept { return mProcess; }
     /// Whether it runs.
     bool isRunning();
 
