@@ -2,12 +2,12 @@
 
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "BRAQAudio/platform/threads.h"
-#include "bench/BusyThreads.h"
 #include "bench/Contest.h"
 #include "platform/hardware/DeviceIO.h"
 #include "platform/hardware/drivers/Drivers.h"
 #include "platform/hardware/drivers/software/SoftwareClockThread.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
+#include "tests/support/BusyThreads.h"
 
 #include <benchmark/benchmark.h>
 #include <time.h>
@@ -245,7 +245,7 @@ enum class Load { none, busyProcessors };
 void jitter(benchmark::State& state, Load load) {
     const auto frames = static_cast<UInt32>(state.range(0));
     const std::size_t cycles = 40'000 / frames;
-    std::optional<braq::bench::BusyThreads> busy;
+    std::optional<braq::testing::BusyThreads> busy;
     if (load == Load::busyProcessors) {
         busy.emplace();
     }

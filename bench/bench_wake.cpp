@@ -2,10 +2,10 @@
 // beside a bare futex and beside GLib's queue. The three are woken in turn.
 
 #include "BRAQAudio/core/BAudioBufferQueueWorker.h"
-#include "bench/BusyThreads.h"
 #include "bench/Quantile.h"
 #include "bench/RealtimeStretch.h"
 #include "bench/Sleeper.h"
+#include "tests/support/BusyThreads.h"
 
 #include <benchmark/benchmark.h>
 
@@ -27,12 +27,12 @@
 
 namespace {
 
-using braq::bench::BusyThreads;
 using braq::bench::Clock;
-using braq::bench::pin;
-using braq::bench::processorCount;
 using braq::bench::Sleeper;
 using braq::bench::SleeperWithThread;
+using braq::testing::BusyThreads;
+using braq::testing::pin;
+using braq::testing::processorCount;
 
 class Worker final : public Sleeper {
   public:

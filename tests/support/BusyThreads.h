@@ -1,9 +1,6 @@
 #pragma once
 
 #include "BRAQAudio/platform/threads.h"
-#include "BRAQAudio/platform/types.h"
-
-#include <benchmark/benchmark.h>
 
 #include <sched.h>
 #include <unistd.h>
@@ -13,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-namespace braq::bench {
+namespace braq::testing {
 
 inline void pin(thread_act_t thread, long processor) {
     cpu_set_t set;
@@ -31,8 +28,7 @@ class BusyThreads {
         for (long processor = 0; processor < processorCount(); ++processor) {
             mThreads.emplace_back([this, processor] {
                 pin(BRAQThreadSelf(), processor);
-                for (UInt64 count = 0; !mStop.load(std::memory_order_relaxed); ++count) {
-                    benchmark::DoNotOptimize(count);
+                while (!mStop.load(std::memory_order_relaxed)) {
                 }
             });
         }
@@ -51,4 +47,4 @@ class BusyThreads {
     std::vector<std::thread> mThreads;
 };
 
-} // namespace braq::bench
+} // namespace braq::testing
