@@ -17,14 +17,15 @@ constexpr const char* file = "BRAQAudioDevice";
 constexpr AudioObjectPropertyAddress everyGlobalProperty{
     kAudioObjectPropertySelectorWildcard, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
 
-std::shared_ptr<BRAQAudioDevice> defaultDevice(UInt32 selector, const NSXCallSite& here) {
+std::shared_ptr<BRAQAudioDevice> defaultDevice(UInt32 selector, const NSXCallSite& here, unsigned int line) {
     const AudioObjectPropertyAddress address{selector, kAudioObjectPropertyScopeGlobal,
                                              kAudioObjectPropertyElementMain};
     AudioDeviceID deviceID = kAudioObjectUnknown;
     UInt32 size = sizeof(deviceID);
     NSXRaiseOnFailure(
         AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, &deviceID),
-        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceIDSize, &deviceID )", here);
+        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceIDSize, &deviceID )", here,
+        line);
     return BRAQAudioDevice::initWithDeviceID(deviceID);
 }
 
@@ -35,11 +36,13 @@ std::shared_ptr<BRAQAudioDevice> BRAQAudioDevice::deviceWithUID(const std::strin
 }
 
 std::shared_ptr<BRAQAudioDevice> BRAQAudioDevice::defaultRecordDevice() {
-    return defaultDevice(kAudioHardwarePropertyDefaultInputDevice, {file, "+[BRAQAudioDevice defaultRecordDevice]"});
+    return defaultDevice(kAudioHardwarePropertyDefaultInputDevice, {file, "+[BRAQAudioDevice defaultRecordDevice]"},
+                         39);
 }
 
 std::shared_ptr<BRAQAudioDevice> BRAQAudioDevice::defaultPlaybackDevice() {
-    return defaultDevice(kAudioHardwarePropertyDefaultOutputDevice, {file, "+[BRAQAudioDevice defaultPlaybackDevice]"});
+    return defaultDevice(kAudioHardwarePropertyDefaultOutputDevice, {file, "+[BRAQAudioDevice defaultPlaybackDevice]"},
+                         53);
 }
 
 std::vector<std::shared_ptr<BRAQAudioDevice>> BRAQAudioDevice::allDevices() {
@@ -49,12 +52,12 @@ std::vector<std::shared_ptr<BRAQAudioDevice>> BRAQAudioDevice::allDevices() {
     UInt32 size = 0;
     NSXRaiseOnFailure(
         AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, &address, 0, nullptr, &size),
-        "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize )", here);
+        "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize )", here, 66);
     std::vector<AudioDeviceID> ids(size / sizeof(AudioDeviceID));
     NSXRaiseOnFailure(
         AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, ids.data()),
         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize, deviceList )",
-        here);
+        here, 70);
     ids.resize(size / sizeof(AudioDeviceID)); // fewer when devices went since the size was asked for
     std::vector<std::shared_ptr<BRAQAudioDevice>> devices;
     devices.reserve(ids.size());
@@ -125,7 +128,7 @@ void BRAQAudioDevice::setupPropertyListenerForDevice() {
         AudioObjectAddPropertyListener(mDeviceID, &everyGlobalProperty, BRAQAudioDevicePropertyListenerProc, this),
         "AudioObjectAddPropertyListener( _deviceID, &aopa, BRAQAudioDevicePropertyListenerProc, (__bridge void *)self "
         ")",
-        here);
+        here, 86);
 }
 
 void BRAQAudioDevice::teardownPropertyListenerForDevice() {
@@ -134,7 +137,7 @@ void BRAQAudioDevice::teardownPropertyListenerForDevice() {
         AudioObjectRemovePropertyListener(mDeviceID, &everyGlobalProperty, BRAQAudioDevicePropertyListenerProc, this),
         "AudioObjectRemovePropertyListener( _deviceID, &aopa, BRAQAudioDevicePropertyListenerProc, (__bridge void "
         "*)self )",
-        here);
+        here, 94);
 }
 
 OSStatus BRAQAudioDevicePropertyListenerProc(AudioObjectID object, UInt32 addressCount,

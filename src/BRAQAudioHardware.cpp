@@ -16,13 +16,13 @@ constexpr AudioObjectPropertyAddress addressOf(UInt32 selector) {
     return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
 }
 
-AudioDeviceID defaultDeviceID(UInt32 selector, const NSXCallSite& here) {
+AudioDeviceID defaultDeviceID(UInt32 selector, const NSXCallSite& here, unsigned int line) {
     const auto address = addressOf(selector);
     AudioDeviceID deviceID = kAudioObjectUnknown;
     UInt32 size = sizeof(deviceID);
     NSXRaiseOnFailure(AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, &deviceID),
                       "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )",
-                      here);
+                      here, line);
     return deviceID;
 }
 
@@ -65,19 +65,19 @@ AudioDeviceID BRAQAudioHardware::deviceIDForDeviceUID(const std::string& uid) {
     AudioValueTranslation translation{&string, sizeof(string), &deviceID, sizeof(deviceID)};
     UInt32 size = sizeof(translation);
     NSXRaiseOnFailure(AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, &translation),
-                      "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )",
-                      here);
+                      "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )", here,
+                      58);
     return deviceID;
 }
 
 AudioDeviceID BRAQAudioHardware::defaultInputDeviceID() {
     return defaultDeviceID(kAudioHardwarePropertyDefaultInputDevice,
-                           {file, "+[BRAQAudioHardware defaultInputDeviceID]"});
+                           {file, "+[BRAQAudioHardware defaultInputDeviceID]"}, 74);
 }
 
 AudioDeviceID BRAQAudioHardware::defaultOutputDeviceID() {
     return defaultDeviceID(kAudioHardwarePropertyDefaultOutputDevice,
-                           {file, "+[BRAQAudioHardware defaultOutputDeviceID]"});
+                           {file, "+[BRAQAudioHardware defaultOutputDeviceID]"}, 93);
 }
 
 std::shared_ptr<BRAQAudioDevice> BRAQAudioHardware::defaultInputDevice() {
@@ -93,11 +93,13 @@ std::vector<AudioDeviceID> BRAQAudioHardware::allDeviceIDs() {
     constexpr auto address = addressOf(kAudioHardwarePropertyDevices);
     UInt32 size = 0;
     NSXRaiseOnFailure(AudioObjectGetPropertyDataSize(kAudioObjectSystemObject, &address, 0, nullptr, &size),
-                      "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size )", here);
+                      "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size )", here,
+                      112);
     std::vector<AudioDeviceID> ids(size / sizeof(AudioDeviceID));
     NSXRaiseOnFailure(
         AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, ids.data()),
-        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, deviceIDArray )", here);
+        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, deviceIDArray )", here,
+        115);
     ids.resize(size / sizeof(AudioDeviceID)); // fewer when devices went since the size was asked for
     return ids;
 }
@@ -132,7 +134,7 @@ BRAQAudioHardware::BRAQAudioHardware() {
         "AudioObjectAddPropertyListener( kAudioObjectSystemObject, &aopa, AudioHardwarePropertyListener, (__bridge "
         "void "
         "*)self )",
-        here);
+        here, 168);
 }
 
 void BRAQAudioHardware::makeFindable(const std::shared_ptr<BRAQAudioHardware>& hardware) {

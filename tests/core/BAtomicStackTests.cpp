@@ -99,6 +99,16 @@ TEST_F(AtomicStack, PushWritesTheNumberOfItsAttemptAsTag) {
     expectState(1, &b);
 }
 
+TEST_F(AtomicStack, PopAllWritesTheNumberOfItsAttemptAsTag) {
+    using PopAll = void* (*)(BAtomicStack*);
+    for (const PopAll popAll : {PopAll{BAtomicStackPopAll}, PopAll{BAtomicStackPopAllReversed}}) {
+        pushABC();
+        stack->mTag = 7; // neither kept nor counted on from
+        popAll(stack.get());
+        expectState(1, nullptr);
+    }
+}
+
 TEST_F(AtomicStack, PopWritesThePreviousTagPlusOne) {
     pushABC();
     BAtomicStackPop(stack.get());

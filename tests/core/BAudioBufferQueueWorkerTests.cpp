@@ -8,6 +8,7 @@
 #include "tests/support/WorkerHold.h"
 
 #include <gmock/gmock.h>
+#include <sched.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -105,6 +106,20 @@ TEST_F(BufferWorker, TeardownReturnsAfterTheThreadHasSaidItExits) {
     BAudioBufferQueueWorkerTeardown(worker.get());
     EXPECT_TRUE(worker->mExited);
     BAudioBufferQueueWorkerTeardown(worker.get()); // a second one returns
+    EXPECT_TRUE(worker->mExited);
+}
+
+TEST_F(BufferWorker, ASecondTeardownDoesNotWaitForTheFirst) {
+    add(blocker);
+    entered.acquire();
+    std::thread first([this] { BAudioBufferQueueWorkerTeardown(worker.get()); });
+    while (!worker->mStopRequested) {
+        std::this_thread::yield();
+    }
+    BAudioBufferQueueWorkerTeardown(worker.get());
+    EXPECT_FALSE(worker->mExited) << "the thread is still at a buffer";
+    proceed.release();
+    first.join();
     EXPECT_TRUE(worker->mExited);
 }
 
@@ -270,6 +285,26 @@ TEST_F(BufferWorker, RunsItsThreadAtAFixedPriorityAboveItsCreatorIfItMay) {
     count = THREAD_SCHED_FIFO_INFO_COUNT;
     ASSERT_EQ(thread_info(worker->mThread.mPort, THREAD_SCHED_FIFO_INFO, &info.base_priority, &count), KERN_SUCCESS);
     EXPECT_EQ(info.base_priority, std::max(1, (63 - own.base_priority) * 60 / 63));
+}
+
+TEST(BufferWorkers, GetAPriorityFromThatOfARealtimeCreator) {
+    if (!braq::testing::mayUseRealtimeScheduling()) {
+        GTEST_SKIP() << "not shown: this process may not use real-time scheduling";
+    }
+    for (const int policy : {SCHED_FIFO, SCHED_RR}) {
+        policy_fifo_info info{};
+        std::thread creator([&] {
+            sched_param parameters{};
+            parameters.sched_priority = 20;
+            ASSERT_EQ(sched_setscheduler(0, policy, &parameters), 0);
+            const OwnedWorker worker(BAudioBufferQueueWorkerCreate());
+            UInt32 count = THREAD_SCHED_FIFO_INFO_COUNT;
+            EXPECT_EQ(thread_info(worker->mThread.mPort, THREAD_SCHED_FIFO_INFO, &info.base_priority, &count),
+                      KERN_SUCCESS);
+        });
+        creator.join();
+        EXPECT_EQ(info.base_priority, (63 - 20) * 60 / 63) << policy;
+    }
 }
 
 [[noreturn]] void makeWorkerWithoutAddressSpace() {

@@ -190,6 +190,23 @@ TEST_F(NotificationWorker, TeardownReturnsAfterTheThreadHasSaidItExits) {
     EXPECT_TRUE(worker->mExited);
 }
 
+TEST_F(NotificationWorker, ASecondTeardownDoesNotWaitForTheFirst) {
+    add(blocker);
+    while (!entered.try_acquire()) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    std::thread first([this] { BAudioNotificationQueueWorkerTeardown(worker.get()); });
+    while (!worker->mStopRequested) {
+        std::this_thread::yield();
+    }
+    BAudioNotificationQueueWorkerTeardown(worker.get());
+    EXPECT_FALSE(worker->mExited) << "the thread is still at a notification";
+    proceed.release();
+    first.join();
+    EXPECT_TRUE(worker->mExited);
+}
+
 TEST_F(NotificationWorker, TeardownLeavesWhatIsPendingInProgress) {
     add(blocker);
     while (!entered.try_acquire()) {

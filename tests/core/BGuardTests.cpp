@@ -5,10 +5,32 @@
 
 #include <gtest/gtest.h>
 
+#include <pthread.h>
+
 #include <atomic>
+#include <cerrno>
 #include <memory>
 #include <thread>
 #include <vector>
+
+// The platform's own condition refuses nothing, so these do it: the linker has the library's calls come here.
+namespace {
+std::atomic<int> refusal{0}; // what they answer then
+}
+extern "C" {
+int __real_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes);
+int __wrap_pthread_cond_init(pthread_cond_t* condition, const pthread_condattr_t* attributes) {
+    return refusal != 0 ? refusal.load() : __real_pthread_cond_init(condition, attributes);
+}
+int __real_pthread_cond_signal(pthread_cond_t* condition);
+int __wrap_pthread_cond_signal(pthread_cond_t* condition) {
+    return refusal != 0 ? refusal.load() : __real_pthread_cond_signal(condition);
+}
+int __real_pthread_cond_broadcast(pthread_cond_t* condition);
+int __wrap_pthread_cond_broadcast(pthread_cond_t* condition) {
+    return refusal != 0 ? refusal.load() : __real_pthread_cond_broadcast(condition);
+}
+}
 
 namespace {
 
@@ -134,6 +156,19 @@ TEST_F(GuardDeathTest, AWaitThatThePlatformRefusesAborts) {
     pthread_mutexattr_destroy(&attributes);
     guard->mMutex.mOwner = pthread_self(); // owned, as far as the record knows
     EXPECT_DEATH(BGuardWait(guard.get()), "BGuard:32: BGuardWait: Assertion `status == 0' failed");
+}
+
+TEST_F(GuardDeathTest, AConditionThatThePlatformRefusesAborts) {
+    const auto refused = [](auto call) {
+        refusal = EAGAIN;
+        call();
+    };
+    EXPECT_DEATH(refused([] { BGuardCreate("refused"); }),
+                 "BGuardInternal:18: BGuardInitialize: Assertion `status == 0' failed");
+    EXPECT_DEATH(refused([&] { BGuardNotify(guard.get()); }),
+                 "BGuard:38: BGuardNotify: Assertion `status == 0' failed");
+    EXPECT_DEATH(refused([&] { BGuardNotifyAll(guard.get()); }),
+                 "BGuard:43: BGuardNotifyAll: Assertion `status == 0' failed");
 }
 
 TEST_F(Guard, LockerUnlocksOnlyWhatItLocked) {

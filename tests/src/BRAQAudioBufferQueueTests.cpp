@@ -606,6 +606,25 @@ TEST_F(ControlOperations, FlushWaitsForACopyThatIsUnderWay) {
                  writer.gate());
 }
 
+TEST_F(ControlOperations, TeardownWaitsForACopyThatIsUnderWay) {
+    Reader reader(3, 64);
+    reader.prime();
+    ASSERT_TRUE(reader.gate().enter());
+    control = std::thread([&] { reader.teardownWorkerThread(); });
+    while (!reader.gate().isClosed()) {
+        std::this_thread::yield();
+    }
+    bool isStopped = false;
+    for (int i = 0; i < 2000; ++i) {
+        std::this_thread::yield();
+        isStopped = isStopped || reader.worker() == nullptr || reader.worker()->mStopRequested;
+    }
+    EXPECT_FALSE(isStopped);
+    reader.gate().leave();
+    control.join();
+    EXPECT_EQ(reader.worker(), nullptr);
+}
+
 // Held up at the last link of its chain, the worker has nothing more to follow, whatever that link leads to by then.
 TEST_F(Queue, AWorkerHeldUpAtTheEndOfItsChainLosesNothing) {
     Reader reader(4, 16);

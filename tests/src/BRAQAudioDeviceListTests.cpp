@@ -57,14 +57,16 @@ TEST_F(DeviceList, MayMissADeviceThatComesWhileItIsRead) {
 TEST_F(DeviceList, RaisesWhenItsSizeCannotBeRead) {
     const HardwareHook fails(HardwareCall::getSize, kAudioObjectSystemObject, kAudioHardwarePropertyDevices, -50);
     expectRaised([] { BRAQAudioDevice::allDevices(); }, -50, "BRAQAudioDevice", "+[BRAQAudioDevice allDevices]",
-                 "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize )");
+                 "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize )",
+                 66);
 }
 
 TEST_F(DeviceList, RaisesWhenItCannotBeRead) {
     const HardwareHook fails(HardwareCall::getData, kAudioObjectSystemObject, kAudioHardwarePropertyDevices, -51);
     expectRaised(
         [] { BRAQAudioDevice::allDevices(); }, -51, "BRAQAudioDevice", "+[BRAQAudioDevice allDevices]",
-        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize, deviceList )");
+        "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize, deviceList )",
+        70);
 }
 
 TEST_F(DeviceList, DefaultsAreTheDevicesThatWereMadeSo) {
@@ -95,9 +97,9 @@ TEST_F(DeviceList, DefaultsRaiseWhenTheyCannotBeRead) {
     const HardwareHook output(HardwareCall::getData, kAudioObjectSystemObject,
                               kAudioHardwarePropertyDefaultOutputDevice, -53);
     expectRaised([] { BRAQAudioDevice::defaultRecordDevice(); }, -52, "BRAQAudioDevice",
-                 "+[BRAQAudioDevice defaultRecordDevice]", origin);
+                 "+[BRAQAudioDevice defaultRecordDevice]", origin, 39);
     expectRaised([] { BRAQAudioDevice::defaultPlaybackDevice(); }, -53, "BRAQAudioDevice",
-                 "+[BRAQAudioDevice defaultPlaybackDevice]", origin);
+                 "+[BRAQAudioDevice defaultPlaybackDevice]", origin, 53);
 }
 
 } // namespace

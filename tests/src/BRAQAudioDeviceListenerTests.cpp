@@ -110,16 +110,17 @@ TEST_F(DeviceListener, ThatCannotBeInstalledRaisesAndTheDelegateStays) {
     {
         const HardwareHook fails(HardwareCall::addListener, device->deviceID(), kAudioObjectPropertySelectorWildcard,
                                  -9);
-        expectRaised([&] { device->addDelegate(counter); }, -9, "BRAQAudioDevice", method, origin);
+        expectRaised([&] { device->addDelegate(counter); }, -9, "BRAQAudioDevice", method, origin, 86);
         EXPECT_EQ(device->delegates().size(), 1U);
         EXPECT_FALSE(device->hasPropertyListener());
-        expectRaised([&] { device->setupPropertyListenerForDevice(); }, -9, "BRAQAudioDevice", method, origin);
+        expectRaised([&] { device->setupPropertyListenerForDevice(); }, -9, "BRAQAudioDevice", method, origin, 86);
     }
     device->addDelegate(counter);
     EXPECT_EQ(device->delegates().size(), 2U);
     EXPECT_TRUE(device->hasPropertyListener());
     const auto none = BRAQAudioDevice::initWithDeviceID(0);
-    expectRaised([&] { none->addDelegate(counter); }, kAudioHardwareBadObjectError, "BRAQAudioDevice", method, origin);
+    expectRaised([&] { none->addDelegate(counter); }, kAudioHardwareBadObjectError, "BRAQAudioDevice", method, origin,
+                 86);
 }
 
 TEST_F(DeviceListener, ThatCannotBeRemovedRaisesAndTheDelegateIsGone) {
@@ -130,8 +131,8 @@ TEST_F(DeviceListener, ThatCannotBeRemovedRaisesAndTheDelegateIsGone) {
     {
         const HardwareHook fails(HardwareCall::removeListener, device->deviceID(), kAudioObjectPropertySelectorWildcard,
                                  -9);
-        expectRaised([&] { device->removeDelegate(counter); }, -9, "BRAQAudioDevice", method, origin);
-        expectRaised([&] { device->teardownPropertyListenerForDevice(); }, -9, "BRAQAudioDevice", method, origin);
+        expectRaised([&] { device->removeDelegate(counter); }, -9, "BRAQAudioDevice", method, origin, 94);
+        expectRaised([&] { device->teardownPropertyListenerForDevice(); }, -9, "BRAQAudioDevice", method, origin, 94);
     }
     EXPECT_THAT(device->delegates(), IsEmpty());
     EXPECT_TRUE(device->hasPropertyListener());

@@ -103,36 +103,39 @@ TEST_F(Hardware, LookupsRaiseWhatThePlatformReports) {
         std::function<void()> operation;
         const char* method;
         const char* origin;
+        std::int64_t line;
     } rows[] = {
         {HardwareCall::getData, kAudioHardwarePropertyDeviceForUID,
          [] { BRAQAudioHardware::deviceIDForDeviceUID("one"); }, "+[BRAQAudioHardware deviceIDForDeviceUID:]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )", 58},
         {HardwareCall::getData, kAudioHardwarePropertyDeviceForUID, [] { BRAQAudioDevice::initWithDeviceUID("one"); },
          "+[BRAQAudioHardware deviceIDForDeviceUID:]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &avt )", 58},
         {HardwareCall::getData, kAudioHardwarePropertyDefaultInputDevice,
          [] { BRAQAudioHardware::defaultInputDeviceID(); }, "+[BRAQAudioHardware defaultInputDeviceID]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )", 74},
         {HardwareCall::getData, kAudioHardwarePropertyDefaultOutputDevice,
          [] { BRAQAudioHardware::defaultOutputDeviceID(); }, "+[BRAQAudioHardware defaultOutputDeviceID]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )", 93},
         {HardwareCall::getData, kAudioHardwarePropertyDefaultOutputDevice,
          [] { BRAQAudioHardware::defaultOutputDevice(); }, "+[BRAQAudioHardware defaultOutputDeviceID]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, &deviceID )", 93},
         {HardwareCall::getSize, kAudioHardwarePropertyDevices, [] { BRAQAudioHardware::allDeviceIDs(); },
          "+[BRAQAudioHardware allDeviceIDs]",
-         "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size )"},
+         "AudioObjectGetPropertyDataSize( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size )", 112},
         {HardwareCall::getData, kAudioHardwarePropertyDevices, [] { BRAQAudioHardware::playbackDevices(); },
          "+[BRAQAudioHardware allDeviceIDs]",
-         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, deviceIDArray )"},
+         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, deviceIDArray )", 115},
         {HardwareCall::addListener, kAudioHardwarePropertyDevices, [] { BRAQAudioHardware::init(); },
          "-[BRAQAudioHardware init]",
          "AudioObjectAddPropertyListener( kAudioObjectSystemObject, &aopa, AudioHardwarePropertyListener, (__bridge "
-         "void *)self )"},
+         "void *)self )",
+         168},
     };
     for (const auto& row : rows) {
         const HardwareHook fails(row.call, kAudioObjectSystemObject, row.selector, kAudioHardwareUnspecifiedError);
-        expectRaised(row.operation, kAudioHardwareUnspecifiedError, "src/BRAQAudioHardware", row.method, row.origin);
+        expectRaised(row.operation, kAudioHardwareUnspecifiedError, "src/BRAQAudioHardware", row.method, row.origin,
+                     row.line);
     }
 }
 

@@ -1,6 +1,7 @@
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
 
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
+#include "tests/platform/foundation/GermanLocale.h"
 #include "tests/support/CapturedLog.h"
 
 #include <gtest/gtest.h>
@@ -242,6 +243,14 @@ TEST(StreamDescriptionText, NamesEveryFlagWord) {
     EXPECT_EQ(wordsFor(1 | 2 | 8), "2ch-0.00hz-0bit-'mcpl' floating-point big-endian packed");
     EXPECT_EQ(wordsFor(41), "2ch-0.00hz-0bit-'mcpl' floating-point little-endian packed")
         << "not interleaved is never said, but these flags are not exactly those of the native format";
+}
+
+TEST(StreamDescriptionText, ComesInTheWordsOfTheUsersLanguageWithNumbersAsEver) {
+    const GermanLocale german;
+    ASSERT_TRUE(german.isInForce());
+    const auto description = Description::pcm16StreamDescription();
+    description->setSampleRate(44100);
+    EXPECT_EQ(description->description(), "2Kan-44100.00Hz-16Bit-'mcpl' Ganzzahl-mit-Vorzeichen Little-Endian gepackt");
 }
 
 TEST(StreamDescriptionText, PadsACodeThatEndsEarly) {

@@ -10,6 +10,7 @@
 
 #include <functional>
 #include <future>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -57,8 +58,10 @@ class DeviceTest : public MainQueueTest {
 };
 
 /// Expects that `operation` raises the error of a failed status check.
+/// @param line the one that is reported; nothing: any
 inline void expectRaised(const std::function<void()>& operation, OSStatus status, const std::string& file,
-                         const std::string& method, const std::string& origin) {
+                         const std::string& method, const std::string& origin,
+                         std::optional<std::int64_t> line = std::nullopt) {
     try {
         operation();
         ADD_FAILURE() << method << " did not raise";
@@ -71,6 +74,8 @@ inline void expectRaised(const std::function<void()>& operation, OSStatus status
         EXPECT_EQ(std::get<std::string>(error->userInfo().at("reportingFile")), file);
         EXPECT_EQ(std::get<std::string>(error->userInfo().at("reportingMethod")), method);
         EXPECT_EQ(std::get<std::string>(error->userInfo().at("origin")), origin);
-        EXPECT_GT(std::get<std::int64_t>(error->userInfo().at("reportingLine")), 0);
+        const auto reported = std::get<std::int64_t>(error->userInfo().at("reportingLine"));
+        EXPECT_GT(reported, 0);
+        EXPECT_EQ(reported, line.value_or(reported)) << method;
     }
 }

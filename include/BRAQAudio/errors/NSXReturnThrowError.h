@@ -72,7 +72,7 @@ struct NSXCallSite {
 //     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
 //
 // `origin` is a literal, because it is what a user sees in a report and must not change when the code around it does.
-// `line` is that of the call and is never given. Any thread but an I/O thread.
+// `line` is that of the call, unless reports are to name the same line for good. Any thread but an I/O thread.
 
 /// Raises an NSException named `NSXErrorExceptionName` if `status` is not 0: reason = the error's description, the error
 /// itself under the key "error".

@@ -275,6 +275,18 @@ TEST(AudioObject, SetsTheRateInAnyScopeAndLater) {
     }
 }
 
+TEST(AudioObject, ChangesARateOnlyWhenTheNotificationThreadGetsToIt) {
+    const auto device = steppedDevice("device");
+    const auto address = at(kAudioDevicePropertyNominalSampleRate);
+    std::promise<void> go;
+    braq::Hardware::instance().notifications().run([&go] { go.get_future().wait(); });
+    EXPECT_EQ(set(device->deviceID(), address, 96000.0), 0);
+    EXPECT_THAT(get<Float64>(device->deviceID(), address), Optional(48000.0));
+    go.set_value();
+    waitForNotifications();
+    EXPECT_THAT(get<Float64>(device->deviceID(), address), Optional(96000.0));
+}
+
 TEST(AudioObject, RefusesARateThatTheDeviceDoesNotOffer) {
     const auto device = steppedDevice("device");
     const auto address = at(kAudioDevicePropertyNominalSampleRate);

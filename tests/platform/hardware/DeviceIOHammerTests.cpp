@@ -1,7 +1,7 @@
 #include "platform/hardware/DeviceIO.h"
 
 #include "tests/platform/hardware/HardwareHelpers.h"
-#include "tests/support/RealtimePermission.h"
+#include "tests/support/RealtimeGuard.h"
 
 #include <gtest/gtest.h>
 
@@ -76,6 +76,37 @@ TEST(DeviceIOHammer, AddsAndRemovesTenThousandTimesFromTwoThreadsWhileCyclesRun)
     EXPECT_EQ(wrongCalls[0] + wrongCalls[1], 0U) << "called after removal had returned";
     EXPECT_EQ(wrongSums, 0U);
     EXPECT_EQ(always.calls.load(), cycles) << "no cycle without it";
+    EXPECT_GT(cycles, 100U);
+    EXPECT_EQ(braq::removeIOProcedure(device->deviceID(), id), 0);
+}
+
+// What never waits is never late because of others.
+TEST(DeviceIOHammer, CyclesKeepTheRealtimeRulesWhileProceduresComeAndGo) {
+    const auto device = steppedDevice("device", 1, 0);
+    Player always;
+    always.mayRun = true;
+    braq::IOProcedureID id = 0;
+    ASSERT_EQ(braq::addIOProcedure(device->deviceID(), IODirections::playback, Player::call, &always, &id), 0);
+    ASSERT_EQ(braq::startIOProcedure(device->deviceID(), id), 0);
+
+    std::atomic<bool> isDone{false};
+    std::array<UInt64, 2> wrongCalls{};
+    std::thread control([&] {
+        std::thread second([&] { addAndRemove(device->deviceID(), 1000, wrongCalls[1]); });
+        addAndRemove(device->deviceID(), 1000, wrongCalls[0]);
+        second.join();
+        isDone = true;
+    });
+    UInt64 cycles = 0;
+    Channels output(1, 64);
+    runRealtime([&] {
+        while (!isDone) {
+            cycles += device->step(64, nullptr, output.pointers()) ? 1 : 0;
+        }
+    });
+    control.join();
+    EXPECT_EQ(wrongCalls[0] + wrongCalls[1], 0U);
+    EXPECT_EQ(always.calls.load(), cycles);
     EXPECT_GT(cycles, 100U);
     EXPECT_EQ(braq::removeIOProcedure(device->deviceID(), id), 0);
 }

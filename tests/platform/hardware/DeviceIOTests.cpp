@@ -424,7 +424,9 @@ TEST(DeviceIO, ACycleKeepsTheRealtimeRules) {
     const auto device = steppedDevice("device");
     Procedure first(device->deviceID(), IODirections::both, play(0.25F));
     Procedure second(device->deviceID(), IODirections::playback, play(0.5F));
-    Procedure third(device->deviceID(), IODirections::record, [](const IOSlice&) {});
+    bool isInCycle = false;
+    Procedure third(device->deviceID(), IODirections::record,
+                    [&](const IOSlice&) { isInCycle = BRAQThreadIsInDeviceCycle(); });
     first.start();
     second.start();
     third.start();
@@ -436,6 +438,8 @@ TEST(DeviceIO, ACycleKeepsTheRealtimeRules) {
         }
     });
     EXPECT_THAT(output[1], Each(0.75F));
+    EXPECT_TRUE(isInCycle);
+    EXPECT_FALSE(BRAQThreadIsInDeviceCycle());
 }
 
 } // namespace

@@ -4,7 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <string>
 
 // The devices of a sound server as the rest of the library sees them, with the drivers that ship.
 
@@ -104,6 +106,10 @@ TEST_F(PipeWire_Service, PlaysToAllAndRecordsFromAMonitor) {
     EXPECT_TRUE(isRunning(sink));
     ASSERT_EQ(two.start(), kAudioHardwareNoError);
     EXPECT_TRUE(eventually([&] { return recorder.loudest() == 0.5F; })) << "the sum of what both play";
+    const std::string nodes = server.run({"pw-cli", "ls", "Node"});
+    const auto stream = nodes.find("Stream/Output/Audio");
+    EXPECT_NE(stream, std::string::npos) << nodes;
+    EXPECT_EQ(nodes.find("Stream/Output/Audio", stream + 1), std::string::npos) << "one stream for both\n" << nodes;
     EXPECT_EQ(one.stop(), kAudioHardwareNoError);
     EXPECT_EQ(two.stop(), kAudioHardwareNoError);
     EXPECT_FALSE(isRunning(sink));
