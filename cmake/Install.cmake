@@ -1,23 +1,30 @@
 # What an application needs to build against the library: both kinds of it, the public headers in one folder, and a
 # description each for CMake and pkg-config. Nothing installed names a folder of the machine that built it.
+#
+# The components are the packages of cmake/Package.cmake: "library" is what a program needs to run, "development" what it
+# takes to build one, "tools" the programs for users.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS BRAQAudio BRAQAudio_static EXPORT BRAQAudioTargets)
-install(DIRECTORY include/BRAQAudio DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
-install(DIRECTORY platform/include/BRAQAudio DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(TARGETS BRAQAudio EXPORT BRAQAudioTargets COMPONENT library
+  LIBRARY COMPONENT library NAMELINK_COMPONENT development)
+install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
+foreach(headers include/BRAQAudio platform/include/BRAQAudio)
+  install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+    FILES_MATCHING PATTERN "*.h")
+endforeach()
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/BRAQAudio")
-install(EXPORT BRAQAudioTargets NAMESPACE BRAQAudio:: DESTINATION "${package_dir}")
+install(EXPORT BRAQAudioTargets NAMESPACE BRAQAudio:: DESTINATION "${package_dir}" COMPONENT development)
 configure_package_config_file(cmake/BRAQAudioConfig.cmake.in "${PROJECT_BINARY_DIR}/BRAQAudioConfig.cmake"
   INSTALL_DESTINATION "${package_dir}"
   NO_SET_AND_CHECK_MACRO)
 # Before version 1 every minor version may break what was built against the one before.
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/BRAQAudioConfigVersion.cmake" COMPATIBILITY SameMinorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/BRAQAudioConfig.cmake" "${PROJECT_BINARY_DIR}/BRAQAudioConfigVersion.cmake"
-  DESTINATION "${package_dir}")
+  DESTINATION "${package_dir}" COMPONENT development)
 
 # Relative to the file itself, so that a prefix can be moved.
 set(pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH BRAQ_PKGCONFIG_TO_PREFIX "/prefix/${pkgconfig_dir}" "/prefix")
 configure_file(cmake/BRAQAudio.pc.in "${PROJECT_BINARY_DIR}/BRAQAudio.pc" @ONLY)
-install(FILES "${PROJECT_BINARY_DIR}/BRAQAudio.pc" DESTINATION "${pkgconfig_dir}")
+install(FILES "${PROJECT_BINARY_DIR}/BRAQAudio.pc" DESTINATION "${pkgconfig_dir}" COMPONENT development)

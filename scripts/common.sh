@@ -20,7 +20,7 @@ build_packages=(
     pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev gettext locales
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev libsoxr-dev
     libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon pipewire pipewire-bin wireplumber ffmpeg
-    python3 binutils
+    python3 binutils dpkg-dev file
 )
 bench_packages=(
     libbenchmark-dev

@@ -37,8 +37,10 @@ class BRAQ_EXPORT BRAQAudioBuffer {
 
     /// The owned list, one channel a buffer; its samples may be written directly.
     AudioBufferList* audioBufferList() const noexcept { return mAudioBufferList; }
+    /// The next frame to be read out.
     UInt32 startFrame() const noexcept { return mStartFrame; }
     void setStartFrame(UInt32 frame) noexcept { mStartFrame = frame; }
+    /// One past the last frame written in.
     UInt32 endFrame() const noexcept { return mEndFrame; }
     void setEndFrame(UInt32 frame) noexcept { mEndFrame = frame; }
     /// Whether the frames up to the end frame are the last of the stream.

@@ -87,6 +87,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
 
     /// Whether playback reached the end of the stream. Any thread.
     bool endOfStream() const noexcept { return mEndOfStream.load(std::memory_order_relaxed); }
+    /// The object that it was made with.
     const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription() const noexcept {
         return mStreamDescription;
     }
@@ -124,8 +125,10 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     BRAQAudioBufferQueueGate mGate;
 
   private:
-    friend void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue*, AudioBufferList*, UInt32*) noexcept;
-    friend void BRAQAudioBufferQueueCopyFrom(BRAQAudioBufferQueue*, const AudioBufferList*, UInt32) noexcept;
+    friend void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue* queue, AudioBufferList* destination,
+                                             UInt32* frames) noexcept;
+    friend void BRAQAudioBufferQueueCopyFrom(BRAQAudioBufferQueue* queue, const AudioBufferList* source,
+                                             UInt32 frames) noexcept;
     friend UInt32 BRAQAudioBufferQueueCurrentFrame(const BRAQAudioBufferQueue*) noexcept;
     friend bool BRAQAudioBufferQueueReachedEndOfStream(const BRAQAudioBufferQueue*) noexcept;
 

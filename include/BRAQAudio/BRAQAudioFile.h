@@ -46,6 +46,7 @@ class BRAQ_EXPORT BRAQAudioFile {
     /// The platform's file. One that is set is disposed of by this object; the one before it is not.
     ExtAudioFileRef audioFile() const noexcept { return mAudioFile; }
     void setAudioFile(ExtAudioFileRef audioFile) noexcept { mAudioFile = audioFile; }
+    /// What the file was opened under, or what was set since, which moves nothing; null if there is none.
     std::shared_ptr<NSURL> url() const;
     void setUrl(const std::shared_ptr<NSURL>& url);
     /// A mark for those who read the file; the file itself reads forwards.
@@ -56,7 +57,9 @@ class BRAQ_EXPORT BRAQAudioFile {
     /// playback with that of the file.
     void setClientDataFormatForRecording();
     void setClientDataFormatForPlayback();
+    /// What programs see.
     AudioStreamBasicDescription clientDataFormat() const;
+    /// What the file holds.
     AudioStreamBasicDescription fileDataFormat() const;
     /// A new object for `clientDataFormat`.
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const;

@@ -9,6 +9,7 @@ struct BRAQFrameRange {
     UInt64 location = 0; ///< first frame
     UInt64 length = 0;   ///< frames
 
+    /// One past the last frame.
     UInt64 end() const noexcept { return location + length; }
     bool operator==(const BRAQFrameRange&) const = default;
 };

@@ -53,7 +53,9 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
     void setProperty(AudioUnitPropertyID propertyID, AudioUnitScope scope, AudioUnitElement element, const void* data,
                      UInt32 size);
 
+    /// Gets the platform's unit ready for rendering.
     virtual void audioUnitInitialize();
+    /// Stops it and undoes that.
     virtual void audioUnitUninitialize();
 
     /// A new unit of the platform that plays on the default device, whatever is asked for; the caller's to dispose of.
@@ -64,6 +66,7 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
     std::shared_ptr<BRAQAudioUnitDelegate> delegate() const { return mDelegate.get().lock(); }
     /// Does not keep the delegate alive.
     void setDelegate(const std::shared_ptr<BRAQAudioUnitDelegate>& delegate) { mDelegate.set(delegate); }
+    /// The platform's unit; null if there is none.
     AudioUnit audioUnit() const noexcept { return mAudioUnit; }
     /// Not owned.
     void setAudioUnit(AudioUnit unit) noexcept { mAudioUnit = unit; }

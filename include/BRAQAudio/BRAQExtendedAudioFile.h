@@ -103,6 +103,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     /// The platform's file. One that is set is disposed of by this object; the one before it is not.
     ExtAudioFileRef audioFile() const noexcept { return mAudioFile; }
     void setAudioFile(ExtAudioFileRef audioFile) noexcept { mAudioFile = audioFile; }
+    /// What the file was opened under, or what was set since, which moves nothing; null if there is none.
     std::shared_ptr<NSURL> url() const;
     void setUrl(const std::shared_ptr<NSURL>& url);
     /// Whether reads run backwards.
@@ -120,7 +121,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     /// @param error may be null; written on failure only
     /// @return false on failure
     bool setClientDataFormatForPlaybackError(std::shared_ptr<NSError>* error);
+    /// What programs see.
     AudioStreamBasicDescription clientDataFormat() const;
+    /// What the file holds.
     AudioStreamBasicDescription fileDataFormat() const;
     /// A new object for `clientDataFormat`.
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const;

@@ -31,6 +31,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void start();
     /// Returns when what was taken from the ring is heard.
     void stop();
+    /// Whether the device runs it; that goes on at the end of the stream, until it is stopped.
     bool isRunning() const;
 
     /// Speed and pitch; 1 as made. From 1/32 to 32, else it is raised and stays. Reached smoothly, also while playing.

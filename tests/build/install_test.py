@@ -95,6 +95,7 @@ class Installed(unittest.TestCase):
         folder = self.consumer("pkg-config")
         run(OPTIONS.compiler, "-std=c++20", "consumer.cpp", "-o", "consumer",
             *self.pkg_config(self.prefix, "--cflags", "--libs"), cwd=folder)
+        self.assertIn("libBRAQAudio.so.0", run(OPTIONS.readelf, "-d", folder / "consumer"))
         self.assertIn(SAYS, run(folder / "consumer", env={**os.environ, "LD_LIBRARY_PATH": str(self.libraries)}))
 
     def test_pkg_config_names_what_the_static_library_needs(self):
@@ -105,7 +106,14 @@ class Installed(unittest.TestCase):
             shared.unlink()
         run(OPTIONS.compiler, "-std=c++20", "consumer.cpp", "-o", "consumer",
             *self.pkg_config(prefix, "--static", "--cflags", "--libs"), cwd=folder)
+        self.assertNotIn("libBRAQAudio", run(OPTIONS.readelf, "-d", folder / "consumer"))
         self.assertIn(SAYS, run(folder / "consumer"))
+
+    def test_the_tool_finds_the_library_in_the_same_prefix(self):
+        version = run(self.prefix / "bin/braq", "--version")
+        self.assertRegex(version, r"^braq \d")
+        used = run("ldd", self.prefix / "bin/braq")
+        self.assertIn(f"=> {self.prefix}/", used)
 
     def test_nothing_names_a_folder_of_the_machine_that_built_it(self):
         texts = [path for suffix in ("*.h", "*.cmake", "*.pc") for path in self.prefix.rglob(suffix)]

@@ -35,6 +35,7 @@ BRAQ_EXPORT void BQueueableAudioBufferDealloc(BQueueableAudioBuffer* buffer);
 BRAQ_EXPORT void BQueueableAudioBufferDestroy(BQueueableAudioBuffer* buffer);
 
 BRAQ_BEGIN_CXX_RETURN
+/// The copy that the buffer keeps. Any thread but an I/O thread.
 BRAQ_EXPORT const BQueueableAudioBufferBlock&
 BQueueableAudioBufferProcessingBlock(const BQueueableAudioBuffer* buffer) noexcept;
 BRAQ_END_CXX_RETURN

@@ -33,6 +33,7 @@ BRAQ_EXPORT void BQueueableAudioNotificationDealloc(BQueueableAudioNotification*
 BRAQ_EXPORT void BQueueableAudioNotificationDestroy(BQueueableAudioNotification* notification);
 
 BRAQ_BEGIN_CXX_RETURN
+/// The copy that the notification keeps. Any thread but an I/O thread.
 BRAQ_EXPORT const BQueueableAudioNotificationBlock&
 BQueueableAudioNotificationProcessingBlock(const BQueueableAudioNotification* notification) noexcept;
 BRAQ_END_CXX_RETURN

@@ -65,6 +65,7 @@ constexpr AudioFilePropertyID kAudioFileGlobalInfo_AvailableStreamDescriptionsFo
 constexpr AudioConverterPropertyID kAudioConverterEncodeBitRate = BRAQFourCharCode("brat"); ///< UInt32, settable
 constexpr AudioConverterPropertyID kAudioConverterPrimeInfo = BRAQFourCharCode("prim");
 
+/// A coding in a type of file.
 struct AudioFileTypeAndFormatID {
     AudioFileTypeID mFileType;
     UInt32 mFormatID;
@@ -79,6 +80,7 @@ struct AudioFilePacketTableInfo {
 };
 static_assert(sizeof(AudioFilePacketTableInfo) == 16);
 
+/// Where a frame is: the packet that it lies in, and how many frames come before it there.
 struct AudioFramePacketTranslation {
     SInt64 mFrame;
     SInt64 mPacket;
@@ -86,6 +88,7 @@ struct AudioFramePacketTranslation {
 };
 static_assert(sizeof(AudioFramePacketTranslation) == 24);
 
+/// Frames that a coding adds before and after those that are meant to be heard.
 struct AudioConverterPrimeInfo {
     UInt32 leadingFrames;
     UInt32 trailingFrames;
@@ -198,6 +201,7 @@ OSStatus AudioFileGetGlobalInfo(AudioFilePropertyID property, UInt32 specifierSi
 ///         `kAudioFileNotOpenError`
 OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32* size,
                                    void* data);
+/// As `AudioConverterGetProperty`.
 OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32 size,
                                    const void* data);
 }

@@ -20,6 +20,7 @@ extern "C" {
 // Any thread but an I/O thread, where these answer `kAudioUnitErr_CannotDoInCurrentContext`. A graph that is null or was
 // disposed of answers `kAudio_ParamError`. Operations on one graph take turns.
 
+/// Makes a graph without nodes, closed.
 BRAQ_EXPORT OSStatus NewAUGraph(AUGraph* graph);
 /// Stops and uninitialises the graph, lets its units go and forgets it.
 BRAQ_EXPORT OSStatus DisposeAUGraph(AUGraph graph);
@@ -48,6 +49,7 @@ BRAQ_EXPORT OSStatus AUGraphConnectNodeInput(AUGraph graph, AUNode source, UInt3
 /// @return 0, what a unit answers, `kAudioUnitErr_Uninitialized` for a closed graph, or `kAUGraphErr_OutputNodeErr` when there
 ///         is not exactly one output unit; then nothing stays initialised
 BRAQ_EXPORT OSStatus AUGraphInitialize(AUGraph graph);
+/// Stops the graph and undoes it.
 BRAQ_EXPORT OSStatus AUGraphUninitialize(AUGraph graph);
 
 /// Starts the one output unit. @return as `AudioOutputUnitStart`, or `kAUGraphErr_OutputNodeErr`

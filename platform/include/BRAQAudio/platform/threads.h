@@ -73,14 +73,16 @@ constexpr UInt32 THREAD_PRECEDENCE_POLICY = 3;
 constexpr UInt32 THREAD_EXTENDED_POLICY_COUNT = 1;
 constexpr UInt32 THREAD_PRECEDENCE_POLICY_COUNT = 1;
 
+/// What `THREAD_EXTENDED_POLICY` sets.
 struct thread_extended_policy {
     integer_t timeshare; ///< 0: fixed priority; else time-shared
 };
+/// What `THREAD_PRECEDENCE_POLICY` sets.
 struct thread_precedence_policy {
     integer_t importance; ///< 0 to 63, higher runs first
 };
 
-/// Puts a thread of this process on a scheduling policy as far as the process is allowed to. See `docs/threads.md` for
+/// Puts a thread of this process on a scheduling policy as far as the process is allowed to. See `docs/guide/threads.md` for
 /// what each becomes on Linux and what is tried where it is not permitted. Lack of permission is no error: what was had
 /// is said once in the log.
 /// @return KERN_SUCCESS, or KERN_INVALID_ARGUMENT for a thread that is gone, an unknown flavour or a wrong count

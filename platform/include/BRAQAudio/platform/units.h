@@ -92,12 +92,14 @@ constexpr OSStatus kAudioUnitErr_Initialized = -10849;
 using AURenderCallback = OSStatus (*)(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
                                       UInt32 bus, UInt32 frames, AudioBufferList* list);
 
+/// A render callback and what it is called with.
 struct AURenderCallbackStruct {
     AURenderCallback inputProc;
     void* inputProcRefCon;
 };
 static_assert(sizeof(AURenderCallbackStruct) == 16);
 
+/// What an input of a unit pulls from.
 struct AudioUnitConnection {
     AudioUnit sourceAudioUnit; ///< null: take the connection back
     UInt32 sourceOutputNumber;

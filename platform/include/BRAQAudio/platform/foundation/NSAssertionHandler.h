@@ -15,6 +15,7 @@ class BRAQ_EXPORT NSAssertionHandler {
     /// @param file the reporting source file, without path
     virtual void handleFailureInMethod(const std::string& method, const void* object, const std::string& file, int line,
                                        const std::string& description);
+    /// The same for a function.
     virtual void handleFailureInFunction(const std::string& function, const std::string& file, int line,
                                          const std::string& description);
 
