@@ -17,10 +17,10 @@ print_help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$1"; }
 # What it takes to configure the project, and so what every command that builds needs.
 build_packages=(
     g++ cmake ninja-build ccache
-    pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev gettext locales
+    pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev libcairo2-dev gettext locales
     libavformat-dev libavcodec-dev libswresample-dev libavutil-dev libsoxr-dev
     libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon pipewire pipewire-bin wireplumber ffmpeg
-    python3 binutils dpkg-dev file
+    python3 binutils dpkg-dev file mandoc
 )
 bench_packages=(
     libbenchmark-dev

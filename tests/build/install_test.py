@@ -115,6 +115,11 @@ class Installed(unittest.TestCase):
         used = run("ldd", self.prefix / "bin/braq")
         self.assertIn(f"=> {self.prefix}/", used)
 
+    def test_there_is_a_man_page_for_each_of_the_tools(self):
+        installed = {page.name for page in self.prefix.rglob("man/man1/*.1")}
+        self.assertEqual(installed, {page.name for page in (PROJECT / "tools/man").iterdir()})
+        self.assertIn("braq.1", installed)
+
     def test_nothing_names_a_folder_of_the_machine_that_built_it(self):
         texts = [path for suffix in ("*.h", "*.cmake", "*.pc") for path in self.prefix.rglob(suffix)]
         self.assertTrue(texts)

@@ -24,6 +24,12 @@ TEST(Tool_Text, ThatIsNoUTF8IsReplacedByteByByte) {
     EXPECT_EQ(printable("\xC3(b"), "\uFFFD(b");
 }
 
+TEST(Tool_Text, ForProgramsKeepsAllButWhatIsNoUTF8) {
+    EXPECT_EQ(asUTF8("a\x1B\n\u009B0m"), "a\x1B\n\u009B0m");
+    EXPECT_EQ(asUTF8("a\xFF\xC3"), "a\uFFFD\uFFFD");
+    EXPECT_EQ(asUTF8(std::string("a\0b", 3)), std::string("a\0b", 3));
+}
+
 TEST(Tool_Text, TakesTheColumnsThatATerminalGivesIt) {
     EXPECT_EQ(columnsOf(""), 0U);
     EXPECT_EQ(columnsOf("abc"), 3U);

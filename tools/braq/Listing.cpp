@@ -1,5 +1,6 @@
 #include "Listing.h"
 
+#include "JSON.h"
 #include "Table.h"
 #include "Text.h"
 
@@ -29,21 +30,6 @@ std::string latency(const DeviceFacts& device) {
         text += (text.empty() ? "in " : ", in ") + milliseconds(device.recording, device.rate) + " ms";
     }
     return text;
-}
-
-std::string quoted(const std::string& text) {
-    std::string result = "\"";
-    for (const char character : text) {
-        if (character == '"' || character == '\\') {
-            result += '\\';
-            result += character;
-        } else if (static_cast<unsigned char>(character) < 0x20) {
-            result += NSStringWithFormat("\\u%04x", static_cast<unsigned int>(character));
-        } else {
-            result += character;
-        }
-    }
-    return result + "\"";
 }
 
 std::string directionAsJSON(const DirectionFacts& direction) {
@@ -87,8 +73,8 @@ std::string devicesAsJSON(const std::vector<DeviceFacts>& devices) {
     const char* separator = "\n";
     for (const auto& device : devices) {
         text += std::exchange(separator, ",\n");
-        text += "    {\n      \"uid\": " + quoted(device.uid) + ",\n      \"name\": " + quoted(device.name) +
-                ",\n      \"connection\": " + quoted(connectionName(device.transportType)) +
+        text += "    {\n      \"uid\": " + asJSON(device.uid) + ",\n      \"name\": " + asJSON(device.name) +
+                ",\n      \"connection\": " + asJSON(connectionName(device.transportType)) +
                 ",\n      \"rate\": " + rateText(device.rate) +
                 ",\n      \"bufferFrames\": " + std::to_string(device.bufferFrames) +
                 ",\n      \"playback\": " + directionAsJSON(device.playback) +

@@ -1,25 +1,15 @@
 #include "MeterPicture.h"
 
+#include "LevelText.h"
+
 #include <algorithm>
 #include <cmath>
-#include <cstdio>
 
 namespace {
 
 constexpr double lowest = -60.0; // decibels at the left end of a bar
 constexpr std::size_t levelColumns = 6;
 constexpr std::size_t shortestBar = 4;
-
-/// "-12.3", and "-inf" for what is hardly there.
-std::string levelText(double level) {
-    constexpr double hardlyThere = -199.0;
-    if (!(level > hardlyThere)) {
-        return "-inf";
-    }
-    char text[32];
-    std::snprintf(text, sizeof(text), "%.1f", level);
-    return text;
-}
 
 std::size_t columnOf(double level, std::size_t columns) {
     const double part = (std::clamp(level, lowest, 0.0) - lowest) / -lowest;

@@ -39,6 +39,8 @@ void forEachCharacter(std::string_view text, Visit visit) {
     }
 }
 
+constexpr std::string_view replacement = "\xEF\xBF\xBD"; // U+FFFD
+
 bool isPrintable(wint_t character) {
     // Marks of writing direction print nothing and turn around what follows them.
     const bool turnsAround =
@@ -51,8 +53,15 @@ bool isPrintable(wint_t character) {
 std::string printable(const std::string& text) {
     std::string result;
     forEachCharacter(text, [&](wint_t character, std::string_view bytes) {
-        result += isPrintable(character) ? bytes : "\xEF\xBF\xBD";
+        result += isPrintable(character) ? bytes : replacement;
     });
+    return result;
+}
+
+std::string asUTF8(const std::string& text) {
+    std::string result;
+    forEachCharacter(
+        text, [&](wint_t character, std::string_view bytes) { result += character != WEOF ? bytes : replacement; });
     return result;
 }
 

@@ -1,9 +1,10 @@
 // braq: what the library can do, from the command line.
 //
-// It ends with 0, also when it is interrupted while it watches and when nobody reads its output any more; with 1 after a
+// It ends with 0, also when it is interrupted and when nobody reads its output any more; with 1 after a
 // failure; with 2 when the command line is wrong.
 
 #include "DevicesCommand.h"
+#include "InfoCommand.h"
 #include "MeterCommand.h"
 #include "Output.h"
 
@@ -39,8 +40,37 @@ void logErrorsOnly(const std::string& line) {
     }
 }
 
+std::string problemOfSize(const std::string& text) {
+    return pictureSizeFrom(text) ? "" : "a size is written like 1200x400, from 320x120 to 20000x20000";
+}
+
+// What does not end so is rather a file that the user wants to know of.
+std::string problemOfPictureName(const std::string& text) {
+    return text.ends_with(".png") ? "" : "the name of a picture ends in .png";
+}
+
+CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
+    CLI::App* const info = app.add_subcommand("info", "Show what is in audio files, and how loud it is");
+    info->add_option("files", options.files, "Audio files")->required();
+    info->add_flag("--json", options.json, "As JSON, for programs");
+    CLI::Option* const waveform =
+        info->add_option("--waveform", options.waveform, "Draw the waveform of the file into this PNG file")
+            ->check(problemOfPictureName);
+    info->add_option_function<std::string>(
+            "--size", [&options](const std::string& text) { options.size = pictureSizeFrom(text); },
+            "Width and height of the picture, such as 1200x400")
+        ->check(problemOfSize)
+        ->needs(waveform);
+    info->callback([&options] {
+        if (!options.waveform.empty() && options.files.size() > 1) {
+            throw CLI::ValidationError("--waveform", "is for one file at a time");
+        }
+    });
+    return info;
+}
+
 int run(int argc, char** argv) {
-    CLI::App app("Looks at the audio devices of this machine and listens to them.", "braq");
+    CLI::App app("Looks at audio devices and files, and listens.", "braq");
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);
 
@@ -54,10 +84,16 @@ int run(int argc, char** argv) {
     meter->add_option("device", meterOptions.device, "Its UID, or its name or part of it; else the default one");
     meter->add_option("--channels", meterOptions.channels, "Those to show, such as 1,2; else all")->delimiter(',');
 
+    InfoOptions infoOptions;
+    const CLI::App* const info = addInfo(app, infoOptions);
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return answerInstead(app, error);
+    }
+    if (info->parsed()) {
+        return runInfo(infoOptions) ? succeeded : failed;
     }
     if (meter->parsed()) {
         runMeter(meterOptions);

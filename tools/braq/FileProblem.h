@@ -1,0 +1,9 @@
+#pragma once
+
+#include <BRAQAudio/BRAQAudio.h>
+
+#include <string>
+
+/// Why a file cannot be opened or read, in words for whoever named it.
+std::string problemOf(const NSError& error);
+std::string problemOf(const NSException& raised);
