@@ -1,5 +1,5 @@
-// The rate converter of the units beside the variable-rate mode of libsoxr that it is built on, called without anything
-// around it, and at ratio 1 beside copying the frames.
+// The rate converter of the units beside the variable-rate mode of libsoxr, called without anything around it, and at ratio 1
+// beside copying the frames.
 
 #include "bench/Contest.h"
 #include "platform/units/resampling/VariableRateConverter.h"
@@ -151,7 +151,17 @@ void pass(benchmark::State& state) {
     contest.run(state, framesPerRender * rendersPerSlice);
 }
 
-BENCHMARK(resample)->Arg(500)->Arg(919)->Arg(1088)->Arg(1250)->Arg(2000)->Arg(8000)->Iterations(20)->UseManualTime();
+BENCHMARK(resample)
+    ->Arg(500)
+    ->Arg(919)
+    ->Arg(1088)
+    ->Arg(1250)
+    ->Arg(1900)
+    ->Arg(2000)
+    ->Arg(8000)
+    ->Arg(32000)
+    ->Iterations(20)
+    ->UseManualTime();
 BENCHMARK(pass)->Iterations(200)->UseManualTime();
 
 } // namespace

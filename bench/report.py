@@ -133,7 +133,8 @@ def long_files():
 
 def rates():
     for thousandths, what in [(500, "half the speed"), (919, "44.1 to 48 kHz"), (1088, "48 to 44.1 kHz"),
-                              (1250, "speed 1.25"), (2000, "speed 2"), (8000, "speed 8")]:
+                              (1250, "speed 1.25"), (1900, "speed 1.9"), (2000, "speed 2"), (8000, "speed 8"),
+                              (32000, "speed 32")]:
         yield Ratio(what, f"resample/{thousandths}", "ours", "libsoxr", goal=1.1)
     yield Ratio("speed 1", "pass", "ours", "memcpy")
 

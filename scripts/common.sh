@@ -26,6 +26,8 @@ bench_packages=(
     libbenchmark-dev
     libboost-dev libjack-jackd2-dev portaudio19-dev libsndfile1-dev
 )
+# For the examples with a window, which are left out without them, and for the tests of those.
+window_packages=(libgtk-4-dev qt6-base-dev xvfb libxtst6)
 
 missing_packages() {
     local package

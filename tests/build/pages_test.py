@@ -22,10 +22,11 @@ def prose_of(page):
 
 
 class Pages(unittest.TestCase):
-    def test_the_code_of_the_guide_is_that_of_the_sources(self):
-        found = {page.name: page_examples.problems(text_of(page)) for page in GUIDE}
+    def test_the_code_of_the_pages_is_that_of_the_sources(self):
+        pages = [*GUIDE, PROJECT / "README.md"]
+        found = {str(page.relative_to(PROJECT)): page_examples.problems(text_of(page)) for page in pages}
         self.assertTrue(found)
-        self.assertEqual({name: problems for name, problems in found.items() if problems}, {})
+        self.assertEqual({page: problems for page, problems in found.items() if problems}, {})
 
     def test_what_links_lead_to_exists(self):
         links = [(page, link) for page in PAGES for link in re.findall(r"\]\(([^)#\s]+)", prose_of(page))

@@ -11,27 +11,22 @@ inline constexpr UInt32 blockFrames = 64;
 
 /// What a block's frames are made by.
 ///   `untouched`: they are the source's own. Ratio 1 and whole positions only.
-///   `between`: read between the source's frames. Ratios up to 1.
-///   0 and up: read at twice the rate, from the stream at half its rate so many times, and halved; level k is for ratios up to
-///     2^(k + 1), and keeps all of the sound from 2^k on (level 0: everywhere).
+///   0 and up: made from the stream at half its rate so many times; level k is for ratios up to 2^(k + 1), and keeps all of the
+///     sound from 2^k on (level 0: everywhere).
 using Route = int;
-inline constexpr Route untouched = -2;
-inline constexpr Route between = -1;
+inline constexpr Route untouched = -1;
 
 /// Levels there can be: a ratio of 256, with positions that stay exact.
 inline constexpr Route highestLevel = 7;
 
 /// @return the largest ratio that a route is for
-inline FixedFrames largestRatioOf(Route route) { return oneFrame << (std::clamp(route, between, highestLevel) + 1); }
-
-/// Places of a ratio that may be other than 0: steps of the interpolator at that level have all of theirs.
-inline FixedFrames ratioGrain(Route level) { return FixedFrames{4} << std::max(level, 0); }
+inline FixedFrames largestRatioOf(Route route) { return oneFrame << (std::clamp(route, untouched, highestLevel) + 1); }
 
 /// One block: where it begins, how far apart its frames are, and what they are made by.
 struct RateBlock {
     FramePosition start;
     FixedFrames firstRatio = oneFrame; ///< source frames a frame, growing evenly
-    FixedFrames lastRatio = oneFrame;
+    FixedFrames lastRatio = oneFrame;  ///< on the same side of 1, and of each octave above it, as the first one
     Route route = untouched;
     Route fadingRoute = untouched; ///< what `route` takes over from, when that takes place here
     UInt32 fadeStep = 0;           ///< 1 to `fadeBlocks` while it does, or 0

@@ -4,74 +4,89 @@
 
 namespace braq {
 
-static_assert(halfband::reach <= blockFrames, "the blocks before and after must do");
-static_assert(2 * blockFrames <= Interpolator::largestBlock);
+namespace {
+
+/// Frames of a stream in one block at most. A route is for half as many, but the block after its last one is another route's.
+constexpr SInt64 largestBlock = SInt64{4} * blockFrames;
+/// What is held at once: a block, the next one, and what lies around them.
+constexpr SInt64 windowFrames = 2 * (largestBlock + LowPassTable::reach + StreamWindow::readAtOnce);
+
+SInt64 spreadOf(Route route) { return SInt64{1} << route; }
+
+RateBlock before(const RateBlock& block) {
+    RateBlock earlier = block;
+    earlier.lastRatio = block.firstRatio;
+    earlier.start = block.start.movedBy(-earlier.way());
+    return earlier;
+}
+
+/// Whether the stream that a route reads has more frames than the block.
+bool isDenser(const RateBlock& block, Route route) {
+    return std::max(block.firstRatio, block.lastRatio) > largestRatioOf(route) / 2;
+}
+
+/// The first frame that is wanted for a block, or for any after it.
+SInt64 firstFrameAround(const StreamBlock& block) { return block.start.frame + 1 - LowPassTable::reach; }
+
+} // namespace
 
 RateFilter::RateFilter(FrameHistory& history, UInt32 channels, int levels)
     : mStream(history, channels, levels),
+      mWindow(channels, windowFrames),
       mInterpolator(channels),
-      mOdd(channels, std::vector<float>(std::size_t{3} * blockFrames)),
-      mEven(mOdd),
-      mDoubled(channels, std::vector<float>(doubledFrames)) {
-    for (auto& plane : mDoubled) {
-        mDoubledPlanes.push_back(plane.data());
-    }
-}
+      mDecimator(channels) {}
 
 SInt64 RateFilter::framesBehind(Route route) noexcept {
-    const SInt64 spread = SInt64{1} << std::max(route, 0);
-    constexpr SInt64 block = SInt64{2} * blockFrames;
-    return spread * (Interpolator::reach + HalfBandStream::memory + block) + 1;
+    constexpr SInt64 earlierBlock = SInt64{2} * blockFrames;
+    return spreadOf(route) * (earlierBlock + LowPassTable::reach + HalfBandStream::memory) + 1;
 }
 
 SInt64 RateFilter::framesAhead(Route route) noexcept {
-    const SInt64 spread = SInt64{1} << std::max(route, 0);
-    constexpr SInt64 blocks = SInt64{2} * 2 * blockFrames;
-    return spread *
-           (Interpolator::lookahead + HalfBandStream::delay + blocks + SInt64{2} * HalfBandStream::largestOutput);
+    return spreadOf(route) * (windowFrames + HalfBandStream::delay);
 }
 
 void RateFilter::begin(const RateBlock& block, Route route) noexcept {
     mRoute = route;
-    const bool isDoubled = route >= 0;
-    const FixedFrames ratio = block.firstRatio;
-    const FramePosition start = isDoubled ? block.start.movedBy(-FixedFrames{blockFrames} * ratio) : block.start;
-    mInterpolator.moveInto(mStream.begin(std::max(route, 0), start, Interpolator::reach), mStream);
-    mIsAhead = false;
-    if (isDoubled) {
-        readDoubled(ratio, ratio);
+    const RateBlock earlier = before(block);
+    mStream.begin(route, isDenser(block, route) ? earlier.start : block.start, LowPassTable::reach);
+    mWindow.begin();
+    mDecimator.clear();
+    mIsAdded = false;
+    if (isDenser(block, route)) {
+        const StreamBlock added = inStream(earlier);
+        add(added, firstFrameAround(added));
     }
 }
 
 void RateFilter::make(const RateBlock& block, const RateBlock& next, float* const* out) noexcept {
-    if (mRoute == between) {
-        mInterpolator.read(blockFrames, block.firstRatio, block.lastRatio, out, mStream);
-        return;
+    const StreamBlock here = inStream(block);
+    const StreamBlock there = inStream(next);
+    if (isDenser(block, mRoute) || isDenser(next, mRoute)) {
+        if (!mIsAdded) {
+            add(here, firstFrameAround(here));
+        }
+        add(there, firstFrameAround(here));
+        mIsAdded = true;
+    } else if (mIsAdded) {
+        mDecimator.clear();
+        mIsAdded = false;
     }
-    if (!mIsAhead) {
-        readDoubled(block.firstRatio, block.lastRatio);
-        mIsAhead = true;
-    }
-    readDoubled(next.firstRatio, next.lastRatio);
-    for (std::size_t channel = 0; channel < mOdd.size(); ++channel) {
-        halfband::filter(blockFrames, &mOdd[channel][blockFrames], &mEven[channel][blockFrames], out[channel]);
+    if (isDenser(block, mRoute)) {
+        mDecimator.copy(out);
+    } else {
+        mWindow.extendTo(here.end.frame + 1 + LowPassTable::reach, firstFrameAround(here), mStream);
+        mInterpolator.read(here, mWindow, out);
     }
 }
 
-void RateFilter::readDoubled(FixedFrames first, FixedFrames last) noexcept {
-    const int level = mRoute + 1;
-    mInterpolator.read(doubledFrames, first >> level, last >> level, mDoubledPlanes.data(), mStream);
-    for (std::size_t channel = 0; channel < mOdd.size(); ++channel) {
-        float* const odd = mOdd[channel].data();
-        float* const even = mEven[channel].data();
-        std::copy_n(odd + blockFrames, 2 * blockFrames, odd);
-        std::copy_n(even + blockFrames, 2 * blockFrames, even);
-        constexpr std::size_t behind = std::size_t{2} * blockFrames;
-        for (std::size_t n = 0; n < blockFrames; ++n) {
-            even[behind + n] = mDoubled[channel][2 * n];
-            odd[behind + n] = mDoubled[channel][2 * n + 1];
-        }
-    }
+StreamBlock RateFilter::inStream(const RateBlock& block) const noexcept {
+    return {mStream.placeOf(block.start), mStream.placeOf(block.end()), block.firstRatio >> mRoute,
+            block.lastRatio >> mRoute};
+}
+
+void RateFilter::add(const StreamBlock& block, SInt64 kept) noexcept {
+    mWindow.extendTo(block.endFrame(), kept, mStream);
+    mDecimator.add(block, mWindow);
 }
 
 } // namespace braq

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "platform/units/resampling/RateBlock.h"
+#include "platform/units/resampling/Decimator.h"
+#include "platform/units/resampling/Interpolator.h"
 #include "platform/units/resampling/SourceStream.h"
 
 namespace braq {
 
-/// Makes the frames of blocks along one route. Its delay is taken off: what it gives for a position is what is heard there,
-/// whatever it did before.
+/// Makes the frames of blocks along one route. What it gives for a position is what is heard there, whatever it did before.
 class RateFilter {
   public:
     RateFilter(FrameHistory& history, UInt32 channels, int levels);
@@ -18,7 +18,7 @@ class RateFilter {
     /// Begins with this block. @realtime
     void begin(const RateBlock& block, Route route) noexcept;
     /// @param block the one after the last one that was made
-    /// @param next the one after it, which shares samples with it
+    /// @param next the one after it, part of whose sound is in the block
     /// @realtime
     void make(const RateBlock& block, const RateBlock& next, float* const* out) noexcept;
 
@@ -26,18 +26,15 @@ class RateFilter {
     SInt64 nextFrame() const noexcept { return mStream.nextFrame(); }
 
   private:
-    static constexpr UInt32 doubledFrames = 2 * blockFrames;
-    void readDoubled(FixedFrames first, FixedFrames last) noexcept;
+    StreamBlock inStream(const RateBlock& block) const noexcept;
+    void add(const StreamBlock& block, SInt64 kept) noexcept;
 
     SourceStream mStream;
+    StreamWindow mWindow;
     Interpolator mInterpolator;
-    Route mRoute = between;
-    bool mIsAhead = false; // the samples of the next block are there
-    // At twice the rate: the samples of the block that is made, and those of the ones before and after it.
-    std::vector<std::vector<float>> mOdd;
-    std::vector<std::vector<float>> mEven;
-    std::vector<std::vector<float>> mDoubled;
-    std::vector<float*> mDoubledPlanes;
+    Decimator mDecimator;
+    Route mRoute = 0;
+    bool mIsAdded = false; // the next block, to what the decimator makes
 };
 
 } // namespace braq

@@ -1,6 +1,7 @@
 #include "platform/units/resampling/RatePlanner.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace braq {
@@ -12,16 +13,28 @@ constexpr double slopeSeconds = 0.012;
 /// Blocks over which a landing is spread: the ratio is off by no more than 1 in so many frames.
 constexpr UInt32 landingBlocks = 2;
 
+/// What ratios are multiples of, so that the frames of a landing can share evenly what is left to a whole frame.
+constexpr FixedFrames ratioGrain = FixedFrames{2} * landingBlocks;
+
 Route highestRouteFor(double largestRatio) {
-    Route route = between;
+    Route route = 0;
     while (route < highestLevel && framesOf(largestRatioOf(route)) < largestRatio) {
         ++route;
     }
     return route;
 }
 
-FixedFrames rounded(double frames, FixedFrames grain) {
-    return std::llround(frames / static_cast<double>(grain)) * grain;
+/// @param ratio with the unit of FixedFrames
+FixedFrames rounded(double ratio) { return std::llround(ratio / static_cast<double>(ratioGrain)) * ratioGrain; }
+
+/// @return `to`, or the first of the octaves from 1 up that lies on the way: frames are made in different ways on both sides
+FixedFrames noFurtherThanAnOctave(FixedFrames from, FixedFrames to) {
+    if (to > from) {
+        const auto above = static_cast<FixedFrames>(std::bit_floor(static_cast<UInt64>(from)) * 2);
+        return std::min(to, std::max(above, oneFrame));
+    }
+    const auto below = static_cast<FixedFrames>(std::bit_floor(static_cast<UInt64>(from - 1)));
+    return below < oneFrame ? to : std::max(to, below);
 }
 
 } // namespace
@@ -38,7 +51,7 @@ double RatePlanner::nearest(double ratio) const noexcept {
 double RatePlanner::smallestRatio() const noexcept { return std::min(framesOf(mRatio), mAim); }
 
 Route RatePlanner::routeFor(double ratio) const noexcept {
-    Route route = between;
+    Route route = 0;
     while (route < mHighestRoute && framesOf(largestRatioOf(route)) < ratio) {
         ++route;
     }
@@ -49,7 +62,7 @@ void RatePlanner::begin(FramePosition start, double ratio) noexcept {
     mPosition = start;
     mAim = nearest(ratio);
     mRoute = routeFor(mAim);
-    mRatio = rounded(mAim * static_cast<double>(oneFrame), ratioGrain(mRoute));
+    mRatio = rounded(mAim * static_cast<double>(oneFrame));
     mBlocksToAim = 0;
     mDebt = 0;
     mLandingBlocks = 0;
@@ -89,18 +102,10 @@ void RatePlanner::changeRoute(double ratio) noexcept {
 /// one keeps of the sound is better.
 Route RatePlanner::betterRoute(double ratio) const noexcept {
     if (mRoute == untouched) {
-        return ratio == 1 ? untouched : ratio < 1 ? between : 0;
+        return ratio == 1 ? untouched : 0;
     }
     if (ratio == 1 && mRatio == oneFrame && mPosition.isWhole()) {
         return untouched;
-    }
-    if (mRoute == between) {
-        return ratio > 1 ? 0 : between;
-    }
-    // Ratios that waver about 1 stay where both sides of it are served.
-    constexpr double clearlyBelowOne = 0.99;
-    if (mRoute == 0 && mRatio <= oneFrame && ratio < clearlyBelowOne) {
-        return between;
     }
     const FixedFrames largest = largestRatioOf(mRoute);
     if (ratio > framesOf(largest) && mRatio > largest / 8 * 7) {
@@ -147,31 +152,26 @@ void RatePlanner::choose(RateBlock& block) noexcept {
 void RatePlanner::slope(RateBlock& block) noexcept {
     const double left = mAim / framesOf(mRatio);
     const double end = framesOf(mRatio) * std::pow(left, 1.0 / mBlocksToAim) * static_cast<double>(oneFrame);
-    --mBlocksToAim;
-    const FixedFrames grain = slopeGrain();
-    block.firstRatio = rounded(static_cast<double>(mRatio), ratioGrain(mHighestRoute));
-    block.lastRatio = block.firstRatio + rounded(end - static_cast<double>(block.firstRatio), grain);
-    if (block.lastRatio > largestRatio()) {
-        block.lastRatio -= grain;
+    block.firstRatio = rounded(static_cast<double>(mRatio));
+    const FixedFrames last = std::min(rounded(end), largestRatio());
+    block.lastRatio = noFurtherThanAnOctave(block.firstRatio, last);
+    if (block.lastRatio == last || mBlocksToAim > 1) {
+        --mBlocksToAim;
     }
 }
 
 /// @return a ratio near 1 that brings the blocks of the landing to a whole frame
 FixedFrames RatePlanner::landingRatio() const noexcept {
     constexpr FixedFrames frames = FixedFrames{landingBlocks} * blockFrames;
-    const bool isBackwards = mRoute == between || mPosition.fraction < oneFrame / 2;
+    const bool isBackwards = mPosition.fraction < oneFrame / 2;
     return oneFrame + ((isBackwards ? 0 : oneFrame) - mPosition.fraction) / frames;
 }
 
 FixedFrames RatePlanner::steadyRatio() noexcept {
-    const Route route = mFadeStep > 0 ? std::max(mRoute, mFadingRoute) : mRoute;
     const double aim = mAim * static_cast<double>(oneFrame);
-    const FixedFrames ratio = std::min(rounded(aim + mDebt / blockFrames, ratioGrain(route)), largestRatio());
+    const FixedFrames ratio = std::min(rounded(aim + mDebt / blockFrames), largestRatio());
     mDebt += (aim - static_cast<double>(ratio)) * blockFrames;
     return ratio;
 }
-
-/// A multiple of twice the frames of a block of the interpolator, at the highest level.
-FixedFrames RatePlanner::slopeGrain() const noexcept { return 256 * (ratioGrain(mHighestRoute) / 2); }
 
 } // namespace braq

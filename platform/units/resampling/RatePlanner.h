@@ -36,7 +36,6 @@ class RatePlanner {
     void slope(RateBlock& block) noexcept;
     FixedFrames landingRatio() const noexcept;
     FixedFrames steadyRatio() noexcept;
-    FixedFrames slopeGrain() const noexcept;
 
     const Route mHighestRoute;
     const double mLargestRatio;

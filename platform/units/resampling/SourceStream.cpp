@@ -1,7 +1,8 @@
 #include "platform/units/resampling/SourceStream.h"
 
+#include "platform/units/resampling/Floats4.h"
+
 #include <algorithm>
-#include <cmath>
 
 namespace braq {
 
@@ -11,9 +12,20 @@ namespace {
 constexpr float smallest = 1e-20F;
 constexpr float largest = 1e20F;
 
-float computable(float sample) {
-    const float size = std::fabs(sample);
-    return size > smallest && size < largest ? sample : 0.0F;
+Floats4 computable(Floats4 samples) noexcept {
+    const Floats4 sizes = samples < 0 ? -samples : samples;
+    const auto isComputable = (sizes > smallest) & (sizes < largest);
+    return isComputable ? samples : Floats4{};
+}
+
+void makeComputable(UInt32 frames, float* samples) noexcept {
+    UInt32 n = 0;
+    for (; n + 4 <= frames; n += 4) {
+        store4(computable(load4(samples + n)), samples + n);
+    }
+    for (; n < frames; ++n) {
+        samples[n] = computable(fill4(samples[n]))[0];
+    }
 }
 
 std::vector<float*> pointersTo(std::vector<std::vector<float>>& planes) {
@@ -25,10 +37,7 @@ std::vector<float*> pointersTo(std::vector<std::vector<float>>& planes) {
 } // namespace
 
 SourceStream::SourceStream(FrameHistory& history, UInt32 channels, int levels)
-    : mHistory(history),
-      mLevels(static_cast<std::size_t>(levels)),
-      mOut(channels, std::vector<float>(HalfBandStream::largestOutput)),
-      mOutPlanes(pointersTo(mOut)) {
+    : mHistory(history), mLevels(static_cast<std::size_t>(levels)), mDestination(channels) {
     for (Level& level : mLevels) {
         level.channels.resize(channels);
         level.in.assign(channels, std::vector<float>(std::size_t{2} * HalfBandStream::largestOutput));
@@ -36,24 +45,34 @@ SourceStream::SourceStream(FrameHistory& history, UInt32 channels, int levels)
     }
 }
 
-FixedFrames SourceStream::begin(int level, FramePosition position, SInt64 lead) noexcept {
-    // Sample m of a level lies on the source's frame mNext + 2^level m - delay (2^level - 1).
+void SourceStream::begin(int level, FramePosition position, SInt64 lead) noexcept {
+    // Sample m of a level lies on the frame that is read first + 2^level m - delay (2^level - 1).
     const SInt64 spread = SInt64{1} << level;
-    const SInt64 delay = HalfBandStream::delay * (spread - 1);
     const SInt64 before = lead + (level > 0 ? HalfBandStream::memory : 0);
     mLevel = level;
-    mNext = position.frame + delay - before * spread;
-    return before * oneFrame + (position.fraction >> level);
+    mOrigin = position.frame - before * spread;
+    mNext = mOrigin + HalfBandStream::delay * (spread - 1);
 }
 
-const float* const* SourceStream::next(UInt32& frames) noexcept {
-    frames = std::min(frames, HalfBandStream::largestOutput);
-    if (mLevel > 0) {
-        halve(mLevel, frames, mOutPlanes.data());
-    } else {
-        readSource(frames, mOutPlanes.data());
+FramePosition SourceStream::placeOf(FramePosition position) const noexcept {
+    const SInt64 way = position.frame - mOrigin;
+    const SInt64 rest = way & ((SInt64{1} << mLevel) - 1);
+    return {way >> mLevel, (rest * oneFrame + position.fraction) >> mLevel};
+}
+
+void SourceStream::read(UInt32 frames, float* const* planes) noexcept {
+    for (UInt32 done = 0; done < frames;) {
+        const UInt32 piece = std::min(frames - done, HalfBandStream::largestOutput);
+        for (std::size_t channel = 0; channel < mDestination.size(); ++channel) {
+            mDestination[channel] = planes[channel] + done;
+        }
+        if (mLevel > 0) {
+            halve(mLevel, piece, mDestination.data());
+        } else {
+            readSource(piece, mDestination.data());
+        }
+        done += piece;
     }
-    return mOutPlanes.data();
 }
 
 void SourceStream::halve(int level, UInt32 frames, float* const* out) noexcept {
@@ -68,9 +87,10 @@ void SourceStream::halve(int level, UInt32 frames, float* const* out) noexcept {
             plane += frames;
         }
     }
+    const HalfBand kind = level == mLevel ? HalfBand::steep : HalfBand::gentle;
     for (std::size_t channel = 0; channel < here.in.size(); ++channel) {
         here.inPlanes[channel] = here.in[channel].data();
-        here.channels[channel].halve(frames, here.in[channel].data(), out[channel]);
+        here.channels[channel].halve(kind, frames, here.in[channel].data(), out[channel]);
     }
 }
 
@@ -78,8 +98,8 @@ void SourceStream::readSource(UInt32 frames, float* const* out) noexcept {
     mHistory.extendTo(mNext + frames);
     mHistory.copy(mNext, frames, out, 0);
     mNext += frames;
-    for (std::size_t channel = 0; channel < mOut.size(); ++channel) {
-        std::transform(out[channel], out[channel] + frames, out[channel], computable);
+    for (std::size_t channel = 0; channel < mDestination.size(); ++channel) {
+        makeComputable(frames, out[channel]);
     }
 }
 

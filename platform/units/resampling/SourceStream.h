@@ -1,8 +1,9 @@
 #pragma once
 
 #include "platform/units/resampling/FrameHistory.h"
+#include "platform/units/resampling/FramePosition.h"
 #include "platform/units/resampling/HalfBand.h"
-#include "platform/units/resampling/Interpolator.h"
+#include "platform/units/resampling/StreamWindow.h"
 
 namespace braq {
 
@@ -16,13 +17,14 @@ class SourceStream final : public FrameFeed {
     SourceStream(FrameHistory& history, UInt32 channels, int levels);
 
     /// From now on gives the stream at 2^-`level` of its rate, early enough that at least `lead` good frames are given before
-    /// `position`. @return the place of `position` among the frames that are given @realtime
-    FixedFrames begin(int level, FramePosition position, SInt64 lead) noexcept;
-
+    /// `position`. @realtime
+    void begin(int level, FramePosition position, SInt64 lead) noexcept;
+    /// Where a place in the source is among the frames that are given. @realtime
+    FramePosition placeOf(FramePosition position) const noexcept;
     /// The source's frame that is wanted next. @realtime
     SInt64 nextFrame() const noexcept { return mNext; }
 
-    const float* const* next(UInt32& frames) noexcept override;
+    void read(UInt32 frames, float* const* planes) noexcept override;
 
   private:
     struct Level {
@@ -34,11 +36,11 @@ class SourceStream final : public FrameFeed {
     void readSource(UInt32 frames, float* const* out) noexcept;
 
     FrameHistory& mHistory;
-    std::vector<Level> mLevels; // the first makes the stream of level 1
-    std::vector<std::vector<float>> mOut;
-    std::vector<float*> mOutPlanes;
+    std::vector<Level> mLevels;       // the first makes the stream of level 1
+    std::vector<float*> mDestination; // of one reading
     int mLevel = 0;
-    SInt64 mNext = 0; // frame of the source
+    SInt64 mOrigin = 0; // the source's frame that the first one that is given lies on
+    SInt64 mNext = 0;   // frame of the source
 };
 
 } // namespace braq

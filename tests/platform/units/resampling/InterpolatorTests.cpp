@@ -1,103 +1,75 @@
 #include "platform/units/resampling/Interpolator.h"
+#include "tests/platform/units/resampling/Streams.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <array>
 #include <cmath>
+#include <string>
 
 namespace {
 
-using braq::FixedFrames;
-using braq::framesOf;
+using braq::blockFrames;
+using braq::FramePosition;
 using braq::Interpolator;
-using braq::oneFrame;
+using braq::LowPassTable;
+using braq::StreamBlock;
+using braq::StreamWindow;
+using braq::testing::blockAfter;
+using braq::testing::FunctionFeed;
+using braq::testing::numberOf;
 
-/// A sine that begins at its first frame.
-class SineFeed final : public braq::FrameFeed {
-  public:
-    static constexpr double radians = 0.3;
-    const float* const* next(UInt32& frames) noexcept override {
-        frames = std::min<UInt32>(frames, 50);
-        for (UInt32 i = 0; i < frames; ++i, ++given) {
-            mPlane[i] = static_cast<float>(std::sin(radians * static_cast<double>(given)));
-        }
-        return mPlanes.data();
-    }
-    SInt64 given = 0;
-
-  private:
-    std::array<float, 50> mPlane{};
-    const std::array<const float*, 1> mPlanes{mPlane.data()};
-};
-
-/// Reads and follows the places that are read.
-class UnitsResampling_Interpolator : public testing::Test {
+/// Reads a tone of its own for each channel, and follows the places that are read.
+class UnitsResampling_Interpolator : public testing::TestWithParam<std::size_t> {
   protected:
-    void moveInto(FixedFrames place) {
-        mFeed.given = 0;
-        mInterpolator.moveInto(place, mFeed);
-        mPlace = framesOf(place);
+    static double toneAt(std::size_t channel, double frame) {
+        return std::sin((0.4 + 0.3 * static_cast<double>(channel)) * frame);
     }
-    void readAndCheck(UInt32 count, FixedFrames first, FixedFrames last) {
-        std::array<float, Interpolator::largestBlock> out{};
-        float* const plane = out.data();
-        mInterpolator.read(count, first, last, &plane, mFeed);
-        const double slope = framesOf(last - first) / count;
-        for (UInt32 n = 0; n < count; ++n) {
-            const double place = mPlace + n * (framesOf(first) + slope * n / 2);
-            ASSERT_NEAR(static_cast<double>(out[n]), std::sin(SineFeed::radians * place), 2e-4) << n;
+    void readAndCheck(double first, double last) {
+        const StreamBlock block = blockAfter(mPlace, first, last);
+        mPlace = block.end;
+        mWindow.extendTo(block.end.frame + 1 + LowPassTable::reach, block.start.frame + 1 - LowPassTable::reach, mFeed);
+        std::array<std::array<float, blockFrames>, 5> out{};
+        const std::array<float*, 5> planes = {out[0].data(), out[1].data(), out[2].data(), out[3].data(),
+                                              out[4].data()};
+        mInterpolator.read(block, mWindow, planes.data());
+        const double slope = (last - first) / blockFrames;
+        for (std::size_t channel = 0; channel < mChannels; ++channel) {
+            for (UInt32 n = 0; n < blockFrames; ++n) {
+                const double place = numberOf(block.start) + n * (first + slope * n / 2);
+                ASSERT_NEAR(static_cast<double>(out[channel][n]), toneAt(channel, place), 3e-6) << channel << ", " << n;
+            }
         }
-        mPlace += count * framesOf(first + last) / 2;
-        ASSERT_NEAR(static_cast<double>(mFeed.given) - framesOf(mInterpolator.ahead()), mPlace, 1e-9);
+        for (std::size_t channel = mChannels; channel < out.size(); ++channel) {
+            EXPECT_EQ(out[channel], (std::array<float, blockFrames>{}));
+        }
     }
 
-    Interpolator mInterpolator{1};
-    SineFeed mFeed;
-    double mPlace = 0;
+    const std::size_t mChannels = GetParam();
+    FunctionFeed mFeed{mChannels, toneAt};
+    StreamWindow mWindow{static_cast<UInt32>(mChannels), 300};
+    Interpolator mInterpolator{static_cast<UInt32>(mChannels)};
+    FramePosition mPlace{LowPassTable::reach, braq::oneFrame / 3};
 };
 
-TEST_F(UnitsResampling_Interpolator, ReadsAtThePlacesThatItsStepsLeadTo) {
-    moveInto(100 * oneFrame + oneFrame / 3);
-    for (const FixedFrames step : {oneFrame, oneFrame / 7, oneFrame / 2, oneFrame / 100, oneFrame - 1}) {
+TEST_P(UnitsResampling_Interpolator, ReadsAtThePlacesThatSteadyRatiosLeadTo) {
+    for (const double ratio : {1.0, 1.0 / 7, 0.5, 0.01, 0.9999}) {
         for (int i = 0; i < 30; ++i) {
-            readAndCheck(64, step, step);
+            readAndCheck(ratio, ratio);
         }
     }
 }
 
-TEST_F(UnitsResampling_Interpolator, FollowsSlopesExactly) {
-    moveInto(Interpolator::reach * oneFrame);
-    constexpr FixedFrames grain = FixedFrames{2} * Interpolator::largestBlock;
-    const FixedFrames low = oneFrame / 5 / grain * grain;
-    for (int i = 0; i < 30; ++i) {
-        readAndCheck(128, low, oneFrame);
-        readAndCheck(128, oneFrame, low);
-        readAndCheck(128, low, low);
-        readAndCheck(64, low, low + 12345 * grain);
-        readAndCheck(64, low + 12345 * grain, low);
-        readAndCheck(1, oneFrame / 3, oneFrame / 3);
-        readAndCheck(128, low, low);
-        readAndCheck(128, low, oneFrame);
-        readAndCheck(128, oneFrame, oneFrame);
+TEST_P(UnitsResampling_Interpolator, FollowsSlopes) {
+    for (int i = 0; i < 10; ++i) {
+        readAndCheck(0.2, 1);
+        readAndCheck(1, 0.2);
+        readAndCheck(0.2, 0.20001);
+        readAndCheck(0.1, 0.00025);
     }
 }
 
-TEST_F(UnitsResampling_Interpolator, ForgetsTheStreamThatItMovesAwayFrom) {
-    moveInto(Interpolator::reach * oneFrame);
-    for (FixedFrames part = 0; part < 20; ++part) {
-        readAndCheck(100, oneFrame - 5 * part, oneFrame - 5 * part);
-        moveInto(Interpolator::reach * oneFrame + part * (oneFrame / 20));
-    }
-}
-
-TEST_F(UnitsResampling_Interpolator, ReadsNoFurtherAheadThanItSays) {
-    moveInto(Interpolator::reach * oneFrame);
-    for (int i = 0; i < 200; ++i) {
-        readAndCheck(64, oneFrame * 3 / 4, oneFrame * 3 / 4);
-        ASSERT_LE(mInterpolator.ahead(), (Interpolator::lookahead + 1) * oneFrame);
-        ASSERT_GE(mInterpolator.ahead(), (Interpolator::lookahead - 2) * oneFrame);
-    }
-}
+INSTANTIATE_TEST_SUITE_P(Channels, UnitsResampling_Interpolator, testing::Values(1, 2, 3, 5),
+                         [](const auto& instance) { return std::to_string(instance.param); });
 
 } // namespace

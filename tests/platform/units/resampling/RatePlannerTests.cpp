@@ -59,12 +59,24 @@ TEST(UnitsResampling_RatePlanner, NeverAsksARouteForARatioThatItIsNotFor) {
                 ASSERT_EQ(block.firstRatio, oneFrame) << i;
                 ASSERT_EQ(block.lastRatio, oneFrame) << i;
                 ASSERT_TRUE(block.start.isWhole()) << i;
-            } else {
-                // What the interpolator takes exactly.
-                const FixedFrames step = FixedFrames{1} << (route + 1);
-                ASSERT_EQ(block.firstRatio % step, 0) << i;
-                ASSERT_EQ((block.lastRatio - block.firstRatio) % (step * 4 * blockFrames), 0) << i;
-                ASSERT_EQ(block.start.fraction % step, 0) << i;
+            }
+        }
+    }
+}
+
+TEST(UnitsResampling_RatePlanner, StopsAtEachOctaveFromOneUpOnItsWay) {
+    for (const double rate : {48000.0, 2000.0}) {
+        RatePlanner planner(256, rate);
+        planner.begin({}, 1);
+        UInt32 random = 1;
+        double wish = 1;
+        for (int i = 0; i < 100000; ++i) {
+            random = random * 1664525 + 1013904223;
+            wish = i % 37 == 0 ? std::exp2((random >> 16) % 1000 * 0.013 - 5) : wish;
+            const RateBlock block = planner.next(wish);
+            for (FixedFrames octave = oneFrame; octave <= 256 * oneFrame; octave *= 2) {
+                ASSERT_FALSE(block.firstRatio < octave && octave < block.lastRatio) << i;
+                ASSERT_FALSE(block.firstRatio > octave && octave > block.lastRatio) << i;
             }
         }
     }

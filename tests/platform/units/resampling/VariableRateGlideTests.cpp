@@ -49,12 +49,17 @@ const Glide glides[] = {
     {"NowAndThen1", [](int i) { return i % 3 == 0   ? 1.0
                                        : i % 3 == 1 ? 1.3
                                                     : 0.8; }, 1.3},
+    {"WaverWidelyAbout1", [](int i) { return 1 + 0.3 * std::sin(i * 0.2); }, 1.3},
+    {"AcrossAllOctaves", [](int i) { return octavesUp(2 + 4 * std::sin(i * 0.03)); }, 64},
+    {"StepAcrossManyOctaves", [](int i) { return i % 100 < 50 ? 0.5 : 16; }, 16},
     {"AcrossOctaves", [](int i) { return octavesUp(1.5 + 2 * std::sin(i * 0.03)); }, octavesUp(3.5)},
 };
 
 class UnitsResampling_VariableRateGlide : public testing::TestWithParam<Glide> {
   protected:
     static constexpr int renders = 300;
+
+    static double highestTone() { return 0.4 / GetParam().largest; }
 
     /// Renders a tone; after each render notes where the converter says that it is.
     void glide(double cyclesPerFrame) {
@@ -82,15 +87,16 @@ class UnitsResampling_VariableRateGlide : public testing::TestWithParam<Glide> {
     std::vector<double> mTold;
 };
 
-TEST_P(UnitsResampling_VariableRateGlide, MakesNoClick) { expectNoClick(lowTone); }
+TEST_P(UnitsResampling_VariableRateGlide, MakesNoClick) { expectNoClick(std::min(lowTone, highestTone())); }
 
 TEST_P(UnitsResampling_VariableRateGlide, MakesNoClickOfTheHighestToneThatIsKeptThroughout) {
-    expectNoClick(0.4 / GetParam().largest);
+    expectNoClick(highestTone());
 }
 
 TEST_P(UnitsResampling_VariableRateGlide, TellsWhereItIs) {
-    glide(lowTone);
-    const Path path = pathOf(mOut, lowTone);
+    const double cyclesPerFrame = std::min(lowTone, highestTone());
+    glide(cyclesPerFrame);
+    const Path path = pathOf(mOut, cyclesPerFrame);
     for (std::size_t i = 4; i < mTold.size(); ++i) {
         // The frame after the last one of the render, on a straight line from the last two.
         const double* const last = &path.positions[(i + 1) * 128 - 1];
@@ -100,6 +106,46 @@ TEST_P(UnitsResampling_VariableRateGlide, TellsWhereItIs) {
 
 INSTANTIATE_TEST_SUITE_P(Glides, UnitsResampling_VariableRateGlide, testing::ValuesIn(glides),
                          [](const auto& instance) { return instance.param.name; });
+
+TEST(UnitsResampling_VariableRateConverter, LeavesNoImageOnTheWayDownAndUp) {
+    // Near the highest frequency that the source holds: out of what is kept where the ratio is above 1, all of it below.
+    constexpr double highTone = 0.45;
+    VariableRateConverter converter(2, 64, 4096, frameRate);
+    FunctionSource source = turningTone(highTone);
+    Planes out;
+    std::vector<double> places;
+    for (int i = 0; i < 600; ++i) {
+        render(converter, source, out, 64, octavesUp(std::sin(i * 0.05)));
+        places.push_back(static_cast<double>(source.pulled) - converter.heldFrames());
+    }
+    const auto levelAt = [&](std::size_t n) {
+        return std::hypot(static_cast<double>(out[0][n]), static_cast<double>(out[1][n]));
+    };
+    int blocksBelow1 = 0;
+    for (std::size_t block = 20; block < places.size(); ++block) {
+        const double ratio = (places[block] - places[block - 1]) / 64;
+        blocksBelow1 = ratio < 0.99 ? blocksBelow1 + 1 : 0;
+        for (std::size_t n = block * 64; n < (block + 1) * 64; ++n) {
+            ASSERT_LT(levelAt(n), 1.01) << n;
+            if (blocksBelow1 > 1) {
+                ASSERT_NEAR(levelAt(n), 1, 1e-3) << n;
+            }
+        }
+    }
+}
+
+TEST(UnitsResampling_VariableRateConverter, GlidesWhereABlockTakesAnOctave) {
+    for (const double rate : {1000.0, 8000.0}) {
+        VariableRateConverter converter(2, 64, 4096, rate);
+        FunctionSource source = turningTone(0.0005);
+        Planes out;
+        for (const double ratio : {0.5, 60.0, 0.01, 1.0, 60.0, 1.9, 0.3, 5.0, 0.1}) {
+            render(converter, source, out, 3000, ratio);
+        }
+        // Where slopes as steep as these meet, the ratio bends sharply.
+        EXPECT_LT(pathOf(out, 0.0005, 300).largestLevelError, 3e-3) << rate;
+    }
+}
 
 TEST(UnitsResampling_VariableRateConverter, GoesAsFarAsItsRatiosAddUpTo) {
     // Steps are slopes of some 12 ms an octave, half of which is missed on the way up and won on the way down.

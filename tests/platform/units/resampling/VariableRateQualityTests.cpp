@@ -58,8 +58,8 @@ TEST_P(UnitsResampling_VariableRateQuality, KeepsAHighTonePureAndInItsPlaceWhere
 }
 
 INSTANTIATE_TEST_SUITE_P(Ratios, UnitsResampling_VariableRateQuality,
-                         testing::Values(1.0 / 32, 0.5, 0.75, 44100.0 / 48000, 1.0, 1.0001, 48000.0 / 44100, 1.25, 2.0,
-                                         3.0, 4.5),
+                         testing::Values(1.0 / 32, 0.5, 0.75, 44100.0 / 48000, 1.0, 1.0001, 48000.0 / 44100, 1.25, 1.5,
+                                         1.9, 2.0, 2.1, 3.0, 4.0, 4.5, 8.0),
                          [](const auto& instance) { return nameOf(instance.param); });
 
 TEST(UnitsResampling_VariableRateConverter, KeepsALowTonePureAt32TimesTheSpeed) {
@@ -71,7 +71,7 @@ TEST(UnitsResampling_VariableRateConverter, KeepsALowTonePureAt32TimesTheSpeed) 
 }
 
 TEST(UnitsResampling_VariableRateConverter, LeavesNothingOfWhatTheRateCannotHold) {
-    for (const double ratio : {1.0884, 1.5, 2.0, 3.0, 8.0, 31.0, 32.0}) {
+    for (const double ratio : {1.0884, 1.5, 1.9, 2.0, 2.1, 3.0, 4.0, 8.0, 31.0, 32.0}) {
         for (const double timesHighest : {1.1, 1.45, 1.9}) {
             const double hertz = timesHighest * sourceRate / 2 / ratio;
             if (hertz > 0.45 * sourceRate) {

@@ -1,0 +1,456 @@
+// A window that plays an audio file: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the library's
+// main queue, through which delegates are called.
+#include <BRAQAudio/BRAQAudio.h>
+
+// Later versions deprecate the file dialog that this one has.
+#define GDK_VERSION_MIN_REQUIRED GDK_VERSION_4_8
+#include <glib-unix.h>
+#include <gtk/gtk.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <exception>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <sstream>
+#include <string>
+
+namespace {
+
+constexpr std::array speeds = {0.5F, 0.75F, 1.0F, 1.25F, 1.5F, 2.0F, -1.0F};
+constexpr std::array<const char*, speeds.size() + 1> speedNames = {"0.5×", "0.75×", "1×",       "1.25×",
+                                                                   "1.5×", "2×",    "Backwards"};
+constexpr guint usualSpeed = 2;
+constexpr double quietestVolume = -40.0;  // decibels; there nothing is heard at all
+constexpr double quietestLevel = -60.0;   // decibels, where a level begins to show
+constexpr double levelFallBetween = 0.03; // of the length of the bar
+constexpr guint millisecondsBetween = 40; // two looks at position and levels
+
+std::string timeText(double milliseconds) {
+    const auto seconds = static_cast<long>(milliseconds / 1000.0);
+    const std::string rest = std::to_string(seconds % 60);
+    return std::to_string(seconds / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
+}
+
+std::string reasonOf(const NSError& error) {
+    switch (error.code()) {
+    case kAudioFileFileNotFoundError: return "there is no such file";
+    case kAudioFilePermissionsError: return "permission denied";
+    default: return "there is no audio in it that can be read";
+    }
+}
+
+GtkWidget* label(const char* styleClass) {
+    GtkWidget* const made = gtk_label_new(nullptr);
+    gtk_widget_add_css_class(made, styleClass);
+    return made;
+}
+
+void setKey(GtkApplication* application, const char* action, const char* key) {
+    const std::array<const char*, 2> keys = {key, nullptr};
+    gtk_application_set_accels_for_action(application, action, keys.data());
+}
+
+GtkWidget* box(GtkOrientation orientation, int spacing, std::initializer_list<GtkWidget*> children) {
+    GtkWidget* const made = gtk_box_new(orientation, spacing);
+    for (GtkWidget* const child : children) {
+        gtk_box_append(GTK_BOX(made), child);
+    }
+    return made;
+}
+
+// Any object can be a delegate; what it has of the operations is called, from the main loop.
+struct DeviceListener {
+    void audioHardwareDeviceListDidChange() const { onChange(); }
+    std::function<void()> onChange;
+};
+
+class Window {
+  public:
+    explicit Window(GtkApplication* application);
+    ~Window();
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    GtkWindow* widget() const { return mWindow; }
+    void open(GFile* file);
+    void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+
+  private:
+    void layOut();
+    GtkWidget* makeControls();
+    template <auto operation>
+    void addAction(const char* name);
+    template <auto operation>
+    void connect(gpointer object, const char* signal);
+    void attempt(const std::function<void()>& step);
+
+    void chooseFile();
+    void makePlayer(double time);
+    void letPlayerGo();
+    void checkDevice();
+
+    void togglePlaying();
+    void play();
+    void pause();
+    void seek(double time);
+    void setSpeed();
+    void setVolume();
+    double beginning() const;
+
+    void showPlayer();
+    void showPaused();
+    void showPosition();
+    void showLevels();
+    void say(const std::string& message);
+
+    GtkWindow* mWindow;
+    GtkWidget* mName = label("title-2");
+    GtkWidget* mFacts = label("dim-label");
+    std::array<GtkWidget*, 2> mLevels = {gtk_level_bar_new(), gtk_level_bar_new()};
+    GtkWidget* mElapsed = label("numeric");
+    GtkWidget* mLength = label("numeric");
+    GtkWidget* mPosition = gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, 0.0, 1.0, 1.0); // milliseconds
+    GtkWidget* mPlayButton = gtk_button_new_from_icon_name("media-playback-start-symbolic");
+    GtkWidget* mSpeed = gtk_drop_down_new_from_strings(speedNames.data());
+    GtkWidget* mVolume = gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, quietestVolume, 0.0, 1.0); // decibels
+    GtkWidget* mMessage = label("error");
+    GtkFileChooserNative* mChooser = nullptr; // owned
+    guint mTimer = 0;                         // runs while something plays
+
+    std::shared_ptr<BRAQExtendedAudioFile> mFile;         // null until one is opened
+    std::shared_ptr<BRAQAudioDevice> mDevice;             // that the player plays on
+    std::string mDeviceName;                              // which a device that is gone does not tell
+    std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null without a file, or when no device takes it
+    const std::shared_ptr<DeviceListener> mDeviceListener =
+        std::make_shared<DeviceListener>(DeviceListener{[this] { attempt([this] { checkDevice(); }); }});
+};
+
+Window::Window(GtkApplication* application) : mWindow(GTK_WINDOW(gtk_application_window_new(application))) {
+    layOut();
+    addAction<&Window::chooseFile>("open");
+    addAction<&Window::togglePlaying>("play");
+    connect<&Window::setSpeed>(mSpeed, "notify::selected");
+    connect<&Window::setVolume>(mVolume, "value-changed");
+    // Only what the user does, not what follows the playback.
+    const auto seekTo = +[](Window* self, GtkScrollType /*how*/, double time) -> gboolean {
+        self->attempt([&] { self->seek(time); });
+        return FALSE;
+    };
+    g_signal_connect_swapped(mPosition, "change-value", G_CALLBACK(seekTo), this);
+    attempt([this] { BRAQAudioHardware::sharedInstance()->addDelegate(mDeviceListener); });
+}
+
+Window::~Window() {
+    BRAQAudioHardware::sharedInstance()->removeDelegate(mDeviceListener);
+    mDeviceListener->onChange = [] {}; // somebody may be about to call it
+    letPlayerGo();
+    g_clear_object(&mChooser);
+}
+
+void Window::layOut() {
+    GtkWidget* const header = gtk_header_bar_new();
+    GtkWidget* const open = gtk_button_new_with_mnemonic("_Open…");
+    gtk_actionable_set_action_name(GTK_ACTIONABLE(open), "win.open");
+    gtk_header_bar_pack_start(GTK_HEADER_BAR(header), open);
+    gtk_window_set_titlebar(mWindow, header);
+    gtk_window_set_title(mWindow, "Player");
+    gtk_window_set_default_size(mWindow, 480, -1);
+
+    gtk_label_set_ellipsize(GTK_LABEL(mName), PANGO_ELLIPSIZE_MIDDLE);
+    gtk_label_set_wrap(GTK_LABEL(mMessage), TRUE);
+    gtk_label_set_text(GTK_LABEL(mName), "Nothing is open");
+    gtk_label_set_text(GTK_LABEL(mElapsed), timeText(0.0).c_str());
+    gtk_label_set_text(GTK_LABEL(mLength), timeText(0.0).c_str());
+    gtk_widget_set_sensitive(mPosition, FALSE);
+    gtk_widget_set_visible(mMessage, FALSE);
+    for (GtkWidget* const level : mLevels) {
+        for (const char* const offset :
+             {GTK_LEVEL_BAR_OFFSET_LOW, GTK_LEVEL_BAR_OFFSET_HIGH, GTK_LEVEL_BAR_OFFSET_FULL}) {
+            gtk_level_bar_remove_offset_value(GTK_LEVEL_BAR(level), offset); // one colour, however loud
+        }
+    }
+    gtk_widget_set_hexpand(mPosition, TRUE);
+    gtk_range_set_increments(GTK_RANGE(mPosition), 5000.0, 30000.0);
+    GtkWidget* const body =
+        box(GTK_ORIENTATION_VERTICAL, 12,
+            {mName, mFacts, box(GTK_ORIENTATION_VERTICAL, 3, {mLevels[0], mLevels[1]}),
+             box(GTK_ORIENTATION_HORIZONTAL, 6, {mElapsed, mPosition, mLength}), makeControls(), mMessage});
+    for (const char* const side : {"margin-top", "margin-bottom", "margin-start", "margin-end"}) {
+        g_object_set(body, side, 18, nullptr);
+    }
+    gtk_window_set_child(mWindow, body);
+}
+
+GtkWidget* Window::makeControls() {
+    gtk_widget_add_css_class(mPlayButton, "circular");
+    gtk_widget_add_css_class(mPlayButton, "suggested-action");
+    gtk_widget_set_size_request(mPlayButton, 48, 48);
+    gtk_actionable_set_action_name(GTK_ACTIONABLE(mPlayButton), "win.play");
+    gtk_drop_down_set_selected(GTK_DROP_DOWN(mSpeed), usualSpeed);
+    gtk_widget_set_valign(mSpeed, GTK_ALIGN_CENTER);
+    gtk_range_set_value(GTK_RANGE(mVolume), 0.0);
+    gtk_widget_set_size_request(mVolume, 120, -1);
+
+    GtkWidget* const controls = gtk_center_box_new();
+    gtk_center_box_set_start_widget(GTK_CENTER_BOX(controls), mSpeed);
+    gtk_center_box_set_center_widget(GTK_CENTER_BOX(controls), mPlayButton);
+    gtk_center_box_set_end_widget(
+        GTK_CENTER_BOX(controls),
+        box(GTK_ORIENTATION_HORIZONTAL, 0, {gtk_image_new_from_icon_name("audio-volume-high-symbolic"), mVolume}));
+    return controls;
+}
+
+template <auto operation>
+void Window::addAction(const char* name) {
+    GSimpleAction* const action = g_simple_action_new(name, nullptr);
+    connect<operation>(action, "activate");
+    g_action_map_add_action(G_ACTION_MAP(mWindow), G_ACTION(action));
+    g_object_unref(action);
+}
+
+// Has a signal call an operation of the window.
+template <auto operation>
+void Window::connect(gpointer object, const char* signal) {
+    const auto call = +[](Window* self) { self->attempt([self] { (self->*operation)(); }); };
+    g_signal_connect_swapped(object, signal, G_CALLBACK(call), this);
+}
+
+// What is thrown cannot pass through GLib, and is for the user to know.
+void Window::attempt(const std::function<void()>& step) {
+    try {
+        step();
+    } catch (const std::exception& failure) {
+        say(failure.what());
+    }
+}
+
+void Window::chooseFile() {
+    g_clear_object(&mChooser);
+    mChooser =
+        gtk_file_chooser_native_new("Open an Audio File", mWindow, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
+    const auto respond = +[](Window* self, int response) {
+        if (response == GTK_RESPONSE_ACCEPT) {
+            GFile* const file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(self->mChooser));
+            self->open(file);
+            g_object_unref(file);
+        }
+    };
+    g_signal_connect_swapped(mChooser, "response", G_CALLBACK(respond), this);
+    gtk_native_dialog_show(GTK_NATIVE_DIALOG(mChooser));
+}
+
+// What was played before goes on when the file cannot be opened.
+void Window::open(GFile* file) {
+    const std::unique_ptr<char, decltype(&g_free)> name(g_file_get_basename(file), &g_free);
+    const std::unique_ptr<char, decltype(&g_free)> uri(g_file_get_uri(file), &g_free);
+    std::shared_ptr<NSError> error;
+    const auto opened = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString(uri.get()), &error);
+    if (opened == nullptr) {
+        say(std::string(name.get()) + " cannot be played: " + reasonOf(*error) + ".");
+        return;
+    }
+    attempt([&] {
+        mFile = opened;
+        gtk_label_set_text(GTK_LABEL(mName), name.get());
+        makePlayer(beginning());
+        play();
+    });
+}
+
+// A player is one of a file and a device, so another file or another device needs another player.
+void Window::makePlayer(double time) {
+    letPlayerGo();
+    showPaused();
+    mDevice = BRAQAudioDevice::defaultPlaybackDevice();
+    mDeviceName = mDevice->deviceName().value_or("The device");
+    mPlayer = BRAQExtendedAudioFilePlayer::initWithAudioFile(mFile, mDevice);
+    mPlayer->setDelegate(this);
+    mPlayer->setCurrentTime(time);
+    setSpeed();
+    setVolume();
+    showPlayer();
+}
+
+// The widgets may be gone already.
+void Window::letPlayerGo() {
+    g_clear_handle_id(&mTimer, g_source_remove);
+    if (mPlayer != nullptr) {
+        mPlayer->setDelegate(nullptr);
+        mPlayer->invalidate(); // until then it keeps itself alive
+        mPlayer = nullptr;
+    }
+}
+
+void Window::checkDevice() {
+    const auto devices = BRAQAudioHardware::allDeviceIDs();
+    if (mPlayer != nullptr && std::ranges::find(devices, mDevice->deviceID()) == devices.end()) {
+        const std::string gone = mDeviceName;
+        makePlayer(mPlayer->currentTime());
+        say(gone + " is gone. Press play to go on with " + mDeviceName + ".");
+    }
+}
+
+void Window::togglePlaying() {
+    if (mFile == nullptr) {
+        chooseFile();
+    } else if (mTimer != 0) {
+        pause();
+    } else {
+        play();
+    }
+}
+
+void Window::play() {
+    if (mPlayer == nullptr) {
+        makePlayer(gtk_range_get_value(GTK_RANGE(mPosition)));
+    }
+    mPlayer->startFilePlaying();
+    if (!mPlayer->isPlaying()) {
+        say(mDeviceName + " does not play.");
+        return;
+    }
+    say("");
+    const auto look = +[](gpointer self) -> gboolean {
+        static_cast<Window*>(self)->showPosition();
+        static_cast<Window*>(self)->showLevels();
+        return G_SOURCE_CONTINUE;
+    };
+    mTimer = g_timeout_add(millisecondsBetween, look, this);
+    gtk_button_set_icon_name(GTK_BUTTON(mPlayButton), "media-playback-pause-symbolic");
+}
+
+void Window::pause() {
+    mPlayer->pausePlaying();
+    g_clear_handle_id(&mTimer, g_source_remove);
+    showPaused();
+}
+
+// Called by the player, because the operation has this name.
+void Window::audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+    attempt([&] {
+        pause();
+        player->stopFilePlaying();
+        player->setCurrentTime(beginning());
+        showPosition();
+        if (player->lastError() != nullptr) {
+            say("The rest of the file cannot be read.");
+        }
+    });
+}
+
+void Window::seek(double time) {
+    if (mPlayer != nullptr) {
+        mPlayer->setCurrentTime(std::clamp(time, 0.0, mPlayer->maxTime()));
+        showPosition();
+    }
+}
+
+void Window::setSpeed() {
+    if (mPlayer != nullptr) {
+        mPlayer->setPlaybackSpeed(speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))]);
+    }
+}
+
+void Window::setVolume() {
+    if (mPlayer != nullptr) {
+        const double volume = gtk_range_get_value(GTK_RANGE(mVolume));
+        if (volume > quietestVolume) {
+            mPlayer->setPlaybackVolume(volume);
+        } else {
+            mPlayer->setPlaybackLevel(0.0);
+        }
+    }
+}
+
+// Where playing begins: backwards, at the end.
+double Window::beginning() const {
+    const bool isBackwards = speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))] < 0.0F;
+    return isBackwards ? mFile->estimatedDuration() : 0.0;
+}
+
+void Window::showPlayer() {
+    const auto format = mFile->streamDescription();
+    const UInt32 channels = format->channelsPerFrame();
+    std::ostringstream facts;
+    facts << channels << (channels == 1 ? " channel, " : " channels, ") << format->sampleRate() / 1000.0 << " kHz, on "
+          << mDeviceName;
+    gtk_label_set_text(GTK_LABEL(mFacts), facts.str().c_str());
+    gtk_label_set_text(GTK_LABEL(mLength), timeText(mPlayer->maxTime()).c_str());
+    gtk_range_set_range(GTK_RANGE(mPosition), 0.0, std::max(mPlayer->maxTime(), 1.0));
+    gtk_widget_set_sensitive(mPosition, TRUE);
+    gtk_widget_set_visible(mLevels[1], channels > 1 ? TRUE : FALSE);
+    showPosition();
+}
+
+void Window::showPaused() {
+    gtk_button_set_icon_name(GTK_BUTTON(mPlayButton), "media-playback-start-symbolic");
+    for (GtkWidget* const level : mLevels) {
+        gtk_level_bar_set_value(GTK_LEVEL_BAR(level), 0.0);
+    }
+}
+
+void Window::showPosition() {
+    const double time = mPlayer->currentTime();
+    gtk_range_set_value(GTK_RANGE(mPosition), time);
+    gtk_label_set_text(GTK_LABEL(mElapsed), timeText(time).c_str());
+}
+
+// A bar jumps to the highest sample since the last look, and falls slowly.
+void Window::showLevels() {
+    for (UInt32 channel = 0; channel < mLevels.size(); ++channel) {
+        GtkLevelBar* const bar = GTK_LEVEL_BAR(mLevels[channel]);
+        const double decibels = 20.0 * std::log10(mPlayer->outputAudioUnit()->outputLevel(channel));
+        const double level = std::clamp(1.0 - decibels / quietestLevel, 0.0, 1.0);
+        gtk_level_bar_set_value(bar, std::max({level, gtk_level_bar_get_value(bar) - levelFallBetween, 0.0}));
+    }
+}
+
+void Window::say(const std::string& message) {
+    gtk_label_set_text(GTK_LABEL(mMessage), message.c_str());
+    gtk_widget_set_visible(mMessage, message.empty() ? FALSE : TRUE);
+}
+
+// The application, which has one window.
+struct Program {
+    GtkApplication* application;
+    std::unique_ptr<Window> window;
+
+    void show() {
+        if (window == nullptr) {
+            window = std::make_unique<Window>(application);
+            const auto letGo = +[](Program* self) { self->window = nullptr; };
+            g_signal_connect_swapped(window->widget(), "destroy", G_CALLBACK(letGo), this);
+        }
+        gtk_window_present(window->widget());
+    }
+    void open(GFile** files) {
+        show();
+        window->open(files[0]);
+    }
+};
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const auto drain = +[](gint /*descriptor*/, GIOCondition /*condition*/, gpointer /*data*/) -> gboolean {
+        BRAQMainQueue::mainQueue().drain();
+        return G_SOURCE_CONTINUE;
+    };
+    g_unix_fd_add(BRAQMainQueue::mainQueue().fileDescriptor(), G_IO_IN, drain, nullptr);
+
+    constexpr auto flags = static_cast<GApplicationFlags>(G_APPLICATION_HANDLES_OPEN | G_APPLICATION_NON_UNIQUE);
+    Program program{gtk_application_new("org.example.Player", flags), nullptr};
+    const auto show = +[](Program* self) { self->show(); };
+    const auto open = +[](Program* self, GFile** files) { self->open(files); };
+    setKey(program.application, "win.open", "<Control>o");
+    setKey(program.application, "win.play", "space");
+    setKey(program.application, "window.close", "<Control>q");
+    g_signal_connect_swapped(program.application, "activate", G_CALLBACK(show), &program);
+    g_signal_connect_swapped(program.application, "open", G_CALLBACK(open), &program);
+    const int status = g_application_run(G_APPLICATION(program.application), argc, argv);
+    g_object_unref(program.application);
+    return status;
+}

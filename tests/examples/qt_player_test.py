@@ -1,0 +1,45 @@
+"""The Qt player as its users see it.
+
+Usage: qt_player_test.py --program PROGRAM
+"""
+
+import argparse
+
+import window_case
+
+# Where things are in the window, whose upper left corner is that of the screen: left, top, width, height.
+POSITION = (46, 20, 298, 5)
+BUTTON = (25, 23)
+LATE = (330, 23)
+
+
+class QtPlayer(window_case.WindowCase):
+    mouse = (5, 5)
+
+    def test_plays_pauses_and_seeks(self):
+        player = self.start(self.make_minute())
+        self.wait_until(lambda: self.coloured(POSITION), "it plays at once")
+        early = self.coloured(POSITION)
+        self.wait_until(lambda: self.coloured(POSITION) > early, "the position follows")
+        self.screen.click(*LATE)
+        self.wait_until(lambda: self.coloured(POSITION) > early + 50, "it seeks")
+        self.screen.click(*BUTTON)
+        self.assert_pauses()
+        self.assert_closes_cleanly(player)
+
+    def assert_pauses(self):
+        """A program that paints late may still show where it was when it was paused."""
+        positions = []
+
+        def stands_still():
+            positions.append(self.coloured(POSITION))
+            return positions[-50:] == positions[-1:] * 50
+
+        self.wait_until(stands_still, "it pauses")
+
+
+if __name__ == "__main__":
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--program", required=True)
+    QtPlayer.program = parser.parse_args().program
+    window_case.run(QtPlayer)
