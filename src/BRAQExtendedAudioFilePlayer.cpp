@@ -29,12 +29,20 @@ streamDescriptionOf(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
     return audioFile != nullptr ? audioFile->streamDescription() : nullptr;
 }
 
+std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& audioFile) {
+    auto reader = BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, audioFile.streamDescription());
+    if (reader == nullptr) {
+        throw NSException(NSInternalInconsistencyException, "a player got no reader; the log says why");
+    }
+    return reader;
+}
+
 } // namespace
 
 std::shared_ptr<BRAQExtendedAudioFilePlayer>
 BRAQExtendedAudioFilePlayer::initWithAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                                                const std::shared_ptr<BRAQAudioDevice>& device) {
-    const std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
+    std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
     player->installEndOfStreamNotificationBlock();
     return player;
 }
@@ -61,8 +69,7 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
                                                          const std::shared_ptr<BRAQAudioDevice>& device)
     : mAudioFile(audioFile),
       mOutputAudioUnit(BRAQOutputAudioUnit::initWithStreamDescription(streamDescriptionOf(audioFile), device)),
-      mFileReader(
-          BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, audioFile->streamDescription())) {
+      mFileReader(makeReader(*audioFile)) {
     mOutputAudioUnit->setDelegate(static_cast<BRAQAudioUnitDelegate*>(this));
     mFileReader->setAudioFile(audioFile);
     mOutputAudioUnit->setAudioBufferQueue(mFileReader);
@@ -88,11 +95,26 @@ void BRAQExtendedAudioFilePlayer::callOnMainThread(std::function<void(BRAQExtend
 // Playback may have been started or moved before the main thread comes to hear of the end, and by the delegate that hears of
 // it: then it has not ended.
 void BRAQExtendedAudioFilePlayer::endOfStreamWasReached(UInt64 start) {
-    if (isAtEndSince(start)) {
-        notifyDelegateOfEOF();
+    if (!isAtEndSince(start)) {
+        return;
     }
+    std::exception_ptr thrown;
+    try {
+        notifyDelegateOfEOF();
+    } catch (...) { // it has ended all the same
+        thrown = std::current_exception();
+    }
+    stopAtEndSince(start);
+    if (thrown != nullptr) {
+        std::rethrow_exception(thrown);
+    }
+}
+
+// A start at the end may have the same end told of twice: counted on, it is only the first time that one is told.
+void BRAQExtendedAudioFilePlayer::stopAtEndSince(UInt64 start) {
     const std::lock_guard lock(mTransportMutex);
     if (isAtEndSince(start)) {
+        ++mStarts;
         mOutputAudioUnit->stop();
     }
 }
@@ -112,10 +134,22 @@ void BRAQExtendedAudioFilePlayer::startFilePlaying() {
     if (mIsInvalid) {
         return;
     }
-    if (!mFileReader->running() || BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get())) {
+    if (!mFileReader->running()) {
         mFileReader->start();
+    } else if (BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get())) {
+        restartReaderAtEnd();
     }
     startUnit();
+}
+
+// A reader that was turned round just before the end has read on behind it.
+void BRAQExtendedAudioFilePlayer::restartReaderAtEnd() {
+    const SInt64 end = mFileReader->currentFrame();
+    mFileReader->stop();
+    if (mFileReader->currentFrame() != end) {
+        mFileReader->setCurrentFrame(end);
+    }
+    mFileReader->start();
 }
 
 void BRAQExtendedAudioFilePlayer::stopFilePlaying() {
@@ -140,9 +174,16 @@ bool BRAQExtendedAudioFilePlayer::isPlaying() const { return mOutputAudioUnit->i
 
 void BRAQExtendedAudioFilePlayer::invalidate() {
     const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    if (stopForGood()) {
+        // Waits for a block that is being called, which may be one that wants the lock.
+        mOutputAudioUnit->setEndOfStreamNotificationBlock(nullptr);
+    }
+}
+
+bool BRAQExtendedAudioFilePlayer::stopForGood() {
     const std::lock_guard lock(mTransportMutex);
     if (mIsInvalid) {
-        return;
+        return false;
     }
     mIsInvalid = true;
     ++mStarts;
@@ -152,7 +193,7 @@ void BRAQExtendedAudioFilePlayer::invalidate() {
     } catch (...) { // a reader whose worker does not stop is stopped with its ring
         NSXLogError(file, NSXErrorFromException(std::current_exception())->localizedDescription());
     }
-    mOutputAudioUnit->setEndOfStreamNotificationBlock(nullptr);
+    return true;
 }
 
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
@@ -183,12 +224,18 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
     didChangeValueForKey("currentFrame");
 }
 
-// A unit that has signalled the end takes nothing until it is started again.
+// A unit that signals the end takes nothing until it is started again. It may be about to, so whatever it does it is started,
+// and an end that was signalled before is not told any more.
 void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
     const std::lock_guard lock(mTransportMutex);
-    const bool hadEnded = BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get());
-    mFileReader->setCurrentFrame(frame);
-    if (hadEnded && !mIsInvalid && mOutputAudioUnit->isRunning()) {
+    ++mStarts;
+    try {
+        mFileReader->setCurrentFrame(frame);
+    } catch (...) { // that has stopped the reader, whose ring is still that of the place before
+        mOutputAudioUnit->stop();
+        throw;
+    }
+    if (!mIsInvalid && mOutputAudioUnit->isRunning()) {
         startUnit();
     }
 }

@@ -10,13 +10,17 @@ constexpr const char* sourceFile = "src/BRAQExtendedAudioFileRecorder";
 constexpr UInt64 writerBuffers = 3;
 constexpr UInt32 writerFrames = 32768;
 
+void logFailure(const std::exception_ptr& failure) {
+    NSXLogError(sourceFile, NSXErrorFromException(failure)->localizedDescription());
+}
+
 } // namespace
 
 std::shared_ptr<BRAQExtendedAudioFileRecorder>
 BRAQExtendedAudioFileRecorder::initWithFile(const std::shared_ptr<BRAQExtendedAudioFile>& file,
                                             const std::shared_ptr<BRAQAudioDevice>& device,
                                             const std::optional<std::vector<SInt32>>& channels) {
-    const std::shared_ptr<BRAQExtendedAudioFileRecorder> recorder(new BRAQExtendedAudioFileRecorder);
+    std::shared_ptr<BRAQExtendedAudioFileRecorder> recorder(new BRAQExtendedAudioFileRecorder);
     recorder->setUp(file, device, channels);
     return recorder;
 }
@@ -36,6 +40,9 @@ void BRAQExtendedAudioFileRecorder::setUp(const std::shared_ptr<BRAQExtendedAudi
     setInputAudioUnit(unit);
     unit->setDelegate(shared_from_this());
     mAudioFileWriter = BRAQAudioFileWriter::initWithBufferCount(writerBuffers, writerFrames, description);
+    if (mAudioFileWriter == nullptr) {
+        throw NSException(NSInternalInconsistencyException, "a recorder got no writer; the log says why");
+    }
     mAudioFileWriter->setAudioFile(file);
     installInputProcessingBlock();
 }
@@ -49,7 +56,7 @@ void BRAQExtendedAudioFileRecorder::installInputProcessingBlock() {
 
 void BRAQExtendedAudioFileRecorder::processInput(UInt32 frames, const AudioBufferList* list) noexcept {
     BRAQAudioBufferQueueCopyFrom(mAudioFileWriter.get(), list, frames);
-    mCurrentFrame.store(currentFrame() + SInt64{frames}, std::memory_order_relaxed);
+    mCurrentFrame.store(mCurrentFrame.load(std::memory_order_relaxed) + frames, std::memory_order_relaxed);
 }
 
 BRAQExtendedAudioFileRecorder::~BRAQExtendedAudioFileRecorder() {
@@ -82,7 +89,14 @@ void BRAQExtendedAudioFileRecorder::stopUnitAndWriter() {
     } catch (...) {
         whyUnitGoesOn = std::current_exception();
     }
-    mAudioFileWriter->stop();
+    try {
+        mAudioFileWriter->stop();
+    } catch (...) {
+        if (whyUnitGoesOn != nullptr) {
+            logFailure(whyUnitGoesOn); // only one of them can be raised
+        }
+        throw;
+    }
     if (whyUnitGoesOn != nullptr) {
         std::rethrow_exception(whyUnitGoesOn);
     }
@@ -100,13 +114,15 @@ void BRAQExtendedAudioFileRecorder::invalidate() {
     try {
         stopUnitAndWriter();
     } catch (...) {
-        NSXLogError(sourceFile, NSXErrorFromException(std::current_exception())->localizedDescription());
+        logFailure(std::current_exception());
     }
     inputAudioUnit()->setInputProcessingBlock(nullptr);
 }
 
+// The count is the I/O thread's alone: it would be lost to a cycle that is under way.
 void BRAQExtendedAudioFileRecorder::setCurrentFrame(SInt64 frame) {
-    mCurrentFrame.store(frame, std::memory_order_relaxed);
+    mFrameOffset.store(static_cast<UInt64>(frame) - mCurrentFrame.load(std::memory_order_relaxed),
+                       std::memory_order_relaxed);
     didChangeValueForKey("currentFrame");
 }
 

@@ -33,8 +33,7 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
 }
 
 void BRAQOutputAudioUnit::start() {
-    mStarts.fetch_add(1, std::memory_order_relaxed);
-    mDone.store(false, std::memory_order_relaxed);
+    mStarts.fetch_add(1, std::memory_order_relaxed); // that ends being done
     BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);
     AUGraphStart(mGraph);
 }
@@ -91,7 +90,7 @@ void BRAQOutputAudioUnit::setEndOfStreamNotificationBlock(const BQueueableAudioN
         retire(mAudioNotification);
     }
     mAudioNotification = BQueueableAudioNotificationCreate([this, block](BQueueableAudioNotification* notification) {
-        const UInt64 signalled = mSignalledStart.load(std::memory_order_acquire);
+        const UInt64 signalled = mDone.load(std::memory_order_acquire);
         const bool isForThisStart = signalled == mStarts.load(std::memory_order_relaxed);
         if (isForThisStart && mNotifiedStart.exchange(signalled, std::memory_order_relaxed) != signalled && block) {
             block(notification);

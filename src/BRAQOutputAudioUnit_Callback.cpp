@@ -40,7 +40,13 @@ void raise(std::atomic<float>& level, float peak) noexcept {
 OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*time*/,
                        UInt32 /*bus*/, UInt32 frames, AudioBufferList* list) {
     const BRAQIOReference<BRAQOutputAudioUnit> unit(unitObject);
-    if (!unit || unit->mDone.load(std::memory_order_relaxed)) {
+    if (!unit) {
+        return 0;
+    }
+    // A start that comes from now on is not done, even if the end is only found when it has come.
+    const UInt64 start = unit->mStarts.load(std::memory_order_relaxed);
+    if (unit->mDone.load(std::memory_order_relaxed) == start) {
+        unit->signalEndOf(start);
         return 0;
     }
     BRAQAudioBufferQueue* const queue = unit->mAudioBufferQueue.plain().get();
@@ -53,11 +59,17 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
     silenceFrom(copied, frames, list);
     unit->keepLevels(*list, copied);
     if (queue != nullptr && BRAQAudioBufferQueueReachedEndOfStream(queue)) {
-        unit->mSignalledStart.store(unit->mStarts.load(std::memory_order_relaxed), std::memory_order_release);
-        BAudioNotificationQueueWorkerAddNotification(unit->mAudioNotificationQueueWorker, unit->mAudioNotification);
-        unit->mDone.store(true, std::memory_order_relaxed);
+        unit->mDone.store(start, std::memory_order_release);
+        unit->signalEndOf(start);
     }
     return 0;
+}
+
+// Again in each cycle until it is told: the worker takes none while it is at that of the start before.
+void BRAQOutputAudioUnit::signalEndOf(UInt64 start) noexcept {
+    if (mNotifiedStart.load(std::memory_order_relaxed) != start) {
+        BAudioNotificationQueueWorkerAddNotification(mAudioNotificationQueueWorker, mAudioNotification);
+    }
 }
 
 void BRAQOutputAudioUnit::keepLevels(const AudioBufferList& list, UInt32 frames) noexcept {

@@ -103,9 +103,12 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// @param level linear gain, 1 as made; below 0 is raised
     void setPlaybackLevel(double level);
 
-    /// The client frame of the file that the unit takes next; while stopped, the one that is read next.
+    /// The client frame of the file that the unit takes next; while stopped, the one that is read next. At other speeds than 1
+    /// it is ahead of what is heard by a few hundred frames. Backwards it counts up within each buffer that was read, of 4,096
+    /// frames, from the end of that.
     SInt64 currentFrame() const;
-    /// What was read ahead is dropped. At the end of the file, a player that has not stopped yet plays on.
+    /// What was read ahead is dropped. At the end of the file, a player that has not stopped yet plays on. If it is raised, the
+    /// player has stopped.
     void setCurrentFrame(SInt64 frame);
     /// `currentFrame` in milliseconds at the rate of the file's client format.
     double currentTime() const;
@@ -146,7 +149,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void installEndOfStreamNotificationBlock();
     void callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation);
     void endOfStreamWasReached(UInt64 start);
+    void stopAtEndSince(UInt64 start);
     bool isAtEndSince(UInt64 start) const;
+    bool stopForGood();
+    void restartReaderAtEnd();
     void startUnit();
     void moveTo(SInt64 frame);
     double sampleRate() const;
@@ -157,7 +163,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     BRAQAtomicProperty<BRAQExtendedAudioFilePlayerDelegateEntry> mDelegate;
     const std::shared_ptr<BRAQAudioFileReader> mFileReader;
 
-    std::mutex mTransportMutex;     // held while the unit or the reader is started, stopped or moved
-    bool mIsInvalid = false;        // under mTransportMutex
-    std::atomic<UInt64> mStarts{0}; // written under mTransportMutex: starts of the unit; an end is that of one of them
+    std::mutex mTransportMutex; // held while the unit or the reader is started, stopped or moved
+    bool mIsInvalid = false;    // under mTransportMutex
+    std::atomic<UInt64> mStarts{
+        0}; // written under mTransportMutex: starts and moves; an end is that of the last of them
 };

@@ -83,7 +83,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
 
     /// Frames that were captured since the recorder was made, whether there was room for them in the writer (`errorCount`) or
     /// not; as late as one slice.
-    SInt64 currentFrame() const noexcept { return mCurrentFrame.load(std::memory_order_relaxed); }
+    SInt64 currentFrame() const noexcept {
+        return static_cast<SInt64>(mCurrentFrame.load(std::memory_order_relaxed) +
+                                   mFrameOffset.load(std::memory_order_relaxed));
+    }
     /// Sets what is counted on from; the file stays as it is.
     void setCurrentFrame(SInt64 frame);
     /// `currentFrame` in milliseconds at the rate of the file's client format.
@@ -94,10 +97,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     std::shared_ptr<NSError> lastError() const { return mAudioFileWriter->lastError(); }
 
     std::shared_ptr<BRAQInputAudioUnit> inputAudioUnit() const { return mInputAudioUnit.get(); }
-    /// Neither the callback nor the delegate is moved over to it. Not while it records.
+    /// Neither the callback nor the delegate is moved over to it. Not while it records, and not null.
     void setInputAudioUnit(const std::shared_ptr<BRAQInputAudioUnit>& unit) { mInputAudioUnit.set(unit); }
     std::shared_ptr<BRAQExtendedAudioFile> recordFile() const { return mRecordFile.get(); }
-    /// What `currentTime` asks for its rate; the writer goes on with the file that it was given.
+    /// What `currentTime` asks for its rate, and not null; the writer goes on with the file that it was given.
     void setRecordFile(const std::shared_ptr<BRAQExtendedAudioFile>& file) { mRecordFile.set(file); }
 
     /// Null without a delegate, and when it is gone.
@@ -124,10 +127,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
 
     BRAQAtomicProperty<std::shared_ptr<BRAQInputAudioUnit>> mInputAudioUnit;
     BRAQAtomicProperty<std::shared_ptr<BRAQExtendedAudioFile>> mRecordFile;
-    std::atomic<SInt64> mCurrentFrame{0}; // any thread
+    std::atomic<UInt64> mCurrentFrame{0}; // written by the I/O thread: captured since it was made
     BRAQAtomicProperty<BRAQExtendedAudioFileRecorderDelegateEntry> mDelegate;
     std::shared_ptr<BRAQAudioFileWriter> mAudioFileWriter; // set once, when it is made
 
-    std::mutex mTransportMutex; // held while the writer or the unit is started or stopped
-    bool mIsInvalid = false;    // under mTransportMutex
+    std::atomic<UInt64> mFrameOffset{0}; // written by control threads: what is added to it, modulo 2^64
+    std::mutex mTransportMutex;          // held while the writer or the unit is started or stopped
+    bool mIsInvalid = false;             // under mTransportMutex
 };

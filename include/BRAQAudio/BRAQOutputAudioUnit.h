@@ -82,6 +82,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void setUpFormats();
     void setUpSliceLimit();
     void keepLevels(const AudioBufferList& list, UInt32 frames) noexcept;
+    void signalEndOf(UInt64 start) noexcept;
     void retire(BQueueableAudioNotification* notification);
     static void finishAndDestroy(BAudioNotificationQueueWorker* worker, BQueueableAudioNotification* notification);
 
@@ -95,11 +96,10 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     BRAQAtomicProperty<std::shared_ptr<BRAQAudioBufferQueue>> mAudioBufferQueue;
     BQueueableAudioNotification* mAudioNotification = nullptr;              // owned; null until there is a block
     BAudioNotificationQueueWorker* mAudioNotificationQueueWorker = nullptr; // owned
-    std::atomic<bool> mDone{false}; // set by the I/O thread, cleared by start: the end of the stream was signalled
+    std::atomic<UInt64> mDone{0}; // written by the I/O thread: the start whose end was signalled last
 
-    std::atomic<UInt64> mStarts{0};         // counted by start
-    std::atomic<UInt64> mSignalledStart{0}; // written by the I/O thread: the start whose end was signalled last
-    std::atomic<UInt64> mNotifiedStart{0};  // the notification worker: the one whose end was notified last
+    std::atomic<UInt64> mStarts{1};        // counted by start
+    std::atomic<UInt64> mNotifiedStart{0}; // the notification worker: the one whose end was notified last
     UInt32 mLevelChannels = 0;
     std::unique_ptr<std::atomic<float>[]> mLevels; // mLevelChannels of them; all: atomic
     std::atomic<float> mPlaybackLevel{1.0F};       // any thread: as it was set

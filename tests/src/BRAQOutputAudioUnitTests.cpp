@@ -3,6 +3,7 @@
 #include "src/BRAQOutputAudioUnit_Callback.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/NumberedQueues.h"
+#include "tests/src/Resources.h"
 #include "tests/src/UnitCalls.h"
 #include "tests/src/UnitFixture.h"
 #include "tests/support/CapturedLog.h"
@@ -209,6 +210,38 @@ TEST_F(OutputAudioUnitTest, ANotificationThatComesAfterANewStartIsNotForThatStar
     unit->stop();
     unit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {}); // waits for the first one
     EXPECT_EQ(calls, 1);
+}
+
+TEST_F(OutputAudioUnitTest, TellsOfAnEndThatComesWhileTheOneBeforeIsStillBeingTold) {
+    std::promise<void> isHeld;
+    std::promise<void> goOn;
+    std::atomic<int> calls{0};
+    unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
+        if (++calls == 1) {
+            isHeld.set_value();
+            goOn.get_future().wait();
+        }
+        ends.add();
+    });
+    useQueueThatEndsAt(300);
+    unit->start();
+    step(512);
+    isHeld.get_future().wait();
+    unit->stop();
+    useQueueThatEndsAt(300);
+    unit->start();
+    step(512);
+    goOn.set_value();
+    EXPECT_TRUE(resource_test::comesTrue([&] {
+        step(512);
+        return ends.count() == 2;
+    }));
+    for (int i = 0; i < 10; ++i) {
+        step(512);
+    }
+    unit->stop();
+    unit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {}); // waits for the one before
+    EXPECT_EQ(calls, 2);
 }
 
 TEST_F(OutputAudioUnitTest, TellsOfTheEndOffTheIOThread) {

@@ -87,7 +87,9 @@ std::vector<Float32> samplesOfFile(const std::filesystem::path& path) {
             if (body + size > bytes.size()) {
                 throw std::runtime_error("the file is cut off");
             }
-            std::memcpy(samples.data(), bytes.data() + body, samples.size() * sizeof(Float32));
+            if (!samples.empty()) { // then there is nowhere to copy to
+                std::memcpy(samples.data(), bytes.data() + body, samples.size() * sizeof(Float32));
+            }
             return samples;
         }
         place = body + size + size % 2;
