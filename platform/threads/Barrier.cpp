@@ -1,6 +1,9 @@
+#include "platform/threads/Barrier.h"
+
 #include "BRAQAudio/platform/threads.h"
 
 #include <linux/membarrier.h>
+#include <sys/single_threaded.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -17,6 +20,13 @@ namespace {
 bool call(membarrier_cmd command) noexcept { return syscall(SYS_membarrier, command, 0, 0) == 0; }
 
 } // namespace
+
+// No answer is kept: whether the call is allowed counts when a ring is made.
+void braq::prepareBarrierWhileFree() noexcept {
+    if (__libc_single_threaded != 0) {
+        call(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
+    }
+}
 
 bool BRAQThreadCanBarrierAll() noexcept {
 #if defined(BRAQ_THREAD_SANITIZER)

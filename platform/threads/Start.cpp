@@ -1,6 +1,7 @@
 #include "platform/threads/Start.h"
 
 #include "BRAQAudio/platform/threads.h"
+#include "platform/threads/Barrier.h"
 #include "platform/threads/Scheduling.h"
 
 #include <sched.h>
@@ -98,6 +99,7 @@ int BRAQThreadStart(BRAQThread* thread, const char* name, void (*main)(void*), v
     if (handOver == nullptr) {
         return ENOMEM;
     }
+    braq::prepareBarrierWhileFree();
     pthread_t created{};
     if (const int status = braq::createDetachedThread(&created, BRAQThreadStackBytes, braq::threadEntry, handOver);
         status != 0) {

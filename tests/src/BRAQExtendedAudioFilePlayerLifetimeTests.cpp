@@ -105,7 +105,7 @@ TEST_F(FilePlayerLifetime, AnEndThatIsSignalledBeforeItIsInvalidatedIsNotTold) {
     playUntilTheEndIsSignalled();
     player->invalidate();
     player.reset();
-    EXPECT_FALSE(watchedPlayer.expired()) << "the main queue has still to see to it";
+    EXPECT_TRUE(watchedPlayer.expired()) << "what waits for the main queue does not keep it";
     queue.drain();
     EXPECT_EQ(delegate.ends, 0);
 }

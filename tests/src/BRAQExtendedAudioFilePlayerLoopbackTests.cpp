@@ -4,8 +4,11 @@
 #include "tests/src/PlayerFixture.h"
 #include "tests/support/ChildProcess.h"
 
+#include <poll.h>
+
 #include <algorithm>
 #include <cctype>
+#include <chrono>
 #include <cmath>
 #include <complex>
 #include <numbers>
@@ -72,14 +75,7 @@ class PlayerLoopback : public FileTest {
             EXPECT_TRUE(software->step(cycleFrames));
             Insides::settle(*player->outputAudioUnit()->audioBufferQueue());
             if (BRAQAudioBufferQueueReachedEndOfStream(player->outputAudioUnit()->audioBufferQueue().get())) {
-                // The unit is stopped from the main queue, when what its converters hold has been played.
-                std::thread cycles([&] {
-                    while (player->isPlaying()) {
-                        software->step(cycleFrames);
-                    }
-                });
-                drainUntil([&] { return !player->isPlaying(); });
-                cycles.join();
+                stopFromMainQueue(*software, *player);
             }
         }
         EXPECT_LT(cycle, mostCycles) << "it never ended";
@@ -100,6 +96,21 @@ class PlayerLoopback : public FileTest {
             std::all_of(recorded.begin(), recorded.begin() + loop, [](Float32 sample) { return sample == 0.0F; }));
         recorded.erase(recorded.begin(), recorded.begin() + loop);
         return recorded;
+    }
+
+    /// The unit is stopped when what its converters hold has been played, so somebody has to step, slowly enough for the
+    /// recorder.
+    void stopFromMainQueue(BRAQSoftwareDevice& software, const BRAQExtendedAudioFilePlayer& player) {
+        pollfd watched = {queue.fileDescriptor(), POLLIN, 0};
+        ASSERT_EQ(::poll(&watched, 1, 60000), 1) << "the end was never told";
+        std::thread cycles([&] {
+            while (player.isPlaying()) {
+                software.step(cycleFrames);
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+            }
+        });
+        drainUntil([&] { return !player.isPlaying(); });
+        cycles.join();
     }
 
     void expectAtItsBeginning(const Samples& recorded, const Samples& expected) {

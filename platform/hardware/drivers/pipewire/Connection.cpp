@@ -23,7 +23,7 @@ Connection::Connection(Loop& loop, ConnectionListener& listener)
 
 void Connection::makeContext() {
     mContext = pw_context_new(mLoop.get(), pw_properties_new(PW_KEY_APP_NAME, applicationName(), nullptr), 0);
-    if (mContext == nullptr) {
+    if (mContext == nullptr || !mDataThread.replaceThatOf(mContext)) {
         NSLog("(ERROR) PipeWire : the client library does not work; there are no devices of a sound server.");
         mListener.disconnected();
         return;
@@ -48,7 +48,7 @@ void Connection::seek() {
         .done =
             [](void* self, uint32_t id, int /*sequence*/) {
                 if (id == PW_ID_CORE) {
-                    static_cast<Connection*>(self)->adoptDataThread();
+                    static_cast<Connection*>(self)->mDataThread.makeIO();
                     static_cast<Connection*>(self)->mListener.synchronised();
                 }
             },
@@ -82,30 +82,5 @@ void Connection::lose() {
 }
 
 void Connection::sync() { pw_core_sync(mCore, PW_ID_CORE, 0); }
-
-void Connection::adoptDataThread() {
-    if (mDataThread != 0) {
-        return;
-    }
-    // Runs on this thread instead when the other one has not got to its loop yet; then the next answer tries again.
-    const thread_act_t here = BRAQThreadSelf();
-    thread_act_t there = here;
-    pw_data_loop_invoke(
-        pw_context_get_data_loop(mContext),
-        [](spa_loop* /*loop*/, bool /*async*/, uint32_t /*sequence*/, const void* /*data*/, size_t /*size*/,
-           void* context) {
-            auto& thread = *static_cast<thread_act_t*>(context);
-            if (thread != BRAQThreadSelf()) {
-                thread = BRAQThreadSelf();
-                pthread_setname_np(pthread_self(), "BRAQ pw I/O");
-            }
-            return 0;
-        },
-        0, nullptr, 0, true, &there);
-    if (there != here) {
-        mDataThread = there;
-        BRAQThreadMakeIO(mDataThread);
-    }
-}
 
 } // namespace braq::pipewire

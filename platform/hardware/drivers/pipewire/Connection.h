@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BRAQAudio/platform/threads.h"
+#include "platform/hardware/drivers/pipewire/DataThread.h"
 #include "platform/hardware/drivers/pipewire/Loop.h"
 
 #include <spa/utils/hook.h>
@@ -41,7 +41,6 @@ class Connection {
     void makeContext();
     void seek();
     void lose();
-    void adoptDataThread();
 
     Loop& mLoop;
     ConnectionListener& mListener;
@@ -51,7 +50,7 @@ class Connection {
     pw_context* mContext = nullptr;
     pw_core* mCore = nullptr;
     spa_hook mCoreListener{};
-    thread_act_t mDataThread = 0; // 0: not yet seen
+    DataThread mDataThread;
     bool mHasSought = false;
 };
 

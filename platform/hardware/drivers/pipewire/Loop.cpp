@@ -1,8 +1,9 @@
 #include "platform/hardware/drivers/pipewire/Loop.h"
 
+#include "BRAQAudio/platform/threads.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
-#include <csignal>
+#include <cerrno>
 #include <ctime>
 #include <stdexcept>
 #include <utility>
@@ -10,29 +11,28 @@
 namespace braq::pipewire {
 namespace {
 
-/// A thread inherits the signals that its creator blocks.
-class EverySignalBlocked {
-  public:
-    EverySignalBlocked() {
-        sigset_t everySignal;
-        sigfillset(&everySignal);
-        pthread_sigmask(SIG_SETMASK, &everySignal, &mBefore);
+/// What a thread that PipeWire starts for such a loop does; that one would have the process's usual stack and its creator's
+/// scheduling. PipeWire's calls have the lock released while there is nothing to do.
+void run(void* loop) {
+    auto* const self = static_cast<pw_thread_loop*>(loop);
+    pw_thread_loop_lock(self);
+    pw_loop* const events = pw_thread_loop_get_loop(self);
+    pw_loop_enter(events);
+    int result = 0;
+    while (result >= 0 || result == -EINTR) {
+        result = pw_loop_iterate(events, -1);
     }
-    ~EverySignalBlocked() { pthread_sigmask(SIG_SETMASK, &mBefore, nullptr); }
-    EverySignalBlocked(const EverySignalBlocked&) = delete;
-    EverySignalBlocked& operator=(const EverySignalBlocked&) = delete;
-
-  private:
-    sigset_t mBefore{};
-};
+    pw_loop_leave(events);
+    pw_thread_loop_unlock(self);
+}
 
 } // namespace
 
 Loop::Loop() {
     pw_init(nullptr, nullptr);
     mLoop = pw_thread_loop_new("BRAQ pipewire", nullptr);
-    const EverySignalBlocked blocked;
-    if (mLoop == nullptr || pw_thread_loop_start(mLoop) != 0) {
+    BRAQThread thread{};
+    if (mLoop == nullptr || BRAQThreadStart(&thread, "BRAQ pipewire", run, mLoop) != 0) {
         throw std::runtime_error("PipeWire's loop does not start");
     }
 }

@@ -13,7 +13,7 @@ namespace braq::pipewire {
 /// the process.
 class Loop {
   public:
-    /// Starts the thread, with every signal blocked.
+    /// Starts the thread, a thread of the library like its others.
     /// @throws std::runtime_error when the system refuses it
     Loop();
     ~Loop() = delete;

@@ -1,12 +1,12 @@
 #include "tests/platform/hardware/drivers/pipewire/NumberedCycles.h"
 #include "tests/platform/hardware/drivers/pipewire/RecordingHost.h"
+#include "tests/platform/hardware/drivers/pipewire/ThreadFacts.h"
 #include "tests/support/PrivateSoundServer.h"
 
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -47,8 +47,8 @@ pid_t threadNamed(const std::string& name) {
 
 /// Procedures that note the thread that runs them.
 struct ThreadNote final : DeviceCycles {
-    void runCycle(const DeviceCycle& /*cycle*/) noexcept override { thread = gettid(); }
-    std::atomic<pid_t> thread{0};
+    void runCycle(const DeviceCycle& /*cycle*/) noexcept override { facts = factsOfThisThread(); }
+    ThreadFacts facts; // I/O thread; the others when it has stopped
 };
 
 bool blocksWhatCanBeBlocked(pid_t thread) {
@@ -78,10 +78,11 @@ TEST(PipeWire_Threads, BlockEverySignalAndCarryNames) {
     const pid_t loop = threadNamed("BRAQ pipewire");
     ASSERT_NE(loop, 0);
     EXPECT_TRUE(blocksWhatCanBeBlocked(loop));
-    ASSERT_NE(note.thread, 0);
-    EXPECT_NE(note.thread, loop);
-    EXPECT_TRUE(blocksWhatCanBeBlocked(note.thread));
-    EXPECT_EQ(nameOf(note.thread), "BRAQ pw I/O");
+    ASSERT_NE(note.facts.thread, 0);
+    EXPECT_NE(note.facts.thread, loop);
+    EXPECT_TRUE(blocksWhatCanBeBlocked(note.facts.thread));
+    EXPECT_EQ(note.facts.name, "BRAQ pw I/O");
+    EXPECT_TRUE(hasStackOfTheLibrary(note.facts)) << note.facts.stackBytes;
     EXPECT_FALSE(blocksWhatCanBeBlocked(gettid())) << "the application's own thread is as it was";
     EXPECT_EQ(getpriority(PRIO_PROCESS, 0), niceBefore);
 }

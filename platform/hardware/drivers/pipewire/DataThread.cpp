@@ -1,0 +1,57 @@
+#include "platform/hardware/drivers/pipewire/DataThread.h"
+
+#include "platform/hardware/drivers/pipewire/Headers.h"
+
+#include <cerrno>
+#include <utility>
+
+namespace braq::pipewire {
+
+DataThread::DataThread() {
+    // The scheduling is the library's business; nothing ends the thread, so that nothing waits for its end.
+    static const spa_thread_utils_methods methods = {
+        .version = SPA_VERSION_THREAD_UTILS_METHODS,
+        .create = [](void* self, const spa_dict* /*properties*/, void* (*body)(void*),
+                     void* argument) { return static_cast<DataThread*>(self)->start(body, argument); },
+        .join = [](void* /*self*/, spa_thread* /*thread*/, void** /*result*/) { return -ENOTSUP; },
+        .get_rt_range = [](void* /*self*/, const spa_dict* /*properties*/, int* /*lowest*/,
+                           int* /*highest*/) { return -ENOTSUP; },
+        .acquire_rt = [](void* /*self*/, spa_thread* /*thread*/, int /*priority*/) { return 0; },
+        .drop_rt = [](void* /*self*/, spa_thread* /*thread*/) { return 0; },
+    };
+    mThreadMaker.iface = {SPA_TYPE_INTERFACE_ThreadUtils, SPA_VERSION_THREAD_UTILS, {&methods, this}};
+}
+
+// A context comes with a thread, and only one that does not run can be told where its next one is from.
+bool DataThread::replaceThatOf(pw_context* context) {
+    pw_data_loop* const loop = pw_context_get_data_loop(context);
+    pw_data_loop_stop(loop);
+    pw_data_loop_set_thread_utils(loop, &mThreadMaker);
+    return pw_data_loop_start(loop) >= 0;
+}
+
+spa_thread* DataThread::start(void* (*body)(void*), void* argument) {
+    mBody = body;
+    mArgument = argument;
+    const int status = BRAQThreadStart(
+        &mThread, "BRAQ pw I/O",
+        [](void* self) {
+            auto& thread = *static_cast<DataThread*>(self);
+            thread.mBody(thread.mArgument);
+        },
+        this);
+    if (status != 0) {
+        errno = status;
+        return nullptr;
+    }
+    // What PipeWire knows as a thread is the C library's handle.
+    return reinterpret_cast<spa_thread*>(mThread.mThread);
+}
+
+void DataThread::makeIO() {
+    if (!std::exchange(mIsIO, true)) {
+        BRAQThreadMakeIO(mThread.mPort);
+    }
+}
+
+} // namespace braq::pipewire

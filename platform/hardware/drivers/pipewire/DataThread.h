@@ -1,0 +1,37 @@
+#pragma once
+
+#include "BRAQAudio/platform/threads.h"
+
+#include <spa/support/thread.h>
+
+struct pw_context;
+
+namespace braq::pipewire {
+
+/// The thread on which PipeWire runs the cycles of streams: a thread of the library instead of one of PipeWire's, whose
+/// stack and scheduling would be the process's. Holds for one context; other users of PipeWire in the process get their
+/// threads as ever. Lives as long as the process.
+class DataThread {
+  public:
+    DataThread();
+    DataThread(const DataThread&) = delete;
+    DataThread& operator=(const DataThread&) = delete;
+
+    /// Has the context's cycles run here from now on. Before it has any.
+    /// @return false: the system refuses a thread
+    [[nodiscard]] bool replaceThatOf(pw_context* context);
+
+    /// Gives it the priority of an I/O thread, the first time.
+    void makeIO();
+
+  private:
+    spa_thread* start(void* (*body)(void*), void* argument);
+
+    spa_thread_utils mThreadMaker{};
+    void* (*mBody)(void*) = nullptr;
+    void* mArgument = nullptr;
+    BRAQThread mThread{};
+    bool mIsIO = false;
+};
+
+} // namespace braq::pipewire

@@ -1,0 +1,144 @@
+#include "platform/hardware/drivers/pipewire/DataThread.h"
+
+#include "platform/hardware/drivers/pipewire/Headers.h"
+#include "platform/hardware/drivers/pipewire/Loop.h"
+#include "tests/platform/hardware/drivers/pipewire/ThreadFacts.h"
+#include "tests/support/PrivateSoundServer.h"
+#include "tests/support/RealtimePermission.h"
+
+#include <gtest/gtest.h>
+#include <pipewire/thread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <functional>
+#include <memory>
+#include <semaphore>
+#include <thread>
+
+using namespace braq;
+using namespace braq::testing;
+
+namespace {
+
+/// As the thread is that runs a context's cycles.
+ThreadFacts factsOfDataThread(pw_context* context) {
+    ThreadFacts facts;
+    // Until that thread has come to its loop, PipeWire has the caller do what it is asked to.
+    EXPECT_TRUE(eventually([&] {
+        pw_data_loop_invoke(
+            pw_context_get_data_loop(context),
+            [](spa_loop* /*loop*/, bool /*async*/, uint32_t /*sequence*/, const void* /*data*/, size_t /*size*/,
+               void* result) {
+                *static_cast<ThreadFacts*>(result) = factsOfThisThread();
+                return 0;
+            },
+            0, nullptr, 0, true, &facts);
+        return facts.thread != gettid();
+    }));
+    return facts;
+}
+
+/// A context whose loop nobody runs, and its data thread. Lives as long as the process, as the driver's do.
+class Context {
+  public:
+    static Context& make() { return *new Context; }
+
+    pipewire::DataThread& dataThread() { return mThread; }
+
+    ThreadFacts facts() { return factsOfDataThread(mContext); }
+
+  private:
+    Context() {
+        pw_init(nullptr, nullptr);
+        mContext = pw_context_new(pw_loop_new(nullptr), nullptr, 0);
+        EXPECT_TRUE(mThread.replaceThatOf(mContext));
+    }
+
+    pw_context* mContext;
+    pipewire::DataThread mThread;
+};
+
+/// Of the thread of a loop that is started now.
+ThreadFacts factsOfNewLoop() {
+    auto& loop = *new pipewire::Loop;
+    ThreadFacts facts{};
+    std::binary_semaphore isDone{0};
+    const auto look = [&] {
+        facts = factsOfThisThread();
+        isDone.release();
+    };
+    std::unique_ptr<pipewire::LoopEvent> event;
+    {
+        const pipewire::Loop::Lock lock(loop);
+        event = std::make_unique<pipewire::LoopEvent>(loop, look);
+        event->signal();
+    }
+    isDone.acquire();
+    const pipewire::Loop::Lock lock(loop);
+    event.reset();
+    return facts;
+}
+
+/// Runs `body` on a thread of SCHED_FIFO at 20.
+void runInRealtime(const std::function<void()>& body) {
+    std::thread([&] {
+        const sched_param parameters{.sched_priority = 20};
+        ASSERT_EQ(sched_setscheduler(0, SCHED_FIFO, &parameters), 0);
+        body();
+    }).join();
+}
+
+class PipeWire_ThreadsMadeInRealtime : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (!mayUseRealtimeScheduling()) {
+            GTEST_SKIP() << "not shown: this process may not use real-time scheduling";
+        }
+    }
+};
+
+} // namespace
+
+TEST(PipeWire_DataThread, IsAThreadOfTheLibrary) {
+    const ThreadFacts facts = Context::make().facts();
+    EXPECT_NE(facts.thread, gettid());
+    EXPECT_EQ(facts.name, "BRAQ pw I/O");
+    EXPECT_TRUE(hasStackOfTheLibrary(facts)) << facts.stackBytes;
+    EXPECT_EQ(facts.policy, SCHED_OTHER);
+}
+
+TEST(PipeWire_DataThread, LeavesOtherUsersOfPipeWireTheThreadsThatTheyHad) {
+    pw_init(nullptr, nullptr);
+    const spa_thread_utils* const before = pw_thread_utils_get();
+    Context::make().facts();
+    EXPECT_EQ(pw_thread_utils_get(), before);
+
+    const ThreadFacts facts = factsOfDataThread(pw_context_new(pw_loop_new(nullptr), nullptr, 0));
+    EXPECT_NE(facts.name, "BRAQ pw I/O");
+    EXPECT_GT(facts.stackBytes, 4 * BRAQThreadStackBytes);
+}
+
+TEST(PipeWire_LoopThread, IsAThreadOfTheLibrary) {
+    const ThreadFacts facts = factsOfNewLoop();
+    EXPECT_NE(facts.thread, gettid());
+    EXPECT_EQ(facts.name, "BRAQ pipewire");
+    EXPECT_TRUE(hasStackOfTheLibrary(facts)) << facts.stackBytes;
+}
+
+TEST_F(PipeWire_ThreadsMadeInRealtime, InheritNoRealtimePolicy) {
+    runInRealtime([] {
+        EXPECT_EQ(factsOfNewLoop().policy, SCHED_OTHER);
+        EXPECT_EQ(Context::make().facts().policy, SCHED_OTHER);
+    });
+}
+
+TEST_F(PipeWire_ThreadsMadeInRealtime, AreGivenThePriorityOfAnIOThread) {
+    runInRealtime([] {
+        Context& context = Context::make();
+        context.dataThread().makeIO();
+        const ThreadFacts facts = context.facts();
+        EXPECT_EQ(facts.policy, SCHED_FIFO);
+        EXPECT_EQ(facts.priority, BRAQThreadIOPriority);
+    });
+}
