@@ -1,5 +1,6 @@
 # Shared by the commands; sourced, not run. Leaves the caller in the project's folder.
 set -euo pipefail
+caller_folder="$PWD"
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 jobs="$(nproc)"
@@ -81,8 +82,8 @@ build() {
     cmake --build "build/$preset" --parallel "$jobs" ${@:+--target "$@"}
 }
 
-# run_tool SUBCOMMAND [ARGUMENTS]...: becomes the tool, built first; only what that prints goes to the standard output. The help is
-# that of the script that calls.
+# run_tool SUBCOMMAND [ARGUMENTS]...: becomes the tool, built first, in the folder where the caller was, so that names of files
+# mean what they meant there; only what the tool prints goes to the standard output. The help is that of the script that calls.
 run_tool() {
     local argument
     for argument in "$@"; do
@@ -100,7 +101,9 @@ run_tool() {
         cmake --build build/dev --parallel "$jobs" --target braq |
             sed -u -e '/Re-checking globbed directories/d' -e '/^ninja: no work to do/d'
     } >&2
-    exec build/dev/bin/braq "$@"
+    local tool="$PWD/build/dev/bin/braq"
+    cd "$caller_folder"
+    exec "$tool" "$@"
 }
 
 # run_tests PRESET [CTEST ARGUMENTS]...: fails if a test fails, and says at the end which ones showed nothing.

@@ -1,5 +1,6 @@
 #include "tools/braq/MeterPicture.h"
 
+#include "tools/braq/LevelBar.h"
 #include "tools/braq/PeakHold.h"
 
 #include <gmock/gmock.h>
@@ -40,6 +41,17 @@ TEST(MeterPicture, FitsEveryTerminal) {
         }
     }
     EXPECT_EQ(meterPicture({{1, -12.3, -1.0}}, 12), "1  -12.3\n") << "no room for a bar";
+}
+
+TEST(LevelBar, StaysInItsColumnsWhateverTheLevel) {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_EQ(levelBar({1, noNumber, noNumber}, 6), "      ");
+    EXPECT_EQ(levelBar({1, noNumber, -30.0}, 6), "  |   ");
+    EXPECT_EQ(levelBar({1, infinity, infinity}, 6), "#####|");
+    EXPECT_EQ(levelBar({1, 1e300, 1e300}, 6), "#####|");
+    EXPECT_EQ(levelBar({1, -1e300, silence}, 6), "      ");
+    EXPECT_EQ(levelBar({1, 0.0, 0.0}, 0), "");
 }
 
 TEST(MeterPicture, IsOneLineForAFile) {

@@ -3,29 +3,49 @@
 import argparse
 import fcntl
 import json
+import math
 import os
 import re
+import resource
+import select
 import signal
 import struct
 import subprocess
+import sys
 import tempfile
 import termios
+import time
 import unittest
+import wave
 
 
-class Tool(unittest.TestCase):
+def wave_file(path, seconds, rate=48000):
+    """A tone of 16 bits and two channels."""
+    period = b"".join(struct.pack("<hh", *2 * [round(16000 * math.sin(frame * math.pi / 50))]) for frame in range(100))
+    with wave.open(path, "wb") as file:
+        file.setparams((2, 2, rate, 0, "NONE", ""))
+        file.writeframes(period * (seconds * rate // 100))
+
+
+class ToolTest(unittest.TestCase):
     def setUp(self):
         # An empty folder of sockets: there is no sound server in it, whatever runs on this machine.
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
         self.environment = {name: value for name, value in os.environ.items() if not name.startswith("PIPEWIRE_")}
         self.environment["XDG_RUNTIME_DIR"] = folder.name
+        self.folder = folder.name
+
+    def path(self, name):
+        return os.path.join(self.folder, name)
 
     def run_tool(self, *arguments, **keywords):
         """Runs the tool to its end."""
         keywords = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "env": self.environment, **keywords}
         return subprocess.run([OPTIONS.program, *arguments], timeout=60, check=False, encoding="utf-8", **keywords)
 
+
+class Tool(ToolTest):
     def start_watching(self):
         """Starts to watch and waits until it has shown what is there."""
         tool = subprocess.Popen([OPTIONS.program, "devices", "--watch"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
@@ -144,6 +164,302 @@ class Tool(unittest.TestCase):
             result = self.run_tool(*arguments)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
             self.assertIn("--help", result.stderr)
+
+
+# Runs a program in the foreground. When that is suspended, it says so, and has it go on at the next line that it is given.
+SHELL = """
+import os, signal, sys
+signal.signal(signal.SIGTTOU, signal.SIG_IGN)
+child = os.fork()
+if child == 0:
+    os.setpgid(0, 0)
+    os.tcsetpgrp(0, os.getpid())
+    signal.signal(signal.SIGTTOU, signal.SIG_DFL)
+    os.execv(sys.argv[1], sys.argv[1:])
+while True:
+    status = os.waitpid(child, os.WUNTRACED)[1]
+    os.tcsetpgrp(0, os.getpid())
+    if not os.WIFSTOPPED(status):
+        sys.exit(os.waitstatus_to_exitcode(status))
+    print("suspended", flush=True)
+    sys.stdin.readline()
+    os.tcsetpgrp(0, child)
+    os.kill(child, signal.SIGCONT)
+"""
+
+
+class Terminal:
+    """A program on a terminal of its own, whose keys a test presses."""
+
+    def __init__(self, test, arguments, columns=80):
+        self.device, self.other_end = os.openpty()
+        fcntl.ioctl(self.other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        self.settings = termios.tcgetattr(self.other_end)
+        self.output = b""
+
+        def become_leader():
+            os.setsid()
+            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+
+        self.program = subprocess.Popen(arguments, stdin=self.other_end, stdout=self.other_end,
+                                        stderr=self.other_end, env=test.environment, preexec_fn=become_leader)
+        test.addCleanup(self.close)
+
+    def close(self):
+        self.program.kill()
+        self.program.wait()
+        os.close(self.device)
+        os.close(self.other_end)
+
+    def read_until(self, text):
+        """Reads until the program has written it, and returns all up to there."""
+        text = text.encode()
+        deadline = time.monotonic() + 60
+        while text not in self.output:
+            if not select.select([self.device], [], [], max(0, deadline - time.monotonic()))[0]:
+                raise AssertionError(f"{text} is not in {self.output}")
+            self.output += os.read(self.device, 65536)
+        before, after = self.output.split(text, 1)
+        self.output = after
+        return before + text
+
+    def press(self, keys):
+        os.write(self.device, keys.encode())
+
+    def wait(self):
+        """The exit status, and what was written last."""
+        deadline = time.monotonic() + 60
+        while self.program.poll() is None and time.monotonic() < deadline:
+            self.read_for(0.01)
+        self.read_for(0)
+        return self.program.wait(timeout=1), self.output.decode()
+
+    def read_for(self, seconds):
+        while select.select([self.device], [], [], seconds)[0]:
+            self.output += os.read(self.device, 65536)
+
+    def is_as_it_was(self):
+        return termios.tcgetattr(self.other_end) == self.settings
+
+    def takes_keys_one_by_one(self):
+        return not termios.tcgetattr(self.other_end)[3] & (termios.ICANON | termios.ECHO)
+
+
+class Play(ToolTest):
+    def setUp(self):
+        super().setUp()
+        self.file = self.path("tone.wav")
+        wave_file(self.file, 1)
+        self.long_file = self.path("long.wav")
+        wave_file(self.long_file, 60, rate=8000)
+
+    def start(self, *arguments, columns=80):
+        terminal = Terminal(self, [OPTIONS.program, "play", *arguments], columns)
+        terminal.read_until("> 0:")
+        return terminal
+
+    def end(self, terminal, status=0):
+        ended, output = terminal.wait()
+        self.assertEqual(ended, status, output)
+        self.assertTrue(terminal.is_as_it_was())
+        self.assertTrue(output.endswith("\x1b[?25h"), output)
+
+    def test_says_what_it_plays_where_there_is_no_terminal(self):
+        result = self.run_tool("play", self.file, self.file, "--speed", "4", "--volume", "-20")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertEqual(result.stdout, 2 * (f"playing {self.file} (0:01.0, 48000 Hz, 2 channels) on "
+                                             f"Loopback (no sound server)\nplayed {self.file} to 0:01.0, 0 underruns\n"))
+
+    def test_takes_the_time_that_a_file_takes(self):
+        for speed, seconds in (("1", 1), ("-2", 0.5)):
+            before = time.monotonic()
+            self.assertEqual(self.run_tool("play", self.file, "--speed", speed).returncode, 0)
+            self.assertGreater(time.monotonic() - before, seconds)
+
+    def test_shows_how_far_it_is_to_the_end(self):
+        terminal = self.start(self.file)
+        self.assertTrue(terminal.takes_keys_one_by_one())
+        terminal.read_until("> 0:01.0 / 0:01.0")
+        self.end(terminal)
+
+    def test_no_line_is_wider_than_the_terminal(self):
+        for columns in (10, 20, 40, 120):
+            terminal = self.start(self.file, "--speed", "4", columns=columns)
+            self.assertEqual(terminal.wait()[0], 0)
+            lines = re.sub(r"\x1b\[[?0-9]*[A-Za-z]", "", terminal.output.decode()).splitlines()
+            self.assertGreater(len(lines), 2)
+            for line in lines:
+                self.assertLessEqual(len(line), columns)
+
+    def test_keys_do_what_they_say(self):
+        terminal = self.start(self.long_file)
+        for key, shown in ((" ", "|| 0:0"), (" ", "> 0:0"), ("\x1b[C", "> 0:05."), ("\x1b[C", "> 0:10."),
+                           ("\x1b[D", "> 0:05."), ("\x1b[A", "+1 dB"), ("\x1b[B\x1b[B", "-1 dB"), ("+", "x1.06"),
+                           ("--", "x0.94"), ("+r", "x-1.00"), ("r", "x1.00"), ("?", "space pause")):
+            terminal.output = b""
+            terminal.press(key)
+            terminal.read_until(shown)
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_goes_on_after_a_pause_where_it_was(self):
+        terminal = self.start(self.file)
+        terminal.press(" ")
+        terminal.read_until("|| 0:00.")
+        time.sleep(1.5)  # longer than the file
+        terminal.press(" ")
+        terminal.read_until("> 0:01.0 / 0:01.0")
+        self.end(terminal)
+
+    def test_reverse_ends_at_the_beginning(self):
+        terminal = self.start(self.long_file)
+        terminal.press("r")
+        terminal.read_until("< 0:00.0")
+        self.end(terminal)
+
+    def test_goes_to_the_next_file_and_back(self):
+        terminal = self.start(self.long_file, self.file)
+        terminal.press("n")
+        terminal.read_until(f"playing {self.file}")
+        terminal.press("p")
+        terminal.read_until(f"playing {self.long_file}")
+        terminal.press("p")
+        terminal.read_until(f"playing {self.long_file}")
+        terminal.press("nn")
+        self.end(terminal)
+
+    def test_plays_again_and_again(self):
+        terminal = self.start(self.file, "--loop")
+        for _ in range(2):
+            terminal.read_until("> 0:00.9")
+            terminal.read_until("> 0:00.1")
+        terminal.press("r\x1b[Cq")
+        self.end(terminal)
+
+    def test_every_way_out_gives_the_terminal_back(self):
+        for leave in (lambda terminal: terminal.press("\x03"), lambda terminal: terminal.press("q"),
+                      lambda terminal: terminal.program.terminate(),
+                      lambda terminal: terminal.program.send_signal(signal.SIGHUP)):
+            terminal = self.start(self.long_file)
+            self.assertFalse(terminal.is_as_it_was())
+            terminal.press("\x1c")  # a core dump would leave the terminal as it is
+            leave(terminal)
+            self.end(terminal)
+
+    def test_gives_the_terminal_back_while_it_is_suspended(self):
+        terminal = Terminal(self, [sys.executable, "-c", SHELL, OPTIONS.program, "play", self.long_file])
+        terminal.read_until("> 0:00.2")
+        terminal.press("\x1a")
+        self.assertTrue(terminal.read_until("suspended").endswith(b"\x1b[?25hsuspended"))
+        self.assertTrue(terminal.is_as_it_was())
+        terminal.press("\n")
+        terminal.read_until("> 0:0")
+        self.assertTrue(terminal.takes_keys_one_by_one())
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_a_file_that_cannot_be_played_says_why_and_the_others_play(self):
+        bad = self.path("bad.wav")
+        with open(bad, "w", encoding="utf-8") as file:
+            file.write("This is no audio.")
+        for name, reason in (("none.wav", "there is no such file or folder"), ("bad.wav", "there is no audio in it")):
+            result = self.run_tool("play", self.path(name), self.file)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(f"braq: {self.path(name)}: {reason}", result.stderr)
+            self.assertIn(f"played {self.file} to 0:01.0", result.stdout)
+
+    def test_stops_when_nobody_reads_any_more(self):
+        reading, writing = os.pipe()
+        os.close(reading)
+        result = self.run_tool("play", self.long_file, stdout=writing)
+        os.close(writing)
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+
+    def test_plays_nothing_beyond_the_end(self):
+        result = self.run_tool("play", self.file, "--start", "2")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn("it is 0:01.0 long", result.stderr)
+
+    def test_a_device_that_is_not_there_is_one_failure(self):
+        result = self.run_tool("play", self.file, "--device", "nothing")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn("no device to play on is called 'nothing'", result.stderr)
+
+    def test_a_wrong_command_line_is_refused(self):
+        for arguments in ([], [self.file, "--speed", "0"], [self.file, "--speed", "33"], [self.file, "--speed", "nan"],
+                          [self.file, "--start", "1:60"], [self.file, "--volume", "loud"],
+                          [self.file, "--loop", "--speed", "-1"]):
+            result = self.run_tool("play", *arguments)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
+            self.assertIn("--help", result.stderr)
+
+
+class Record(ToolTest):
+    def frames_of(self, name):
+        with wave.open(self.path(name)) as file:
+            return file.getnframes()
+
+    def test_records_as_long_as_it_is_told_to(self):
+        result = self.run_tool("record", self.path("a.wav"), "--duration", "0.25")
+        self.assertEqual((result.returncode, result.stderr), (0, ""))
+        self.assertIn("recorded 0:00.2 (12000 frames at 48000 Hz)", result.stdout)
+        self.assertEqual(self.frames_of("a.wav"), 12000)
+
+    def test_every_way_out_leaves_a_complete_file_and_the_terminal_as_it_was(self):
+        for leave in (lambda terminal: terminal.press("\x03"), lambda terminal: terminal.press("q"),
+                      lambda terminal: terminal.program.terminate(),
+                      lambda terminal: terminal.program.send_signal(signal.SIGHUP)):
+            terminal = Terminal(self, [OPTIONS.program, "record", self.path("a.wav"), "--force"])
+            terminal.read_until("* 0:00.5")
+            self.assertTrue(terminal.takes_keys_one_by_one())
+            terminal.press("\x1a")  # recording is not suspended
+            terminal.read_until("* 0:00.6")
+            leave(terminal)
+            status, output = terminal.wait()
+            self.assertEqual(status, 0, output)
+            self.assertTrue(terminal.is_as_it_was())
+            written = int(re.search(r"\((\d+) frames", output)[1])
+            self.assertGreater(written, 24000)
+            self.assertEqual(self.frames_of("a.wav"), written)
+
+    def test_no_recording_is_lost_to_another_one(self):
+        self.run_tool("record", self.path("a.wav"), "--duration", "0.1")
+        result = self.run_tool("record", self.path("a.wav"), "--duration", "0.2")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertIn("is there already; --force replaces it", result.stderr)
+        self.assertEqual(self.frames_of("a.wav"), 4800)
+        self.assertEqual(self.run_tool("record", self.path("a.wav"), "--duration", "0.2", "--force").returncode, 0)
+        self.assertEqual(self.frames_of("a.wav"), 9600)
+
+    def test_what_a_full_disk_has_room_for_can_be_read(self):
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (200000, 200000))
+
+        result = self.run_tool("record", self.path("a.wav"), preexec_fn=limit, restore_signals=False)
+        self.assertEqual(result.returncode, 1)
+        self.assertIn("cannot be written: File too large", result.stderr)
+        self.assertIn("(32768 frames at 48000 Hz)", result.stdout)
+        self.assertEqual(self.frames_of("a.wav"), 32768)
+
+    def test_refuses_what_cannot_be(self):
+        for arguments, complaint in ((["none/a.wav"], "no such file or folder"), (["a.wav", "--device", "x"], "no device"),
+                                     (["a.wav", "--channels", "3"], "has no channel 3")):
+            result = self.run_tool("record", *arguments, cwd=self.folder)
+            self.assertEqual((result.returncode, result.stdout), (1, ""))
+            self.assertIn(complaint, result.stderr)
+        self.assertFalse(os.path.exists(self.path("a.wav")))
+
+    def test_a_wrong_command_line_is_refused(self):
+        for arguments in ([], ["a.mp3"], ["a"], ["a.wav", "--format", "aac"], ["a.wav", "--format", "x"],
+                          ["a.wav", "--duration", "-1"], ["a.wav", "--rate", "1"], ["a.wav", "b.wav"]):
+            result = self.run_tool("record", *arguments, cwd=self.folder)
+            self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
+            self.assertIn("--help", result.stderr)
+        self.assertEqual(os.listdir(self.folder), [])
+
+    def test_help_lists_the_formats(self):
+        self.assertIn(".flac         flac flac24", self.run_tool("record", "--help").stdout)
 
 
 if __name__ == "__main__":

@@ -1,15 +1,10 @@
 #pragma once
 
+#include "LevelBar.h"
+
 #include <cstddef>
 #include <string>
 #include <vector>
-
-/// A channel's levels in decibels relative to full scale; minus infinity for silence.
-struct MeteredChannel {
-    unsigned number = 1; ///< as users count
-    double level;
-    double held;
-};
 
 /// One line a channel, each with its end: number, bar and level, of `columns` columns at most; where there is no room, the
 /// bar goes first.

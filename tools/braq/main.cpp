@@ -3,10 +3,14 @@
 // It ends with 0, also when it is interrupted and when nobody reads its output any more; with 1 after a
 // failure; with 2 when the command line is wrong.
 
+#include "Arguments.h"
 #include "DevicesCommand.h"
 #include "InfoCommand.h"
 #include "MeterCommand.h"
 #include "Output.h"
+#include "PlayCommand.h"
+#include "RecordCommand.h"
+#include "Trouble.h"
 
 #include <BRAQAudio/BRAQAudio.h>
 #include <CLI/CLI.hpp>
@@ -70,7 +74,7 @@ CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Looks at audio devices and files, and listens.", "braq");
+    CLI::App app("Plays and records audio files, and looks at files and audio devices.", "braq");
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);
 
@@ -84,6 +88,14 @@ int run(int argc, char** argv) {
     meter->add_option("device", meterOptions.device, "Its UID, or its name or part of it; else the default one");
     meter->add_option("--channels", meterOptions.channels, "Those to show, such as 1,2; else all")->delimiter(',');
 
+    PlayOptions playOptions;
+    CLI::App* const play = app.add_subcommand("play", "Play audio files");
+    addPlayArguments(*play, playOptions);
+
+    RecordOptions recordOptions;
+    CLI::App* const record = app.add_subcommand("record", "Record a device's input into an audio file");
+    addRecordArguments(*record, recordOptions);
+
     InfoOptions infoOptions;
     const CLI::App* const info = addInfo(app, infoOptions);
 
@@ -95,7 +107,12 @@ int run(int argc, char** argv) {
     if (info->parsed()) {
         return runInfo(infoOptions) ? succeeded : failed;
     }
-    if (meter->parsed()) {
+    if (play->parsed()) {
+        return runPlay(playOptions) ? succeeded : failed;
+    }
+    if (record->parsed()) {
+        runRecord(recordOptions);
+    } else if (meter->parsed()) {
         runMeter(meterOptions);
     } else {
         runDevices(options);
@@ -113,8 +130,11 @@ int main(int argc, char** argv) {
         return run(argc, argv);
     } catch (const ReaderIsGone&) {
         return succeeded;
+    } catch (const WrongUsage& misuse) {
+        std::fprintf(stderr, "braq: %s\nRun with --help for more information.\n", misuse.what());
+        return misused;
     } catch (const std::exception& failure) {
-        std::fprintf(stderr, "braq: %s\n", failure.what());
+        std::fprintf(stderr, "braq: %s\n", reasonOf(failure).c_str());
         return failed;
     }
 }

@@ -1,0 +1,41 @@
+#include "tools/braq/Keys.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+TEST(Keys, AreCharactersAndArrows) {
+    Keys keys;
+    EXPECT_THAT(keys.add(" +=-rnpq?"), ElementsAre(Key::space, Key::plus, Key::plus, Key::minus, Key::r, Key::n, Key::p,
+                                                   Key::q, Key::questionMark));
+    EXPECT_THAT(keys.add("\x1b[A\x1b[B\x1b[C\x1b[D"), ElementsAre(Key::up, Key::down, Key::right, Key::left));
+    EXPECT_THAT(keys.add("\x1bOA\x1bOD"), ElementsAre(Key::up, Key::left)) << "as some terminals send them";
+    EXPECT_THAT(keys.add("\x1b[1;5C"), ElementsAre(Key::right)) << "with the control key";
+}
+
+TEST(Keys, MayComeInPieces) {
+    Keys keys;
+    EXPECT_THAT(keys.add("\x1b"), IsEmpty());
+    EXPECT_THAT(keys.add("["), IsEmpty());
+    EXPECT_THAT(keys.add("C "), ElementsAre(Key::right, Key::space));
+}
+
+TEST(Keys, TheEscapeKeyAloneDoesNotSwallowTheNextOne) {
+    Keys keys;
+    EXPECT_THAT(keys.add("\x1bq"), ElementsAre(Key::q));
+    EXPECT_THAT(keys.add("\x1b\x1b[A"), ElementsAre(Key::up));
+}
+
+TEST(Keys, OthersAreLeftOut) {
+    Keys keys;
+    EXPECT_THAT(keys.add("xQ\r\n\t\x7f"
+                         "\x1b[3~\x1b[H\x1b[15~\xc3\xa4"),
+                IsEmpty());
+    EXPECT_THAT(keys.add("q"), ElementsAre(Key::q)) << "and leave nothing behind";
+}
+
+} // namespace

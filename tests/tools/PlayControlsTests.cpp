@@ -1,0 +1,155 @@
+#include "tools/braq/PlayControls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace {
+
+using testing::StrictMock;
+using Wish = PlayControls::Wish;
+
+constexpr Float64 fileRate = 1000.0;
+constexpr SInt64 fileFrames = 20'000;
+
+class MockPlayback : public Playback {
+  public:
+    MockPlayback() : Playback(fileFrames, fileRate, 2) {}
+
+    MOCK_METHOD(void, start, (), (override));
+    MOCK_METHOD(void, pause, (), (override));
+    MOCK_METHOD(void, resume, (), (override));
+    MOCK_METHOD(bool, isRunning, (), (const, override));
+    MOCK_METHOD(bool, hasEnded, (), (override));
+    MOCK_METHOD(SInt64, frame, (), (override));
+    MOCK_METHOD(void, goTo, (SInt64), (override));
+    MOCK_METHOD(bool, canPlayBackwards, (), (const, override));
+    MOCK_METHOD(void, setSpeed, (double), (override));
+    MOCK_METHOD(void, setVolume, (double), (override));
+    MOCK_METHOD(float, takeLevel, (UInt32), (override));
+    MOCK_METHOD(UInt64, underruns, (), (const, override));
+    MOCK_METHOD(std::shared_ptr<NSError>, lastError, (), (const, override));
+};
+
+class Tool_PlayControls : public testing::Test {
+  protected:
+    void press(PlayControls& controls, Key key, int times = 1) {
+        for (int time = 0; time < times; ++time) {
+            EXPECT_EQ(controls.press(key, playback), Wish::nothing);
+        }
+    }
+    void expectToGo(SInt64 from, Key key, SInt64 to) {
+        PlayControls controls(1.0, 0.0);
+        EXPECT_CALL(playback, frame).WillOnce(testing::Return(from));
+        EXPECT_CALL(playback, goTo(to));
+        press(controls, key);
+    }
+
+    StrictMock<MockPlayback> playback;
+};
+
+TEST_F(Tool_PlayControls, AFileStartsAsItIsSet) {
+    PlayControls controls(-2.0, -6.0);
+    const testing::InSequence sequence;
+    EXPECT_CALL(playback, setSpeed(-2.0));
+    EXPECT_CALL(playback, setVolume(-6.0));
+    EXPECT_CALL(playback, start);
+    controls.start(playback);
+    EXPECT_TRUE(controls.isReverse());
+}
+
+TEST_F(Tool_PlayControls, SpacePausesAndResumes) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, pause);
+    press(controls, Key::space);
+    EXPECT_TRUE(controls.isPaused());
+    EXPECT_CALL(playback, resume);
+    press(controls, Key::space);
+    EXPECT_FALSE(controls.isPaused());
+}
+
+TEST_F(Tool_PlayControls, TheNextFilePlaysAlsoAfterAPause) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, pause);
+    press(controls, Key::space);
+    EXPECT_CALL(playback, setSpeed(1.0));
+    EXPECT_CALL(playback, setVolume(0.0));
+    EXPECT_CALL(playback, start);
+    controls.start(playback);
+    EXPECT_FALSE(controls.isPaused());
+}
+
+TEST_F(Tool_PlayControls, ArrowsSkipFiveSecondsInsideOfTheFile) {
+    expectToGo(6'000, Key::right, 11'000);
+    expectToGo(6'000, Key::left, 1'000);
+    expectToGo(3'000, Key::left, 0);
+    expectToGo(18'000, Key::right, fileFrames);
+    expectToGo(fileFrames, Key::right, fileFrames);
+}
+
+TEST_F(Tool_PlayControls, SpeedGoesBySemitonesAndComesBack) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, setSpeed(testing::DoubleNear(std::exp2(1.0 / 12.0), 1e-12)));
+    press(controls, Key::plus);
+    EXPECT_CALL(playback, setSpeed(1.0));
+    press(controls, Key::minus);
+    EXPECT_CALL(playback, setSpeed(testing::Lt(1.0)));
+    press(controls, Key::minus);
+}
+
+TEST_F(Tool_PlayControls, SpeedStaysBetweenAQuarterAndFourTimes) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, setSpeed(testing::AllOf(testing::Ge(0.25), testing::Le(4.0)))).Times(24 + 48);
+    press(controls, Key::plus, 30);
+    EXPECT_EQ(controls.speed(), 4.0);
+    press(controls, Key::minus, 60);
+    EXPECT_EQ(controls.speed(), 0.25);
+}
+
+TEST_F(Tool_PlayControls, ASpeedBeyondThatIsOnlyTakenBack) {
+    PlayControls controls(8.0, 0.0);
+    press(controls, Key::plus);
+    EXPECT_EQ(controls.speed(), 8.0);
+    EXPECT_CALL(playback, setSpeed(testing::Lt(8.0)));
+    press(controls, Key::minus);
+}
+
+TEST_F(Tool_PlayControls, RTurnsRoundAndKeepsTheSpeed) {
+    PlayControls controls(1.5, 0.0);
+    EXPECT_CALL(playback, canPlayBackwards).WillRepeatedly(testing::Return(true));
+    EXPECT_CALL(playback, setSpeed(-1.5));
+    press(controls, Key::r);
+    EXPECT_CALL(playback, setSpeed(1.5));
+    press(controls, Key::r);
+}
+
+TEST_F(Tool_PlayControls, ALoopIsNotTurnedRound) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, canPlayBackwards).WillRepeatedly(testing::Return(false));
+    press(controls, Key::r);
+    EXPECT_FALSE(controls.isReverse());
+}
+
+TEST_F(Tool_PlayControls, VolumeGoesByADecibelWithinItsRange) {
+    PlayControls controls(1.0, 10.5);
+    EXPECT_CALL(playback, setVolume(11.5));
+    press(controls, Key::up, 3);
+    EXPECT_EQ(controls.decibels(), 11.5);
+    PlayControls quiet(1.0, -59.0);
+    EXPECT_CALL(playback, setVolume(-60.0));
+    press(quiet, Key::down, 3);
+    PlayControls loud(1.0, 24.0);
+    EXPECT_CALL(playback, setVolume(23.0));
+    press(loud, Key::down);
+}
+
+TEST_F(Tool_PlayControls, OtherKeysAskTheProgram) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_EQ(controls.press(Key::n, playback), Wish::next);
+    EXPECT_EQ(controls.press(Key::p, playback), Wish::previous);
+    EXPECT_EQ(controls.press(Key::q, playback), Wish::quit);
+    EXPECT_EQ(controls.press(Key::questionMark, playback), Wish::help);
+}
+
+} // namespace

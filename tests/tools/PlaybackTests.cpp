@@ -1,0 +1,142 @@
+#include "tests/src/UnitFixture.h"
+#include "tests/support/FrameLists.h"
+#include "tests/support/NumberedFiles.h"
+#include "tests/support/PrivateSoundServer.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tools/braq/FilePlayback.h"
+#include "tools/braq/LoopPlayback.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using braq::testing::eventually;
+using braq::testing::sampleOf;
+
+class Tool_Playback : public unit_test::UnitTest {
+  protected:
+    // All that is asked for here is read ahead before it is played, so that no worker is waited for.
+    std::shared_ptr<BRAQExtendedAudioFile> numbered(UInt64 frames) const {
+        const std::string path = folder.path() / "numbered.wav";
+        braq::testing::writeNumberedFile(path, frames);
+        return BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
+    }
+
+    /// Expects that the next cycle plays the frames from `first` on.
+    /// @param direction 1 upwards, -1 downwards
+    void expectCycle(SInt64 first, int direction, UInt32 frames = 500) {
+        const auto& played = step(frames);
+        for (UInt32 frame = 0; frame < frames; ++frame) {
+            const auto expected = static_cast<UInt64>(first + direction * SInt64{frame});
+            ASSERT_EQ(played[0][frame], sampleOf(expected, 0)) << "frame " << frame;
+            ASSERT_EQ(played[1][frame], sampleOf(expected, 1)) << "frame " << frame;
+        }
+    }
+
+    braq::testing::TemporaryFolder folder;
+};
+
+TEST_F(Tool_Playback, AFileEndsWhenTheMainThreadHearsOfIt) {
+    FilePlayback playback(numbered(1000), device);
+    playback.start();
+    expectCycle(0, 1);
+    EXPECT_EQ(playback.frame(), 500);
+    EXPECT_FALSE(playback.hasEnded());
+    expectCycle(500, 1);
+    step(500);
+    EXPECT_TRUE(eventually([&] {
+        BRAQMainQueue::mainQueue().drain();
+        return playback.hasEnded();
+    }));
+    EXPECT_FALSE(playback.isRunning());
+    EXPECT_EQ(playback.frame(), 1000);
+    EXPECT_EQ(playback.underruns(), 0U);
+}
+
+TEST_F(Tool_Playback, AFileEndsAlsoWhenNobodySaysSo) {
+    FilePlayback playback(numbered(1000), device);
+    playback.start();
+    step(1000);
+    step(500);
+    EXPECT_FALSE(playback.hasEnded()) << "it is given a moment";
+    EXPECT_TRUE(eventually([&] { return playback.hasEnded(); })) << "the main queue has not been run";
+}
+
+TEST_F(Tool_Playback, AFileThatHasEndedGoesOnWhenItIsMoved) {
+    FilePlayback playback(numbered(1000), device);
+    playback.start();
+    step(1000);
+    step(500);
+    EXPECT_FALSE(playback.hasEnded());
+    playback.goTo(200);
+    BRAQMainQueue::mainQueue().drain();
+    EXPECT_FALSE(playback.hasEnded());
+    expectCycle(200, 1);
+}
+
+TEST_F(Tool_Playback, TurningRoundIsHeardAtOnce) {
+    FilePlayback playback(numbered(20'000), device);
+    playback.start();
+    expectCycle(0, 1);
+    expectCycle(500, 1);
+    playback.setSpeed(-1.0);
+    expectCycle(999, -1);
+    EXPECT_EQ(playback.frame(), 1000) << "not counted up";
+    playback.setSpeed(1.0);
+    expectCycle(1000, 1);
+}
+
+TEST_F(Tool_Playback, APauseLeavesNothingOut) {
+    FilePlayback playback(numbered(5000), device);
+    playback.start();
+    expectCycle(0, 1);
+    playback.pause();
+    EXPECT_FALSE(playback.isRunning());
+    playback.resume();
+    expectCycle(500, 1);
+    playback.pause();
+    playback.goTo(3000);
+    playback.resume();
+    expectCycle(3000, 1);
+}
+
+TEST_F(Tool_Playback, TellsOfTheLevel) {
+    FilePlayback playback(numbered(5000), device);
+    playback.setVolume(-20.0);
+    playback.start();
+    step(500);
+    EXPECT_FLOAT_EQ(playback.takeLevel(0), 0.1F * sampleOf(499, 0));
+    EXPECT_EQ(playback.takeLevel(0), 0.0F);
+}
+
+TEST_F(Tool_Playback, ALoopGoesOnWithItsFirstFrame) {
+    for (const UInt32 length : {10'000U, 4096U, 500U, 7U}) {
+        LoopPlayback playback(numbered(length), device);
+        playback.start();
+        constexpr UInt32 frames = 12'000;
+        const auto& played = step(frames);
+        for (UInt32 frame = 0; frame < frames; ++frame) {
+            ASSERT_EQ(played[1][frame], sampleOf(frame % length, 1)) << "frame " << frame << " of " << length;
+        }
+        EXPECT_EQ(playback.underruns(), 0U);
+        EXPECT_FALSE(playback.hasEnded());
+    }
+}
+
+TEST_F(Tool_Playback, ALoopCanBePausedAndMoved) {
+    LoopPlayback playback(numbered(10'000), device);
+    EXPECT_FALSE(playback.canPlayBackwards());
+    playback.goTo(9'900);
+    playback.start();
+    expectCycle(9'900, 1, 100);
+    expectCycle(0, 1);
+    playback.pause();
+    playback.goTo(4'000);
+    playback.resume();
+    expectCycle(4'000, 1);
+    EXPECT_EQ(playback.frame(), 4'500);
+}
+
+TEST_F(Tool_Playback, AnEmptyFileIsNoLoop) { EXPECT_THROW(LoopPlayback(numbered(0), device), std::runtime_error); }
+
+} // namespace

@@ -1,0 +1,78 @@
+#include "tests/support/TemporaryFolder.h"
+#include "tools/braq/RecordFormats.h"
+#include "tools/braq/RecordedFile.h"
+#include "tools/braq/Trouble.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::HasSubstr;
+
+std::string complaint(const std::string& path, const std::string& name) {
+    try {
+        chooseRecordFormat(path, name);
+    } catch (const WrongUsage& raised) {
+        return raised.what();
+    }
+    return "none";
+}
+
+TEST(RecordFormats, TheEndingChoosesTheTypeAndItsUsualFormat) {
+    EXPECT_EQ(chooseRecordFormat("a.wav", "").fileType, kAudioFileWAVEType);
+    EXPECT_EQ(chooseRecordFormat("a.wav", "").bits, 16U);
+    EXPECT_EQ(chooseRecordFormat("/b/A.FLAC", "").formatID, kAudioFormatFLAC);
+    EXPECT_EQ(chooseRecordFormat("a.b.m4a", "").formatID, kAudioFormatMPEG4AAC);
+    EXPECT_EQ(chooseRecordFormat("a.m4a", "alac24").bits, 24U);
+    EXPECT_EQ(chooseRecordFormat("a.caf", "float").flags, kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked);
+}
+
+TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
+    EXPECT_THAT(complaint("a.mp3", ""), HasSubstr("chooses its type"));
+    EXPECT_THAT(complaint("wav", ""), HasSubstr(".wav .wave"));
+    EXPECT_THAT(complaint("a.flac", "aac"), HasSubstr("cannot hold 'aac', but flac flac24"));
+    EXPECT_THAT(complaint("a.wav", "mp3"), HasSubstr("cannot hold 'mp3', but pcm16 pcm24 pcm32 float"));
+}
+
+TEST(RecordFormats, EachOfThemCanBeWrittenAndReadAgain) {
+    const braq::testing::TemporaryFolder folder;
+    const auto pairs = recordFormats();
+    EXPECT_GT(pairs.size(), 30U);
+    for (const auto& [ending, name] : pairs) {
+        const std::string path = folder.path() / (name + ending);
+        const RecordFormat format = chooseRecordFormat(path, name);
+        constexpr UInt32 frames = 4800;
+        {
+            const auto file =
+                RecordedFile::create(path, format.fileType, descriptionOf(format, 1, 48000.0), nullptr, std::nullopt);
+            const std::unique_ptr<AudioBufferList, decltype(&BRAQAudioBufferListDestroy)> list(
+                BRAQAudioBufferListCreate(1, sizeof(Float32), frames, false), &BRAQAudioBufferListDestroy);
+            UInt32 toWrite = frames;
+            file->writeAudioBufferList(list.get(), &toWrite);
+        }
+        const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
+        ASSERT_NE(file, nullptr) << path;
+        EXPECT_EQ(file->fileDataFormat().mFormatID, format.formatID) << path;
+        EXPECT_GE(file->frameCount(), frames) << path;
+    }
+}
+
+TEST(RecordedFile, TakesSoManyFramesAndNoMore) {
+    const braq::testing::TemporaryFolder folder;
+    const std::string path = folder.path() / "a.wav";
+    const RecordFormat format = chooseRecordFormat(path, "");
+    auto file = RecordedFile::create(path, format.fileType, descriptionOf(format, 1, 48000.0), nullptr, 1500);
+    const std::unique_ptr<AudioBufferList, decltype(&BRAQAudioBufferListDestroy)> list(
+        BRAQAudioBufferListCreate(1, sizeof(Float32), 1000, false), &BRAQAudioBufferListDestroy);
+    for (const SInt64 expected : {1000, 1500, 1500}) {
+        UInt32 frames = 1000;
+        file->writeAudioBufferList(list.get(), &frames);
+        EXPECT_EQ(frames, 1000U);
+        EXPECT_EQ(file->framesWritten(), expected);
+    }
+    file.reset();
+    EXPECT_EQ(BRAQExtendedAudioFile::initForPlaybackWithFilename(path)->frameCount(), 1500);
+}
+
+} // namespace

@@ -1,0 +1,140 @@
+#include "tests/support/NumberedFiles.h"
+#include "tests/tools/pipewire/Sound.h"
+#include "tests/tools/pipewire/ToolFixture.h"
+
+#include <gmock/gmock.h>
+
+#include <cmath>
+#include <csignal>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace tool_test;
+using braq::testing::audioFile;
+using braq::testing::eventually;
+using testing::HasSubstr;
+
+class Tool_Play : public ToolOnASink {
+  protected:
+    /// Plays to the end, and returns all that was heard of it.
+    Sound hear(std::vector<std::string> arguments) const {
+        constexpr std::size_t mostFrames = 1'000'000;
+        arguments.insert(arguments.begin(), {"play", "--device", "test.sink"});
+        const Capture capture("test.sink.monitor", mostFrames);
+        EXPECT_EQ(start("play", arguments)->wait(), 0) << written("play");
+        // What was played last is on its way.
+        const std::size_t end = capture.frames() + 2 * cycle;
+        EXPECT_TRUE(eventually([&] { return capture.frames() >= end; }));
+        return capture.sound();
+    }
+};
+
+TEST_F(Tool_Play, TheSinkGetsALosslessFileBitForBit) {
+    const Sound file = toneAndNoise(100'000, rate);
+    writeFile(path("file.wav"), file, rate);
+    const Sound heard = hear({path("file.wav")}).trimmed();
+    EXPECT_EQ(heard.frames(), file.frames());
+    EXPECT_EQ(firstDifference(heard, file), file.frames());
+    EXPECT_THAT(written("play"), HasSubstr(", 0 underruns"));
+}
+
+TEST_F(Tool_Play, AFileOf24BitsToo) {
+    const Sound file = readFile(audioFile("reference-48k-stereo-24.wav")).trimmed();
+    const Sound heard = hear({audioFile("reference-48k-stereo-24.wav")}).trimmed();
+    EXPECT_EQ(heard.frames(), file.frames());
+    EXPECT_EQ(firstDifference(heard, file), file.frames());
+}
+
+TEST_F(Tool_Play, BackwardsTheLastFrameComesFirst) {
+    const Sound file = toneAndNoise(60'000, rate);
+    writeFile(path("file.wav"), file, rate);
+    const Sound heard = hear({path("file.wav"), "--speed", "-1"}).trimmed();
+    EXPECT_EQ(heard.frames(), file.frames());
+    EXPECT_EQ(firstDifference(heard, file.backwards()), file.frames());
+}
+
+TEST_F(Tool_Play, BeginsWhereItIsToldTo) {
+    const Sound file = toneAndNoise(60'000, rate);
+    writeFile(path("file.wav"), file, rate);
+    const Sound forwards = hear({path("file.wav"), "--start", "1"}).trimmed();
+    EXPECT_EQ(firstDifference(forwards, file.part(48'000, 12'000)), 12'000U);
+    const Sound backwards = hear({path("file.wav"), "--start", "0:00.5", "--speed", "-1"}).trimmed();
+    EXPECT_EQ(backwards.frames(), 24'000U);
+    EXPECT_EQ(firstDifference(backwards, file.part(0, 24'000).backwards()), 24'000U);
+}
+
+TEST_F(Tool_Play, SeveralFilesComeOneAfterTheOther) {
+    const Sound one = toneAndNoise(20'000, rate);
+    writeFile(path("one.wav"), one, rate);
+    const Sound both = hear({path("one.wav"), path("one.wav")}).trimmed();
+    EXPECT_EQ(firstDifference(both, one), one.frames());
+    const Sound last = both.part(both.frames() - one.frames(), one.frames());
+    EXPECT_EQ(firstDifference(last, one), one.frames());
+    EXPECT_GE(both.frames(), 2 * one.frames());
+}
+
+TEST_F(Tool_Play, FilesOfAnotherRateHaveTheirLengthLevelAndPitch) {
+    constexpr double fileRate = 44100.0;
+    writeFile(path("file.wav"), toneAndNoise(88'200, fileRate), fileRate);
+    const Sound heard = hear({path("file.wav")}).trimmed(1e-4F);
+    EXPECT_NEAR(static_cast<double>(heard.frames()), 2.0 * rate, static_cast<double>(cycle));
+    EXPECT_NEAR(levelOf(heard.left), 0.5 / std::sqrt(2.0), 0.005);
+    EXPECT_NEAR(frequencyOf(heard.part(cycle, 80'000).left, rate), 1000.0, 1.0)
+        << "without what a filter adds at the ends";
+}
+
+TEST_F(Tool_Play, SpeedAndVolumeAreHeard) {
+    writeFile(path("file.wav"), toneAndNoise(96'000, rate), rate);
+    const Sound heard = hear({path("file.wav"), "--speed", "2", "--volume", "-6.0206"}).trimmed(1e-4F);
+    EXPECT_NEAR(static_cast<double>(heard.frames()), rate, static_cast<double>(cycle));
+    EXPECT_NEAR(levelOf(heard.left), 0.25 / std::sqrt(2.0), 0.005);
+    EXPECT_NEAR(frequencyOf(heard.part(cycle, 40'000).left, rate), 2000.0, 1.0);
+}
+
+TEST_F(Tool_Play, LossyFilesHaveTheirLengthAndLevel) {
+    constexpr double fileRate = 44100.0;
+    const Sound reference = readFile(audioFile("reference-44k-stereo-16.wav"));
+    const std::vector<std::pair<std::string, std::size_t>> filesAndStarts{
+        {"lossy-aac.m4a", 0}, {"lossy-vbr.mp3", 3}, {"lossy-vorbis.ogg", 3}, {"lossy-opus.opus", 3}};
+    for (const auto& [name, startSeconds] : filesAndStarts) {
+        const Sound file = reference.part(startSeconds * 44'100, reference.frames());
+        const Sound heard = hear({audioFile(name), "--start", std::to_string(startSeconds)}).trimmed(1e-3F);
+        EXPECT_NEAR(static_cast<double>(heard.frames()), static_cast<double>(file.frames()) / fileRate * rate,
+                    static_cast<double>(cycle))
+            << name;
+        EXPECT_NEAR(20.0 * std::log10(levelOf(heard.left) / levelOf(file.left)), 0.0, 0.5) << name;
+    }
+}
+
+TEST_F(Tool_Play, ALoopHasNoGap) {
+    for (const std::size_t length : {std::size_t{30'000}, std::size_t{4096}, std::size_t{100}}) {
+        const Sound file = toneAndNoise(length, rate);
+        writeFile(path("file.wav"), file, rate);
+        constexpr std::size_t framesToHear = 70'000;
+        const Capture capture("test.sink.monitor", 600'000);
+        const auto tool = start("loop", {"play", "--device", "test.sink", "--loop", path("file.wav")});
+        Sound heard;
+        ASSERT_TRUE(eventually([&] { return (heard = capture.sound().trimmed()).frames() >= framesToHear; })) << length;
+        tool->signal(SIGINT);
+        EXPECT_EQ(tool->wait(), 0);
+        std::size_t wrong = 0;
+        for (std::size_t frame = 0; frame < framesToHear; ++frame) {
+            wrong += heard.right[frame] != file.right[frame % length] ? 1 : 0;
+        }
+        EXPECT_EQ(wrong, 0U) << length << " frames";
+    }
+}
+
+TEST_F(Tool_Play, EndsWhenTheDeviceIsGone) {
+    writeFile(path("file.wav"), toneAndNoise(1'440'000, rate), rate);
+    const auto tool = start("gone", {"play", "--device", "test.sink", path("file.wav"), path("file.wav")});
+    ASSERT_TRUE(eventuallyWrites("gone", "playing"));
+    server.destroy("test.sink");
+    EXPECT_EQ(tool->wait(), 1);
+    EXPECT_THAT(written("gone"), HasSubstr("braq: the device is gone"));
+}
+
+} // namespace

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <BRAQAudio/BRAQAudio.h>
+
+#include <memory>
+
+/// A file that plays on a device. Main thread; raises what the library raises.
+class Playback {
+  public:
+    virtual ~Playback() = default;
+    Playback(const Playback&) = delete;
+    Playback& operator=(const Playback&) = delete;
+
+    /// Of the file.
+    SInt64 frames() const noexcept { return mFrames; }
+    Float64 rate() const noexcept { return mRate; }
+    UInt32 channels() const noexcept { return mChannels; }
+
+    /// Plays from the place where it is.
+    virtual void start() = 0;
+    /// Both leave nothing out.
+    virtual void pause() = 0;
+    virtual void resume() = 0;
+    /// Also false when the device is gone.
+    virtual bool isRunning() const = 0;
+    /// Whether all of the file was played.
+    virtual bool hasEnded() = 0;
+
+    /// The frame of the file that is played now.
+    virtual SInt64 frame() = 0;
+    virtual void goTo(SInt64 frame) = 0;
+    virtual bool canPlayBackwards() const = 0;
+    /// @param speed below 0 backwards, heard at once; its magnitude from 1/32 to 32
+    virtual void setSpeed(double speed) = 0;
+    virtual void setVolume(double decibels) = 0;
+
+    /// The highest absolute sample since this was last asked.
+    virtual float takeLevel(UInt32 channel) = 0;
+    virtual UInt64 underruns() const = 0;
+    /// Why reading ended too early; null if it did not.
+    virtual std::shared_ptr<NSError> lastError() const = 0;
+
+  protected:
+    explicit Playback(const BRAQExtendedAudioFile& file)
+        : Playback(file.frameCount(), file.streamDescription()->sampleRate(),
+                   file.streamDescription()->channelsPerFrame()) {}
+    Playback(SInt64 frames, Float64 rate, UInt32 channels) : mFrames(frames), mRate(rate), mChannels(channels) {}
+
+  private:
+    const SInt64 mFrames;
+    const Float64 mRate;
+    const UInt32 mChannels;
+};
