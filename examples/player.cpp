@@ -2,9 +2,6 @@
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <iostream>
-#include <memory>
-
-namespace {
 
 // Any object can be a delegate; it is called on the thread that runs the main queue.
 struct Listener {
@@ -14,17 +11,11 @@ struct Listener {
     }
 };
 
-} // namespace
-
 int main(int argc, char** argv) {
-    if (argc != 2) {
-        std::cerr << "usage: player FILE\n";
-        return 2;
-    }
-    const auto device = BRAQAudioDevice::defaultPlaybackDevice();
-    const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(argv[1], device);
+    const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(argc == 2 ? argv[1] : "", nullptr);
     if (player == nullptr) {
-        return 1; // the log, which is on the terminal, says why
+        std::cerr << "usage: player FILE\n"; // what is wrong with the file is said by the log, on the terminal
+        return 1;
     }
     Listener listener;
     player->setDelegate(&listener);

@@ -30,6 +30,9 @@ bench_packages=(
 # For the examples with a window, which are left out without them, and for the tests of those.
 window_packages=(libgtk-4-dev qt6-base-dev xvfb libxtst6)
 
+# Headers that are compiled once for many tests may be kept by the compiler's cache.
+export CCACHE_SLOPPINESS="${CCACHE_SLOPPINESS:-pch_defines,time_macros}"
+
 missing_packages() {
     local package
     for package in "$@"; do
