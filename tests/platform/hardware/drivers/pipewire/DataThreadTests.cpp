@@ -15,6 +15,7 @@
 #include <memory>
 #include <semaphore>
 #include <thread>
+#include <vector>
 
 using namespace braq;
 using namespace braq::testing;
@@ -61,7 +62,9 @@ class Context {
 
 /// Of the thread of a loop that is started now.
 ThreadFacts factsOfNewLoop() {
-    auto& loop = *new pipewire::Loop;
+    // Never destroyed, as that of the driver, and kept where a leak detector finds them.
+    static auto& loops = *new std::vector<std::unique_ptr<pipewire::Loop>>;
+    pipewire::Loop& loop = *loops.emplace_back(std::make_unique<pipewire::Loop>());
     ThreadFacts facts{};
     std::binary_semaphore isDone{0};
     const auto look = [&] {
