@@ -114,7 +114,7 @@ class Files_FileWriterFullDisk : public testing::TestWithParam<Coding> {
 
 TEST_P(Files_FileWriterFullDisk, KeepsWhatWasWrittenAndNothingOfTheCallThatFailed) {
     if (!runWithSmallDisk(mFolder.path(), diskBytes, [&] { fillTheDisk(); })) {
-        GTEST_SKIP() << "Not shown: this process may not mount a small disk.";
+        GTEST_SKIP() << "not shown: this process may not mount a small disk";
     }
 }
 
@@ -125,7 +125,7 @@ TEST_P(Files_FileWriterFullDisk, KeepsWhatWasWrittenWhereSpaceCannotBeReserved) 
         }
     });
     if (!isRun) {
-        GTEST_SKIP() << "Not shown: this process may not mount a small disk.";
+        GTEST_SKIP() << "not shown: this process may not mount a small disk";
     }
 }
 
@@ -142,7 +142,7 @@ TEST_P(Files_FileWriterFullDisk, GoesOnWhenThereIsSpaceAgain) {
         expectHolds(written + framesOfCall);
     });
     if (!isRun) {
-        GTEST_SKIP() << "Not shown: this process may not mount a small disk.";
+        GTEST_SKIP() << "not shown: this process may not mount a small disk";
     }
 }
 
@@ -155,7 +155,7 @@ TEST_P(Files_FileWriterFullDisk, HasNoFileWhereThereIsNoSpaceForItsHeader) {
         EXPECT_FALSE(std::filesystem::exists(mPath));
     });
     if (!isRun) {
-        GTEST_SKIP() << "Not shown: this process may not mount a small disk.";
+        GTEST_SKIP() << "not shown: this process may not mount a small disk";
     }
     EXPECT_THAT(mLog.errors(), SizeIs(1));
 }
