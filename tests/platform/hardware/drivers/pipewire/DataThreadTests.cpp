@@ -63,8 +63,8 @@ class Context {
 /// Of the thread of a loop that is started now.
 ThreadFacts factsOfNewLoop() {
     // Never destroyed, as that of the driver, and kept where a leak detector finds them.
-    static auto& loops = *new std::vector<std::unique_ptr<pipewire::Loop>>;
-    pipewire::Loop& loop = *loops.emplace_back(std::make_unique<pipewire::Loop>());
+    static auto& loops = *new std::vector<pipewire::Loop*>;
+    pipewire::Loop& loop = *loops.emplace_back(new pipewire::Loop);
     ThreadFacts facts{};
     std::binary_semaphore isDone{0};
     const auto look = [&] {
