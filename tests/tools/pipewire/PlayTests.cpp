@@ -48,6 +48,35 @@ TEST_F(Tool_Play, AFileOf24BitsToo) {
     EXPECT_EQ(firstDifference(heard, file), file.frames());
 }
 
+/// On a server that runs at the rate of most files.
+class Tool_PlayAt44100 : public Tool_Play {
+  protected:
+    void SetUp() override {
+        server.configure("default.clock.rate", "44100");
+        Tool_Play::SetUp();
+    }
+    void expectHeardAsItIsRead(const std::string& name) const {
+        const Sound file = readFile(audioFile(name)).trimmed();
+        const Sound heard = hear({audioFile(name)}).trimmed();
+        EXPECT_EQ(heard.frames(), file.frames()) << name;
+        EXPECT_EQ(firstDifference(heard, file), file.frames()) << name;
+    }
+};
+
+TEST_F(Tool_PlayAt44100, LosslessFilesArriveBitForBit) {
+    for (const char* name :
+         {"reference-44k-stereo-16.wav", "reference-44k-stereo-float.wav", "same-as-reference-16.aiff",
+          "same-as-reference-16.caf", "same-as-reference-16.flac", "same-as-reference-alac.m4a"}) {
+        expectHeardAsItIsRead(name);
+    }
+}
+
+TEST_F(Tool_PlayAt44100, LossyFilesAreWhatIsReadOfThem) {
+    for (const char* name : {"lossy-aac.m4a", "lossy-aac.aac", "lossy-cbr.mp3", "lossy-vbr.mp3", "lossy-vorbis.ogg"}) {
+        expectHeardAsItIsRead(name);
+    }
+}
+
 TEST_F(Tool_Play, BackwardsTheLastFrameComesFirst) {
     const Sound file = toneAndNoise(60'000, rate);
     writeFile(path("file.wav"), file, rate);
