@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQExtendedAudioFileRecorder.h"
 #include "tests/src/PlayerFixture.h"
+#include "tests/support/Amplitude.h"
 #include "tests/support/ChildProcess.h"
 
 #include <poll.h>
@@ -10,8 +11,6 @@
 #include <cctype>
 #include <chrono>
 #include <cmath>
-#include <complex>
-#include <numbers>
 #include <ostream>
 #include <string>
 #include <thread>
@@ -19,6 +18,7 @@
 
 namespace {
 
+using braq::testing::amplitudeAt;
 using player_test::Insides;
 using player_test::Player;
 using Samples = std::vector<Float32>;
@@ -198,15 +198,12 @@ INSTANTIATE_TEST_SUITE_P(Of, PlayerLoopbackAtAnotherRate,
                                          "lossy-vorbis.ogg"),
                          [](const auto& of) { return nameOfTest(of.param); });
 
-/// Amplitude of a sine of that frequency in one channel.
-double amplitudeAt(double frequency, const Samples& samples, std::size_t channel, std::size_t channels, double rate) {
-    std::complex<double> sum;
-    const std::size_t frames = samples.size() / channels;
-    for (std::size_t i = 0; i < frames; ++i) {
-        sum += static_cast<double>(samples[i * channels + channel]) *
-               std::polar(1.0, -2.0 * std::numbers::pi * frequency * static_cast<double>(i) / rate);
+Samples channelOf(const Samples& samples, std::size_t channel, std::size_t channels) {
+    Samples one;
+    for (std::size_t i = channel; i < samples.size(); i += channels) {
+        one.push_back(samples[i]);
     }
-    return 2.0 * std::abs(sum) / static_cast<double>(frames);
+    return one;
 }
 
 TEST_F(PlayerLoopback, KeepsThePitchOfEveryChannelAtAnotherRate) {
@@ -221,9 +218,10 @@ TEST_F(PlayerLoopback, KeepsThePitchOfEveryChannelAtAnotherRate) {
         channels);
     for (std::size_t channel = 0; channel < channels; ++channel) {
         const double frequency = 100.0 * static_cast<double>(channel + 1);
-        const double expected = amplitudeAt(frequency, original, channel, channels, 48000);
+        const double expected = amplitudeAt(frequency, channelOf(original, channel, channels), 48000);
         ASSERT_GT(expected, 0.01);
-        EXPECT_NEAR(amplitudeAt(frequency, recorded, channel, channels, deviceRate), expected, expected * 0.001)
+        EXPECT_NEAR(amplitudeAt(frequency, channelOf(recorded, channel, channels), deviceRate), expected,
+                    expected * 0.001)
             << "channel " << channel + 1;
     }
 }

@@ -36,14 +36,14 @@ TEST_F(Tool_PlayAndRecord, TenMinutesOfALoopAreRecordedFrameForFrame) {
     // Where in the loop the recording begins: the tone repeats itself, the noise does not.
     const Sound heard = recorded.trimmed();
     constexpr std::size_t enoughToKnow = 64;
-    const auto place =
-        std::search(file.right.begin(), file.right.end(), heard.right.begin(), heard.right.begin() + enoughToKnow);
-    ASSERT_NE(place, file.right.end());
-    const auto first = static_cast<std::size_t>(place - file.right.begin());
+    const auto place = std::search(file.right().begin(), file.right().end(), heard.right().begin(),
+                                   heard.right().begin() + enoughToKnow);
+    ASSERT_NE(place, file.right().end());
+    const auto first = static_cast<std::size_t>(place - file.right().begin());
     std::size_t wrong = 0;
     for (std::size_t frame = 0; frame < heard.frames(); ++frame) {
         const std::size_t expected = (first + frame) % length;
-        wrong += heard.left[frame] != file.left[expected] || heard.right[frame] != file.right[expected] ? 1 : 0;
+        wrong += heard.left()[frame] != file.left()[expected] || heard.right()[frame] != file.right()[expected] ? 1 : 0;
     }
     EXPECT_EQ(wrong, 0U);
     EXPECT_GT(heard.frames(), recordedFrames - 48'000) << "silence before what is played";

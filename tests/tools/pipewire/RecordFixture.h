@@ -75,8 +75,8 @@ class ToolRecord : public ToolOnASink {
             const Sound recorded = readFile(path(name)).trimmed(0.01F);
             constexpr double twoPackets = 2048.0;
             EXPECT_NEAR(static_cast<double>(recorded.frames()), static_cast<double>(frames), twoPackets) << name;
-            EXPECT_NEAR(20.0 * std::log10(levelOf(recorded.left) * std::sqrt(2.0) / 0.5), 0.0, 0.5) << name;
-            EXPECT_NEAR(frequencyOf(recorded.part(cycle, frames - 4 * cycle).left, rate), 1000.0, 1.0) << name;
+            EXPECT_NEAR(20.0 * std::log10(levelOf(recorded.left()) * std::sqrt(2.0) / 0.5), 0.0, 0.5) << name;
+            EXPECT_NEAR(frequencyOf(recorded.part(cycle, frames - 4 * cycle).left(), rate), 1000.0, 1.0) << name;
         }
     }
 };

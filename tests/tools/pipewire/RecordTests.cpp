@@ -26,8 +26,8 @@ TEST_F(Tool_Record, ChannelsAndRateAreThoseThatWereAskedFor) {
     finish(*tool, "swapped.wav");
     const Sound recorded = readFile(path("swapped.wav")).trimmed(0.01F);
     EXPECT_NEAR(static_cast<double>(recorded.frames()), 48'000.0, 100.0);
-    EXPECT_NEAR(frequencyOf(recorded.part(cycle, 40'000).right, 24000.0), 1000.0, 1.0);
-    EXPECT_NEAR(levelOf(recorded.right), 0.5 / std::sqrt(2.0), 0.005);
+    EXPECT_NEAR(frequencyOf(recorded.part(cycle, 40'000).right(), 24000.0), 1000.0, 1.0);
+    EXPECT_NEAR(levelOf(recorded.right()), 0.5 / std::sqrt(2.0), 0.005);
 }
 
 TEST_F(Tool_Record, TheDurationIsExact) {

@@ -14,21 +14,35 @@
 namespace tool_test {
 
 Sound Sound::part(std::size_t first, std::size_t count) const {
-    const auto cut = [&](const std::vector<Float32>& samples) {
-        const auto begin = samples.begin() + static_cast<std::ptrdiff_t>(std::min(first, samples.size()));
-        return std::vector<Float32>(begin, begin + std::min(static_cast<std::ptrdiff_t>(count), samples.end() - begin));
-    };
-    return {cut(left), cut(right)};
+    const std::size_t begin = std::min(first, frames());
+    const std::size_t end = begin + std::min(count, frames() - begin);
+    Sound part;
+    for (const auto& samples : channels) {
+        part.channels.emplace_back(samples.begin() + static_cast<std::ptrdiff_t>(begin),
+                                   samples.begin() + static_cast<std::ptrdiff_t>(end));
+    }
+    return part;
 }
 
-Sound Sound::backwards() const { return {{left.rbegin(), left.rend()}, {right.rbegin(), right.rend()}}; }
+Sound Sound::backwards() const {
+    Sound backwards;
+    for (const auto& samples : channels) {
+        backwards.channels.emplace_back(samples.rbegin(), samples.rend());
+    }
+    return backwards;
+}
 
 Sound Sound::trimmed(Float32 threshold) const {
     const auto isLoud = [&](Float32 sample) { return std::fabs(sample) > threshold; };
-    const auto first = std::ranges::find_if(right, isLoud);
-    const auto end = std::find_if(right.rbegin(), right.rend(), isLoud).base();
-    return first < end ? part(static_cast<std::size_t>(first - right.begin()), static_cast<std::size_t>(end - first))
-                       : Sound{};
+    std::size_t first = frames();
+    std::size_t end = 0;
+    for (const auto& samples : channels) {
+        const auto loud = std::ranges::find_if(samples, isLoud);
+        const auto quiet = std::find_if(samples.rbegin(), samples.rend(), isLoud).base();
+        first = std::min(first, static_cast<std::size_t>(loud - samples.begin()));
+        end = std::max(end, static_cast<std::size_t>(quiet - samples.begin()));
+    }
+    return first < end ? part(first, end - first) : part(0, 0);
 }
 
 Sound toneAndNoise(std::size_t frames, Float64 rate, Float64 frequency) {
@@ -36,12 +50,12 @@ Sound toneAndNoise(std::size_t frames, Float64 rate, Float64 frequency) {
     constexpr int halfScale = 16384;
     constexpr int noiseRange = 4096;
     std::mt19937 generator(1);
-    Sound sound;
+    Sound sound{std::vector<std::vector<Float32>>(2)};
     for (std::size_t frame = 0; frame < frames; ++frame) {
         const double phase = 2.0 * std::numbers::pi * frequency * static_cast<double>(frame) / rate;
         const int noise = static_cast<int>(generator() % (2 * noiseRange)) - noiseRange;
-        sound.left.push_back(static_cast<Float32>(std::round(halfScale * std::sin(phase)) / fullScale));
-        sound.right.push_back(static_cast<Float32>((noise | 1) / fullScale));
+        sound.channels[0].push_back(static_cast<Float32>(std::round(halfScale * std::sin(phase)) / fullScale));
+        sound.channels[1].push_back(static_cast<Float32>((noise | 1) / fullScale));
     }
     return sound;
 }
@@ -51,8 +65,8 @@ namespace {
 constexpr UInt32 blockFrames = 8192;
 using Block = std::unique_ptr<AudioBufferList, decltype(&BRAQAudioBufferListDestroy)>;
 
-Block makeBlock() {
-    return {BRAQAudioBufferListCreate(2, sizeof(Float32), blockFrames, false), &BRAQAudioBufferListDestroy};
+Block makeBlock(UInt32 channels) {
+    return {BRAQAudioBufferListCreate(channels, sizeof(Float32), blockFrames, false), &BRAQAudioBufferListDestroy};
 }
 
 Float32* samplesOf(const Block& block, std::size_t channel) {
@@ -66,11 +80,11 @@ void writeFile(const std::filesystem::path& path, const Sound& sound, Float64 ra
     description->setSampleRate(rate);
     const auto file =
         BRAQExtendedAudioFile::initForRecordingWithFilename(path, kAudioFileWAVEType, description, 0, nullptr);
-    const Block block = makeBlock();
+    const Block block = makeBlock(2);
     for (std::size_t first = 0; first < sound.frames(); first += blockFrames) {
         const Sound part = sound.part(first, blockFrames);
-        std::ranges::copy(part.left, samplesOf(block, 0));
-        std::ranges::copy(part.right, samplesOf(block, 1));
+        std::ranges::copy(part.left(), samplesOf(block, 0));
+        std::ranges::copy(part.right(), samplesOf(block, 1));
         auto frames = static_cast<UInt32>(part.frames());
         file->writeAudioBufferList(block.get(), &frames);
     }
@@ -78,19 +92,22 @@ void writeFile(const std::filesystem::path& path, const Sound& sound, Float64 ra
 
 Sound readFile(const std::filesystem::path& path) {
     const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
-    if (file == nullptr || file->streamDescription()->channelsPerFrame() != 2) {
-        throw std::runtime_error(path.string() + " is no stereo file");
+    if (file == nullptr) {
+        throw std::runtime_error(path.string() + " cannot be read");
     }
-    Sound sound;
-    const Block block = makeBlock();
+    const UInt32 channels = file->streamDescription()->channelsPerFrame();
+    Sound sound{std::vector<std::vector<Float32>>(channels)};
+    const Block block = makeBlock(channels);
     for (UInt32 frames = blockFrames; frames != 0;) {
         frames = blockFrames;
-        for (UInt32 buffer = 0; buffer < 2; ++buffer) {
+        for (UInt32 buffer = 0; buffer < channels; ++buffer) {
             block->mBuffers[buffer].mDataByteSize = blockFrames * static_cast<UInt32>(sizeof(Float32));
         }
         file->readIntoAudioBufferList(block.get(), 0, &frames);
-        sound.left.insert(sound.left.end(), samplesOf(block, 0), samplesOf(block, 0) + frames);
-        sound.right.insert(sound.right.end(), samplesOf(block, 1), samplesOf(block, 1) + frames);
+        for (std::size_t channel = 0; channel < channels; ++channel) {
+            const Float32* samples = samplesOf(block, channel);
+            sound.channels[channel].insert(sound.channels[channel].end(), samples, samples + frames);
+        }
     }
     return sound;
 }
@@ -113,25 +130,30 @@ double frequencyOf(const std::vector<Float32>& samples, Float64 rate) {
 }
 
 std::size_t firstDifference(const Sound& one, const Sound& other) {
-    const std::size_t both = std::min(one.frames(), other.frames());
-    std::size_t frame = 0;
-    while (frame < both && one.left[frame] == other.left[frame] && one.right[frame] == other.right[frame]) {
-        ++frame;
+    std::size_t same = std::min(one.frames(), other.frames());
+    if (one.channels.size() != other.channels.size()) {
+        return 0;
     }
-    return frame;
+    for (std::size_t channel = 0; channel < one.channels.size(); ++channel) {
+        const auto& samples = one.channels[channel];
+        const auto end = samples.begin() + static_cast<std::ptrdiff_t>(same);
+        const auto different = std::mismatch(samples.begin(), end, other.channels[channel].begin()).first;
+        same = static_cast<std::size_t>(different - samples.begin());
+    }
+    return same;
 }
 
 struct Capture::Samples {
-    explicit Samples(std::size_t most) : left(most), right(most) {}
+    Samples(std::size_t count, std::size_t mostFrames)
+        : channels(count, std::vector<Float32>(mostFrames)), most(mostFrames) {}
 
-    std::vector<Float32> left;
-    std::vector<Float32> right;
+    std::vector<std::vector<Float32>> channels;
+    const std::size_t most;
     std::atomic<std::size_t> frames{0};
     std::shared_ptr<BRAQInputAudioUnit> unit;
 };
 
-Capture::Capture(const std::string& deviceUID, std::size_t mostFrames)
-    : mSamples(std::make_shared<Samples>(mostFrames)) {
+Capture::Capture(const std::string& deviceUID, std::size_t mostFrames) {
     std::shared_ptr<BRAQAudioDevice> device;
     if (!braq::testing::eventually([&] {
             device = BRAQAudioDevice::initWithDeviceUID(deviceUID);
@@ -139,13 +161,16 @@ Capture::Capture(const std::string& deviceUID, std::size_t mostFrames)
         })) {
         throw std::runtime_error("there is no device " + deviceUID);
     }
+    mSamples = std::make_shared<Samples>(device->numberOfRecordChannels(), mostFrames);
     mSamples->unit = BRAQInputAudioUnit::initWithDevice(device, std::nullopt);
     mSamples->unit->setInputProcessingBlock(
         [samples = mSamples.get()](auto*, auto*, UInt32, UInt32 frames, AudioBufferList* list) {
             const std::size_t first = samples->frames.load(std::memory_order_relaxed);
-            const std::size_t kept = std::min<std::size_t>(frames, samples->left.size() - first);
-            std::copy_n(static_cast<const Float32*>(list->mBuffers[0].mData), kept, &samples->left[first]);
-            std::copy_n(static_cast<const Float32*>(list->mBuffers[1].mData), kept, &samples->right[first]);
+            const std::size_t kept = std::min<std::size_t>(frames, samples->most - first);
+            for (std::size_t channel = 0; channel < samples->channels.size(); ++channel) {
+                std::copy_n(static_cast<const Float32*>(list->mBuffers[channel].mData), kept,
+                            &samples->channels[channel][first]);
+            }
             samples->frames.store(first + kept, std::memory_order_release);
         });
     mSamples->unit->start();
@@ -161,8 +186,11 @@ std::size_t Capture::frames() const { return mSamples->frames.load(std::memory_o
 Sound Capture::sound() const {
     // No further: what is behind them is being written.
     const auto count = static_cast<std::ptrdiff_t>(frames());
-    return {{mSamples->left.begin(), mSamples->left.begin() + count},
-            {mSamples->right.begin(), mSamples->right.begin() + count}};
+    Sound sound;
+    for (const auto& samples : mSamples->channels) {
+        sound.channels.emplace_back(samples.begin(), samples.begin() + count);
+    }
+    return sound;
 }
 
 } // namespace tool_test

@@ -12,31 +12,32 @@ class BRAQAudioDevice;
 
 namespace tool_test {
 
-/// Two channels of samples.
+/// Samples of some channels, in each of them as many.
 struct Sound {
-    std::vector<Float32> left;
-    std::vector<Float32> right;
+    std::vector<std::vector<Float32>> channels;
 
-    std::size_t frames() const { return left.size(); }
+    std::size_t frames() const { return channels.empty() ? 0 : channels.front().size(); }
+    const std::vector<Float32>& left() const { return channels.at(0); }
+    const std::vector<Float32>& right() const { return channels.at(1); }
     Sound part(std::size_t first, std::size_t count) const;
     Sound backwards() const;
-    /// From the first frame to the last one in which the right channel is louder than `threshold`.
+    /// From the first frame to the last one in which any channel is louder than `threshold`.
     Sound trimmed(Float32 threshold = 0.0F) const;
 };
 
 /// Left a tone with an amplitude of one half, right noise of which no sample is 0; 16 bits hold both exactly.
 Sound toneAndNoise(std::size_t frames, Float64 rate, Float64 frequency = 1000.0);
 
-/// Writes a 16-bit WAVE file.
+/// Writes a 16-bit WAVE file with two channels.
 void writeFile(const std::filesystem::path& path, const Sound& sound, Float64 rate);
-/// All of a file with two channels, as the library reads it.
+/// All of a file, as the library reads it.
 Sound readFile(const std::filesystem::path& path);
 
 /// The root of the mean square.
 double levelOf(const std::vector<Float32>& samples);
 /// Counted by how often the samples rise through 0.
 double frequencyOf(const std::vector<Float32>& samples, Float64 rate);
-/// The first frame in which the two are not the same; their length if there is none.
+/// The first frame in which the two are not the same; the shorter length if there is none.
 std::size_t firstDifference(const Sound& one, const Sound& other);
 
 /// Captures a device while it lives.
@@ -54,7 +55,7 @@ class Capture {
 
   private:
     struct Samples;
-    const std::shared_ptr<Samples> mSamples;
+    std::shared_ptr<Samples> mSamples;
 };
 
 } // namespace tool_test
