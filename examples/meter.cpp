@@ -1,4 +1,4 @@
-// Shows how loud the default input is, ten times a second, until Ctrl-C.
+// Shows how loud the default input is, five times a second, until Ctrl-C.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>
@@ -31,7 +31,7 @@ int main() try {
 
     meter->start();
     while (interrupted == 0 && !hasStopped) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a level is that of the last eighth of a second
         const std::atomic<double>* levels = meter->levels();
         for (std::size_t channel = 0; channel < channels.size(); ++channel) {
             std::cout << std::fixed << std::setprecision(1) << std::setw(8) << levels[channel].load() << " dB";

@@ -71,7 +71,7 @@ void record(double seconds, const std::string& path) {
 
     meter->start();
     recorder->startRecording();
-    constexpr double untilNextLine = 100.0;
+    constexpr double untilNextLine = 200.0; // a level is that of the last eighth of a second
     while (interrupted == 0 && !listener->hasStopped && recorder->currentTime() < seconds * 1000.0) {
         wait(std::clamp(seconds * 1000.0 - recorder->currentTime(), 1.0, untilNextLine));
         showProgress(recorder->currentTime() / 1000.0, meter->levels(), metered);

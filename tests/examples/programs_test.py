@@ -85,8 +85,9 @@ class Programs(unittest.TestCase):
 
     def test_the_meter_shows_levels_until_it_is_interrupted(self):
         program = self.start("meter")
-        for _ in range(3):
-            self.assertEqual(program.stdout.readline(), "    -inf dB    -inf dB\n")
+        shown = [program.stdout.readline() for _ in range(8)]
+        # On a busy machine the device may be late, and what a level says before the device has begun means nothing.
+        self.assertEqual(shown[-3:], ["    -inf dB    -inf dB\n"] * 3, shown)
         program.send_signal(signal.SIGINT)
         _, complaint = program.communicate(timeout=60)
         self.assertEqual(program.returncode, 0, complaint)
