@@ -74,11 +74,20 @@ def summarise(results, shards=None):
     return counts, sorted(f"  {outcome}: {name}: {said}" for name, outcome, said in outcomes if outcome != "passed")
 
 
+def last_words(results, most=60):
+    """The last lines that each test of ctest that failed has written, so that nobody has to look for them far above."""
+    for case in results.iter("testcase"):
+        if outcome_of(case)[0] == "failed":
+            yield f"  the last that {case.get('name')} wrote:"
+            yield from (f"    {line}" for line in (case.findtext("system-out") or "").splitlines()[-most:])
+
+
 def main(path, folder=None):
     files = Path(folder).glob("*.xml") if folder else []
     shards = {file.name.removesuffix(".xml"): ElementTree.parse(file).getroot() for file in files}
-    counts, lines = summarise(ElementTree.parse(path).getroot(), shards)
-    for line in lines:
+    results = ElementTree.parse(path).getroot()
+    counts, lines = summarise(results, shards)
+    for line in (*lines, *last_words(results)):
         print(line)
     print(f"{counts['not shown']} not shown on this machine")
     print(f"Tests: {counts['passed']} passed, {counts['failed']} failed")

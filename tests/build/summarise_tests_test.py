@@ -60,6 +60,11 @@ class SummariseTests(unittest.TestCase):
         counts, _ = summarise(PASSED, within=(SKIPPED_WITHIN.format("later"), disabled))
         self.assertEqual(counts, {"passed": 0, "failed": 2, "not shown": 0})
 
+    def test_what_a_failed_test_wrote_last_is_repeated(self):
+        failed = '<testcase name="B" status="fail"><failure message="x"/><system-out>1\n2\n3</system-out></testcase>'
+        self.assertEqual(list(summarise_tests.last_words(parse(PASSED, failed), most=2)),
+                         ["  the last that B wrote:", "    2", "    3"])
+
 
 if __name__ == "__main__":
     unittest.main()
