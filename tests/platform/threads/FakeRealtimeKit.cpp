@@ -35,9 +35,8 @@ void raise(const FakeRealtimeKit::Call& call) {
 } // namespace
 
 FakeRealtimeKit::FakeRealtimeKit(const std::string& address, Behaviour behaviour) : mBehaviour(behaviour) {
-    std::atomic<bool> isReady{false};
-    mThread = std::thread([&, address] { serve(address, &isReady); });
-    isReady.wait(false);
+    mThread = std::thread([this, address] { serve(address); });
+    mIsReady.acquire();
 }
 
 FakeRealtimeKit::~FakeRealtimeKit() {
@@ -55,13 +54,12 @@ std::vector<FakeRealtimeKit::Call> FakeRealtimeKit::calls() {
     return mCalls;
 }
 
-void FakeRealtimeKit::serve(const std::string& address, std::atomic<bool>* isReady) {
+void FakeRealtimeKit::serve(const std::string& address) {
     DBusConnection* const connection = dbus_connection_open_private(address.c_str(), nullptr);
     REQUIRE(connection != nullptr);
     REQUIRE(dbus_bus_register(connection, nullptr));
     REQUIRE(dbus_bus_request_name(connection, kName, 0, nullptr) == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER);
-    *isReady = true;
-    isReady->notify_one();
+    mIsReady.release();
     while (!mMustEnd) {
         dbus_connection_read_write(connection, 20);
         while (DBusMessage* const request = dbus_connection_pop_message(connection)) {

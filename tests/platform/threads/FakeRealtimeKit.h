@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <semaphore>
 #include <string>
 #include <thread>
 #include <vector>
@@ -59,12 +60,13 @@ class FakeRealtimeKit {
     std::vector<Call> calls();
 
   private:
-    void serve(const std::string& address, std::atomic<bool>* isReady);
+    void serve(const std::string& address);
     DBusMessage* answer(DBusMessage* request);
     DBusMessage* answerProperty(DBusMessage* request);
     DBusMessage* answerRaise(DBusMessage* request);
 
     const Behaviour mBehaviour;
+    std::binary_semaphore mIsReady{0};
     std::atomic<bool> mMustEnd{false};
     std::mutex mMutex;
     std::condition_variable mWasAsked;
