@@ -101,6 +101,7 @@ class PlayerHammerTest : public PlayerTest {
 
     std::atomic<UInt64> framesHeard{0};
     std::atomic<SInt64> lastFrame{-1}; ///< that was heard
+    std::atomic<UInt64> beginnings{0}; ///< how often the first frame of the file was heard
 
   private:
     // A player; what it reads ahead alone takes 100 times as much as the allocator's own caches grow by.
@@ -157,6 +158,9 @@ class PlayerHammerTest : public PlayerTest {
             report(frame);
         }
         lastFrame = frame;
+        if (frame == 0) {
+            ++beginnings;
+        }
     }
 
     bool isTarget(SInt64 frame) {
