@@ -74,12 +74,20 @@ def summarise(results, shards=None):
     return counts, sorted(f"  {outcome}: {name}: {said}" for name, outcome, said in outcomes if outcome != "passed")
 
 
-def last_words(results, most=60):
-    """The last lines that each test of ctest that failed has written, so that nobody has to look for them far above."""
+def complaints(results, shards=None, most=60):
+    """What each test that failed has to say, so that nobody has to look for it far above: what GoogleTest wrote down of its
+    own, and of others the last lines.
+    """
     for case in results.iter("testcase"):
-        if outcome_of(case)[0] == "failed":
-            yield f"  the last that {case.get('name')} wrote:"
-            yield from (f"    {line}" for line in (case.findtext("system-out") or "").splitlines()[-most:])
+        if outcome_of(case)[0] != "failed":
+            continue
+        name = case.get("name")
+        within = shards[name].iter("testcase") if name in (shards or {}) else ()
+        failures = [(f"{one.get('classname')}.{one.get('name')}", failure.text or failure.get("message"))
+                    for one in within for failure in one.iter("failure")]
+        for of, said in failures or [(name, case.findtext("system-out") or "")]:
+            yield f"  {of} said:"
+            yield from (f"    {line}" for line in said.splitlines()[-most:])
 
 
 def main(path, folder=None):
@@ -87,7 +95,7 @@ def main(path, folder=None):
     shards = {file.name.removesuffix(".xml"): ElementTree.parse(file).getroot() for file in files}
     results = ElementTree.parse(path).getroot()
     counts, lines = summarise(results, shards)
-    for line in (*lines, *last_words(results)):
+    for line in (*lines, *complaints(results, shards)):
         print(line)
     print(f"{counts['not shown']} not shown on this machine")
     print(f"Tests: {counts['passed']} passed, {counts['failed']} failed")

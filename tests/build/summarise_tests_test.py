@@ -62,8 +62,13 @@ class SummariseTests(unittest.TestCase):
 
     def test_what_a_failed_test_wrote_last_is_repeated(self):
         failed = '<testcase name="B" status="fail"><failure message="x"/><system-out>1\n2\n3</system-out></testcase>'
-        self.assertEqual(list(summarise_tests.last_words(parse(PASSED, failed), most=2)),
-                         ["  the last that B wrote:", "    2", "    3"])
+        self.assertEqual(list(summarise_tests.complaints(parse(PASSED, failed), most=2)),
+                         ["  B said:", "    2", "    3"])
+
+    def test_of_what_failed_among_many_its_own_complaint_is_repeated(self):
+        within = parse(WITHIN.format("One", ""), WITHIN.format("Two", "<failure>a.cpp:3&#x0A;1 is not 2</failure>"))
+        self.assertEqual(list(summarise_tests.complaints(parse(FAILED), {"B": within})),
+                         ["  Suite.Two said:", "    a.cpp:3", "    1 is not 2"])
 
 
 if __name__ == "__main__":
