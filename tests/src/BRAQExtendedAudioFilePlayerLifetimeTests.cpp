@@ -4,7 +4,6 @@
 #include "tests/src/Resources.h"
 #include "tests/src/UnitCalls.h"
 
-#include <future>
 #include <optional>
 #include <semaphore>
 
@@ -147,20 +146,20 @@ TEST_F(FilePlayerLifetime, AnObserverMayInvalidateItAndLetItGo) {
 }
 
 TEST_F(FilePlayerLifetime, TheUnitsOwnThreadMayInvalidateItAndLetItGo) {
-    std::promise<void> isDone;
+    std::atomic<bool> isDone{false};
     auto kept = player->outputAudioUnit()->audioBufferQueue();
     player->outputAudioUnit()->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
         player->invalidate();
         player.reset();
-        isDone.set_value();
+        isDone = true;
     });
     player->setCurrentFrame(49'000);
     player->startFilePlaying();
-    while (!BRAQAudioBufferQueueReachedEndOfStream(kept.get())) {
+    EXPECT_TRUE(comesTrue([&] {
         software->step(512);
-    }
+        return isDone.load();
+    }));
     kept.reset();
-    isDone.get_future().wait();
 }
 
 TEST_F(FilePlayerLifetime, ABlockOfItsUnitsMayWantItWhileItIsInvalidated) {
@@ -173,10 +172,10 @@ TEST_F(FilePlayerLifetime, ABlockOfItsUnitsMayWantItWhileItIsInvalidated) {
     });
     player->setCurrentFrame(49'000);
     player->startFilePlaying();
-    while (!BRAQAudioBufferQueueReachedEndOfStream(&ring())) {
+    EXPECT_TRUE(comesTrue([&] {
         play(512);
-    }
-    isTold.acquire();
+        return isTold.try_acquire();
+    }));
     std::thread other([&] {
         while (player->isPlaying()) { // until it is being invalidated
             std::this_thread::yield();

@@ -102,7 +102,10 @@ class PlayerLoopback : public FileTest {
     /// recorder.
     void stopFromMainQueue(BRAQSoftwareDevice& software, const BRAQExtendedAudioFilePlayer& player) {
         pollfd watched = {queue.fileDescriptor(), POLLIN, 0};
-        ASSERT_EQ(::poll(&watched, 1, 60000), 1) << "the end was never told";
+        ASSERT_TRUE(resource_test::comesTrue([&] {
+            software.step(cycleFrames); // the end is signalled in every cycle until it is told
+            return ::poll(&watched, 1, 5) == 1;
+        })) << "the end was never told";
         std::thread cycles([&] {
             while (player.isPlaying()) {
                 software.step(cycleFrames);

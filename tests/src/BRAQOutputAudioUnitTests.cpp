@@ -11,7 +11,7 @@
 
 #include <gmock/gmock.h>
 
-#include <condition_variable>
+#include <future>
 
 namespace {
 
@@ -26,29 +26,6 @@ using unit_test::settle;
 
 constexpr OSStatus refused = -4711;
 
-/// Counts calls that come from another thread.
-class Arrivals {
-  public:
-    void add() {
-        const std::lock_guard lock(mMutex);
-        ++mCount;
-        mCame.notify_all();
-    }
-    void waitFor(int count) {
-        std::unique_lock lock(mMutex);
-        ASSERT_TRUE(mCame.wait_for(lock, std::chrono::seconds(60), [&] { return mCount >= count; })) << "it never came";
-    }
-    int count() {
-        const std::lock_guard lock(mMutex);
-        return mCount;
-    }
-
-  private:
-    std::mutex mMutex;
-    std::condition_variable mCame;
-    int mCount = 0; // under the mutex
-};
-
 /// A ring that its worker never fills.
 class EmptyRing : public queue_test::OpenQueue {
   public:
@@ -61,7 +38,7 @@ class OutputAudioUnitTest : public unit_test::UnitTest {
   protected:
     OutputAudioUnitTest() : unit(make()) {
         unit->setAudioBufferQueue(queue);
-        unit->setEndOfStreamNotificationBlock([this](BQueueableAudioNotification*) { ends.add(); });
+        unit->setEndOfStreamNotificationBlock([this](BQueueableAudioNotification*) { ++ends; });
     }
     ~OutputAudioUnitTest() override { unit.reset(); }
 
@@ -96,7 +73,11 @@ class OutputAudioUnitTest : public unit_test::UnitTest {
         return OAUOutputProc(unit.get(), &flags, &time, 0, frames, list);
     }
 
-    Arrivals ends;
+    void waitForEnds(int count) {
+        stepUntil([&] { return ends >= count; });
+    }
+
+    std::atomic<int> ends{0}; ///< that were told
     std::shared_ptr<queue_test::Reader> queue = std::make_shared<queue_test::Reader>(3, 1024);
     std::shared_ptr<BRAQOutputAudioUnit> unit;
 };
@@ -151,26 +132,29 @@ TEST_F(OutputAudioUnitTest, DeliversTheLastFramesAndSignalsTheEndOnce) {
     list.fill(99.0F);
     callBack(512, list.get());
     list.expectNumbered(0, 0, 512);
-    EXPECT_EQ(ends.count(), 0);
+    EXPECT_EQ(ends, 0);
     callBack(300, list.get());
     list.expectNumbered(0, 512, 200);
     EXPECT_EQ(list.sample(0, 200), 0.0F);
     EXPECT_EQ(list.sample(1, 299), 0.0F);
-    ends.waitFor(1);
+    EXPECT_TRUE(resource_test::comesTrue([&] {
+        callBack(300, list.get());
+        return ends == 1;
+    }));
     list.fill(99.0F);
     for (int i = 0; i < 3; ++i) {
         callBack(512, list.get());
     }
     EXPECT_EQ(list.sample(0, 0), 99.0F) << "what comes after the end is left as it is";
     settle();
-    EXPECT_EQ(ends.count(), 1);
+    EXPECT_EQ(ends, 1);
 }
 
 TEST_F(OutputAudioUnitTest, GoesOnRunningInSilenceAfterTheEnd) {
     useQueueThatEndsAt(300);
     unit->start();
     play(512);
-    ends.waitFor(1);
+    waitForEnds(1);
     EXPECT_THAT(play(512)[0], Each(0.0F));
     EXPECT_TRUE(unit->isRunning());
 }
@@ -180,26 +164,26 @@ TEST_F(OutputAudioUnitTest, PlaysAndSignalsAgainAfterANewStart) {
         useQueueThatEndsAt(300);
         unit->start();
         expectPlayed({{step(300)[0]}, {outputs[1]}}, 0);
-        ends.waitFor(round);
+        waitForEnds(round);
         unit->stop();
     }
-    EXPECT_EQ(ends.count(), 3);
+    EXPECT_EQ(ends, 3);
 }
 
 TEST_F(OutputAudioUnitTest, ANotificationThatComesAfterANewStartIsNotForThatStart) {
-    std::promise<void> isHeld;
+    std::atomic<bool> isHeld{false};
     std::promise<void> goOn;
     std::atomic<int> calls{0};
     unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
         if (++calls == 1) {
-            isHeld.set_value();
+            isHeld = true;
             goOn.get_future().wait();
         }
     });
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    isHeld.get_future().wait(); // the first end is still being told of
+    stepUntil([&] { return isHeld.load(); }); // the first end is still being told of
     unit->stop();
     useQueueThatEndsAt(100000);
     unit->start();
@@ -213,20 +197,20 @@ TEST_F(OutputAudioUnitTest, ANotificationThatComesAfterANewStartIsNotForThatStar
 }
 
 TEST_F(OutputAudioUnitTest, TellsOfAnEndThatComesWhileTheOneBeforeIsStillBeingTold) {
-    std::promise<void> isHeld;
+    std::atomic<bool> isHeld{false};
     std::promise<void> goOn;
     std::atomic<int> calls{0};
     unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
         if (++calls == 1) {
-            isHeld.set_value();
+            isHeld = true;
             goOn.get_future().wait();
         }
-        ends.add();
+        ++ends;
     });
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    isHeld.get_future().wait();
+    stepUntil([&] { return isHeld.load(); });
     unit->stop();
     useQueueThatEndsAt(300);
     unit->start();
@@ -234,7 +218,7 @@ TEST_F(OutputAudioUnitTest, TellsOfAnEndThatComesWhileTheOneBeforeIsStillBeingTo
     goOn.set_value();
     EXPECT_TRUE(resource_test::comesTrue([&] {
         step(512);
-        return ends.count() == 2;
+        return ends == 2;
     }));
     for (int i = 0; i < 10; ++i) {
         step(512);
@@ -246,42 +230,46 @@ TEST_F(OutputAudioUnitTest, TellsOfAnEndThatComesWhileTheOneBeforeIsStillBeingTo
 
 TEST_F(OutputAudioUnitTest, TellsOfTheEndOffTheIOThread) {
     std::promise<bool> isInCycle;
+    auto answer = isInCycle.get_future();
     unit->setEndOfStreamNotificationBlock(
         [&](BQueueableAudioNotification*) { isInCycle.set_value(BRAQThreadIsInDeviceCycle()); });
     useQueueThatEndsAt(300);
     unit->start();
-    step(512);
-    EXPECT_FALSE(isInCycle.get_future().get());
+    stepUntil([&] { return answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready; });
+    EXPECT_FALSE(answer.get());
 }
 
 TEST_F(OutputAudioUnitTest, MayBeStoppedAndStartedWhenItTellsOfTheEnd) {
-    std::promise<void> isDone;
+    std::atomic<bool> isDone{false};
     unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
-        unit->stop();
-        unit->start();
-        isDone.set_value();
+        if (!isDone) { // what has been started anew ends, too
+            unit->stop();
+            unit->start();
+            isDone = true;
+        }
     });
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    isDone.get_future().wait();
+    stepUntil([&] { return isDone.load(); });
     EXPECT_TRUE(unit->isRunning());
+    unit->setEndOfStreamNotificationBlock({}); // waits for one that is being told
 }
 
 TEST_F(OutputAudioUnitTest, MayBeLetGoWhenItTellsOfTheEnd) {
-    std::promise<void> isLetGo;
+    std::atomic<bool> isLetGo{false};
     auto last = std::make_shared<std::shared_ptr<BRAQOutputAudioUnit>>(std::move(unit));
     const std::weak_ptr<BRAQOutputAudioUnit> watched = *last;
     (*last)->setEndOfStreamNotificationBlock([&, last](BQueueableAudioNotification*) {
         last->reset();
-        isLetGo.set_value();
+        isLetGo = true;
     });
     queue = std::make_shared<queue_test::Reader>(3, 512, 300);
     queue->prime();
     (*last)->setAudioBufferQueue(queue);
     (*last)->start();
     step(512);
-    isLetGo.get_future().wait();
+    stepUntil([&] { return isLetGo.load(); });
     EXPECT_TRUE(watched.expired());
     while (software->step(16)) { // the background thread takes it out of the device's cycle
         std::this_thread::yield();
@@ -292,34 +280,34 @@ TEST_F(OutputAudioUnitTest, MayBeLetGoWhenItTellsOfTheEnd) {
 }
 
 TEST_F(OutputAudioUnitTest, MayHaveItsEndToldToSomebodyElseWhenItTellsOfTheEnd) {
-    std::promise<void> isReplaced;
-    Arrivals second;
+    std::atomic<bool> isReplaced{false};
+    std::atomic<int> second{0};
     unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
         unit->stop();
-        unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) { second.add(); });
-        isReplaced.set_value();
+        unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) { ++second; });
+        isReplaced = true;
     });
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    isReplaced.get_future().wait();
+    stepUntil([&] { return isReplaced.load(); });
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    second.waitFor(1);
+    stepUntil([&] { return second == 1; });
 }
 
 TEST_F(OutputAudioUnitTest, AThrowingEndIsLoggedAndTheNextOneTold) {
     const CapturedLog log;
     unit->setEndOfStreamNotificationBlock([&](BQueueableAudioNotification*) {
-        ends.add();
+        ++ends;
         throw std::runtime_error("no");
     });
     for (int round = 1; round <= 2; ++round) {
         useQueueThatEndsAt(300);
         unit->start();
         step(512);
-        ends.waitFor(round);
+        waitForEnds(round);
         unit->stop();
     }
     unit->setEndOfStreamNotificationBlock({}); // waits for the last one
@@ -419,7 +407,7 @@ TEST_F(OutputAudioUnitTest, KeepsItsDelegateForItsUserAndNeverCallsIt) {
     useQueueThatEndsAt(300);
     unit->start();
     step(512);
-    ends.waitFor(1);
+    waitForEnds(1);
     unit->stop();
     EXPECT_EQ(delegate, 0);
 }
@@ -584,7 +572,7 @@ TEST_F(OutputAudioUnitTest, TheSignalOfTheEndKeepsTheRealtimeRules) {
         software->step(512);
         software->step(512);
     });
-    ends.waitFor(1);
+    waitForEnds(1);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 #include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
 #include "tests/src/FileFixture.h"
+#include "tests/src/Resources.h"
 #include "tests/support/FrameLists.h"
 
 #include <gmock/gmock.h>
@@ -126,9 +127,13 @@ class PlayerTest : public FileTest {
         } while (!BRAQAudioBufferQueueReachedEndOfStream(&ring()));
         waitForMainQueue();
     }
+    /// The end is signalled in every cycle until it is told: the unit's thread may not have been waiting for the first.
     void waitForMainQueue() {
         pollfd watched = {queue.fileDescriptor(), POLLIN, 0};
-        ASSERT_EQ(::poll(&watched, 1, 60000), 1) << "it never came";
+        ASSERT_TRUE(resource_test::comesTrue([&] {
+            software->step(16);
+            return ::poll(&watched, 1, 1) == 1;
+        })) << "it never came";
     }
     void playToTheEnd() {
         playUntilTheEndIsSignalled();

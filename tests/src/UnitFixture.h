@@ -4,6 +4,7 @@
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "BRAQAudio/platform/foundation.h"
 #include "platform/hardware/Hardware.h"
+#include "tests/src/Resources.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +50,16 @@ class UnitTest : public testing::Test {
         }
         EXPECT_TRUE(software->step(frames, from, to));
         return outputs;
+    }
+
+    /// Makes cycles until `isTold` is true: an end is signalled in every one, because the thread that tells it may not have
+    /// been waiting for the first.
+    template <class Condition>
+    void stepUntil(Condition isTold) {
+        EXPECT_TRUE(resource_test::comesTrue([&] {
+            software->step(16);
+            return isTold();
+        })) << "it never came";
     }
 
     std::shared_ptr<BRAQSoftwareDevice> software;
