@@ -3,9 +3,31 @@
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
 #include <cerrno>
+#include <chrono>
+#include <thread>
 #include <utility>
 
 namespace braq::pipewire {
+namespace {
+
+constexpr std::chrono::microseconds kLookInterval{50};
+
+// A loop that is told to stop just as its thread enters it misses that, and its end is waited for without one. Until the
+// thread has entered it, PipeWire has the caller do what the loop is asked to.
+void waitUntilEntered(pw_data_loop* loop) {
+    const std::thread::id caller = std::this_thread::get_id();
+    std::thread::id runner = caller;
+    const auto look = [](spa_loop* /*loop*/, bool /*isAsync*/, uint32_t /*sequence*/, const void* /*data*/,
+                         size_t /*size*/, void* result) {
+        *static_cast<std::thread::id*>(result) = std::this_thread::get_id();
+        return 0;
+    };
+    while (pw_data_loop_invoke(loop, look, 0, nullptr, 0, true, &runner) >= 0 && runner == caller) {
+        std::this_thread::sleep_for(kLookInterval);
+    }
+}
+
+} // namespace
 
 DataThread::DataThread() {
     // The scheduling is the library's business; nothing ends the thread, so that nothing waits for its end.
@@ -25,6 +47,7 @@ DataThread::DataThread() {
 // A context comes with a thread, and only one that does not run can be told where its next one is from.
 bool DataThread::replaceThatOf(pw_context* context) {
     pw_data_loop* const loop = pw_context_get_data_loop(context);
+    waitUntilEntered(loop);
     pw_data_loop_stop(loop);
     pw_data_loop_set_thread_utils(loop, &mThreadMaker);
     return pw_data_loop_start(loop) >= 0;

@@ -11,6 +11,8 @@
 #include <sched.h>
 #include <unistd.h>
 
+#include <atomic>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <semaphore>
@@ -58,6 +60,55 @@ class Context {
 
     pw_context* mContext;
     pipewire::DataThread mThread;
+};
+
+/// Puts a thread that begins late in the place of the one that runs a context's cycles, and sees when its end is waited for.
+class LateThread {
+  public:
+    explicit LateThread(pw_context* context) {
+        static const spa_thread_utils_methods methods = {
+            .version = SPA_VERSION_THREAD_UTILS_METHODS,
+            .create = create,
+            .join = join,
+            .get_rt_range = nullptr,
+            .acquire_rt = nullptr,
+            .drop_rt = nullptr,
+        };
+        mMaker.iface = {SPA_TYPE_INTERFACE_ThreadUtils, SPA_VERSION_THREAD_UTILS, {&methods, this}};
+        factsOfDataThread(context);
+        pw_data_loop* const loop = pw_context_get_data_loop(context);
+        pw_data_loop_stop(loop);
+        pw_data_loop_set_thread_utils(loop, &mMaker);
+        pw_data_loop_start(loop);
+    }
+
+    int waitedFor() const { return mWaitedFor; }
+    int waitedForTooEarly() const { return mWaitedForTooEarly; }
+
+  private:
+    static spa_thread* create(void* self, const spa_dict* /*properties*/, void* (*body)(void*), void* argument) {
+        auto& late = *static_cast<LateThread*>(self);
+        late.mThread = std::thread([&late, body, argument] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            late.mHasBegun = true;
+            body(argument);
+        });
+        return static_cast<spa_thread*>(self);
+    }
+
+    static int join(void* self, spa_thread* /*thread*/, void** /*result*/) {
+        auto& late = *static_cast<LateThread*>(self);
+        ++late.mWaitedFor;
+        late.mWaitedForTooEarly += late.mHasBegun ? 0 : 1;
+        late.mThread.join();
+        return 0;
+    }
+
+    spa_thread_utils mMaker{};
+    std::thread mThread;
+    std::atomic<bool> mHasBegun = false;
+    int mWaitedFor = 0;
+    int mWaitedForTooEarly = 0;
 };
 
 /// Of the thread of a loop that is started now.
@@ -109,6 +160,18 @@ TEST(PipeWire_DataThread, IsAThreadOfTheLibrary) {
     EXPECT_EQ(facts.name, "BRAQ pw I/O");
     EXPECT_TRUE(hasStackOfTheLibrary(facts)) << facts.stackBytes;
     EXPECT_EQ(facts.policy, SCHED_OTHER);
+}
+
+// Told earlier, it may miss that, and the wait never ends.
+TEST(PipeWire_DataThread, TellsTheOneThatItReplacesToEndOnlyWhenThatHasBegun) {
+    pw_init(nullptr, nullptr);
+    pw_context* const context = pw_context_new(pw_loop_new(nullptr), nullptr, 0);
+    const LateThread late(context);
+    auto& thread = *new pipewire::DataThread; // as the driver's, for as long as the process lives
+    EXPECT_TRUE(thread.replaceThatOf(context));
+    EXPECT_EQ(late.waitedFor(), 1);
+    EXPECT_EQ(late.waitedForTooEarly(), 0);
+    EXPECT_EQ(factsOfDataThread(context).name, "BRAQ pw I/O");
 }
 
 TEST(PipeWire_DataThread, LeavesOtherUsersOfPipeWireTheThreadsThatTheyHad) {
