@@ -46,7 +46,7 @@ class Ring : public BRAQAudioBufferQueue {
         BAudioBufferSetEndFrame(&buffer->mAudioBuffer, mFrames);
     }
 
-    void select(UInt64 buffer) noexcept { mCurrentBuffer.store(buffer, std::memory_order_relaxed); }
+    void select(UInt64 buffer) noexcept { setCurrentBuffer(buffer); }
     void makeFull(UInt64 buffer) noexcept { mBufferArray[buffer]->mAudioBuffer.mStartFrame = 0; }
     void makeEmpty(UInt64 buffer) noexcept {
         mBufferArray[buffer]->mAudioBuffer.mEndFrame.store(0, std::memory_order_relaxed);

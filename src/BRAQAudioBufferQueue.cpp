@@ -68,6 +68,7 @@ void BRAQAudioBufferQueue::createBuffers(UInt32 numFrames) {
             refuse("An audio buffer queue could not get memory for its buffers.");
         }
     }
+    setCurrentBuffer(0);
 }
 
 void BRAQAudioBufferQueue::destroyBuffers() noexcept {
@@ -94,7 +95,7 @@ void BRAQAudioBufferQueue::prime() {
         processBuffer(mBufferArray[i]);
         BQueueableAudioBufferSetInProgress(mBufferArray[i], false);
     }
-    mCurrentBuffer.store(0, std::memory_order_relaxed);
+    setCurrentBuffer(0);
 }
 
 void BRAQAudioBufferQueue::flush() {
@@ -151,7 +152,7 @@ void BRAQAudioBufferQueue::countError() noexcept {
 void BRAQAudioBufferQueue::handOver(BQueueableAudioBuffer* buffer) noexcept {
     BAudioBufferQueueWorkerAddBuffer(mQueueWorker, buffer);
     const UInt64 next = mCurrentBuffer.load(std::memory_order_relaxed) + 1;
-    mCurrentBuffer.store(next == mNumberBuffers ? 0 : next, std::memory_order_relaxed);
+    setCurrentBuffer(next == mNumberBuffers ? 0 : next);
 }
 
 UInt32 BRAQAudioBufferQueue::drain(AudioBufferList* destination, UInt32 required) noexcept {

@@ -4,7 +4,6 @@
 #include "BRAQAudio/platform/types.h"
 
 #include <atomic>
-#include <cstddef>
 #include <mutex>
 
 /// Keeps the real-time side of a ring out while a control thread works on it. The real-time side never waits: it finds
@@ -71,10 +70,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     /// Fails in debug builds of the library.
     static void assertOneRealtimeThread() noexcept;
 
-    static constexpr std::size_t cacheLineBytes = 64;
-
-    alignas(cacheLineBytes) std::atomic<bool> mCopying{false};  // written by the real-time side only
-    alignas(cacheLineBytes) std::atomic<UInt32> mClosures{0};   // written by the control side only
-    const OrderKeeper mOrderKeeper;                             // beside what is read with it
-    alignas(cacheLineBytes) std::recursive_mutex mControlMutex; // control threads, apart from what the other side reads
+    std::atomic<bool> mCopying{false}; // written by the real-time side only
+    const OrderKeeper mOrderKeeper;
+    std::atomic<UInt32> mClosures{0};   // written by the control side only
+    std::recursive_mutex mControlMutex; // control threads
 };
