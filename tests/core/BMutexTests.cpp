@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 #include <thread>
@@ -145,6 +146,11 @@ TEST(MutexOfAnotherKindDeathTest, TryThatThePlatformRefusesAborts) {
     onAnotherThread([&] { pthread_mutex_lock(&mutex.mMutex); });
     bool newlyLocked = false;
     EXPECT_DEATH(BMutexTry(&mutex, &newlyLocked), "BMutex:64: BMutexTry: Assertion `false' failed");
+
+    EXPECT_EQ(pthread_mutex_lock(&mutex.mMutex), EOWNERDEAD);
+    pthread_mutex_consistent(&mutex.mMutex);
+    pthread_mutex_unlock(&mutex.mMutex);
+    BMutexDealloc(&mutex);
 }
 
 } // namespace
