@@ -123,8 +123,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     UInt64 mBufferSizeFrames;
     UInt64 mNumberBuffers;
 
-    // From here on, what the real-time side looks at for every block is in one cache line: what a processor fetches after a
-    // copy waits until stores that lie as far into a page are done, so that a second line costs a thirtieth of the copy.
+    // From here to the gate's flags: what the real-time side looks at for every block, in one cache line.
     static constexpr std::size_t cacheLineBytes = 64;
     alignas(cacheLineBytes) UInt32 mBytesPerFrame;         // of all copies
     std::atomic<UInt64> mCurrentBuffer{0};                 // real-time side, or the control side behind the gate
