@@ -32,6 +32,8 @@ window_packages=(libgtk-4-dev qt6-base-dev xvfb libxtst6)
 
 # Headers that are compiled once for many tests may be kept by the compiler's cache.
 export CCACHE_SLOPPINESS="${CCACHE_SLOPPINESS:-pch_defines,time_macros}"
+# A clone finds what another clone has compiled.
+export CCACHE_BASEDIR="${CCACHE_BASEDIR:-$PWD}" CCACHE_NOHASHDIR="${CCACHE_NOHASHDIR:-1}"
 
 missing_packages() {
     local package

@@ -18,7 +18,7 @@ const std::vector<std::string> streamDescriptionKeys = {
     "big-endian", "little-endian", "packed", "aligned-high",   "aligned-low"};
 
 std::filesystem::path source(const std::string& name) {
-    return std::filesystem::path(__FILE__).parent_path() / "../../../po/StreamDescription" / name;
+    return std::filesystem::path(BRAQ_TRANSLATIONS) / "StreamDescription" / name;
 }
 
 std::vector<std::string> keysOf(const std::map<std::string, std::string>& entries) {
