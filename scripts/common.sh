@@ -44,6 +44,9 @@ missing_packages() {
     done
 }
 
+# Exit status for what the project can do nothing about.
+cannot_install=77
+
 # Installs those of the named Debian packages that are missing; asks nothing and touches nothing when none is.
 need_packages() {
     if ! command -v dpkg-query >/dev/null; then
@@ -62,8 +65,10 @@ need_packages() {
         as_root=(sudo)
     fi
     say "Installing what is missing to build and check: ${missing[*]}"
-    "${as_root[@]}" apt-get -qq update
-    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-recommends -y "${missing[@]}"
+    {
+        "${as_root[@]}" apt-get -qq update &&
+            "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -qq install --no-install-recommends -y "${missing[@]}"
+    } || exit "$cannot_install"
 }
 
 # configure PRESET: writes build/PRESET unless that is there already; ninja itself notices later changes to CMake files.

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "src/BRAQAudioFile_Common.h"
+#include "src/ClassKind.h"
 
 #include <utility>
 

@@ -6,11 +6,7 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "BRAQAudio/platform/files.h"
 
-#include <cxxabi.h>
-
-#include <cstddef>
 #include <string>
-#include <typeinfo>
 
 namespace braq {
 
@@ -40,18 +36,5 @@ void chooseByteOrder(AudioFileTypeID type, BRAQAudioStreamBasicDescription* desc
 
 /// `value` as an integer; what is too large or too small for one becomes the largest or the smallest, no number 0.
 SInt64 truncated(Float32 value) noexcept;
-
-/// Whether `other` is of the class that `object` was made of, or of one derived from it.
-template <class Base>
-bool isKindOfClassOf(const Base& object, const Base& other) {
-    if (typeid(object) == typeid(Base)) {
-        return true;
-    }
-    // A dynamic cast to a class that is known at run time only: what the compiler's own casts call.
-    constexpr std::ptrdiff_t unknownOffset = -1;
-    const auto& base = dynamic_cast<const abi::__class_type_info&>(typeid(Base));
-    const auto& derived = dynamic_cast<const abi::__class_type_info&>(typeid(object));
-    return abi::__dynamic_cast(&other, &base, &derived, unknownOffset) != nullptr;
-}
 
 } // namespace braq

@@ -21,7 +21,7 @@ Attention::Happened Attention::wait(Clock::time_point until) {
     if (ready <= 0) {
         return happened;
     }
-    happened.isToEnd = watched[0].revents != 0 || watched[1].revents != 0;
+    happened.isToEnd = mInterruption.isRequested() || watched[1].revents != 0;
     if (watched[2].revents != 0) {
         happened.isToSuspend = mJobControl.isToSuspend();
         mKeyboard.take(); // it may be in the foreground again

@@ -29,7 +29,7 @@ void watchUntilInterrupted() {
                             {queue.fileDescriptor(), POLLIN, 0}};
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextLook - Clock::now());
         const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
-        if (ready > 0 && (watched[0].revents != 0 || watched[1].revents != 0)) {
+        if (interruption.isRequested() || (ready > 0 && watched[1].revents != 0)) {
             return;
         }
         queue.drain();

@@ -10,8 +10,6 @@
 #include "Text.h"
 #include "WaveformPicture.h"
 
-#include <poll.h>
-
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -35,8 +33,7 @@ class Interrupted : public std::runtime_error {
 };
 
 void throwIfInterrupted(const Interruption& interruption) {
-    pollfd watched = {interruption.descriptor(), POLLIN, 0};
-    if (::poll(&watched, 1, 0) > 0) {
+    if (interruption.isRequested()) {
         throw Interrupted();
     }
 }

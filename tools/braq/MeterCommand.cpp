@@ -25,7 +25,8 @@ bool isInterrupted(const Interruption& interruption, Clock::time_point until) {
     pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
                         {STDOUT_FILENO, 0, 0}}; // reports that its reader is gone
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
-    return ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count()))) > 0;
+    const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
+    return interruption.isRequested() || ready > 0;
 }
 
 void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Interruption& interruption) {

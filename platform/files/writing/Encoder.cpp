@@ -1,11 +1,14 @@
 #include "platform/files/writing/Encoder.h"
 
+#include "platform/files/writing/EncoderOffers.h"
+
 extern "C" {
 #include <libavutil/opt.h>
 }
 
 #include <algorithm>
 #include <new>
+#include <span>
 
 namespace braq {
 namespace {
@@ -24,13 +27,12 @@ void setBitRate(UInt32 bitRate, AVCodecContext& context) {
 }
 
 AVSampleFormat formatFor(const AVCodec& encoder, const SampleLayout& sample) {
-    for (const AVSampleFormat* format = encoder.sample_fmts; format != nullptr && *format != AV_SAMPLE_FMT_NONE;
-         ++format) {
-        const AVSampleFormat packed = av_get_packed_sample_fmt(*format);
+    for (const AVSampleFormat format : sampleFormatsOf(encoder)) {
+        const AVSampleFormat packed = av_get_packed_sample_fmt(format);
         const bool isFloat = sample.sort == SampleLayout::Sort::floating;
         const AVSampleFormat integers = sample.bytes == 4 ? AV_SAMPLE_FMT_S32 : AV_SAMPLE_FMT_S16;
         if (packed == (isFloat ? AV_SAMPLE_FMT_FLT : integers)) {
-            return *format;
+            return format;
         }
     }
     return AV_SAMPLE_FMT_NONE;
@@ -43,31 +45,27 @@ bool chooseLayout(const AVCodec& encoder, int channels, AVChannelLayout& layout)
         return av_channel_layout_from_mask(&layout, channels == 3 ? AV_CH_LAYOUT_SURROUND : AV_CH_LAYOUT_QUAD) == 0;
     }
     av_channel_layout_default(&layout, channels);
+    const std::span<const AVChannelLayout> offered = layoutsOf(encoder);
     const AVChannelLayout* other = nullptr;
-    for (const AVChannelLayout* each = encoder.ch_layouts; each != nullptr && each->nb_channels != 0; ++each) {
-        if (av_channel_layout_compare(each, &layout) == 0) {
+    for (const AVChannelLayout& each : offered) {
+        if (av_channel_layout_compare(&each, &layout) == 0) {
             return true;
         }
-        other = each->nb_channels == channels ? each : other;
+        other = each.nb_channels == channels ? &each : other;
     }
-    return encoder.ch_layouts == nullptr || (other != nullptr && av_channel_layout_copy(&layout, other) == 0);
+    return offered.empty() || (other != nullptr && av_channel_layout_copy(&layout, other) == 0);
 }
 
-template <class T>
-bool listHas(const T* list, T end, T value) {
-    for (; list != nullptr && *list != end; ++list) {
-        if (*list == value) {
-            return true;
-        }
-    }
-    return list == nullptr;
+bool takesRate(const AVCodec& encoder, UInt32 rate) {
+    const std::span<const int> rates = sampleRatesOf(encoder);
+    return rates.empty() || std::ranges::find(rates, static_cast<int>(rate)) != rates.end();
 }
 
 } // namespace
 
 CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bitRate) {
     const AVCodec* const encoder = avcodec_find_encoder(coding.codec);
-    if (encoder == nullptr || !listHas(encoder->supported_samplerates, 0, static_cast<int>(rate))) {
+    if (encoder == nullptr || !takesRate(*encoder, rate)) {
         return nullptr;
     }
     CodecContextPointer context(avcodec_alloc_context3(encoder));

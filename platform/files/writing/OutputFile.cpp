@@ -79,7 +79,12 @@ OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit)
     : mPath(std::move(path)), mDescriptor(descriptor), mLimit(limit) {
     auto* const buffer = static_cast<unsigned char*>(av_malloc(streamBytes));
     if (buffer != nullptr) {
-        mStream.reset(avio_alloc_context(buffer, streamBytes, 1, this, nullptr, write, seek));
+#if LIBAVFORMAT_VERSION_MAJOR >= 61
+        constexpr auto writePacket = write;
+#else
+        constexpr auto writePacket = [](void* self, std::uint8_t* bytes, int count) { return write(self, bytes, count); };
+#endif
+        mStream.reset(avio_alloc_context(buffer, streamBytes, 1, this, nullptr, writePacket, seek));
     }
     if (mStream == nullptr) {
         av_free(buffer);
@@ -99,7 +104,7 @@ UInt64 OutputFile::size() const {
     return std::max(mSize, position);
 }
 
-int OutputFile::write(void* self, std::uint8_t* bytes, int count) {
+int OutputFile::write(void* self, const std::uint8_t* bytes, int count) {
     auto& file = *static_cast<OutputFile*>(self);
     if (file.mDiscards) {
         return count;

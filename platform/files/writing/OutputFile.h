@@ -52,7 +52,7 @@ class OutputFile {
 
   private:
     OutputFile(std::string path, int descriptor, UInt64 limit);
-    static int write(void* self, std::uint8_t* bytes, int count);
+    static int write(void* self, const std::uint8_t* bytes, int count);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
     int writeBytes(const std::uint8_t* bytes, std::size_t count);
     int reserveOnce(UInt64 bytes);

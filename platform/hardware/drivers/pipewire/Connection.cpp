@@ -42,29 +42,24 @@ void Connection::seek() {
         return;
     }
     mHasSought = true;
-    static const pw_core_events events = {
-        .version = PW_VERSION_CORE_EVENTS,
-        .info = nullptr,
-        .done =
-            [](void* self, uint32_t id, int /*sequence*/) {
-                if (id == PW_ID_CORE) {
-                    static_cast<Connection*>(self)->mDataThread.makeIO();
-                    static_cast<Connection*>(self)->mListener.synchronised();
-                }
-            },
-        .ping = nullptr,
-        .error =
-            [](void* self, uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
-                // The core is still in use by the caller; it is let go from the loop.
-                if (id == PW_ID_CORE && result == -EPIPE) {
-                    static_cast<Connection*>(self)->mLost.signal();
-                }
-            },
-        .remove_id = nullptr,
-        .bound_id = nullptr,
-        .add_mem = nullptr,
-        .remove_mem = nullptr,
-    };
+    // Field by field, because newer versions have more of them.
+    static const pw_core_events events = [] {
+        pw_core_events answers{};
+        answers.version = PW_VERSION_CORE_EVENTS;
+        answers.done = [](void* self, uint32_t id, int /*sequence*/) {
+            if (id == PW_ID_CORE) {
+                static_cast<Connection*>(self)->mDataThread.makeIO();
+                static_cast<Connection*>(self)->mListener.synchronised();
+            }
+        };
+        answers.error = [](void* self, uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
+            // The core is still in use by the caller; it is let go from the loop.
+            if (id == PW_ID_CORE && result == -EPIPE) {
+                static_cast<Connection*>(self)->mLost.signal();
+            }
+        };
+        return answers;
+    }();
     mCoreListener = {};
     pw_core_add_listener(mCore, &mCoreListener, &events, this);
     mListener.connected(mCore);

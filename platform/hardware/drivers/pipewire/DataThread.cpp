@@ -12,6 +12,9 @@ namespace {
 
 constexpr std::chrono::microseconds kLookInterval{50};
 
+// Under which a context keeps the loop.
+constexpr const char* kLoopObject = "BRAQ:DataLoop";
+
 // A loop that is told to stop just as its thread enters it misses that, and its end is waited for without one. Until the
 // thread has entered it, PipeWire has the caller do what the loop is asked to.
 void waitUntilEntered(pw_data_loop* loop) {
@@ -50,7 +53,19 @@ bool DataThread::replaceThatOf(pw_context* context) {
     waitUntilEntered(loop);
     pw_data_loop_stop(loop);
     pw_data_loop_set_thread_utils(loop, &mThreadMaker);
-    return pw_data_loop_start(loop) >= 0;
+    return pw_data_loop_start(loop) >= 0 && pw_context_set_object(context, kLoopObject, loop) >= 0;
+}
+
+pw_data_loop* DataThread::loopOf(pw_context* context) {
+    return static_cast<pw_data_loop*>(pw_context_get_object(context, kLoopObject));
+}
+
+const char* DataThread::nameOfLoopOf([[maybe_unused]] pw_context* context) {
+#if PW_CHECK_VERSION(1, 1, 0)
+    return pw_data_loop_get_name(loopOf(context));
+#else
+    return nullptr;
+#endif
 }
 
 spa_thread* DataThread::start(void* (*body)(void*), void* argument) {

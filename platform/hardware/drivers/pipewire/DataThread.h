@@ -5,6 +5,7 @@
 #include <spa/support/thread.h>
 
 struct pw_context;
+struct pw_data_loop;
 
 namespace braq::pipewire {
 
@@ -20,6 +21,12 @@ class DataThread {
     /// Has the context's cycles run here from now on. Before it has any.
     /// @return false: the system refuses a thread
     [[nodiscard]] bool replaceThatOf(pw_context* context);
+
+    /// The loop of the context whose thread was replaced: one of several, if the user's configuration asks for several.
+    static pw_data_loop* loopOf(pw_context* context);
+
+    /// Pattern for the name of that loop, which has a stream run on it (`node.loop.name`); null where a context has only one.
+    static const char* nameOfLoopOf(pw_context* context);
 
     /// Gives it the priority of an I/O thread, the first time.
     void makeIO();

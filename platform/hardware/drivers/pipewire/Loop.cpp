@@ -3,27 +3,38 @@
 #include "BRAQAudio/platform/threads.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
-#include <cerrno>
 #include <ctime>
+#include <future>
+#include <memory>
 #include <stdexcept>
 #include <utility>
 
 namespace braq::pipewire {
 namespace {
 
-/// What a thread that PipeWire starts for such a loop does; that one would have the process's usual stack and its creator's
-/// scheduling. PipeWire's calls have the lock released while there is nothing to do.
-void run(void* loop) {
-    auto* const self = static_cast<pw_thread_loop*>(loop);
-    pw_thread_loop_lock(self);
-    pw_loop* const events = pw_thread_loop_get_loop(self);
-    pw_loop_enter(events);
-    int result = 0;
-    while (result >= 0 || result == -EINTR) {
-        result = pw_loop_iterate(events, -1);
+struct Start {
+    pw_thread_loop* loop;
+    std::promise<int> result;
+};
+
+/// Starts the loop's thread, which inherits blocked signals and time-shared scheduling from the thread that does so: a thread
+/// of the library, because an application's thread may have others. How the loop is run and locked is left to PipeWire.
+int startOnThreadOfTheLibrary(pw_thread_loop* loop) {
+    auto start = std::make_unique<Start>(loop);
+    std::future<int> result = start->result.get_future();
+    BRAQThread thread{};
+    const int status = BRAQThreadStart(
+        &thread, "BRAQ starter",
+        [](void* argument) {
+            const std::unique_ptr<Start> mine(static_cast<Start*>(argument));
+            mine->result.set_value(pw_thread_loop_start(mine->loop));
+        },
+        start.get());
+    if (status != 0) {
+        return -status;
     }
-    pw_loop_leave(events);
-    pw_thread_loop_unlock(self);
+    static_cast<void>(start.release()); // the thread's
+    return result.get();
 }
 
 } // namespace
@@ -31,8 +42,7 @@ void run(void* loop) {
 Loop::Loop() {
     pw_init(nullptr, nullptr);
     mLoop = pw_thread_loop_new("BRAQ pipewire", nullptr);
-    BRAQThread thread{};
-    if (mLoop == nullptr || BRAQThreadStart(&thread, "BRAQ pipewire", run, mLoop) != 0) {
+    if (mLoop == nullptr || startOnThreadOfTheLibrary(mLoop) < 0) {
         throw std::runtime_error("PipeWire's loop does not start");
     }
 }

@@ -13,7 +13,7 @@ namespace braq::pipewire {
 /// the process.
 class Loop {
   public:
-    /// Starts the thread, a thread of the library like its others.
+    /// Starts the thread. It is PipeWire's own, with every signal blocked and time-shared scheduling.
     /// @throws std::runtime_error when the system refuses it
     Loop();
     ~Loop() = delete;

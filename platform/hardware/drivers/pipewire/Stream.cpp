@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Stream.h"
 
 #include "platform/hardware/drivers/pipewire/ApplicationName.h"
+#include "platform/hardware/drivers/pipewire/DataThread.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
 #include <algorithm>
@@ -15,7 +16,7 @@ std::string latencyText(UInt32 frames, UInt32 rate) { return std::to_string(fram
 
 // Belongs to its device for good: not moved to another one, not mixed to other channels, not at a level or on a device
 // that was remembered from an earlier stream of this application.
-pw_properties* propertiesOf(const DeviceKey& device, UInt32 rate, UInt32 quantum) {
+pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, UInt32 quantum) {
     const bool plays = device.use == Use::playback;
     pw_properties* const properties = pw_properties_new(
         PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture", PW_KEY_MEDIA_NAME,
@@ -28,6 +29,9 @@ pw_properties* propertiesOf(const DeviceKey& device, UInt32 rate, UInt32 quantum
     }
     if (device.use == Use::monitor) {
         pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
+    }
+    if (const char* const loop = DataThread::nameOfLoopOf(pw_core_get_context(core))) {
+        pw_properties_set(properties, "node.loop.name", loop);
     }
     if (quantum != 0) {
         pw_properties_set(properties, PW_KEY_NODE_LATENCY, latencyText(quantum, rate).c_str());
@@ -42,8 +46,8 @@ Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layo
     : mPlays(device.use == Use::playback),
       mCycle(cycle),
       mChanged(std::move(changed)),
-      mDataLoop(pw_context_get_data_loop(pw_core_get_context(core))),
-      mStream(pw_stream_new(core, applicationName(), propertiesOf(device, rate, quantum))) {
+      mDataLoop(DataThread::loopOf(pw_core_get_context(core))),
+      mStream(pw_stream_new(core, applicationName(), propertiesOf(core, device, rate, quantum))) {
     if (mStream == nullptr) {
         mHasFailed = true;
         return;
