@@ -24,6 +24,7 @@ using player_test::Player;
 using Samples = std::vector<Float32>;
 
 constexpr UInt32 cycleFrames = 2048;
+constexpr SInt64 recorderBufferFrames = 32768; // of the three that its writer has
 
 /// What the ffmpeg command decodes, interleaved.
 Samples decode(const std::filesystem::path& file, const std::filesystem::path& folder) {
@@ -74,6 +75,9 @@ class PlayerLoopback : public FileTest {
         for (; cycle < mostCycles && player->isPlaying(); ++cycle) {
             EXPECT_TRUE(software->step(cycleFrames));
             Insides::settle(*player->outputAudioUnit()->audioBufferQueue());
+            // A disk may be slower than a device that is stepped.
+            EXPECT_TRUE(resource_test::comesTrue(
+                [&] { return recorder->currentFrame() <= recording->frameCount() + recorderBufferFrames; }));
             if (BRAQAudioBufferQueueReachedEndOfStream(player->outputAudioUnit()->audioBufferQueue().get())) {
                 stopFromMainQueue(*software, *player);
             }
