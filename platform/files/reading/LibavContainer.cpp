@@ -3,6 +3,8 @@
 #include "platform/files/reading/LibavLogScope.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 namespace braq {
 namespace {
@@ -10,9 +12,19 @@ namespace {
 // Enough to tell every kind that is read here; the default would have noise looked through for a megabyte.
 constexpr unsigned longestProbe = 64 * 1024;
 
+// From version 7 on, libav takes an AU file for one only if it has frames.
+bool isAU(LocalFile& file, SInt64 offset) {
+    std::array<char, 4> beginning{};
+    return file.readAll(offset, beginning.data(), beginning.size()) &&
+           std::string_view(beginning.data(), beginning.size()) == ".snd";
+}
+
 } // namespace
 
 std::string contentFormat(LocalFile& file, SInt64 offset) {
+    if (isAU(file, offset)) {
+        return "au";
+    }
     const LibavLogScope scope(file.path(), file.libavLinesLeft());
     const LibavIo io(file, offset);
     const AVInputFormat* format = nullptr;
