@@ -67,7 +67,13 @@ UInt32 CaptureConverter::convert(const float* const* from, UInt32 frames, float*
         }
         converted += given - dropped;
     }
+    mTaken += frames;
+    mGiven += converted;
     return converted;
+}
+
+Float64 CaptureConverter::heldFrames() const noexcept {
+    return std::max(0.0, static_cast<Float64>(mTaken) - static_cast<Float64>(mGiven) * mFromRate / mToRate);
 }
 
 UInt32 CaptureConverter::process(UInt32 frames, UInt32 capacity) noexcept {
@@ -79,6 +85,8 @@ UInt32 CaptureConverter::process(UInt32 frames, UInt32 capacity) noexcept {
 
 void CaptureConverter::reset() {
     mSoxr.reset(make(mChannels, mFromRate, mToRate));
+    mTaken = 0;
+    mGiven = 0;
     warmUp();
 }
 

@@ -22,6 +22,9 @@ class CaptureConverter {
     /// @realtime One thread at a time.
     UInt32 convert(const float* const* from, UInt32 frames, float* const* to, UInt32 capacity) noexcept;
 
+    /// Frames taken in and not given out yet, as they were taken in. @realtime The thread that converts.
+    Float64 heldFrames() const noexcept;
+
     /// Forgets everything. Any thread but an I/O thread, while nobody converts.
     void reset();
 
@@ -39,6 +42,8 @@ class CaptureConverter {
     std::vector<const float*> mFrom; // what is taken in now
     std::vector<float*> mTo;         // and where to
     UInt64 mToDrop = 0;              // frames that come out before those that were captured
+    UInt64 mTaken = 0;               // frames, of those that were captured
+    UInt64 mGiven = 0;               // frames, of the same sound
 };
 
 } // namespace braq

@@ -57,6 +57,8 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
             deliver(mRoutedPlanes.data(), frames, lastError);
             continue;
         }
+        // What comes out first went in before this slice.
+        mTime.mHostTime -= static_cast<UInt64>(mConverter->heldFrames() * nanosecondsPerSecond / mDeviceRate);
         const UInt32 converted = mConverter->convert(mRoutedPlanes.data(), frames, mConvertedPlanes.data(),
                                                      mConverter->mostFrames(mSliceFrames));
         deliver(mConvertedPlanes.data(), converted, lastError);

@@ -2,13 +2,27 @@
 
 #include "platform/hardware/Hardware.h"
 
-std::optional<braq::DeviceFacts> braq::findDeviceFacts(AudioDeviceID device, bool records) {
+#include <algorithm>
+
+namespace braq {
+namespace {
+
+/// The device as it is now, and its id where the default one was asked for.
+std::optional<Hardware::Object> findDevice(AudioDeviceID& device, bool records) {
     const Hardware& hardware = Hardware::instance();
     if (device == kAudioObjectUnknown) {
         device = hardware.defaultDevice(records ? Direction::record : Direction::playback);
     }
-    const auto object = hardware.find(device);
-    if (!object || object->device == nullptr || object->direction || !object->state->isAlive) {
+    auto object = hardware.find(device);
+    const bool isThere = object && object->device != nullptr && !object->direction && object->state->isAlive;
+    return isThere ? std::move(object) : std::nullopt;
+}
+
+} // namespace
+
+std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records) {
+    const auto object = findDevice(device, records);
+    if (!object) {
         return std::nullopt;
     }
     const DeviceDescription& description = object->state->description;
@@ -24,3 +38,20 @@ std::optional<braq::DeviceFacts> braq::findDeviceFacts(AudioDeviceID device, boo
     AudioObjectGetPropertyData(device, &stereo, 0, nullptr, &size, facts.stereo.data()); // else the first two
     return facts;
 }
+
+Float64 findDeviceLatency(AudioDeviceID device, bool records) {
+    const auto object = findDevice(device, records);
+    if (!object) {
+        return 0.0;
+    }
+    const DeviceDescription& description = object->state->description;
+    const DeviceDirection& direction = records ? description.record : description.playback;
+    UInt32 ofStreams = 0;
+    for (const DeviceStream& stream : direction.streams) {
+        ofStreams = std::max(ofStreams, stream.latencyFrames);
+    }
+    const Float64 frames = static_cast<Float64>(direction.latencyFrames) + direction.safetyOffsetFrames + ofStreams;
+    return frames / description.nominalRate;
+}
+
+} // namespace braq

@@ -23,4 +23,12 @@ struct DeviceFacts {
 /// @return nothing when there is no such device, or it is gone. Any thread but an I/O thread.
 std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records);
 
+/// Seconds from the host time of a frame in a device's cycle to when it is heard, or, for a frame that is recorded, from when
+/// it reached the device to its host time: latency, safety offset and the largest latency of a stream, as the device has them
+/// now. It is not part of the facts, because a unit that was made ready need not be made ready again when it changes.
+/// @param device 0: the default one
+/// @param records which direction, and which default
+/// @return 0 when there is no such device, or it is gone. Any thread but an I/O thread.
+Float64 findDeviceLatency(AudioDeviceID device, bool records);
+
 } // namespace braq

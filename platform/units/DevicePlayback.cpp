@@ -7,6 +7,8 @@
 namespace braq {
 namespace {
 
+constexpr Float64 nanosecondsPerSecond = 1e9;
+
 void silence(float* const* planes, UInt32 channels, UInt32 from, UInt32 to) noexcept {
     for (UInt32 channel = 0; channel < channels; ++channel) {
         std::fill(planes[channel] + from, planes[channel] + to, 0.0F);
@@ -95,13 +97,17 @@ void DevicePlayback::renderPart(const IOSlice& slice, UInt32 offset, UInt32 fram
 }
 
 void DevicePlayback::setHostTime(const IOSlice& slice, UInt32 offset) noexcept {
-    constexpr Float64 nanosecondsPerSecond = 1e9;
     mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
     mTime.mRateScalar = slice.time.mRateScalar;
 }
 
+void DevicePlayback::passTime(Float64 frames) noexcept {
+    mTime.mHostTime += static_cast<UInt64>(frames * nanosecondsPerSecond / mSampleRate);
+}
+
 void DevicePlayback::convert(float* const* planes, UInt32 frames) noexcept {
     const Float64 ratio = mSampleRate / mDeviceRate;
+    passTime(mConverter->heldFrames()); // which come before the next one that is pulled
     if (mAsking == Asking::procedures || !mSourceIsUsedUp) {
         mConverter->render(frames, planes, ratio, pullInput, this);
         return;
@@ -122,6 +128,7 @@ void DevicePlayback::pull(UInt32 frames, float* const* planes) noexcept {
     const UInt32 delivered = mSource->pull(frames, planes, mTime, mAsking);
     mSourceIsUsedUp = mAsking == Asking::nobody && (mSourceIsUsedUp || delivered < frames);
     mTime.mSampleTime += frames;
+    passTime(frames);
 }
 
 bool DevicePlayback::holdsFrames() const noexcept {

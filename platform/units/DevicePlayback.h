@@ -49,6 +49,7 @@ class DevicePlayback {
     bool fits(const IOSlice& slice) const noexcept;
     void renderPart(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
     void setHostTime(const IOSlice& slice, UInt32 offset) noexcept;
+    void passTime(Float64 frames) noexcept;
     void convert(float* const* planes, UInt32 frames) noexcept;
     void pull(UInt32 frames, float* const* planes) noexcept;
     bool holdsFrames() const noexcept;
@@ -73,7 +74,7 @@ class DevicePlayback {
     Planes mPlanes;                    // where frames are routed from; without any where they are not
     std::vector<float*> mPartPlanes;   // what of either is pulled
     std::vector<float*> mDevicePlanes; // of the slice
-    AudioTimeStamp mTime{};            // of the next frame to be pulled
+    AudioTimeStamp mTime{}; // of the next frame to be pulled; the host time is that at which the device plays it
     bool mHasTime = false;
     Asking mAsking = Asking::procedures;
     bool mSourceIsUsedUp = false; // since nobody is asked

@@ -152,8 +152,9 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
         constexpr UInt32 directions = 2;
         return answer(address.scope == kAudioUnitScope_Global ? UInt32{1} : directions, size, data, wrongSize);
     }
-    // What the converters look ahead is pulled ahead.
-    case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongSize);
+    case kAudioUnitProperty_Latency:
+        return answer(findDeviceLatency(mIsInitialized ? mFacts.id : mDevice, !mSides[0].isEnabled), size, data,
+                      wrongSize);
     case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
     case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
     case kAudioOutputUnitProperty_StartTimestampsAtZero: return answer(UInt32{mStartsAtZero}, size, data, wrongSize);

@@ -15,6 +15,7 @@ VarispeedSource::VarispeedSource(std::shared_ptr<FrameSource> from, const AudioS
     : mFrom(std::move(from)),
       mChannels(input.mChannelsPerFrame),
       mSliceLimit(sliceLimit),
+      mOutputRate(output.mSampleRate),
       mRatioAtRateOne(input.mSampleRate / output.mSampleRate),
       mRate(rate),
       mConverter(mChannels, fastestRate * mRatioAtRateOne,
@@ -33,6 +34,12 @@ void VarispeedSource::pullInput(void* self, UInt32 frames, float* const* planes)
     }
     source.mFromIsUsedUp |= source.mFrom->pull(frames, planes, source.mTime, source.mAsking) < frames;
     source.mTime.mSampleTime += frames;
+    source.passTime(frames);
+}
+
+void VarispeedSource::passTime(Float64 inputFrames) noexcept {
+    constexpr Float64 nanosecondsPerSecond = 1e9;
+    mTime.mHostTime += static_cast<UInt64>(inputFrames * nanosecondsPerSecond / (mRatio * mOutputRate));
 }
 
 UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept {
@@ -40,17 +47,18 @@ UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTim
     mTime = time;
     mTime.mSampleTime = sampleTime;
     mAsking = asking;
-    const Float64 ratio = mRatioAtRateOne * static_cast<Float64>(mRate.load(std::memory_order_relaxed));
+    mRatio = mRatioAtRateOne * static_cast<Float64>(mRate.load(std::memory_order_relaxed));
+    passTime(mConverter.heldFrames()); // which come before the next one that is pulled
     if (asking == Asking::procedures) {
         mFromIsUsedUp = false;
-        mConverter.render(frames, planes, ratio, pullInput, this);
+        mConverter.render(frames, planes, mRatio, pullInput, this);
         return frames;
     }
     if (mFrom != nullptr && mFrom->holdsFrames() && !mFromIsUsedUp) {
-        mConverter.render(frames, planes, ratio, pullInput, this);
+        mConverter.render(frames, planes, mRatio, pullInput, this);
         return frames;
     }
-    const UInt32 delivered = mConverter.drain(frames, planes, ratio);
+    const UInt32 delivered = mConverter.drain(frames, planes, mRatio);
     for (UInt32 channel = 0; channel < mChannels; ++channel) {
         std::fill_n(planes[channel] + delivered, frames - delivered, 0.0F);
     }

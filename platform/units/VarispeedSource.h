@@ -30,16 +30,19 @@ class VarispeedSource final : public FrameSource {
 
   private:
     static void pullInput(void* self, UInt32 frames, float* const* planes) noexcept;
+    void passTime(Float64 inputFrames) noexcept;
 
     const std::shared_ptr<FrameSource> mFrom;
     const UInt32 mChannels;
     const UInt32 mSliceLimit;
+    const Float64 mOutputRate;     // frames a second
     const Float64 mRatioAtRateOne; // input frames an output frame
     const std::atomic<float>& mRate;
     VariableRateConverter mConverter;
     Planes mPlanes; // for render
     FormatBuffers mList;
     AudioTimeStamp mTime{}; // of the next frame to be pulled; its sample time counts input frames
+    Float64 mRatio = 1.0;   // in this slice
     Asking mAsking = Asking::procedures;
     bool mFromIsUsedUp = false; // since nobody is asked
 };

@@ -88,7 +88,7 @@ OSStatus VarispeedUnit::property(const UnitPropertyAddress& address, void* data,
     case kAudioUnitProperty_SampleRate: return answer(format(address.scope).mSampleRate, size, data, wrongSize);
     case kAudioUnitProperty_ElementCount: return answer(UInt32{1}, size, data, wrongSize);
     case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
-    // What the filter needs to look ahead is pulled ahead.
+    // What the filter needs to look ahead is pulled ahead, with time stamps that say so.
     case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongSize);
     case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
     case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongSize);

@@ -69,6 +69,61 @@ TEST_P(Units_DeviceRates, PlaybackPullsNoMoreThanItNeedsAndSomeAhead) {
               needed + 1024.0 * std::max(1.0, GetParam().client / GetParam().device));
 }
 
+TEST_P(Units_DeviceRates, PlaybackTimeStampsSayWhenEachFrameIsHeard) {
+    const auto device = makeDevice();
+    UInt64 start = 0;
+    constexpr UInt64 impulse = 5000;
+    UInt64 delivered = 0;
+    Float64 told = 0.0; // seconds from the start
+    Player player(device->deviceID(), planar(GetParam().client, 2),
+                  [&](const AudioTimeStamp& time, UInt32 frames, AudioBufferList* list) {
+                      if (delivered <= impulse && impulse < delivered + frames) {
+                          plane(list)[impulse - delivered] = 1.0F;
+                          told = static_cast<Float64>(time.mHostTime - start) / 1e9 +
+                                 static_cast<Float64>(impulse - delivered) / GetParam().client;
+                      }
+                      delivered += frames;
+                      return 0;
+                  });
+    ASSERT_EQ(player.start(), 0);
+    start = device->hostTimeOfStep();
+    const Channels played = stepPlaying(*device, 2, 40000, 500);
+    const auto peak = std::ranges::max_element(played[0]) - played[0].begin();
+    EXPECT_NEAR(told * GetParam().device, static_cast<Float64>(peak), 1.0) << "frames of the device";
+}
+
+TEST_P(Units_DeviceRates, CaptureTimeStampsSayWhenEachFrameWasCaptured) {
+    const auto device = makeDevice();
+    UInt64 start = 0;
+    constexpr std::size_t impulse = 15000;
+    Channels recorded(2, 32768);
+    recorded[0][impulse] = 1.0F;
+    Float32 peak = 0.0F;
+    Float64 told = 0.0; // seconds from the start
+    std::vector<Float32> samples(4096);
+    AudioUnit unit = nullptr;
+    Recorder recorder(device->deviceID(), planar(GetParam().client, 1),
+                      [&](const AudioTimeStamp& time, UInt32 frames, AudioBufferList*) {
+                          AudioBufferList list{1, {{1, 0, samples.data()}}};
+                          EXPECT_EQ(AudioUnitRender(unit, nullptr, &time, recordElement, frames, &list), 0);
+                          const auto largest = std::max_element(samples.begin(), samples.begin() + frames);
+                          if (*largest > peak) {
+                              peak = *largest;
+                              told = static_cast<Float64>(time.mHostTime - start) / 1e9 +
+                                     static_cast<Float64>(largest - samples.begin()) / GetParam().client;
+                          }
+                          return 0;
+                      });
+    unit = recorder.unit;
+    ASSERT_EQ(recorder.start(), 0);
+    start = device->hostTimeOfStep();
+    stepRecording(*device, recorded, 2, 32768, 500);
+    EXPECT_GT(peak, 0.1F);
+    EXPECT_NEAR(told * GetParam().device, static_cast<Float64>(impulse),
+                std::max(1.0, GetParam().device / GetParam().client))
+        << "frames of the device";
+}
+
 TEST_P(Units_DeviceRates, CaptureKeepsSineAndTimeAndLength) {
     const auto device = makeDevice();
     constexpr UInt32 frames = 65536;

@@ -168,6 +168,24 @@ TEST_F(Units_DeviceUnitProperties, OthersAreUnknown) {
     EXPECT_EQ(setUnit(unit, 4711, global, 0, value), kAudioUnitErr_InvalidProperty);
 }
 
+TEST_F(Units_DeviceUnitProperties, LatencyIsAllThatTheDeviceSaysOfTheDirection) {
+    auto options = steppedOptions("slow");
+    options.playback.streams = {{.channels = 1, .latencyFrames = 40}, {.channels = 1, .latencyFrames = 80}};
+    options.playback.latencyFrames = 300;
+    options.playback.safetyOffsetFrames = 100;
+    options.record.latencyFrames = 24;
+    const auto slow = BRAQSoftwareDevice::deviceWithOptions(options);
+    ASSERT_EQ(setUnit(unit, kAudioOutputUnitProperty_CurrentDevice, global, 0, slow->deviceID()), 0);
+    EXPECT_THAT(getUnit<Float64>(unit, kAudioUnitProperty_Latency), Optional(0.01));
+    ASSERT_EQ(AudioUnitInitialize(unit), 0);
+    EXPECT_THAT(getUnit<Float64>(unit, kAudioUnitProperty_Latency), Optional(0.01));
+    ASSERT_EQ(AudioUnitUninitialize(unit), 0);
+    setUnit(unit, kAudioOutputUnitProperty_EnableIO, input, recordElement, UInt32{1});
+    EXPECT_THAT(getUnit<Float64>(unit, kAudioUnitProperty_Latency), Optional(0.01)) << "of what is played";
+    setUnit(unit, kAudioOutputUnitProperty_EnableIO, output, playElement, UInt32{0});
+    EXPECT_THAT(getUnit<Float64>(unit, kAudioUnitProperty_Latency), Optional(0.0005));
+}
+
 TEST_F(Units_DeviceUnitProperties, BeginWithTheirUsualValues) {
     EXPECT_THAT(getUnit<UInt32>(unit, kAudioOutputUnitProperty_EnableIO, output, 0), Optional(1U));
     EXPECT_THAT(getUnit<UInt32>(unit, kAudioOutputUnitProperty_EnableIO, input, 1), Optional(0U));

@@ -66,6 +66,36 @@ class Units_Varispeed : public ::testing::Test {
     }
 };
 
+TEST_F(Units_Varispeed, TimeStampsSayWhenEachFrameIsHeard) {
+    constexpr UInt64 impulse = 3000;
+    constexpr UInt64 start = 1'000'000'000;
+    for (const Float32 rate : {1.0F, 0.5F, 1.5F}) {
+        UInt64 delivered = 0;
+        Float64 told = 0.0; // frames from the start, as they are heard
+        body = [&](const AudioTimeStamp& at, UInt32 frames, AudioBufferList* list) {
+            if (delivered <= impulse && impulse < delivered + frames) {
+                plane(list)[impulse - delivered] = 1.0F;
+                told = static_cast<Float64>(at.mHostTime - start) * 48000.0 / 1e9 +
+                       static_cast<Float64>(impulse - delivered) / static_cast<Float64>(rate);
+            }
+            delivered += frames;
+            return 0;
+        };
+        setFormats(planar(48000.0, 1), planar(48000.0, 1));
+        ASSERT_EQ(setRate(rate), 0);
+        ASSERT_EQ(AudioUnitInitialize(unit), 0);
+        std::vector<Float32> heard;
+        for (UInt64 cycle = 0; cycle < 20; ++cycle) {
+            time.mHostTime = start + cycle * 10'000'000;
+            const auto slice = render(480, 480);
+            heard.insert(heard.end(), slice.begin(), slice.end());
+        }
+        const auto peak = std::ranges::max_element(heard) - heard.begin();
+        EXPECT_NEAR(told, static_cast<Float64>(peak), 1.0) << rate;
+        ASSERT_EQ(AudioUnitUninitialize(unit), 0);
+    }
+}
+
 TEST_F(Units_Varispeed, HasPropertiesOfExactSizesInTheirScopes) {
     std::array<std::byte, 64> data{};
     const auto read = [&](const Property& one, AudioUnitScope scope, AudioUnitElement element, UInt32 size) {

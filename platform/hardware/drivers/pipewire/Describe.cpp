@@ -40,6 +40,16 @@ DeviceDirection directionOf(const ChannelLayout& layout, UInt32 latencyFrames) {
     return direction;
 }
 
+// A sink that drives the graph takes what is rendered in a cycle at the end of that cycle, and so plays it in the next one; so do
+// its monitor's listeners hear it. The ports of hardware include that cycle, those of a sink without hardware do not.
+spa_latency_info playbackLatency(const NodeFacts& node) {
+    spa_latency_info latency = node.sinkLatency;
+    if (node.properties.get(PW_KEY_NODE_DRIVER) == "true") {
+        latency.max_quantum = std::max(latency.max_quantum, 1.0F);
+    }
+    return latency;
+}
+
 // What is the same for every device of a node.
 DeviceDescription commonTo(const NodeFacts& node, const Properties& card, const GraphSettings& settings) {
     const Properties& properties = node.properties;
@@ -91,7 +101,7 @@ std::vector<FoundDevice> describe(const NodeFacts& node, const Properties& card,
         found.push_back(std::move(device));
     };
     if (node.isSink()) {
-        add(Use::playback, node.sinkLayout(), node.sinkLatency);
+        add(Use::playback, node.sinkLayout(), playbackLatency(node));
         add(Use::monitor, node.sinkLayout(), node.monitorLatency);
     } else if (node.isSource()) {
         add(Use::record, node.sourceLayout(), node.sourceLatency);

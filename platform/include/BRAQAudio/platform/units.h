@@ -41,11 +41,17 @@ constexpr AudioUnitScope kAudioUnitScope_Input = 1;
 constexpr AudioUnitScope kAudioUnitScope_Output = 2;
 
 // On a device unit element 0 is what is played and element 1 what is recorded.
-constexpr AudioUnitPropertyID kAudioUnitProperty_MakeConnection = 1;         ///< input: AudioUnitConnection
-constexpr AudioUnitPropertyID kAudioUnitProperty_SampleRate = 2;             ///< input or output: Float64
-constexpr AudioUnitPropertyID kAudioUnitProperty_StreamFormat = 8;           ///< input or output
-constexpr AudioUnitPropertyID kAudioUnitProperty_ElementCount = 11;          ///< UInt32
-constexpr AudioUnitPropertyID kAudioUnitProperty_Latency = 12;               ///< global: Float64 seconds
+constexpr AudioUnitPropertyID kAudioUnitProperty_MakeConnection = 1; ///< input: AudioUnitConnection
+constexpr AudioUnitPropertyID kAudioUnitProperty_SampleRate = 2;     ///< input or output: Float64
+constexpr AudioUnitPropertyID kAudioUnitProperty_StreamFormat = 8;   ///< input or output
+constexpr AudioUnitPropertyID kAudioUnitProperty_ElementCount = 11;  ///< UInt32
+/// Global: Float64 seconds. Of a device unit, from the host time in the time stamp of a frame that its callback renders, or that
+/// the unit pulls from its source, to when that frame is heard; of one that only records, from when a frame reached the device
+/// to the host time it is delivered with. It is what the device says of itself now: latency, safety offset and the largest
+/// latency of its streams; 0 without a device. What converters look ahead is not in it, because the time stamps account for
+/// that, at a varispeed unit too, whose own answer is 0. Nobody is told when it changes: those who listen to the device's
+/// `kAudioDevicePropertyLatency` are.
+constexpr AudioUnitPropertyID kAudioUnitProperty_Latency = 12;
 constexpr AudioUnitPropertyID kAudioUnitProperty_MaximumFramesPerSlice = 14; ///< global: UInt32
 constexpr AudioUnitPropertyID kAudioUnitProperty_LastRenderError = 22;       ///< global: OSStatus, 0 once it was read
 constexpr AudioUnitPropertyID kAudioUnitProperty_SetRenderCallback = 23;     ///< input: AURenderCallbackStruct

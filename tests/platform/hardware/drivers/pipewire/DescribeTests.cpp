@@ -117,6 +117,25 @@ TEST(PipeWire_Describe, TakesRateAndQuantumFromTheGraph) {
     EXPECT_EQ(device.maximumBufferFrames, 8192U) << "a cycle is never longer than the largest one";
 }
 
+TEST(PipeWire_Describe, GivesASinkThatDrivesTheGraphACycleOfLatencyAtLeast) {
+    GraphSettings settings;
+    settings.forcedQuantum = 512;
+    NodeFacts node = nodeOf("Audio/Sink");
+    const auto latency = [&](std::size_t device) {
+        const DeviceDescription description = described(node, {}, settings)[device].description;
+        return (device == 0 ? description.playback : description.record).latencyFrames;
+    };
+    node.sinkLatency.max_rate = 100;
+    EXPECT_EQ(latency(0), 100U) << "it takes frames in the cycle that they are rendered in";
+    node.properties.set(PW_KEY_NODE_DRIVER, "true");
+    EXPECT_EQ(latency(0), 512U + 100U);
+    EXPECT_EQ(latency(1), 0U) << "its monitor";
+    node.sinkLatency.max_quantum = 1.0F;
+    EXPECT_EQ(latency(0), 512U + 100U) << "which the ports tell of";
+    node.sinkLatency.max_quantum = 2.0F;
+    EXPECT_EQ(latency(0), 1024U + 100U);
+}
+
 TEST(PipeWire_Describe, AddsUpTheKindsOfLatency) {
     spa_latency_info latency{};
     latency.max_quantum = 1.5F;
