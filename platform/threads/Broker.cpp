@@ -1,6 +1,6 @@
 #include "platform/threads/Broker.h"
 
-#include "platform/threads/RealtimeKit.h"
+#include "platform/threads/RealtimeServices.h"
 #include "platform/threads/Report.h"
 #include "platform/threads/Scheduling.h"
 
@@ -39,12 +39,12 @@ Broker& broker() {
 }
 
 void serve(const std::vector<Request>& requests) {
-    RealtimeKit service;
+    RealtimeServices services;
     for (const Request& request : requests) {
         if (isThreadOfThisProcess(request.thread)) {
             reportOnce(request.kind, request.thread,
-                       request.kind == ThreadKind::worker ? service.makeHighPriority(request.thread)
-                                                          : service.makeRealtime(request.thread));
+                       request.kind == ThreadKind::worker ? services.makeHighPriority(request.thread)
+                                                          : services.makeRealtime(request.thread));
         }
     }
 }

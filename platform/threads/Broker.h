@@ -2,7 +2,8 @@
 
 #include "BRAQAudio/platform/threads.h"
 
-// Asks the system's real-time scheduling service (rtkit) on behalf of threads that this process may not raise itself.
+// Asks the system's real-time scheduling service (rtkit, in a sandbox the desktop portal) on behalf of threads that this
+// process may not raise itself.
 // The asking is done on a background thread that exists only while there is something to ask; the callers never wait
 // for the service. What came of it is reported.
 

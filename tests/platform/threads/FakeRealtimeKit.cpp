@@ -9,7 +9,18 @@
 namespace threads_test {
 namespace {
 
-constexpr const char* kName = "org.freedesktop.RealtimeKit1";
+struct Place {
+    const char* name;
+    const char* path;
+    const char* interface;
+};
+
+Place placeOf(FakeRealtimeKit::Role role) {
+    if (role == FakeRealtimeKit::Role::portal) {
+        return {"org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop", "org.freedesktop.portal.Realtime"};
+    }
+    return {"org.freedesktop.RealtimeKit1", "/org/freedesktop/RealtimeKit1", "org.freedesktop.RealtimeKit1"};
+}
 
 DBusMessage* newProperty(DBusMessage* request, int type, const char* signature, const void* value) {
     DBusMessage* const reply = dbus_message_new_method_return(request);
@@ -34,7 +45,8 @@ void raise(const FakeRealtimeKit::Call& call) {
 
 } // namespace
 
-FakeRealtimeKit::FakeRealtimeKit(const std::string& address, Behaviour behaviour) : mBehaviour(behaviour) {
+FakeRealtimeKit::FakeRealtimeKit(const std::string& address, Behaviour behaviour, Role role)
+    : mBehaviour(behaviour), mRole(role) {
     mThread = std::thread([this, address] { serve(address); });
     mIsReady.acquire();
 }
@@ -58,7 +70,8 @@ void FakeRealtimeKit::serve(const std::string& address) {
     DBusConnection* const connection = dbus_connection_open_private(address.c_str(), nullptr);
     REQUIRE(connection != nullptr);
     REQUIRE(dbus_bus_register(connection, nullptr));
-    REQUIRE(dbus_bus_request_name(connection, kName, 0, nullptr) == DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER);
+    REQUIRE(dbus_bus_request_name(connection, placeOf(mRole).name, 0, nullptr) ==
+            DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER);
     mIsReady.release();
     while (!mMustEnd) {
         dbus_connection_read_write(connection, 20);
@@ -95,7 +108,7 @@ DBusMessage* FakeRealtimeKit::answerProperty(DBusMessage* request) {
     const char* name = nullptr;
     REQUIRE(dbus_message_get_args(request, nullptr, DBUS_TYPE_STRING, &interface, DBUS_TYPE_STRING, &name,
                                   DBUS_TYPE_INVALID));
-    REQUIRE(std::strcmp(interface, kName) == 0);
+    REQUIRE(std::strcmp(interface, placeOf(mRole).interface) == 0);
     if (std::strcmp(name, "MinNiceLevel") == 0) {
         return newProperty(request, DBUS_TYPE_INT32, "i", &kMinNiceLevel);
     }
@@ -108,7 +121,8 @@ DBusMessage* FakeRealtimeKit::answerProperty(DBusMessage* request) {
 
 DBusMessage* FakeRealtimeKit::answerRaise(DBusMessage* request) {
     Call call{.method = dbus_message_get_member(request), .process = 0, .thread = 0, .priority = 0, .runLimit = {}};
-    REQUIRE(std::strcmp(dbus_message_get_path(request), "/org/freedesktop/RealtimeKit1") == 0);
+    REQUIRE(std::strcmp(dbus_message_get_path(request), placeOf(mRole).path) == 0);
+    REQUIRE(dbus_message_has_interface(request, placeOf(mRole).interface));
     if (std::strcmp(dbus_message_get_signature(request), "tti") == 0) {
         dbus_int32_t nice = 0;
         REQUIRE(dbus_message_get_args(request, nullptr, DBUS_TYPE_UINT64, &call.process, DBUS_TYPE_UINT64, &call.thread,

@@ -30,11 +30,12 @@ class PrivateBus {
     std::string mAddress;
 };
 
-/// Stands for the real-time scheduling service: records what it is asked and, where its own permission suffices, does
+/// Stands for rtkit, or for the desktop portal: records what it is asked and, where its own permission suffices, does
 /// it. It keeps the permission that its creator had, whatever the creator drops later.
 class FakeRealtimeKit {
   public:
     enum class Behaviour { grants, refuses, answersNothing };
+    enum class Role { rtkit, portal };
 
     struct Call {
         std::string method;
@@ -48,7 +49,7 @@ class FakeRealtimeKit {
     static constexpr std::int32_t kMaxRealtimePriority = 20;
     static constexpr std::int64_t kRTTimeUSecMax = 200'000;
 
-    FakeRealtimeKit(const std::string& address, Behaviour behaviour);
+    FakeRealtimeKit(const std::string& address, Behaviour behaviour, Role role = Role::rtkit);
     FakeRealtimeKit(const FakeRealtimeKit&) = delete;
     FakeRealtimeKit& operator=(const FakeRealtimeKit&) = delete;
     ~FakeRealtimeKit();
@@ -66,6 +67,7 @@ class FakeRealtimeKit {
     DBusMessage* answerRaise(DBusMessage* request);
 
     const Behaviour mBehaviour;
+    const Role mRole;
     std::binary_semaphore mIsReady{0};
     std::atomic<bool> mMustEnd{false};
     std::mutex mMutex;

@@ -1,5 +1,5 @@
 #include "BRAQAudio/platform/threads.h"
-#include "platform/threads/RealtimeKit.h"
+#include "platform/threads/RealtimeServices.h"
 #include "tests/platform/threads/FakeRealtimeKit.h"
 #include "tests/platform/threads/Sandbox.h"
 #include "tests/platform/threads/ThreadHelpers.h"
@@ -174,11 +174,11 @@ void aSilentServiceBlocksNobodyAndIsSaidInTheEnd() {
 void aSilentServiceIsWaitedForOnce() {
     Service service(Behaviour::answersNothing);
     const ParkedThread worker;
-    braq::RealtimeKit kit;
-    REQUIRE(contains(kit.makeHighPriority(worker.port()), "NoReply"));
+    braq::RealtimeServices services;
+    REQUIRE(contains(services.makeHighPriority(worker.port()), "NoReply"));
     REQUIRE(timeOf([&] {
-                REQUIRE(contains(kit.makeHighPriority(worker.port()), "NoReply"));
-                REQUIRE(contains(kit.makeRealtime(worker.port()), "NoReply"));
+                REQUIRE(contains(services.makeHighPriority(worker.port()), "NoReply"));
+                REQUIRE(contains(services.makeRealtime(worker.port()), "NoReply"));
             }) < seconds(3));
 }
 

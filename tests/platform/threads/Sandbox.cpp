@@ -63,7 +63,12 @@ void refuseNewThreads() {
     REQUIRE(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
 }
 
-void useSystemBus(const std::string& address) { REQUIRE(setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1) == 0); }
+void useSystemBus(const std::string& address) {
+    REQUIRE(setenv("DBUS_SYSTEM_BUS_ADDRESS", address.c_str(), 1) == 0);
+    useSessionBus(kNoBus);
+}
+
+void useSessionBus(const std::string& address) { REQUIRE(setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1) == 0); }
 
 LogRecorder::LogRecorder() {
     NSLogSetSink([this](const std::string& line) {

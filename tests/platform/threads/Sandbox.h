@@ -47,8 +47,11 @@ bool canBeGiven(Limits limits);
 /// From now on no thread can be started.
 void refuseNewThreads();
 
-/// The system bus of the library is at `address` from now on.
+/// The system bus of the library is at `address` from now on, and the session bus is not there.
 void useSystemBus(const std::string& address);
+
+/// The session bus of the library is at `address` from now on.
+void useSessionBus(const std::string& address);
 
 /// An address at which there is nothing.
 constexpr const char* kNoBus = "unix:path=/nonexistent/bus";
