@@ -1,6 +1,8 @@
 #include "BRAQAudio/core/BMutex.h"
 
 #include <gtest/gtest.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -134,6 +136,12 @@ TEST_F(MutexThatChecksDeathTest, UnlockThatThePlatformRefusesAborts) {
 }
 
 TEST(MutexOfAnotherKindDeathTest, TryThatThePlatformRefusesAborts) {
+    void* list = nullptr;
+    std::size_t size = 0;
+    if (syscall(SYS_get_robust_list, 0, &list, &size) != 0 && errno == ENOSYS) {
+        GTEST_SKIP()
+            << "not shown: this system does not tell who has died with a mutex, as under an emulated processor";
+    }
     BMutex mutex;
     BMutexInitialize(&mutex, "ceiling");
     pthread_mutex_destroy(&mutex.mMutex);

@@ -143,7 +143,7 @@ TEST_F(Files_FileWriterErrors, TellThatSomethingIsNoRegularFile) {
 }
 
 TEST_F(Files_FileWriterErrors, TellThatANameIsTooLong) {
-    EXPECT_EQ(create(mFolder.file(std::string(4000, 'a') + ".wav")), kAudioFileUnspecifiedError);
+    EXPECT_EQ(create(mFolder.file(std::string(4000, 'a').append(".wav"))), kAudioFileUnspecifiedError);
     EXPECT_THAT(mLog.errors(), ElementsAre(HasSubstr("File name too long")));
 }
 
