@@ -62,7 +62,7 @@ TEST_F(Files_OutputFile, IsNotLargerForWhatIsReserved) {
 }
 
 TEST_F(Files_OutputFile, IsCutBackToItsBytesWhereSpaceIsReservedByZeros) {
-    ASSERT_TRUE(runWithoutReservations([&] {
+    const bool isRun = runWithoutReservations([&] {
         create();
         write("bytes");
         EXPECT_EQ(mFile->reserve(1000000), 0);
@@ -71,7 +71,10 @@ TEST_F(Files_OutputFile, IsCutBackToItsBytesWhereSpaceIsReservedByZeros) {
         EXPECT_EQ(mFile->reserve(3000000), 0);
         EXPECT_EQ(content().substr(0, 14), std::string("bytes behind\0\0", 14));
         EXPECT_EQ(mFile->close(), 0);
-    }));
+    });
+    if (!isRun) {
+        GTEST_SKIP() << "not shown: this process may not filter its system calls";
+    }
     EXPECT_EQ(content(), "bytes behind");
 }
 
