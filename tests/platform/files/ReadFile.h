@@ -56,6 +56,14 @@ void encode(const std::filesystem::path& input, const std::vector<Encoding>& enc
 /// The samples that the ffmpeg command decodes from a file, as interleaved float.
 std::vector<Float32> decodedByCommand(const std::filesystem::path& input, const std::filesystem::path& folder);
 
+/// How far what is read may be from that: nothing, but where the command is that of another processor, whose decoders round
+/// otherwise.
+#ifdef BRAQ_COMMANDS_OF_ANOTHER_PROCESSOR
+constexpr Float32 commandTolerance = 1e-5F;
+#else
+constexpr Float32 commandTolerance = 0.0F;
+#endif
+
 std::string bytesOf(const std::filesystem::path& path);
 void writeBytes(const std::filesystem::path& path, const std::string& bytes);
 
