@@ -34,7 +34,7 @@ LAYERS = [
     ("core", r"(include/BRAQAudio/)?core/.*"),
     ("errors", r"(include/BRAQAudio/)?errors/.*"),
     ("platform interface", r"platform/include/.*"),
-    ("platform", r"platform/(foundation|threads|hardware|units|files)/.*"),
+    ("platform", r"platform/(foundation|threads|samples|hardware|units|files)/.*"),
 ]
 NAMES = [name for name, _ in LAYERS]
 PROGRAMS = NAMES.index("programs")

@@ -4,6 +4,7 @@
 #include "platform/files/OpenAudioFile.h"
 #include "platform/foundation/PropertyBytes.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -35,6 +36,17 @@ OSStatus setClientFormat(OpenAudioFile& file, const AudioStreamBasicDescription&
         return status;
     }
     return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format);
+}
+
+OSStatus positions(const OpenAudioFile& file, UInt32* size, void* data) {
+    const braq::ChannelPositions known = file.clientPositions();
+    const std::size_t bytes = known.size() * sizeof(braq::ChannelPosition);
+    if (size == nullptr || data == nullptr || *size < bytes) {
+        return wrongSize;
+    }
+    std::copy(known.begin(), known.end(), static_cast<braq::ChannelPosition*>(data));
+    *size = static_cast<UInt32>(bytes);
+    return 0;
 }
 
 OSStatus openReader(const std::string& path, std::unique_ptr<braq::FileReader>& reader) {
@@ -111,6 +123,7 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
     switch (property) {
     case kExtAudioFileProperty_FileDataFormat: return braq::answer(open->fileFormat(), size, data, wrongSize);
     case kExtAudioFileProperty_ClientDataFormat: return braq::answer(open->clientFormat(), size, data, wrongSize);
+    case kBRAQExtAudioFileProperty_ChannelPositions: return positions(*open, size, data);
     case kExtAudioFileProperty_FileLengthFrames:
         if (const OSStatus status = open->drain()) {
             return status;

@@ -22,6 +22,7 @@ struct OpenAudioFile {
     AudioStreamBasicDescription clientFormat() const {
         return reader ? reader->clientFormat() : writer->clientFormat();
     }
+    ChannelPositions clientPositions() const { return reader ? reader->clientPositions() : ChannelPositions(); }
     /// What was queued comes before what follows, and is not written while something else is asked of the writer.
     /// @return why a queued write failed, once
     OSStatus drain() const { return async ? async->drain() : 0; }

@@ -1,7 +1,5 @@
 #include "platform/units/ChannelRouting.h"
 
-#include "platform/files/reading/ChannelMatrix.h"
-
 #include <algorithm>
 #include <cstddef>
 
@@ -35,32 +33,48 @@ ChannelRouting::ChannelRouting(std::vector<Route> routes, UInt32 fromChannels, U
     mIsDirect = mIsDirect && mRoutes.size() == fromChannels && fromChannels <= toChannels;
 }
 
-ChannelRouting ChannelRouting::forPlayback(UInt32 clientChannels, UInt32 deviceChannels,
-                                           std::span<const UInt32, 2> stereo) {
+ChannelRouting ChannelRouting::forPlayback(const PlaybackChannels& channels) {
+    const bool isMono = channels.client == 1 && channels.device > 1;
+    return {isMono ? monoRoutes(channels) : routesByPosition(channels), channels.client, channels.device};
+}
+
+std::vector<ChannelRouting::Route> ChannelRouting::monoRoutes(const PlaybackChannels& channels) {
     std::vector<Route> routes;
-    if (clientChannels == 1 && deviceChannels > 1) {
-        for (const UInt32 number : stereo) {
-            const UInt32 channel = number - 1;
-            const bool isThere = std::ranges::any_of(routes, [channel](const Route& one) { return one.to == channel; });
-            if (number >= 1 && number <= deviceChannels && !isThere) {
-                routes.push_back({0, channel, 1.0F});
-            }
-        }
-    } else if (clientChannels > deviceChannels) {
-        const ChannelMatrix matrix(clientChannels, deviceChannels);
-        for (UInt32 to = 0; to < deviceChannels; ++to) {
-            for (UInt32 from = 0; from < clientChannels; ++from) {
-                if (const float gain = matrix.gain(from, to); gain != 0.0F) {
-                    routes.push_back({from, to, gain});
-                }
-            }
-        }
-    } else {
-        for (UInt32 channel = 0; channel < clientChannels; ++channel) {
-            routes.push_back({channel, channel, 1.0F});
+    for (const UInt32 number : channels.stereo) {
+        const UInt32 channel = number - 1;
+        const bool isThere = std::ranges::any_of(routes, [channel](const Route& one) { return one.to == channel; });
+        if (number >= 1 && number <= channels.device && !isThere) {
+            routes.push_back({0, channel, 1.0F});
         }
     }
-    return {std::move(routes), clientChannels, deviceChannels};
+    return routes;
+}
+
+std::vector<ChannelRouting::Route> ChannelRouting::routesByPosition(const PlaybackChannels& channels) {
+    const bool hasRoom = channels.client <= channels.device;
+    const bool isTold = channels.clientPositions.size() == channels.client && areKnown(channels.clientPositions);
+    ChannelPositions devicePositions = channels.devicePositions;
+    devicePositions.resize(channels.device, ChannelPosition::unknown);
+    if (!hasRoom && !areKnown(devicePositions)) {
+        devicePositions = usualPositions(channels.device);
+    }
+    const ChannelMatrix matrix(isTold ? channels.clientPositions : usualPositions(channels.client), devicePositions,
+                               channels.downmix);
+    std::vector<Route> routes;
+    if (hasRoom && (matrix.isByNumber() || !(isTold || matrix.isPermutation()))) {
+        for (UInt32 channel = 0; channel < channels.client; ++channel) {
+            routes.push_back({channel, channel, 1.0F});
+        }
+        return routes;
+    }
+    for (UInt32 to = 0; to < channels.device; ++to) {
+        for (UInt32 from = 0; from < channels.client; ++from) {
+            if (const float gain = matrix.gain(from, to); gain != 0.0F) {
+                routes.push_back({from, to, gain});
+            }
+        }
+    }
+    return routes;
 }
 
 ChannelRouting ChannelRouting::forPlayback(std::span<const SInt32> map, UInt32 clientChannels, UInt32 deviceChannels) {

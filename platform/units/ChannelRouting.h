@@ -1,23 +1,36 @@
 #pragma once
 
-#include "BRAQAudio/platform/types.h"
+#include "platform/samples/ChannelMatrix.h"
 
+#include <array>
 #include <optional>
 #include <span>
 #include <vector>
 
 namespace braq {
 
+/// What a client plays and the channels that a device has for it.
+struct PlaybackChannels {
+    UInt32 client = 0;
+    ChannelPositions clientPositions{}; ///< empty: the client has not told any
+    UInt32 device = 0;
+    ChannelPositions devicePositions{};
+    std::array<UInt32, 2> stereo{1, 2}; ///< numbers, from 1, of the device's left and right channel
+    Downmix downmix = Downmix::scaled;
+};
+
 /// Which channels of one side become which of the other. Made on control threads, then not changed.
 class ChannelRouting {
   public:
-    /// From a client's channels to a device's: one channel to the preferred stereo pair; more than the device has are mixed
-    /// down (ITU-R BS.775 for the usual layouts); otherwise channel to channel.
-    /// @param stereo numbers, from 1, of the device's left and right channel
-    static ChannelRouting forPlayback(UInt32 clientChannels, UInt32 deviceChannels, std::span<const UInt32, 2> stereo);
+    /// From a client's channels to a device's: one channel to the preferred stereo pair, several to those of their positions, and
+    /// what has none there is mixed into others as `ChannelMatrix` does.
+    ///
+    /// Positions that the client has not told are the usual ones of so many channels. A guess mixes nothing that has room: then,
+    /// and where the device does not tell its positions, it is channel to channel if the device has as many.
+    static ChannelRouting forPlayback(const PlaybackChannels& channels);
     /// From a client's channels to those of the device that the map names, from 0; -1, and beyond the map: to none.
     static ChannelRouting forPlayback(std::span<const SInt32> map, UInt32 clientChannels, UInt32 deviceChannels);
-    /// From a device's channels to a client's: channel to channel, or those that the map names.
+    /// From a device's channels to a client's: channel to channel, whatever their positions, or those that the map names.
     static ChannelRouting forRecording(UInt32 clientChannels, UInt32 deviceChannels,
                                        const std::optional<std::vector<SInt32>>& map);
 
@@ -38,6 +51,8 @@ class ChannelRouting {
     };
 
     ChannelRouting(std::vector<Route> routes, UInt32 fromChannels, UInt32 toChannels);
+    static std::vector<Route> monoRoutes(const PlaybackChannels& channels);
+    static std::vector<Route> routesByPosition(const PlaybackChannels& channels);
 
     std::vector<Route> mRoutes;
     bool mIsDirect = true;

@@ -32,6 +32,7 @@ std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records) {
     facts.bufferFrames = description.bufferFrames;
     facts.playbackChannels = description.playback.channels();
     facts.recordChannels = description.record.channels();
+    facts.playbackPositions = description.playback.positions;
     const AudioObjectPropertyAddress stereo{kAudioDevicePropertyPreferredChannelsForStereo,
                                             kAudioDevicePropertyScopeOutput, kAudioObjectPropertyElementMain};
     UInt32 size = sizeof(facts.stereo);

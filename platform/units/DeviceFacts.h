@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/platform/hardware.h"
+#include "platform/samples/ChannelPositions.h"
 
 #include <array>
 #include <optional>
@@ -14,7 +15,8 @@ struct DeviceFacts {
     UInt32 bufferFrames = 0;
     UInt32 playbackChannels = 0;
     UInt32 recordChannels = 0;
-    std::array<UInt32, 2> stereo{1, 2}; ///< numbers of the preferred playback channels
+    ChannelPositions playbackPositions{}; ///< as far as they are known
+    std::array<UInt32, 2> stereo{1, 2};   ///< numbers of the preferred playback channels
     bool operator==(const DeviceFacts&) const = default;
 };
 

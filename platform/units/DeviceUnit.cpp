@@ -42,7 +42,7 @@ IODirections directions(bool plays, bool records) {
 DeviceUnit::DeviceUnit() : mSides{}, mSliceLimit(0) {
     constexpr Float64 usualSampleRate = 44100.0;
     for (Side& side : mSides) {
-        side = {false, planarFloatFormat(usualSampleRate, 2), std::nullopt};
+        side = {.isEnabled = false, .client = planarFloatFormat(usualSampleRate, 2), .channelMap = std::nullopt};
     }
     mSides[playbackElement].isEnabled = true;
     rememberDevice();
@@ -128,7 +128,12 @@ OSStatus DeviceUnit::makePlayback(const DeviceFacts& facts) {
     }
     const UInt32 channels = side.client.mChannelsPerFrame;
     auto routing = side.channelMap ? ChannelRouting::forPlayback(*side.channelMap, channels, facts.playbackChannels)
-                                   : ChannelRouting::forPlayback(channels, facts.playbackChannels, facts.stereo);
+                                   : ChannelRouting::forPlayback({.client = channels,
+                                                                  .clientPositions = side.positions,
+                                                                  .device = facts.playbackChannels,
+                                                                  .devicePositions = facts.playbackPositions,
+                                                                  .stereo = facts.stereo,
+                                                                  .downmix = side.downmix});
     mPlayback = std::make_unique<DevicePlayback>(std::move(source), side.client.mSampleRate, channels,
                                                  std::move(routing), facts, mSliceLimit, mStartsAtZero);
     return 0;

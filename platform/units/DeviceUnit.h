@@ -38,6 +38,8 @@ class DeviceUnit final : public Unit {
         bool isEnabled;
         AudioStreamBasicDescription client;
         std::optional<std::vector<SInt32>> channelMap;
+        ChannelPositions positions{}; // of the channels that are played; none: they were not told
+        Downmix downmix = Downmix::scaled;
     };
 
     // Under the control lock.
@@ -55,7 +57,11 @@ class DeviceUnit final : public Unit {
     OSStatus setEnabled(const UnitPropertyAddress& address, const void* data, UInt32 size);
     OSStatus setChannelMap(const UnitPropertyAddress& address, const void* data, UInt32 size);
     OSStatus setSliceLimit(const void* data, UInt32 size);
+    OSStatus setPositions(const void* data, UInt32 size);
+    OSStatus setDownmix(const void* data, UInt32 size);
+    OSStatus prepareAgain();
     OSStatus channelMap(const UnitPropertyAddress& address, void* data, UInt32* size) const;
+    OSStatus positions(void* data, UInt32* size) const;
     std::optional<AudioStreamBasicDescription> format(const UnitPropertyAddress& address) const;
 
     void deliverRunning(bool isRunning, UInt64 round);

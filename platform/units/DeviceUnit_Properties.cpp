@@ -54,6 +54,8 @@ std::optional<OSStatus> checkAddress(const UnitPropertyAddress& address) {
     case kAudioOutputUnitProperty_ChannelMap: return checkDirectionAddress(address);
     case kAudioUnitProperty_SetRenderCallback:
     case kAudioUnitProperty_MakeConnection:
+    case kBRAQOutputUnitProperty_ChannelPositions:
+    case kBRAQOutputUnitProperty_UnscaledDownmix:
         if (address.scope != kAudioUnitScope_Input) {
             return kAudioUnitErr_InvalidScope;
         }
@@ -146,6 +148,9 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
     case kAudioOutputUnitProperty_HasIO:
         return answer(UInt32{deviceChannels(address.element) != 0}, size, data, wrongSize);
     case kAudioOutputUnitProperty_ChannelMap: return channelMap(address, data, size);
+    case kBRAQOutputUnitProperty_ChannelPositions: return positions(data, size);
+    case kBRAQOutputUnitProperty_UnscaledDownmix:
+        return answer(UInt32{mSides[0].downmix == Downmix::unscaled}, size, data, wrongSize);
     case kAudioUnitProperty_SetRenderCallback: return answer(mSource.callback(), size, data, wrongSize);
     case kAudioOutputUnitProperty_SetInputCallback: return answer(mInputCallback, size, data, wrongSize);
     case kAudioUnitProperty_ElementCount: {
@@ -178,8 +183,16 @@ OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void*
         return kAudioUnitErr_PropertyNotWritable;
     }
     const std::lock_guard lock(mControl);
+    if (mRuns) {
+        return kAudioUnitErr_CannotDoInCurrentContext;
+    }
+    switch (address.property) {
+    case kBRAQOutputUnitProperty_ChannelPositions: return setPositions(data, size);
+    case kBRAQOutputUnitProperty_UnscaledDownmix: return setDownmix(data, size);
+    default: break;
+    }
     if (mIsInitialized) {
-        return mRuns ? kAudioUnitErr_CannotDoInCurrentContext : kAudioUnitErr_Initialized;
+        return kAudioUnitErr_Initialized;
     }
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
@@ -225,7 +238,11 @@ OSStatus DeviceUnit::setStreamFormat(const UnitPropertyAddress& address, const v
     if (!isUnitFormat(format)) {
         return kAudioUnitErr_FormatNotSupported;
     }
-    mSides[address.element].client = format;
+    Side& side = mSides[address.element];
+    if (format.mChannelsPerFrame != side.client.mChannelsPerFrame) {
+        side.positions.clear();
+    }
+    side.client = format;
     return 0;
 }
 
@@ -255,6 +272,40 @@ OSStatus DeviceUnit::setChannelMap(const UnitPropertyAddress& address, const voi
     return 0;
 }
 
+OSStatus DeviceUnit::setPositions(const void* data, UInt32 size) {
+    Side& side = mSides[0];
+    if (size % sizeof(ChannelPosition) != 0 || (data == nullptr && size != 0)) {
+        return wrongSize;
+    }
+    ChannelPositions positions(size / sizeof(ChannelPosition));
+    if (!positions.empty()) {
+        std::memcpy(positions.data(), data, size);
+    }
+    const bool isForEach = positions.empty() || positions.size() == side.client.mChannelsPerFrame;
+    if (!isForEach || !std::ranges::all_of(positions, isChannelPosition)) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    side.positions = std::move(positions);
+    return prepareAgain();
+}
+
+OSStatus DeviceUnit::setDownmix(const void* data, UInt32 size) {
+    UInt32 value = 0;
+    if (const OSStatus status = take(value, size, data, wrongSize)) {
+        return status;
+    }
+    mSides[0].downmix = value != 0 ? Downmix::unscaled : Downmix::scaled;
+    return prepareAgain();
+}
+
+// Routes are made with everything else that is ready for the device.
+OSStatus DeviceUnit::prepareAgain() {
+    if (mIsInitialized) {
+        mPrepared = prepare();
+    }
+    return mPrepared;
+}
+
 OSStatus DeviceUnit::setSliceLimit(const void* data, UInt32 size) {
     UInt32 limit = 0;
     if (const OSStatus status = take(limit, size, data, wrongSize)) {
@@ -264,6 +315,18 @@ OSStatus DeviceUnit::setSliceLimit(const void* data, UInt32 size) {
         return kAudioUnitErr_InvalidPropertyValue;
     }
     mSliceLimit = limit;
+    return 0;
+}
+
+OSStatus DeviceUnit::positions(void* data, UInt32* size) const {
+    const ChannelPositions& told = mSides[0].positions;
+    const ChannelPositions known = told.empty() ? usualPositions(mSides[0].client.mChannelsPerFrame) : told;
+    const std::size_t bytes = known.size() * sizeof(ChannelPosition);
+    if (data == nullptr || size == nullptr || *size < bytes) {
+        return wrongSize;
+    }
+    std::memcpy(data, known.data(), bytes);
+    *size = static_cast<UInt32>(bytes);
     return 0;
 }
 

@@ -47,15 +47,26 @@ constexpr std::size_t chunkHeaderBytes = 8;
 
 } // namespace
 
-void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate) {
+void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate,
+                       UInt32 speakers) {
     constexpr UInt16 bits = 32;
     const auto frameBytes = static_cast<UInt16>(channels * sizeof(Float32));
     const auto dataBytes = static_cast<UInt32>(frames * frameBytes);
-    constexpr UInt32 formatBytes = 16;
+    const UInt32 formatBytes = speakers == 0 ? 16 : 40;
     Bytes bytes;
-    bytes.tag("RIFF").number(UInt32{4 + 8 + formatBytes + 8} + dataBytes).tag("WAVE");
-    bytes.tag("fmt ").number(formatBytes).number(floatCoding).number(static_cast<UInt16>(channels));
+    bytes.tag("RIFF").number(4 + 8 + formatBytes + 8 + dataBytes).tag("WAVE");
+    bytes.tag("fmt ").number(formatBytes).number(speakers == 0 ? floatCoding : extensibleCoding);
+    bytes.number(static_cast<UInt16>(channels));
     bytes.number(rate).number(rate * frameBytes).number(frameBytes).number(bits);
+    if (speakers != 0) {
+        constexpr UInt16 moreBytes = 22;
+        bytes.number(moreBytes).number(bits).number(speakers);
+        // The coding as an identifier of 16 bytes.
+        bytes.number(UInt32{floatCoding})
+            .number(UInt32{0x00100000})
+            .number(UInt32{0xAA000080})
+            .number(UInt32{0x719B3800});
+    }
     bytes.tag("data").number(dataBytes);
     for (UInt64 frame = 0; frame < frames; ++frame) {
         for (UInt32 channel = 0; channel < channels; ++channel) {

@@ -12,7 +12,9 @@
 namespace braq::testing {
 
 /// Writes a 32-bit float WAVE file whose samples are `sampleOf` (FrameLists.h).
-void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels = 2, UInt32 rate = 48000);
+/// @param speakers a bit for each loudspeaker, as WAVE files have them; 0: the file does not say
+void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels = 2, UInt32 rate = 48000,
+                       UInt32 speakers = 0);
 
 /// The samples of a 32-bit float WAVE file, interleaved, as they stand in it. Throws for what is no such file.
 std::vector<Float32> samplesOfFile(const std::filesystem::path& path);

@@ -1,5 +1,6 @@
 #include "platform/files/reading/CodedFormat.h"
 
+#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/reading/LibavLogScope.h"
 
 namespace braq {
@@ -36,7 +37,7 @@ std::optional<FirstBlock> decodeFirstBlock(LocalFile& file, PacketSource& packet
             const bool isLossless = decoder.context().bits_per_raw_sample > 0;
             const int bits = isLossless ? decoder.context().bits_per_raw_sample : 0;
             block = FirstBlock{static_cast<Float64>(decoder.block().sample_rate), decoder.channels(), decoder.frames(),
-                               static_cast<UInt32>(bits)};
+                               static_cast<UInt32>(bits), positionsOf(decoder.block().ch_layout)};
         }
     }
     return block;

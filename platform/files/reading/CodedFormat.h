@@ -10,7 +10,8 @@ struct FirstBlock {
     Float64 sampleRate;
     UInt32 channels;
     UInt32 frames;
-    UInt32 bitsPerSample; ///< of lossless codings; 0 for others
+    UInt32 bitsPerSample;         ///< of lossless codings; 0 for others
+    ChannelPositions positions{}; ///< none: not known
 };
 
 /// Decodes from the first packet on until something comes out; some codings tell only then at what rate they play.

@@ -43,6 +43,7 @@ class SourceReader final : public FileReader {
     std::optional<SInt64> frameOfPacket(SInt64 packet) override { return mSource->frameOfPacket(packet); }
 
     AudioStreamBasicDescription clientFormat() const override { return mConversion->format; }
+    ChannelPositions clientPositions() const override { return mConversion->mixed.positions(); }
     OSStatus setClientFormat(const AudioStreamBasicDescription& format) override;
     OSStatus read(UInt32& frames, AudioBufferList& list) override;
     OSStatus seek(SInt64 frame) override;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/platform/files.h"
+#include "platform/samples/ChannelPositions.h"
 
 #include <memory>
 #include <optional>
@@ -29,6 +30,8 @@ class FileReader {
     virtual std::optional<SInt64> frameOfPacket(SInt64 packet) = 0;
 
     virtual AudioStreamBasicDescription clientFormat() const = 0;
+    /// Of each channel of the client format; none where the file does not say them.
+    virtual ChannelPositions clientPositions() const = 0;
     /// Also goes on from the frame that was reached.
     /// @return 0, `kExtAudioFileError_NonPCMClientFormat` or `kExtAudioFileError_InvalidDataFormat`
     virtual OSStatus setClientFormat(const AudioStreamBasicDescription& format) = 0;

@@ -7,17 +7,37 @@ namespace {
 
 constexpr UInt32 framesAtOnce = 4096;
 
+bool tellsPositions(const FileFacts& facts) {
+    return facts.positions.size() == facts.format.mChannelsPerFrame && areKnown(facts.positions);
+}
+
+std::optional<ChannelMatrix> matrixFor(const FileFacts& facts, UInt32 channels) {
+    return channels == facts.format.mChannelsPerFrame
+               ? std::nullopt
+               : std::optional<ChannelMatrix>(std::in_place,
+                                              tellsPositions(facts) ? facts.positions
+                                                                    : usualPositions(facts.format.mChannelsPerFrame),
+                                              usualPositions(channels), Downmix::scaled);
+}
+
 } // namespace
 
 MixedSource::MixedSource(SampleSource& source, UInt32 channels)
     : mSource(source),
       mChannels(channels),
-      mMatrix(source.facts().format.mChannelsPerFrame, channels),
-      mUnmixed(source.facts().format.mChannelsPerFrame, mMatrix.isIdentity() ? 0 : framesAtOnce),
+      mMatrix(matrixFor(source.facts(), channels)),
+      mUnmixed(source.facts().format.mChannelsPerFrame, mMatrix ? framesAtOnce : 0),
       mTo(channels) {}
 
+ChannelPositions MixedSource::positions() const {
+    if (!tellsPositions(mSource.facts()) || (mMatrix && mMatrix->isByNumber())) {
+        return {};
+    }
+    return mMatrix ? usualPositions(mChannels) : mSource.facts().positions;
+}
+
 UInt32 MixedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
-    if (mMatrix.isIdentity()) {
+    if (!mMatrix) {
         return mSource.read(first, frames, planes);
     }
     UInt32 done = 0;
@@ -27,7 +47,7 @@ UInt32 MixedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             mTo[channel] = planes[channel] + done;
         }
-        mMatrix.mix(mUnmixed.get(), mTo.data(), got);
+        mMatrix->mix(mUnmixed.get(), mTo.data(), got);
         done += got;
         if (got < wanted) {
             break;

@@ -1,4 +1,5 @@
 #include "platform/files/reading/Bytes.h"
+#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/reading/OpenSource.h"
 #include "platform/files/reading/OpenTable.h"
 #include "platform/files/reading/PcmSource.h"
@@ -62,7 +63,8 @@ std::unique_ptr<SampleSource> openSamples(std::unique_ptr<LocalFile>& file, Liba
                                           AudioFileTypeID type, const PcmFormat& pcm) {
     const AVStream& stream = container.stream();
     const auto channels = static_cast<UInt32>(container.codec().ch_layout.nb_channels);
-    FileFacts facts{type, linearFormat(pcm, container.codec().sample_rate, channels), 0};
+    FileFacts facts{type, linearFormat(pcm, container.codec().sample_rate, channels), 0,
+                    positionsOf(container.codec().ch_layout)};
     const SInt64 offset = container.samplesOffset();
     std::vector<PcmExtent> extents;
     if (!(type == kAudioFileWAVEType && isEmptyWave(*file, offset))) {

@@ -1,3 +1,4 @@
+#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/reading/LibavContainer.h"
 #include "platform/files/reading/MovieTimes.h"
 #include "platform/files/reading/OpenSource.h"
@@ -45,7 +46,8 @@ AudioFileTypeID movieType(const LibavContainer& container) {
 std::unique_ptr<SampleSource> openLinear(std::unique_ptr<LocalFile>& file, const LibavContainer& container,
                                          const std::vector<PacketPlace>& chunks, const PcmFormat& pcm) {
     const auto channels = static_cast<UInt32>(container.codec().ch_layout.nb_channels);
-    FileFacts facts{movieType(container), linearFormat(pcm, container.codec().sample_rate, channels), 0};
+    FileFacts facts{movieType(container), linearFormat(pcm, container.codec().sample_rate, channels), 0,
+                    positionsOf(container.codec().ch_layout)};
     std::vector<PcmExtent> extents;
     for (const auto& chunk : chunks) {
         const auto offset = static_cast<SInt64>(chunk.offset);

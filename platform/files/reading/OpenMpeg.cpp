@@ -112,7 +112,8 @@ std::unique_ptr<SampleSource> openLayerIII(std::unique_ptr<LocalFile> file, SInt
         // A padding shorter than the decoder's delay leaves the sound's end to a packet that is not there.
         remainder = std::clamp<SInt64>(SInt64{header->padding} - decoderDelay, 0, frames - priming);
     }
-    FileFacts facts{kAudioFileMP3Type, codedFormat(coding, *block, framesPerPacket), frames - priming - remainder};
+    FileFacts facts{kAudioFileMP3Type, codedFormat(coding, *block, framesPerPacket), frames - priming - remainder,
+                    block->positions};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, priming,
                                          coding);
 }
@@ -131,7 +132,7 @@ std::unique_ptr<SampleSource> openAdts(std::unique_ptr<LocalFile> file, SInt64 b
     // A band that is replicated doubles the rate and the frames of every packet.
     packets->setFramesPerPacket(block->frames);
     const SInt64 frames = packets->packetCount() * block->frames;
-    FileFacts facts{kAudioFileAAC_ADTSType, codedFormat(coding, *block, block->frames), frames};
+    FileFacts facts{kAudioFileAAC_ADTSType, codedFormat(coding, *block, block->frames), frames, block->positions};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, 0, coding);
 }
 

@@ -22,7 +22,8 @@ std::unique_ptr<SampleSource> openOgg(std::unique_ptr<LocalFile> file, SInt64 be
     const UInt32 framesPerPacket = isVorbis ? 0 : packets->framesOfFirstPacket();
     const SInt64 priming = stream->primingFrames + (isVorbis ? packets->framesBeforeOrigin() : 0);
     const SInt64 frames = std::max<SInt64>(packets->statedFrames() - stream->primingFrames, 0);
-    const FileFacts facts{kBRAQAudioFileOggType, codedFormat(coding, *block, framesPerPacket), frames};
+    const FileFacts facts{kBRAQAudioFileOggType, codedFormat(coding, *block, framesPerPacket), frames,
+                          block->positions};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, priming,
                                          coding);
 }

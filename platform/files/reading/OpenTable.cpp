@@ -116,7 +116,7 @@ std::unique_ptr<SampleSource> openTable(std::unique_ptr<LocalFile>& file, const 
     HeardPart part = heard(block->sampleRate, allFrames);
     part.priming = std::clamp<SInt64>(part.priming, 0, allFrames);
     part.frames = std::clamp<SInt64>(part.frames, 0, allFrames - part.priming);
-    const FileFacts facts{type, codedFormat(coding, *block, frames), part.frames};
+    const FileFacts facts{type, codedFormat(coding, *block, frames), part.frames, block->positions};
     return std::make_unique<CodedSource>(std::move(file), std::move(packets), std::move(decoder), facts, part.priming,
                                          coding);
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/platform/files.h"
+#include "platform/samples/ChannelPositions.h"
 
 #include <optional>
 
@@ -10,7 +11,8 @@ namespace braq {
 struct FileFacts {
     AudioFileTypeID type = 0;
     AudioStreamBasicDescription format{};
-    SInt64 lengthFrames = 0; ///< that are meant to be heard
+    SInt64 lengthFrames = 0;      ///< that are meant to be heard
+    ChannelPositions positions{}; ///< of each channel, or none where the file does not say them
 };
 
 /// The frames of a file that are meant to be heard, as planar float at the file's rate. One thread at a time.

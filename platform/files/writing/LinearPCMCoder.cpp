@@ -1,3 +1,4 @@
+#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/writing/Coder.h"
 
 #include <algorithm>
@@ -20,7 +21,6 @@ class LinearPCMCoder final : public Coder {
         if (mParameters == nullptr || mPacket == nullptr) {
             throw std::bad_alloc();
         }
-        const auto channels = static_cast<int>(coding.description.mChannelsPerFrame);
         mParameters->codec_type = AVMEDIA_TYPE_AUDIO;
         mParameters->codec_id = coding.codec;
         mParameters->codec_tag = coding.codecTag;
@@ -28,7 +28,7 @@ class LinearPCMCoder final : public Coder {
         mParameters->bits_per_coded_sample = static_cast<int>(coding.sample.bits);
         mParameters->block_align = static_cast<int>(mBytesPerFrame);
         mParameters->bit_rate = static_cast<std::int64_t>(rate * mBytesPerFrame * 8);
-        av_channel_layout_default(&mParameters->ch_layout, channels);
+        setUsualLayout(coding.description.mChannelsPerFrame, mParameters->ch_layout);
     }
 
     const AVCodecParameters& parameters() const override { return *mParameters; }

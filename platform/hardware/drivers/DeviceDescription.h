@@ -1,26 +1,12 @@
 #pragma once
 
 #include "BRAQAudio/platform/types.h"
+#include "platform/samples/ChannelPositions.h"
 
 #include <string>
 #include <vector>
 
 namespace braq {
-
-/// What a loudspeaker or microphone channel stands for, as far as mixing down needs to know.
-enum class ChannelPosition {
-    unknown,
-    mono,
-    frontLeft,
-    frontRight,
-    frontCenter,
-    lowFrequency,
-    rearLeft,
-    rearRight,
-    rearCenter,
-    sideLeft,
-    sideRight,
-};
 
 /// Channels of a device that its hardware moves together.
 struct DeviceStream {
@@ -32,8 +18,8 @@ struct DeviceStream {
 
 /// One direction of a device.
 struct DeviceDirection {
-    std::vector<DeviceStream> streams;      ///< none: the device has not got this direction
-    std::vector<ChannelPosition> positions; ///< of each channel in order; those beyond its end are unknown
+    std::vector<DeviceStream> streams; ///< none: the device has not got this direction
+    ChannelPositions positions;        ///< of each channel in order; those beyond its end are unknown
     UInt32 latencyFrames = 0;
     UInt32 safetyOffsetFrames = 0;
     bool operator==(const DeviceDirection&) const = default;

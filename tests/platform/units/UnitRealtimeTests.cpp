@@ -55,6 +55,20 @@ TEST(Units_Realtime, PlayingWithAChannelMapAndAVolumeKeepsTheRules) {
     EXPECT_GT(tape.delivered, 0U);
 }
 
+TEST(Units_Realtime, PlayingByPositionKeepsTheRules) {
+    using enum BRAQChannelPosition;
+    auto options = steppedOptions("device", 6, 0);
+    options.playback.positions = {frontLeft, frontRight, rearLeft, rearRight, frontCenter, lowFrequency};
+    const auto device = BRAQSoftwareDevice::deviceWithOptions(options);
+    for (const UInt32 channels : {6U, 8U}) { // moved, and mixed
+        Tape tape(quiet);
+        Player player(device->deviceID(), planar(48000.0, channels), tape.body());
+        ASSERT_EQ(player.start(), 0);
+        runCycles(*device, 6, 512, 50);
+        EXPECT_GT(tape.delivered, 0U);
+    }
+}
+
 TEST(Units_Realtime, ParametersAreChangedOnTheIOThreadWithinTheRules) {
     const auto device = steppedDevice("device");
     TestUnit varispeed(varispeedDescription);

@@ -23,6 +23,8 @@ ChannelPosition positionOf(UInt32 position) {
     case SPA_AUDIO_CHANNEL_RC: return ChannelPosition::rearCenter;
     case SPA_AUDIO_CHANNEL_RL: return ChannelPosition::rearLeft;
     case SPA_AUDIO_CHANNEL_RR: return ChannelPosition::rearRight;
+    case SPA_AUDIO_CHANNEL_FLC: return ChannelPosition::frontLeftOfCenter;
+    case SPA_AUDIO_CHANNEL_FRC: return ChannelPosition::frontRightOfCenter;
     default: return ChannelPosition::unknown;
     }
 }

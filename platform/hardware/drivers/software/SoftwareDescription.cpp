@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/software/SoftwareDescription.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace {
@@ -9,16 +10,20 @@ bool hasEmptyStream(const BRAQSoftwareDirection& direction) {
     return std::ranges::any_of(direction.streams, [](const auto& stream) { return stream.channels == 0; });
 }
 
-std::vector<braq::ChannelPosition> usualPositions(UInt32 channels) {
-    using enum braq::ChannelPosition;
-    switch (channels) {
-    case 1: return {mono};
-    case 2: return {frontLeft, frontRight};
-    case 4: return {frontLeft, frontRight, rearLeft, rearRight};
-    case 6: return {frontLeft, frontRight, frontCenter, lowFrequency, rearLeft, rearRight};
-    case 8: return {frontLeft, frontRight, frontCenter, lowFrequency, rearLeft, rearRight, sideLeft, sideRight};
-    default: return {};
+// Three channels, five and seven are as often anything else, so that nothing is to be moved or mixed there.
+braq::ChannelPositions positionsByCount(UInt32 channels) {
+    constexpr std::array counts{1U, 2U, 4U, 6U, 8U};
+    const bool isTelling = std::ranges::find(counts, channels) != counts.end();
+    return isTelling ? braq::usualPositions(channels) : braq::ChannelPositions();
+}
+
+bool hasWrongPositions(const BRAQSoftwareDirection& direction) {
+    UInt64 channels = 0;
+    for (const BRAQSoftwareStream& stream : direction.streams) {
+        channels += stream.channels;
     }
+    return !direction.positions.empty() && (direction.positions.size() != channels ||
+                                            !std::ranges::all_of(direction.positions, braq::isChannelPosition));
 }
 
 braq::DeviceDirection directionOf(const BRAQSoftwareDirection& options) {
@@ -29,7 +34,7 @@ braq::DeviceDirection directionOf(const BRAQSoftwareDirection& options) {
         direction.streams.push_back({stream.channels, starting, stream.latencyFrames});
         next = starting + stream.channels;
     }
-    direction.positions = usualPositions(direction.channels());
+    direction.positions = options.positions.empty() ? positionsByCount(direction.channels()) : options.positions;
     direction.latencyFrames = options.latencyFrames;
     direction.safetyOffsetFrames = options.safetyOffsetFrames;
     return direction;
@@ -53,6 +58,9 @@ const char* braq::faultOf(const BRAQSoftwareDeviceOptions& options) {
     }
     if (hasEmptyStream(options.playback) || hasEmptyStream(options.record)) {
         return "a stream has no channels";
+    }
+    if (hasWrongPositions(options.playback) || hasWrongPositions(options.record)) {
+        return "it has not one position for each channel";
     }
     return nullptr;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/hardware.h"
 
@@ -29,6 +30,9 @@ struct BRAQSoftwareDirection {
     std::vector<BRAQSoftwareStream> streams; ///< none: the device has not got this direction
     UInt32 latencyFrames = 0;
     UInt32 safetyOffsetFrames = 0;
+    /// Of each channel, over all streams. None: those of `BRAQChannelPosition`'s table for 1, 2, 4, 6 and 8 channels, and unknown
+    /// ones for other counts.
+    std::vector<BRAQChannelPosition> positions{};
 };
 
 /// How a software device is made. The defaults give a stereo device that plays and records nothing but silence.
@@ -56,7 +60,7 @@ class BRAQ_EXPORT BRAQSoftwareDevice {
   public:
     /// Makes and publishes a device.
     /// @return null, with the reason in the log, for an empty or taken UID, no rate or one not offered, a buffer size
-    ///         outside its range, or a stream without channels
+    ///         outside its range, a stream without channels, or positions that are not as many as the channels
     static std::shared_ptr<BRAQSoftwareDevice> deviceWithOptions(const BRAQSoftwareDeviceOptions& options);
     ~BRAQSoftwareDevice();
     BRAQSoftwareDevice(const BRAQSoftwareDevice&) = delete;

@@ -2,6 +2,7 @@
 
 // Audio files: containers, codecs, and conversion between a file's format and the one that its user works in.
 
+#include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/foundation/NSURL.h"
 #include "BRAQAudio/platform/types.h"
 
@@ -46,6 +47,9 @@ constexpr ExtAudioFilePropertyID kExtAudioFileProperty_FileLengthFrames =
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_ClientMaxPacketSize = BRAQFourCharCode("cmps"); ///< UInt32 bytes
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_AudioFile = BRAQFourCharCode("afil");           ///< AudioFileID
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_AudioConverter = BRAQFourCharCode("acnv"); ///< AudioConverterRef
+/// BRAQChannelPosition[], one for each channel of the client format: what the file says of its channels, and the usual positions
+/// of so many (`BRAQChannelPosition`) where they are mixed to another count. None where the file says nothing.
+constexpr ExtAudioFilePropertyID kBRAQExtAudioFileProperty_ChannelPositions = BRAQFourCharCode("bqcp");
 /// Null, set only: takes over what was changed in the converter.
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_ConverterConfig = BRAQFourCharCode("accf");
 

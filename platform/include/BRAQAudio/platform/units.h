@@ -2,6 +2,7 @@
 
 // Audio units: things that deliver frames when they are asked for them; and graphs of units.
 
+#include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/types.h"
 
@@ -64,6 +65,16 @@ constexpr AudioUnitPropertyID kAudioOutputUnitProperty_EnableIO = 2003; ///< inp
 constexpr AudioUnitPropertyID kAudioOutputUnitProperty_SetInputCallback = 2005;      ///< global: AURenderCallbackStruct
 constexpr AudioUnitPropertyID kAudioOutputUnitProperty_HasIO = 2006;                 ///< input 1, output 0: UInt32
 constexpr AudioUnitPropertyID kAudioOutputUnitProperty_StartTimestampsAtZero = 2007; ///< global: UInt32
+// Of device units too, and settable whenever the unit does not run.
+/// Input 0: BRAQChannelPosition[], one for each channel that is played. Each is heard from the loudspeaker of its position; where the
+/// device has none, from those beside it. Unless they are set, those of `BRAQChannelPosition`'s table for so many channels, as
+/// long as each finds its loudspeaker or the device has fewer channels; otherwise it is channel to channel. None takes them
+/// back, and so does a format of another channel count. One channel is heard from left and right in any case, and a channel
+/// map is stronger.
+constexpr AudioUnitPropertyID kBRAQOutputUnitProperty_ChannelPositions = BRAQFourCharCode("bqcp");
+/// Input 0: UInt32. 0: where channels are mixed for a device that lacks theirs, all are so much softer that full scale in each of them
+/// is full scale again. 1: front channels keep their level, and the sums can be beyond full scale.
+constexpr AudioUnitPropertyID kBRAQOutputUnitProperty_UnscaledDownmix = BRAQFourCharCode("bqud");
 
 constexpr AudioUnitParameterID kVarispeedParam_PlaybackRate = 0; ///< global, from 1/32 to 32
 constexpr AudioUnitParameterID kHALOutputParam_Volume = 14;      ///< global, linear gain from 0

@@ -42,7 +42,28 @@ INSTANTIATE_TEST_SUITE_P(
         BadOptions{"outside its range", [](auto& options) { options.bufferFrames = 9000; }},
         BadOptions{"outside its range", [](auto& options) { options.bufferFrames = 1; }},
         BadOptions{"outside its range", [](auto& options) { options.bufferFrames = options.minimumBufferFrames = 0; }},
-        BadOptions{"no channels", [](auto& options) { options.record.streams = {{0}}; }}));
+        BadOptions{"no channels", [](auto& options) { options.record.streams = {{0}}; }},
+        BadOptions{"one position for each",
+                   [](auto& options) { options.playback.positions = {BRAQChannelPosition::mono}; }},
+        BadOptions{"one position for each",
+                   [](auto& options) { options.record.positions.assign(2, static_cast<BRAQChannelPosition>(99)); }}));
+
+TEST(SoftwareDevice, PrefersLeftAndRightWhereverTheyAreForStereo) {
+    using enum BRAQChannelPosition;
+    const auto preferred = [](const std::vector<BRAQChannelPosition>& positions) {
+        auto options = steppedOptions("device", 4, 0);
+        options.playback.positions = positions;
+        const auto device = BRAQSoftwareDevice::deviceWithOptions(options);
+        const AudioObjectPropertyAddress address{kAudioDevicePropertyPreferredChannelsForStereo,
+                                                 kAudioDevicePropertyScopeOutput, kAudioObjectPropertyElementMain};
+        std::vector<UInt32> channels(2);
+        UInt32 size = 2 * sizeof(UInt32);
+        EXPECT_EQ(AudioObjectGetPropertyData(device->deviceID(), &address, 0, nullptr, &size, channels.data()), 0);
+        return channels;
+    };
+    EXPECT_THAT(preferred({}), ElementsAre(1U, 2U));
+    EXPECT_THAT(preferred({rearLeft, frontRight, rearRight, frontLeft}), ElementsAre(4U, 2U));
+}
 
 TEST(SoftwareDevice, RefusesAUIDThatAnotherDeviceHas) {
     const CapturedLog log;
