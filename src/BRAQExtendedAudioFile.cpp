@@ -92,6 +92,22 @@ std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQExtendedAudioFile::fileStre
     return BRAQAudioStreamBasicDescription::initWithAudioStreamBasicDescription(&format);
 }
 
+std::vector<BRAQChannelPosition> BRAQExtendedAudioFile::channelPositions() const {
+    const std::lock_guard lock(mPlatformMutex);
+    AudioStreamBasicDescription format{};
+    UInt32 size = sizeof(format);
+    if (ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &format) != 0) {
+        return {};
+    }
+    std::vector<BRAQChannelPosition> positions(format.mChannelsPerFrame);
+    size = static_cast<UInt32>(positions.size() * sizeof(BRAQChannelPosition));
+    if (ExtAudioFileGetProperty(mAudioFile, kBRAQExtAudioFileProperty_ChannelPositions, &size, positions.data()) != 0) {
+        return {};
+    }
+    positions.resize(size / sizeof(BRAQChannelPosition));
+    return positions;
+}
+
 Float64 BRAQExtendedAudioFile::estimatedDuration() const {
     constexpr Float64 millisecondsPerSecond = 1000.0;
     return static_cast<Float64>(frameCount()) / clientDataFormat().mSampleRate * millisecondsPerSecond;

@@ -73,6 +73,9 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
     mOutputAudioUnit->setDelegate(static_cast<BRAQAudioUnitDelegate*>(this));
     mFileReader->setAudioFile(audioFile);
     mOutputAudioUnit->setAudioBufferQueue(mFileReader);
+    if (const auto positions = audioFile->channelPositions(); !positions.empty()) {
+        mOutputAudioUnit->setChannelPositions(positions);
+    }
 }
 
 BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->setDelegate(nullptr); }

@@ -36,4 +36,5 @@
 #include "BRAQAudio/core/BQueueableAudioNotification.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
+#include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/foundation.h"

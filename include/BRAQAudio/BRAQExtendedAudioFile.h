@@ -11,6 +11,7 @@
 #include <mutex>
 #include <string>
 #include <variant>
+#include <vector>
 
 /// Option keys, for the format and for the rate that a file is read in.
 extern "C" BRAQ_EXPORT const char kBRAQExtendedAudioFileClientDataFormatKey[];
@@ -129,6 +130,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const;
     /// A new object for `fileDataFormat`.
     std::shared_ptr<BRAQAudioStreamBasicDescription> fileStreamDescription() const;
+
+    /// The loudspeaker that each client channel is meant for, as far as the file says it.
+    /// @return none where it does not, and after it was closed
+    virtual std::vector<BRAQChannelPosition> channelPositions() const;
 
     /// The file's rate divided by the client's.
     Float32 rateScalar() const;

@@ -52,7 +52,8 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidStop;
 };
 
-/// Plays one audio file on one device: a reader reads it ahead, and an output unit plays what was read.
+/// Plays one audio file on one device: a reader reads it ahead, and an output unit plays what was read. Each channel is heard from
+/// the loudspeaker that the file says it is meant for (`BRAQOutputAudioUnit::setChannelPositions`).
 ///
 /// A player keeps itself alive from the moment that it is made until `invalidate`. Its properties can be observed under the
 /// names "currentFrame" and "currentTime"; setting the frame changes both, and playing on tells nobody.

@@ -10,6 +10,7 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <vector>
 
 /// Plays the frames of a ring on one device, at a rate and a level that may change while it plays. At rate 1 and level 1, on a
 /// device of the same sample rate, the device gets the ring's frames as they are.
@@ -39,6 +40,21 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     double playbackRate() const;
     /// Linear gain from 0, 1 as made; below 0 is raised. Reached within 10 ms, also while playing.
     void setPlaybackLevel(double level);
+
+    /// The loudspeaker that each channel of the stream is meant for. Unless they are set, those of `BRAQChannelPosition`'s table for so
+    /// many channels.
+    std::vector<BRAQChannelPosition> channelPositions() const;
+    /// Has each channel played by the loudspeaker of its position. Where the device has none, it is heard from those beside it, as
+    /// said at `setUnscaledDownmix`; where the device does not say what its channels are, channel i is played by its channel i. Not
+    /// while the unit runs.
+    /// @param positions one for each channel of the stream, else it is raised; none takes them back
+    void setChannelPositions(const std::vector<BRAQChannelPosition>& positions);
+    bool unscaledDownmix() const;
+    /// How channels are mixed that the device has no loudspeakers for (ITU-R BS.775): the centre in left and right, surround channels
+    /// in those of the front, each 3 dB lower, low frequencies not at all. As made, all channels are then scaled so that full scale
+    /// in each of them is full scale again: of 5.1 on a stereo device, left and right to 0.414, centre and surround to 0.293. Unscaled,
+    /// these are 1 and 0.707, and what is louder than the device's full scale is clipped there. Not while the unit runs.
+    void setUnscaledDownmix(bool unscaled);
 
     /// The highest absolute sample of a channel since this was last asked, at the level that it was played at; of what was
     /// taken from the ring, so ahead of what is heard by as much as the device's latency.

@@ -49,6 +49,8 @@ void addPlayArguments(CLI::App& play, PlayOptions& options) {
         }));
     addTime(play, "--start", options.startSeconds, "Where the first file begins, as in 90, 1:30 or 1:02:03.5");
     play.add_flag("--loop", options.loop, "Play the file again and again, without a gap");
+    play.add_flag("--unscaled-downmix", options.unscaledDownmix,
+                  "Do not scale channels that are mixed for a device that has fewer: louder, may clip");
     play.footer(std::string("Keys: ") + PlayControls::help);
 }
 

@@ -22,6 +22,7 @@ class FilePlayback final : public Playback {
     bool canPlayBackwards() const override { return true; }
     void setSpeed(double speed) override;
     void setVolume(double decibels) override { mPlayer->setPlaybackVolume(decibels); }
+    void setUnscaledDownmix(bool unscaled) override { mPlayer->outputAudioUnit()->setUnscaledDownmix(unscaled); }
 
     float takeLevel(UInt32 channel) override { return mPlayer->outputAudioUnit()->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mPlayer->errorCount(); }

@@ -34,6 +34,7 @@ LoopPlayback::LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
     mReader->setAudioFile(file);
     mReader->enableLoopingInRange({0, 0}); // to where the file really ends
     mUnit->setAudioBufferQueue(mReader);
+    mUnit->setChannelPositions(file->channelPositions());
     mUnit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {});
 }
 

@@ -20,6 +20,7 @@ class LoopPlayback final : public Playback {
     bool canPlayBackwards() const override { return false; }
     void setSpeed(double speed) override { mUnit->setPlaybackRate(speed); }
     void setVolume(double decibels) override;
+    void setUnscaledDownmix(bool unscaled) override { mUnit->setUnscaledDownmix(unscaled); }
 
     float takeLevel(UInt32 channel) override { return mUnit->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mReader->errorCount(); }

@@ -95,10 +95,14 @@ class Session {
             throw std::runtime_error(reasonOf(*error));
         }
         const auto device = BRAQAudioDevice::initWithDeviceID(mDevice.id);
+        std::unique_ptr<Playback> playback;
         if (mOptions.loop) {
-            return std::make_unique<LoopPlayback>(file, device);
+            playback = std::make_unique<LoopPlayback>(file, device);
+        } else {
+            playback = std::make_unique<FilePlayback>(file, device);
         }
-        return std::make_unique<FilePlayback>(file, device);
+        playback->setUnscaledDownmix(mOptions.unscaledDownmix);
+        return playback;
     }
 
     void goToBeginning(Playback& playback, std::optional<double> start) const {

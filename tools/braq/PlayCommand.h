@@ -12,6 +12,7 @@ struct PlayOptions {
     double decibels = 0.0;
     std::optional<double> startSeconds{}; ///< in the first file
     bool loop = false;                    ///< not with a speed below 0
+    bool unscaledDownmix = false;
 };
 
 /// Plays files one after the other until the last one ends or the user has enough of it.

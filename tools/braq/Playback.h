@@ -33,6 +33,8 @@ class Playback {
     /// @param speed below 0 backwards, heard at once; its magnitude from 1/32 to 32
     virtual void setSpeed(double speed) = 0;
     virtual void setVolume(double decibels) = 0;
+    /// Before it plays. Otherwise channels that are mixed for a device that has fewer are scaled so that no sum clips.
+    virtual void setUnscaledDownmix(bool unscaled) = 0;
 
     /// The highest absolute sample since this was last asked.
     virtual float takeLevel(UInt32 channel) = 0;
