@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -60,6 +61,10 @@ struct Speakers {
     std::string positions;         // of the sink, in its order
     UInt32 mask;                   // of the file's channels
     std::vector<int> fileChannels; // that each of the sink's is to play; -1: none
+
+    friend void PrintTo(const Speakers& speakers, std::ostream* out) {
+        *out << "a file with mask " << speakers.mask << " on " << speakers.positions;
+    }
 };
 
 /// Plays a file on a sink, and what the sink plays is recorded from its monitor.
