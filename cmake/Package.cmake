@@ -48,7 +48,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libbraqaudio-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 # Only the static library needs these.
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_RECOMMENDS "libavcodec-dev, libavformat-dev, libavutil-dev, libdbus-1-dev, \
-libpipewire-0.3-dev, libsoxr-dev, libswresample-dev")
+libpipewire-0.3-dev, libsoxr-dev")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "audio playback, recording and metering - development files
 BRAQAudio plays audio files, records them, meters inputs, and lists and
 watches audio devices, for desktop applications.
