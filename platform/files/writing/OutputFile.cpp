@@ -82,7 +82,9 @@ OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit)
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
         constexpr auto writePacket = write;
 #else
-        constexpr auto writePacket = [](void* self, std::uint8_t* bytes, int count) { return write(self, bytes, count); };
+        constexpr auto writePacket = [](void* self, std::uint8_t* bytes, int count) {
+            return write(self, bytes, count);
+        };
 #endif
         mStream.reset(avio_alloc_context(buffer, streamBytes, 1, this, nullptr, writePacket, seek));
     }
