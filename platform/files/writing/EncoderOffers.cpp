@@ -38,9 +38,7 @@ std::span<const AVSampleFormat> sampleFormatsOf(const AVCodec& encoder) {
     return offers<AVSampleFormat>(encoder, AV_CODEC_CONFIG_SAMPLE_FORMAT);
 }
 
-std::span<const int> sampleRatesOf(const AVCodec& encoder) {
-    return offers<int>(encoder, AV_CODEC_CONFIG_SAMPLE_RATE);
-}
+std::span<const int> sampleRatesOf(const AVCodec& encoder) { return offers<int>(encoder, AV_CODEC_CONFIG_SAMPLE_RATE); }
 
 std::span<const AVChannelLayout> layoutsOf(const AVCodec& encoder) {
     return offers<AVChannelLayout>(encoder, AV_CODEC_CONFIG_CHANNEL_LAYOUT);
