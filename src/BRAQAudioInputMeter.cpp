@@ -7,8 +7,15 @@
 
 namespace {
 
-/// A sample that one thread writes while others read it; the same code as that of a plain one.
-std::atomic_ref<float> shared(float& sample) noexcept { return std::atomic_ref(sample); }
+// One thread writes a sample while others read it, with the same code as for a plain one. These are what std::atomic_ref is made
+// of, which libc++ has from version 19 on.
+void storeShared(float& sample, float value) noexcept { __atomic_store(&sample, &value, __ATOMIC_RELAXED); }
+
+float loadShared(const float& sample) noexcept {
+    float value = 0.0F;
+    __atomic_load(&sample, &value, __ATOMIC_RELAXED);
+    return value;
+}
 
 } // namespace
 
@@ -74,8 +81,8 @@ void BRAQAudioInputMeter::processInput(const AudioBufferList& list) noexcept {
     const UInt32 samples = list.mBuffers[0].mDataByteSize / static_cast<UInt32>(sizeof(float));
     for (UInt32 sample = 0; sample < samples; ++sample) {
         for (UInt32 buffer = 0; buffer < list.mNumberBuffers; ++buffer) {
-            shared(mPeakBuf[buffer][mPeakBufIndex])
-                .store(static_cast<const float*>(list.mBuffers[buffer].mData)[sample], std::memory_order_relaxed);
+            storeShared(mPeakBuf[buffer][mPeakBufIndex],
+                        static_cast<const float*>(list.mBuffers[buffer].mData)[sample]);
         }
         mPeakBufIndex = (mPeakBufIndex + 1) % mPeakBufLength;
     }
@@ -90,7 +97,7 @@ const std::atomic<double>* BRAQAudioInputMeter::levels() {
     for (UInt32 channel = 0; channel < channels; ++channel) {
         double sum = 0.0;
         for (UInt64 i = 0; i < mPeakBufLength; ++i) {
-            const float sample = shared(mPeakBuf[channel][i]).load(std::memory_order_relaxed);
+            const float sample = loadShared(mPeakBuf[channel][i]);
             sum += static_cast<double>(sample * sample);
         }
         const double mean = sum / static_cast<double>(mPeakBufLength);
