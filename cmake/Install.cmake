@@ -1,13 +1,17 @@
-# What an application needs to build against the library: both kinds of it, the public headers in one folder, and a
-# description each for CMake and pkg-config. Nothing installed names a folder of the machine that built it.
+# What an application needs to build against the library: the kinds of it that were chosen, the public headers in one
+# folder, and a description each for CMake and pkg-config. Nothing installed names a folder of the machine that built it.
 #
-# The components are the packages of cmake/Package.cmake: "library" is what a program needs to run, "development" what it
-# takes to build one, "tools" the programs for users.
+# The components, for who wants a part only: "library" is what a program needs to run, "development" what it takes to build
+# one, "tools" the programs for users.
 include(CMakePackageConfigHelpers)
 
-install(TARGETS BRAQAudio EXPORT BRAQAudioTargets COMPONENT library
-  LIBRARY COMPONENT library NAMELINK_COMPONENT development)
-install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
+if(BRAQ_BUILD_SHARED)
+  install(TARGETS BRAQAudio EXPORT BRAQAudioTargets COMPONENT library
+    LIBRARY COMPONENT library NAMELINK_COMPONENT development)
+endif()
+if(BRAQ_BUILD_STATIC)
+  install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
+endif()
 foreach(headers include/BRAQAudio platform/include/BRAQAudio)
   install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
     FILES_MATCHING PATTERN "*.h")
@@ -26,5 +30,16 @@ install(FILES "${PROJECT_BINARY_DIR}/BRAQAudioConfig.cmake" "${PROJECT_BINARY_DI
 # Relative to the file itself, so that a prefix can be moved.
 set(pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH BRAQ_PKGCONFIG_TO_PREFIX "/prefix/${pkgconfig_dir}" "/prefix")
+set(needed_libraries " -ldbus-1 -lpipewire-0.3 -lavformat -lavcodec -lswresample -lavutil -lsoxr -pthread")
+foreach(standard_library stdc++ c++)
+  if(standard_library IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
+    string(APPEND needed_libraries " -l${standard_library}")
+  endif()
+endforeach()
+if(BRAQ_BUILD_SHARED)
+  set(BRAQ_LIBS_OF_STATIC_ONLY "${needed_libraries}")
+else()
+  set(BRAQ_LIBS_OF_EITHER_KIND "${needed_libraries}")
+endif()
 configure_file(cmake/BRAQAudio.pc.in "${PROJECT_BINARY_DIR}/BRAQAudio.pc" @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/BRAQAudio.pc" DESTINATION "${pkgconfig_dir}" COMPONENT development)

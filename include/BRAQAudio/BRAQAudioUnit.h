@@ -13,9 +13,9 @@ class BRAQAudioUnit;
 extern "C" {
 /// Posted by the default notification centre, with the unit as object, after it was found running. On the thread that
 /// notifies changes of hardware.
-BRAQ_EXPORT extern const char kAudioUnitDidStartNotification[];
+BRAQ_EXPORT extern const char kAudioUnitDidStartNotification[] BRAQ_LINKER_NAME(kAudioUnitDidStartNotification);
 /// The same when it was found not running.
-BRAQ_EXPORT extern const char kAudioUnitDidStopNotification[];
+BRAQ_EXPORT extern const char kAudioUnitDidStopNotification[] BRAQ_LINKER_NAME(kAudioUnitDidStopNotification);
 }
 
 /// What a unit tells, before it is posted, on the thread that notifies changes of hardware: no I/O thread, nor the main one.

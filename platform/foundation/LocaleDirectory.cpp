@@ -37,7 +37,7 @@ std::filesystem::path braq::libraryLocaleDirectory(const std::filesystem::path& 
     if (file.empty()) {
         return installed;
     }
-    const std::filesystem::path beside = localeDirectoryBeside(file, "BRAQAudio");
+    const std::filesystem::path beside = localeDirectoryBeside(file, installed.parent_path().filename());
     std::error_code error;
     return std::filesystem::is_directory(beside, error) ? beside : installed;
 }

@@ -14,7 +14,7 @@ std::filesystem::path fileOfProgram();
 /// `../share/NAME/locale` as seen from the folder of `file`.
 std::filesystem::path localeDirectoryBeside(const std::filesystem::path& file, const std::filesystem::path& name);
 
-/// The library's own: beside `file` where that is a directory, else `installed`.
+/// The library's own: that of the same NAME as `installed` beside `file` where it is a directory, else `installed`.
 std::filesystem::path libraryLocaleDirectory(const std::filesystem::path& file, const std::filesystem::path& installed);
 
 } // namespace braq

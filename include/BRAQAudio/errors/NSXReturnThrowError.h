@@ -13,13 +13,13 @@
 extern "C" {
 
 /// Name of every raised status error; its details hold the error under the key "error".
-BRAQ_EXPORT extern const char NSXErrorExceptionName[];
+BRAQ_EXPORT extern const char NSXErrorExceptionName[] BRAQ_LINKER_NAME(NSXErrorExceptionName);
 /// Domain of an error made from a null pointer.
-BRAQ_EXPORT extern const char NULLPointerErrorDomain[];
+BRAQ_EXPORT extern const char NULLPointerErrorDomain[] BRAQ_LINKER_NAME(NULLPointerErrorDomain);
 /// Domain of an error made from a false boolean.
-BRAQ_EXPORT extern const char BOOLErrorDomain[];
+BRAQ_EXPORT extern const char BOOLErrorDomain[] BRAQ_LINKER_NAME(BOOLErrorDomain);
 /// For errors that applications make from failed assertions of their own.
-BRAQ_EXPORT extern const char AssertionFailureErrorDomain[];
+BRAQ_EXPORT extern const char AssertionFailureErrorDomain[] BRAQ_LINKER_NAME(AssertionFailureErrorDomain);
 
 /// Makes an error out of a checked result, if that result means failure.
 ///

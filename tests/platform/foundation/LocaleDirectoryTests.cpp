@@ -35,8 +35,10 @@ TEST(Foundation_LocaleDirectory, LiesInShareBesideTheFolderOfTheFile) {
 TEST(Foundation_LocaleDirectory, TheLibrarysIsBesideItWhereThatFolderExistsElseTheInstalledOne) {
     const braq::testing::TemporaryFolder folder;
     const auto library = folder.path() / "lib" / "library.so";
-    EXPECT_EQ(braq::libraryLocaleDirectory(library, "/installed"), "/installed");
-    std::filesystem::create_directories(folder.path() / "share/BRAQAudio/locale");
-    EXPECT_EQ(braq::libraryLocaleDirectory(library, "/installed"), folder.path() / "share/BRAQAudio/locale");
-    EXPECT_EQ(braq::libraryLocaleDirectory("", "/installed"), "/installed");
+    const std::filesystem::path installed = "/usr/share/Library-2/locale";
+    std::filesystem::create_directories(folder.path() / "share/Library-1/locale"); // of another version
+    EXPECT_EQ(braq::libraryLocaleDirectory(library, installed), installed);
+    std::filesystem::create_directories(folder.path() / "share/Library-2/locale");
+    EXPECT_EQ(braq::libraryLocaleDirectory(library, installed), folder.path() / "share/Library-2/locale");
+    EXPECT_EQ(braq::libraryLocaleDirectory("", installed), installed);
 }

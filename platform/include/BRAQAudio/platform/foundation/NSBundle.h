@@ -13,8 +13,8 @@ class BRAQ_EXPORT NSBundle {
     /// A bundle over any directory.
     static std::shared_ptr<NSBundle> bundleWithLocaleDirectory(std::string directory);
 
-    /// The bundle of this library: `../share/BRAQAudio/locale` as seen from the folder of the file that holds the library's
-    /// code, or else the directory that the library was built to be installed with.
+    /// The bundle of this library: `../share/BRAQAudio-VERSION/locale` as seen from the folder of the file that holds the
+    /// library's code, or else the directory that the library was built to be installed with.
     static std::shared_ptr<NSBundle> libraryBundle();
 
     /// The bundle of the running program: `../share/NAME/locale` as seen from its folder, NAME being its file name.

@@ -15,13 +15,13 @@ using NSUserInfoValue = std::variant<std::string, std::int64_t, double, std::sha
 using NSUserInfo = std::map<std::string, NSUserInfoValue>;
 
 /// Key of the detail that `NSError::localizedDescription` answers.
-extern "C" BRAQ_EXPORT const char NSLocalizedDescriptionKey[];
+extern "C" BRAQ_EXPORT const char NSLocalizedDescriptionKey[] BRAQ_LINKER_NAME(NSLocalizedDescriptionKey);
 /// Key of a detail that says why the operation failed.
-extern "C" BRAQ_EXPORT const char NSLocalizedFailureReasonErrorKey[];
-extern "C" BRAQ_EXPORT const char NSCocoaErrorDomain[];
-extern "C" BRAQ_EXPORT const char NSPOSIXErrorDomain[];
-extern "C" BRAQ_EXPORT const char NSMachErrorDomain[];
-extern "C" BRAQ_EXPORT const char NSOSStatusErrorDomain[];
+extern "C" BRAQ_EXPORT const char NSLocalizedFailureReasonErrorKey[] BRAQ_LINKER_NAME(NSLocalizedFailureReasonErrorKey);
+extern "C" BRAQ_EXPORT const char NSCocoaErrorDomain[] BRAQ_LINKER_NAME(NSCocoaErrorDomain);
+extern "C" BRAQ_EXPORT const char NSPOSIXErrorDomain[] BRAQ_LINKER_NAME(NSPOSIXErrorDomain);
+extern "C" BRAQ_EXPORT const char NSMachErrorDomain[] BRAQ_LINKER_NAME(NSMachErrorDomain);
+extern "C" BRAQ_EXPORT const char NSOSStatusErrorDomain[] BRAQ_LINKER_NAME(NSOSStatusErrorDomain);
 
 /// What failed: a domain, a code within it, and details by key. Immutable, so any thread may read it.
 class BRAQ_EXPORT NSError {

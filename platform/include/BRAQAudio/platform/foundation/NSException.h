@@ -5,8 +5,8 @@
 #include <exception>
 #include <string>
 
-extern "C" BRAQ_EXPORT const char NSInvalidArgumentException[];
-extern "C" BRAQ_EXPORT const char NSInternalInconsistencyException[];
+extern "C" BRAQ_EXPORT const char NSInvalidArgumentException[] BRAQ_LINKER_NAME(NSInvalidArgumentException);
+extern "C" BRAQ_EXPORT const char NSInternalInconsistencyException[] BRAQ_LINKER_NAME(NSInternalInconsistencyException);
 
 /// A raised error. Copying never throws beyond what the strings inside do.
 class BRAQ_EXPORT NSException : public std::exception {
