@@ -129,10 +129,19 @@ void PrivateSoundServer::writeConfiguration() const {
     }
     server += "]\n";
     write(mFolder / "config/pipewire/pipewire.conf.d/test.conf", server);
+    // Session managers up to 0.4 read Lua, later ones fragments. Each ignores what the other reads.
     write(mFolder / "config/wireplumber/main.lua.d/51-no-hardware.lua", "alsa_monitor.enabled = false\n"
                                                                         "v4l2_monitor.enabled = false\n"
                                                                         "libcamera_monitor.enabled = false\n");
     write(mFolder / "config/wireplumber/bluetooth.lua.d/51-no-hardware.lua", "bluez_monitor.enabled = false\n");
+    write(mFolder / "config/wireplumber/wireplumber.conf.d/no-hardware.conf",
+          "wireplumber.profiles = {\n"
+          "    main = {\n"
+          "        hardware.audio = disabled\n"
+          "        hardware.bluetooth = disabled\n"
+          "        hardware.video-capture = disabled\n"
+          "    }\n"
+          "}\n");
 }
 
 void PrivateSoundServer::start() {
