@@ -55,14 +55,11 @@ void ClientStream::connect(const Options& options) {
     info.channels = 2;
     info.position[0] = SPA_AUDIO_CHANNEL_FL;
     info.position[1] = SPA_AUDIO_CHANNEL_FR;
-    std::array<const spa_pod*, 2> parameters{spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
-    if (options.latency) {
-        parameters[1] = spa_latency_build(&builder, SPA_PARAM_Latency, &*options.latency);
-    }
+    const spa_pod* format = spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info);
     pw_stream_connect(mStream, options.plays ? PW_DIRECTION_OUTPUT : PW_DIRECTION_INPUT, PW_ID_ANY,
                       static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS |
                                                    PW_STREAM_FLAG_RT_PROCESS),
-                      parameters.data(), options.latency ? 2 : 1);
+                      &format, 1);
 }
 
 void ClientStream::process() {

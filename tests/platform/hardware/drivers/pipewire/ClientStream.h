@@ -1,12 +1,10 @@
 #pragma once
 
-#include <spa/param/latency.h>
 #include <spa/utils/hook.h>
 
 #include <atomic>
 #include <chrono>
 #include <map>
-#include <optional>
 #include <string>
 
 struct pw_stream;
@@ -20,8 +18,7 @@ class ClientStream {
     struct Options {
         bool plays = true;
         std::map<std::string, std::string> properties;
-        std::optional<spa_latency_info> latency = std::nullopt; ///< that it says it has
-        std::chrono::milliseconds timeInCycle{0};               ///< that it takes in each cycle of the graph
+        std::chrono::milliseconds timeInCycle{0}; ///< that it takes in each cycle of the graph
     };
 
     explicit ClientStream(const Options& options);
