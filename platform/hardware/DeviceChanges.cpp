@@ -30,6 +30,9 @@ void appendChanges(const DeviceDirection& before, const DeviceDirection& after, 
     if (before.safetyOffsetFrames != after.safetyOffsetFrames) {
         append(kAudioDevicePropertySafetyOffset);
     }
+    if (before.mixerLevel != after.mixerLevel) {
+        append(kBRAQAudioDevicePropertyMixerLevel);
+    }
 }
 
 } // namespace

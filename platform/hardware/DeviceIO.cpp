@@ -25,6 +25,13 @@ OSStatus braq::addIOProcedure(AudioDeviceID device, IODirections directions, IOP
                     [&](DeviceProcedures& procedures) { return procedures.add(directions, procedure, context, id); });
 }
 
+void braq::preferRate(AudioDeviceID device, Float64 rate) {
+    onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) {
+        procedures.preferRate(rate);
+        return kAudioHardwareNoError;
+    });
+}
+
 OSStatus braq::startIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareBadObjectError,
                     [&](DeviceProcedures& procedures) { return procedures.start(id); });

@@ -36,6 +36,10 @@ using IOProcedureID = UInt64;
 OSStatus addIOProcedure(AudioDeviceID device, IODirections directions, IOProcedure procedure, void* context,
                         IOProcedureID* id);
 
+/// Says at which rate a procedure would like to run that is about to be started. A device that does not run in this process
+/// yet, and can have that rate without disturbing anybody, reports it as its nominal rate before this returns.
+void preferRate(AudioDeviceID device, Float64 rate);
+
 /// Has the procedure called from the next cycle on; starts the device with the first one. Harmless when repeated.
 /// @return 0, what the device's driver reports, or `kAudioHardwareBadObjectError`
 OSStatus startIOProcedure(AudioDeviceID device, IOProcedureID id);

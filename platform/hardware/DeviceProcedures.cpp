@@ -46,6 +46,13 @@ OSStatus braq::DeviceProcedures::change(IOProcedureID id,
     return found == mEntries.end() ? kAudioHardwareBadObjectError : how(found);
 }
 
+void braq::DeviceProcedures::preferRate(Float64 rate) {
+    const std::lock_guard lock(mControl);
+    if (!mIsGone && !isRunning()) {
+        mDevice->preferRate(rate);
+    }
+}
+
 OSStatus braq::DeviceProcedures::start(IOProcedureID id) {
     return change(id, [this](auto entry) { return startEntry(*entry); });
 }

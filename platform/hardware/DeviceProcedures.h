@@ -30,6 +30,7 @@ class DeviceProcedures final : public DeviceCycles {
 
     // Control threads; see DeviceIO.h. Refused on I/O threads.
     OSStatus add(IODirections directions, IOProcedure procedure, void* context, IOProcedureID* id);
+    void preferRate(Float64 rate);
     OSStatus start(IOProcedureID id);
     OSStatus stop(IOProcedureID id);
     OSStatus remove(IOProcedureID id);

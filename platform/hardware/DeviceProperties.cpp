@@ -46,6 +46,8 @@ std::optional<PropertyValue> directionProperty(const DeviceState& state, Directi
     case kAudioDevicePropertyStreams: return PropertyValue::list(state.streams(which));
     case kAudioDevicePropertyLatency: return PropertyValue::scalar(direction.latencyFrames);
     case kAudioDevicePropertySafetyOffset: return PropertyValue::scalar(direction.safetyOffsetFrames);
+    case kBRAQAudioDevicePropertyMixerLevel:
+        return direction.channels() == 0 ? std::nullopt : std::optional(PropertyValue::scalar(direction.mixerLevel));
     case kAudioDevicePropertyPreferredChannelsForStereo:
         return direction.channels() == 0 ? std::nullopt
                                          : std::optional(PropertyValue::list(preferredStereoChannels(direction)));

@@ -161,6 +161,13 @@ OSStatus DeviceUnit::start() {
     if (mRuns || mPrepared != 0) {
         return mPrepared;
     }
+    // The device may be free to run at the client's rate, which takes a conversion less.
+    const bool plays = mSides[playbackElement].isEnabled;
+    preferRate(mFacts.id, mSides[plays ? playbackElement : recordElement].client.mSampleRate);
+    followDevice();
+    if (mPrepared != 0) {
+        return mPrepared;
+    }
     if (mPlayback) {
         mPlayback->reset();
     }

@@ -152,6 +152,11 @@ void PrivateSoundServer::start() {
 }
 
 void PrivateSoundServer::startWithoutWaiting() {
+    startWithoutSessionManager();
+    startSessionManager();
+}
+
+void PrivateSoundServer::startWithoutSessionManager() {
     if (mBus == nullptr) {
         const std::string address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
         mBus = std::make_unique<ChildProcess>(
@@ -161,6 +166,9 @@ void PrivateSoundServer::startWithoutWaiting() {
     writeConfiguration();
     mServer = std::make_unique<ChildProcess>(std::vector<std::string>{"pipewire"}, log("pipewire"));
     require(eventually([&] { return isListening(); }), "PipeWire does not listen");
+}
+
+void PrivateSoundServer::startSessionManager() {
     mSessionManager = std::make_unique<ChildProcess>(std::vector<std::string>{"wireplumber"}, log("wireplumber"));
 }
 

@@ -49,6 +49,13 @@ class PrivateSoundServer {
     /// Starts the server and returns as soon as programs can connect to it.
     void startWithoutWaiting();
 
+    /// Starts the server alone, as `startWithoutWaiting`: nobody connects streams to devices.
+    void startWithoutSessionManager();
+    /// Starts a session manager on the server, and returns at once.
+    void startSessionManager();
+    /// Ends the session manager at once, without a chance to take leave of anyone.
+    void killSessionManager() { mSessionManager.reset(); }
+
     /// Ends server and session manager at once, without a chance to take leave of anyone.
     void kill();
 

@@ -22,6 +22,7 @@ struct DeviceDirection {
     ChannelPositions positions;        ///< of each channel in order; those beyond its end are unknown
     UInt32 latencyFrames = 0;
     UInt32 safetyOffsetFrames = 0;
+    Float32 mixerLevel = 1.0F; ///< gain that the user's mixer gives this process, of the loudest channel; 0: muted
     bool operator==(const DeviceDirection&) const = default;
 
     /// All channels of all streams.

@@ -67,6 +67,11 @@ class DriverDevice {
     /// `startIO`, also on a device that is gone.
     virtual void stopIO() = 0;
 
+    /// Says at which rate the device is about to be used, before `startIO`. A device that can run at it without disturbing
+    /// anybody reports it as its rate, with `DriverHost::deviceChanged`, before this returns. A rate that was set counts for
+    /// more.
+    virtual void preferRate(Float64 /*rate*/) {}
+
     /// Begins to change the rate to one of `rates`; `DriverHost::deviceChanged` reports when it has changed. While the
     /// device runs, it changes between two cycles.
     /// @return 0, or why the rate stays

@@ -49,6 +49,7 @@ class UnitsOnAServer : public testing::Test {
     UnitsOnAServer() {
         server.configure("default.clock.quantum", std::to_string(cycle));
         server.configure("default.clock.max-quantum", "8192");
+        server.configure("default.clock.allowed-rates", "[ 44100 48000 ]");
         server.keep({.name = "test.sink"});
         server.start();
         EXPECT_TRUE(eventually([&] {
@@ -94,6 +95,23 @@ TEST_F(UnitsOnAServer, WhatTheRingHoldsIsWhatTheMonitorOfTheSinkHears) {
         ASSERT_EQ(recording.right(first + frame), sampleOf(frame, 1)) << "frame " << frame;
     }
     EXPECT_EQ(queue->errorCount(), 0U);
+}
+
+TEST_F(UnitsOnAServer, HaveAnIdleDeviceRunAtTheRateOfWhatTheyPlay) {
+    const auto format = sink->deviceNativePlaybackStreamDescription();
+    for (const Float64 rate : {44100.0, 48000.0, 44100.0}) {
+        format->setSampleRate(rate);
+        const auto output = BRAQOutputAudioUnit::initWithStreamDescription(format, sink);
+        const auto queue = std::make_shared<queue_test::Reader>(8, 16384);
+        queue->prime();
+        output->setAudioBufferQueue(queue);
+        output->start();
+        ASSERT_TRUE(output->isRunning());
+        EXPECT_EQ(sink->playbackNominalSampleRate(), rate);
+        output->stop();
+    }
+    const std::string settings = server.run({"pw-metadata", "-n", "settings"});
+    EXPECT_NE(settings.find("key:'clock.force-rate' value:'0'"), std::string::npos) << settings;
 }
 
 TEST_F(UnitsOnAServer, StopWhenTheServerIsLost) {

@@ -1,5 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Device.h"
 
+#include "BRAQAudio/platform/foundation/NSLog.h"
+
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -8,6 +10,10 @@ namespace braq::pipewire {
 namespace {
 
 constexpr std::chrono::seconds kLongestStart{2};
+// Within which a session manager appears that is just being started. Nothing is connected without one.
+constexpr std::chrono::milliseconds kLongestSearch{250};
+// From the end of a stream to the news that its device is not in use any more.
+constexpr std::chrono::milliseconds kLongestRest{200};
 // From the failure of a stream to the news that its device, or the server, is gone.
 constexpr std::chrono::milliseconds kLongestFarewell{200};
 // Of the cycle after the last one. Far beyond the longest quantum; a graph that takes longer has stopped.
@@ -29,10 +35,8 @@ OSStatus Device::startIO(DeviceCycles& cycles) {
     }
     mRun = std::make_shared<Run>(mServer, cycles, static_cast<UInt32>(mLayout.size()));
     Run& run = *mRun;
-    connect(run, mServer.settings().currentRate());
-    mLoop.waitFor(kLongestStart, [&] {
-        return mHasVanished || run.cycle.hasStarted() || (run.stream != nullptr && run.stream->hasFailed());
-    });
+    connect(run, settings().currentRate());
+    const OSStatus status = waitUntilStarted(run);
     run.isStarting = false;
     if (!mHasVanished && run.cycle.hasStarted()) {
         return kAudioHardwareNoError;
@@ -40,7 +44,22 @@ OSStatus Device::startIO(DeviceCycles& cycles) {
     run.stream.reset();
     mRun.reset();
     mLoop.waitFor(kLongestFarewell, [&] { return mHasVanished; });
-    return mHasVanished ? kAudioHardwareBadDeviceError : kAudioHardwareUnspecifiedError;
+    return mHasVanished ? kAudioHardwareBadDeviceError : status;
+}
+
+OSStatus Device::waitUntilStarted(Run& run) {
+    const auto isOver = [&] {
+        return mHasVanished || run.cycle.hasStarted() || (run.stream != nullptr && run.stream->hasFailed());
+    };
+    mLoop.waitFor(kLongestSearch, [&] { return isOver() || mServer.hasSessionManager(); });
+    if (!isOver() && !mServer.hasSessionManager()) {
+        NSLog("(ERROR) PipeWire : no session manager is running, such as WirePlumber; without one nothing is connected "
+              "to a "
+              "device.");
+        return kAudioHardwareNotRunningError;
+    }
+    mLoop.waitFor(kLongestStart, isOver);
+    return kAudioHardwareUnspecifiedError;
 }
 
 void Device::stopIO() {
@@ -63,7 +82,36 @@ void Device::stopIO() {
     const Loop::Lock lock(mLoop);
     run->stream.reset();
     mRun.reset();
+    mStopped = std::chrono::steady_clock::now();
     mServer.describeSoon();
+}
+
+// A graph changes its rate only while nobody uses it, unless it is forced to. To others, the rate that was preferred before
+// does not matter any more either.
+void Device::preferRate(Float64 rate) {
+    const Loop::Lock lock(mLoop);
+    RateWish& wish = mServer.rateWish(mKey.serial);
+    const auto isInUse = [this] { return mServer.isInUse(mKey.serial); };
+    if (mHasVanished || mRun != nullptr || wish.forced != 0) {
+        return;
+    }
+    if (isInUse() && std::chrono::steady_clock::now() - mStopped < kLongestRest) {
+        mLoop.waitFor(kLongestRest, [&] { return mHasVanished || !isInUse(); });
+    }
+    if (mHasVanished) {
+        return;
+    }
+    const UInt32 before = std::exchange(wish.preferred, isInUse() ? 0 : offeredRate(rate));
+    if (wish.preferred != before) {
+        mServer.describeNow();
+    }
+}
+
+UInt32 Device::offeredRate(Float64 rate) const {
+    const std::vector<UInt32> rates = mServer.settings().rates();
+    const auto found =
+        std::ranges::find_if(rates, [&](UInt32 offered) { return static_cast<Float64>(offered) == rate; });
+    return found != rates.end() ? *found : 0;
 }
 
 OSStatus Device::setNominalRate(Float64 rate) {
@@ -71,10 +119,18 @@ OSStatus Device::setNominalRate(Float64 rate) {
     if (mHasVanished) {
         return kAudioHardwareBadDeviceError;
     }
-    const std::vector<UInt32> rates = mServer.settings().rates();
-    const auto wanted =
-        std::ranges::find_if(rates, [&](UInt32 offered) { return static_cast<Float64>(offered) == rate; });
-    return wanted != rates.end() ? mServer.forceRate(*wanted) : kAudioDeviceUnsupportedFormatError;
+    const UInt32 wanted = offeredRate(rate);
+    if (wanted == 0) {
+        return kAudioDeviceUnsupportedFormatError;
+    }
+    // What somebody forces on the whole server counts for more than what a stream asks for.
+    if (const UInt32 forced = mServer.settings().forcedRate; forced != 0 && forced != wanted) {
+        return kAudioHardwareUnsupportedOperationError;
+    }
+    mServer.rateWish(mKey.serial) = {.forced = wanted};
+    mServer.lookSoon();
+    mServer.describeSoon();
+    return kAudioHardwareNoError;
 }
 
 OSStatus Device::setBufferFrames(UInt32 frames) {
@@ -84,7 +140,7 @@ OSStatus Device::setBufferFrames(UInt32 frames) {
     }
     mQuantum = frames;
     if (mRun != nullptr && mRun->stream != nullptr) {
-        mRun->stream->setQuantum(frames, mRun->rate);
+        mRun->stream->setWish(wish());
     }
     mServer.describeSoon();
     return kAudioHardwareNoError;
@@ -94,6 +150,9 @@ GraphSettings Device::settings() const {
     GraphSettings settings = mServer.settings();
     if (mQuantum != 0) {
         settings.forcedQuantum = mQuantum;
+    }
+    if (settings.forcedRate == 0) {
+        settings.forcedRate = mServer.rateWish(mKey.serial).rate();
     }
     if (mRun != nullptr && mRun->cycle.hasStarted()) {
         settings.forcedRate = mRun->cycle.graphRate();
@@ -124,8 +183,12 @@ void Device::look() {
         return;
     }
     if (const UInt32 graphRate = run.cycle.graphRate(); graphRate != 0 && graphRate != run.rate) {
+        // It is what others use it at.
+        mServer.rateWish(mKey.serial).preferred = 0;
         connect(run, graphRate);
     }
+    run.stream->setWish(wish());
+    mMixerLevel = run.stream->mixerLevel();
     openWhenLinked(run, static_cast<UInt32>(mLayout.size()));
     mServer.describeSoon();
 }
@@ -150,7 +213,7 @@ void Device::lookAgain() {
     if (!mRun->stream->hasFailed()) {
         openWhenLinked(*mRun, 1);
     } else if (!mRun->isStarting) {
-        connect(*mRun, mServer.settings().currentRate());
+        connect(*mRun, settings().currentRate());
     }
 }
 
@@ -161,7 +224,7 @@ bool Device::hasStream(UInt32 node) const {
 void Device::connect(Run& run, UInt32 rate) {
     run.stream.reset();
     run.rate = rate;
-    run.stream = std::make_unique<Stream>(mServer.core(), mKey, mLayout, rate, mQuantum, run.cycle,
+    run.stream = std::make_unique<Stream>(mServer.core(), mKey, mLayout, rate, wish(), run.cycle,
                                           [this] { mServer.lookSoon(); });
 }
 

@@ -6,7 +6,9 @@
 #include "platform/hardware/drivers/pipewire/Stream.h"
 #include "platform/hardware/drivers/pipewire/StreamCycle.h"
 
+#include <chrono>
 #include <memory>
+#include <string>
 
 namespace braq::pipewire {
 
@@ -16,8 +18,13 @@ class DeviceServer {
     /// Of a device that has not vanished.
     virtual pw_core* core() = 0;
     virtual const GraphSettings& settings() = 0;
-    /// Asks for a rate of the graph.
-    virtual OSStatus forceRate(UInt32 rate) = 0;
+    /// The rate that this process asks the graph of a node for, by the node's serial number. Devices of one node share it;
+    /// whoever changes it has all of them `look`.
+    virtual RateWish& rateWish(const std::string& serial) = 0;
+    /// Whether the graph runs a node, for whatever process.
+    virtual bool isInUse(const std::string& serial) = 0;
+    /// Whether there is somebody who connects streams to devices.
+    virtual bool hasSessionManager() = 0;
     /// Has every device `look`, soon.
     /// @realtime Any thread.
     virtual void lookSoon() noexcept = 0;
@@ -27,6 +34,8 @@ class DeviceServer {
     virtual UInt32 activeLinksOf(UInt32 node) = 0;
     /// Has the devices described anew.
     virtual void describeSoon() = 0;
+    /// Has the devices described anew before this returns, by what is known.
+    virtual void describeNow() = 0;
 
   protected:
     ~DeviceServer() = default;
@@ -39,6 +48,7 @@ class Device final : public DriverDevice {
 
     OSStatus startIO(DeviceCycles& cycles) override;
     void stopIO() override;
+    void preferRate(Float64 rate) override;
     OSStatus setNominalRate(Float64 rate) override;
     OSStatus setBufferFrames(UInt32 frames) override;
 
@@ -53,6 +63,11 @@ class Device final : public DriverDevice {
     /// Takes up what has not come right by itself: connects a stream that was lost while the device is still there, and
     /// does without channels that nobody connects.
     void lookAgain();
+
+    /// What the user's mixer makes of what this process plays or records: see `DeviceDirection`.
+    Float32 mixerLevel() const { return mMixerLevel; }
+
+    bool isRunning() const { return mRun != nullptr; }
 
     /// Whether that is the node of the device's stream.
     bool hasStream(UInt32 node) const;
@@ -72,6 +87,10 @@ class Device final : public DriverDevice {
         bool isStopping = false;
     };
 
+    OSStatus waitUntilStarted(Run& run);
+    /// 0: the server does not allow that rate.
+    UInt32 offeredRate(Float64 rate) const;
+    GraphWish wish() const { return {.quantum = mQuantum, .rate = mServer.rateWish(mKey.serial)}; }
     void connect(Run& run, UInt32 rate);
     void openWhenLinked(Run& run, UInt32 links);
 
@@ -82,7 +101,9 @@ class Device final : public DriverDevice {
     // All with the loop's lock.
     std::shared_ptr<Run> mRun; // null: stopped
     UInt32 mQuantum = 0;       // that was asked for; 0: none was
+    Float32 mMixerLevel = 1.0F;
     bool mHasVanished = false;
+    std::chrono::steady_clock::time_point mStopped{}; // when its last stream ended
 };
 
 } // namespace braq::pipewire

@@ -13,6 +13,8 @@ namespace {
 
 // Long enough for a busy session manager to connect all channels of a stream, short enough not to be taken for a hang.
 constexpr std::chrono::milliseconds kLookInterval{500};
+// One that is only replaced is back by then and nothing is worth a word.
+constexpr std::chrono::milliseconds kLongestRestart{500};
 
 UInt32 numberIn(const std::string& text) {
     UInt32 number = SPA_ID_INVALID;
@@ -29,6 +31,7 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mSettled(std::move(settled)),
       mLook(loop, [this] { mPublisher.forEach([](Device& device) { device.look(); }); }),
       mLookAgain(loop, [this] { mPublisher.forEach([](Device& device) { device.lookAgain(); }); }),
+      mMissSessionManager(loop, [this] { missSessionManager(); }),
       mConnection(new Connection(loop, *this)),
       mPublisher(loop, *this, host) {}
 
@@ -61,6 +64,7 @@ void Finder::disconnected() {
     mCards.clear();
     mSettingsTable.reset();
     mDefaultsTable.reset();
+    mRateWishes.clear();
     mSettings = {};
     mDefaults = {};
     if (mRegistry != nullptr) {
@@ -82,6 +86,7 @@ void Finder::disconnected() {
 void Finder::synchronised() {
     ++mSyncsAnswered;
     describeAll();
+    mLoop.conditionsChanged();
     if (std::exchange(mMustDescribe, false)) {
         describeSoon();
         return;
@@ -159,6 +164,7 @@ void Finder::metadataAppeared(UInt32 id, const std::string& name) {
             describeSoon();
         };
         mDefaultsTable = {id, std::make_unique<WatchedMetadata>(mRegistry, id, take)};
+        mLoop.conditionsChanged();
     }
 }
 
@@ -170,6 +176,7 @@ void Finder::vanished(UInt32 id) {
     if (mDefaultsTable && mDefaultsTable->id == id) {
         mDefaultsTable.reset();
         mDefaults = {};
+        mMissSessionManager.fireAfter(kLongestRestart);
     }
     const bool wasNode = mNodes.erase(id) != 0;
     mPorts.erase(id);
@@ -177,8 +184,21 @@ void Finder::vanished(UInt32 id) {
     mCards.erase(id);
     if (wasNode) {
         describeAll();
+        std::erase_if(mRateWishes, [this](const auto& wish) { return !hasNode(wish.first); });
     }
     describeSoon();
+}
+
+// The server takes down what a session manager has connected when that one ends. The next one connects it again, from 0.5 on;
+// 0.4.13 does not get ready to use what was there before it, for any program.
+void Finder::missSessionManager() {
+    bool isRunning = false;
+    mPublisher.forEach([&](const Device& device) { isRunning |= device.isRunning(); });
+    if (mCore != nullptr && !hasSessionManager() && isRunning) {
+        NSLog("(WARNING) PipeWire : the session manager has ended and taken the connections to devices along; what "
+              "plays and "
+              "records stands still until it is connected again.");
+    }
 }
 
 // ---- what is published
@@ -205,6 +225,13 @@ void Finder::describeAll() {
         std::ranges::move(
             describe(facts, cardOf(facts), [this](const DeviceKey& device) { return settingsOf(device); }),
             std::back_inserter(all));
+    }
+    for (FoundDevice& device : all) {
+        if (const Device* const published = mPublisher.find(device.key)) {
+            DeviceDescription& description = device.description;
+            const bool plays = device.key.use == Use::playback;
+            (plays ? description.playback : description.record).mixerLevel = published->mixerLevel();
+        }
     }
     mPublisher.publish(all);
     publishDefaults();
@@ -253,10 +280,17 @@ std::string Finder::uidOfSource(const std::string& nodeName) const {
 
 // ---- what devices ask for
 
-OSStatus Finder::forceRate(UInt32 rate) {
-    // Holds for the whole server and all applications, until somebody forces another one or none, or the server ends.
-    const bool wasAsked = mSettingsTable && mSettingsTable->watched->set("clock.force-rate", std::to_string(rate));
-    return wasAsked ? kAudioHardwareNoError : kAudioHardwareUnsupportedOperationError;
+bool Finder::hasNode(const std::string& serial) const {
+    return std::ranges::any_of(mNodes, [&](const auto& node) {
+        return node.second.watched->facts().properties.get(PW_KEY_OBJECT_SERIAL) == serial;
+    });
+}
+
+bool Finder::isInUse(const std::string& serial) {
+    return std::ranges::any_of(mNodes, [&](const auto& node) {
+        const NodeFacts& facts = node.second.watched->facts();
+        return facts.isRunning && facts.properties.get(PW_KEY_OBJECT_SERIAL) == serial;
+    });
 }
 
 void Finder::lookLater() { mLookAgain.fireAfter(kLookInterval); }

@@ -37,19 +37,24 @@ class Finder final : private ConnectionListener, private DeviceServer {
     // DeviceServer
     pw_core* core() override { return mCore; }
     const GraphSettings& settings() override { return mSettings; }
-    OSStatus forceRate(UInt32 rate) override;
+    RateWish& rateWish(const std::string& serial) override { return mRateWishes[serial]; }
+    bool isInUse(const std::string& serial) override;
+    bool hasSessionManager() override { return mDefaultsTable.has_value(); }
     void lookSoon() noexcept override { mLook.signal(); }
     void lookLater() override;
     UInt32 activeLinksOf(UInt32 node) override;
     void describeSoon() override;
+    void describeNow() override { describeAll(); }
 
     void appeared(UInt32 id, const std::string& type, const Properties& properties);
     void portAppeared(UInt32 id, const Properties& properties);
     void linkAppeared(UInt32 id, const Properties& properties);
     void metadataAppeared(UInt32 id, const std::string& name);
     void vanished(UInt32 id);
+    void missSessionManager();
 
     void describeAll();
+    bool hasNode(const std::string& serial) const;
     NodeFacts factsOf(UInt32 id, const WatchedNode& node) const;
     Properties cardOf(const NodeFacts& node) const;
     GraphSettings settingsOf(const DeviceKey& device) const;
@@ -76,6 +81,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     const std::function<void()> mSettled;
     LoopEvent mLook;
     LoopTimer mLookAgain;
+    LoopTimer mMissSessionManager;
     Connection* const mConnection;
     Publisher mPublisher;
 
@@ -92,7 +98,8 @@ class Finder final : private ConnectionListener, private DeviceServer {
     std::map<UInt32, std::unique_ptr<WatchedLink>> mLinks; // of this process
     std::map<UInt32, std::unique_ptr<WatchedCard>> mCards;
     std::optional<Table> mSettingsTable;
-    std::optional<Table> mDefaultsTable;
+    std::optional<Table> mDefaultsTable;         // made by the session manager, and gone with it
+    std::map<std::string, RateWish> mRateWishes; // by serial number of the node
     GraphSettings mSettings;
     Defaults mDefaults;          // names of nodes
     Defaults mPublishedDefaults; // UIDs

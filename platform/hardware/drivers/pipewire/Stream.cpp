@@ -4,50 +4,62 @@
 #include "platform/hardware/drivers/pipewire/DataThread.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
+#include <spa/param/props.h>
+
 #include <algorithm>
 #include <array>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace braq::pipewire {
 namespace {
 
 std::string latencyText(UInt32 frames, UInt32 rate) { return std::to_string(frames) + "/" + std::to_string(rate); }
 
-// Belongs to its device for good: not moved to another one, not mixed to other channels, not at a level or on a device
-// that was remembered from an earlier stream of this application.
-pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, UInt32 quantum) {
+// Belongs to its device for good: not moved to another one, not mixed to other channels, not on a device that was remembered
+// from an earlier stream of this application.
+//
+// Session managers keep the level that a user sets under the first of these that a stream has: role (not so in the newest
+// ones), ID and name of the application. All music players have the same role, and would play at each other's levels. So
+// the stream has none: a role has a say in where a stream goes only while the stream names no device.
+pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, const GraphWish& wish) {
     const bool plays = device.use == Use::playback;
     pw_properties* const properties = pw_properties_new(
         PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture", PW_KEY_MEDIA_NAME,
         plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, applicationName(), PW_KEY_NODE_DESCRIPTION, applicationName(),
         PW_KEY_APP_NAME, applicationName(), PW_KEY_TARGET_OBJECT, device.serial.c_str(), PW_KEY_NODE_DONT_RECONNECT,
-        "true", PW_KEY_STREAM_DONT_REMIX, "true", "channelmix.upmix", "false", "state.restore-props", "false",
-        "state.restore-target", "false", nullptr);
-    if (plays) {
-        pw_properties_set(properties, PW_KEY_MEDIA_ROLE, "Music");
-    }
+        "true", PW_KEY_STREAM_DONT_REMIX, "true", "channelmix.upmix", "false", "state.restore-target", "false",
+        nullptr);
     if (device.use == Use::monitor) {
         pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
     }
     if (const char* const loop = DataThread::nameOfLoopOf(pw_core_get_context(core))) {
         pw_properties_set(properties, "node.loop.name", loop);
     }
-    if (quantum != 0) {
-        pw_properties_set(properties, PW_KEY_NODE_LATENCY, latencyText(quantum, rate).c_str());
+    if (wish.quantum != 0) {
+        pw_properties_set(properties, PW_KEY_NODE_LATENCY, latencyText(wish.quantum, rate).c_str());
+    }
+    if (wish.rate.rate() != 0) {
+        pw_properties_setf(properties, PW_KEY_NODE_RATE, "1/%u", wish.rate.rate());
+    }
+    if (wish.rate.forced != 0) {
+        pw_properties_setf(properties, PW_KEY_NODE_FORCE_RATE, "%u", wish.rate.forced);
     }
     return properties;
 }
 
 } // namespace
 
-Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, UInt32 quantum,
+Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, const GraphWish& wish,
                StreamCycle& cycle, std::function<void()> changed)
     : mPlays(device.use == Use::playback),
+      mRate(rate),
+      mWish(wish),
       mCycle(cycle),
       mChanged(std::move(changed)),
       mDataLoop(DataThread::loopOf(pw_core_get_context(core))),
-      mStream(pw_stream_new(core, applicationName(), propertiesOf(core, device, rate, quantum))) {
+      mStream(pw_stream_new(core, applicationName(), propertiesOf(core, device, rate, wish))) {
     if (mStream == nullptr) {
         mHasFailed = true;
         return;
@@ -69,7 +81,10 @@ void Stream::connect(UInt32 rate, const ChannelLayout& layout) {
         .destroy = nullptr,
         .state_changed = [](void* self, pw_stream_state /*before*/, pw_stream_state state,
                             const char* /*error*/) { static_cast<Stream*>(self)->stateChanged(state); },
-        .control_info = nullptr,
+        .control_info =
+            [](void* self, uint32_t property, const pw_stream_control* control) {
+                static_cast<Stream*>(self)->takeControl(property, control->values, control->n_values);
+            },
         .io_changed =
             [](void* self, uint32_t id, void* area, uint32_t size) {
                 if (id == SPA_IO_Position) {
@@ -133,11 +148,44 @@ void Stream::setPosition(spa_io_position* position) {
         0, nullptr, 0, true, &change);
 }
 
-void Stream::setQuantum(UInt32 frames, UInt32 rate) {
-    const std::string text = latencyText(frames, rate);
-    const std::array items{SPA_DICT_ITEM_INIT(PW_KEY_NODE_LATENCY, text.c_str())};
-    const spa_dict changes = SPA_DICT_INIT(items.data(), items.size());
-    pw_stream_update_properties(mStream, &changes);
+void Stream::setWish(const GraphWish& wish) {
+    if (wish == mWish || mStream == nullptr) {
+        return;
+    }
+    // A wish is replaced by another one, but not taken back as long as the stream is there.
+    std::vector<std::pair<const char*, std::string>> changes;
+    if (wish.quantum != mWish.quantum) {
+        changes.emplace_back(PW_KEY_NODE_LATENCY, latencyText(wish.quantum, mRate));
+    }
+    if (wish.rate.forced != mWish.rate.forced) {
+        changes.emplace_back(PW_KEY_NODE_RATE, "1/" + std::to_string(wish.rate.forced));
+        changes.emplace_back(PW_KEY_NODE_FORCE_RATE, std::to_string(wish.rate.forced));
+    }
+    mWish = wish;
+    std::vector<spa_dict_item> items;
+    for (const auto& [key, value] : changes) {
+        items.push_back({.key = key, .value = value.c_str()});
+    }
+    const spa_dict dictionary{.flags = 0, .n_items = static_cast<UInt32>(items.size()), .items = items.data()};
+    pw_stream_update_properties(mStream, &dictionary);
+}
+
+Float32 Stream::mixerLevel() const { return mIsMuted ? 0.0F : mVolume * mChannelVolume; }
+
+void Stream::takeControl(UInt32 property, const float* values, UInt32 count) {
+    if (count == 0) {
+        return;
+    }
+    const Float32 before = mixerLevel();
+    switch (property) {
+    case SPA_PROP_volume: mVolume = values[0]; break;
+    case SPA_PROP_channelVolumes: mChannelVolume = *std::max_element(values, values + count); break;
+    case SPA_PROP_mute: mIsMuted = values[0] != 0.0F; break;
+    default: return;
+    }
+    if (mixerLevel() != before) {
+        mChanged();
+    }
 }
 
 void Stream::process() noexcept {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/hardware/drivers/pipewire/Describe.h"
+#include "platform/hardware/drivers/pipewire/RateWish.h"
 #include "platform/hardware/drivers/pipewire/StreamCycle.h"
 
 #include <spa/utils/hook.h>
@@ -15,15 +16,21 @@ struct spa_pod;
 
 namespace braq::pipewire {
 
+/// What a stream asks the graph for.
+struct GraphWish {
+    UInt32 quantum = 0; ///< frames of a cycle; 0: any
+    RateWish rate{};
+    bool operator==(const GraphWish&) const = default;
+};
+
 /// The stream of this process to or from one device. All with the loop's lock.
 class Stream {
   public:
     /// Connects it.
     /// @param rate of the graph, so that nothing is converted
-    /// @param quantum cycle length to ask the graph for; 0: none
     /// @param cycle is run from now on; outlives the stream
     /// @param changed called on the loop's thread when one of the questions below has a new answer
-    Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, UInt32 quantum,
+    Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, const GraphWish& wish,
            StreamCycle& cycle, std::function<void()> changed);
     /// When this returns, the cycle is not running and does not run again.
     ~Stream();
@@ -39,16 +46,22 @@ class Stream {
     /// Whether the graph runs it.
     bool isStreaming() const { return mIsStreaming; }
 
-    /// Asks the graph for cycles of that length.
-    void setQuantum(UInt32 frames, UInt32 rate);
+    /// Asks the graph for something else.
+    void setWish(const GraphWish& wish);
+
+    /// The gain that the user's mixer has given it, that of the loudest channel; 0: silent. 1 until the server says.
+    Float32 mixerLevel() const;
 
   private:
     void connect(UInt32 rate, const ChannelLayout& layout);
     void stateChanged(int state);
+    void takeControl(UInt32 property, const float* values, UInt32 count);
     void setPosition(spa_io_position* position);
     void process() noexcept;
 
     const bool mPlays;
+    const UInt32 mRate;
+    GraphWish mWish;
     StreamCycle& mCycle;
     const std::function<void()> mChanged;
     pw_data_loop* mDataLoop;
@@ -57,6 +70,9 @@ class Stream {
     bool mHasFailed = false;
     bool mIsStreaming = false;
     bool mIsEnding = false;
+    Float32 mVolume = 1.0F;        // of all channels
+    Float32 mChannelVolume = 1.0F; // of the loudest channel
+    bool mIsMuted = false;
     spa_io_position* mPosition = nullptr; // data thread
 };
 

@@ -124,9 +124,4 @@ const pw_metadata_events WatchedMetadata::kEvents = {
         },
 };
 
-bool WatchedMetadata::set(const char* key, const std::string& value) {
-    auto* const metadata = mProxy.as<pw_metadata>();
-    return metadata != nullptr && pw_metadata_set_property(metadata, PW_ID_CORE, key, "", value.c_str()) >= 0;
-}
-
 } // namespace braq::pipewire

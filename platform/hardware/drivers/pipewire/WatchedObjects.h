@@ -92,10 +92,6 @@ class WatchedMetadata {
 
     WatchedMetadata(pw_registry* registry, UInt32 id, Changed changed);
 
-    /// Asks the server to change an entry.
-    /// @return whether that could be asked
-    bool set(const char* key, const std::string& value);
-
   private:
     static const pw_metadata_events kEvents;
 

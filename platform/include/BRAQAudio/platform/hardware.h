@@ -53,6 +53,9 @@ constexpr UInt32 kAudioDevicePropertyBufferFrameSizeRange = BRAQFourCharCode("fs
 constexpr UInt32 kAudioDevicePropertyDeviceIsAlive = BRAQFourCharCode("livn");            ///< UInt32, 0: gone
 constexpr UInt32 kAudioDevicePropertyDeviceIsRunning = BRAQFourCharCode("goin");          ///< UInt32, in this process
 constexpr UInt32 kAudioDevicePropertyDeviceIsRunningSomewhere = BRAQFourCharCode("gone"); ///< UInt32, in any process
+/// Float32 of the scope's direction: the linear gain that the user's mixer gives what this process plays or records there, that
+/// of the loudest channel; 0 when it is muted. 1 until the device has run. It is kept by the system, for the next time.
+constexpr UInt32 kBRAQAudioDevicePropertyMixerLevel = BRAQFourCharCode("mixl");
 
 // Properties of a stream, global scope.
 constexpr UInt32 kAudioStreamPropertyStartingChannel = BRAQFourCharCode("schn"); ///< UInt32, from 1

@@ -1,3 +1,4 @@
+#include "tests/platform/hardware/drivers/pipewire/ClientStream.h"
 #include "tests/platform/hardware/drivers/pipewire/NumberedCycles.h"
 #include "tests/platform/hardware/drivers/pipewire/RecordingHost.h"
 #include "tests/support/PrivateSoundServer.h"
@@ -58,6 +59,62 @@ TEST_F(PipeWire_Graph, ChangesItsRateWhenAskedAndReportsIt) {
     sink->stopIO();
     EXPECT_EQ(sink->setNominalRate(48000.0), kAudioHardwareNoError);
     EXPECT_TRUE(waitForRate(48000.0));
+}
+
+TEST_F(PipeWire_Graph, AsksForARateWithItsStreamAndLeavesTheServersSettingsAlone) {
+    ASSERT_NE(sink, nullptr);
+    NumberedPlayback playback;
+    ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+    ASSERT_EQ(sink->setNominalRate(44100.0), kAudioHardwareNoError);
+    ASSERT_TRUE(eventually([&] { return playback.rate() == 44100.0; }));
+    const std::string settings = server.run({"pw-metadata", "-n", "settings"});
+    EXPECT_NE(settings.find("key:'clock.force-rate' value:'0'"), std::string::npos) << settings;
+    sink->stopIO();
+}
+
+TEST_F(PipeWire_Graph, RunsAtThePreferredRateWhenNobodyElseUsesTheDevice) {
+    ASSERT_NE(sink, nullptr);
+    for (const Float64 rate : {44100.0, 48000.0, 44100.0, 32000.0}) {
+        const Float64 had = rate == 32000.0 ? 48000.0 : rate; // one that is not allowed is not had
+        sink->preferRate(rate);
+        EXPECT_EQ(host->description("test.sink")->nominalRate, had) << "before it starts";
+        NumberedPlayback playback;
+        ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+        EXPECT_EQ(playback.rate(), had);
+        EXPECT_EQ(host->description("test.sink")->nominalRate, had);
+        sink->stopIO();
+    }
+}
+
+TEST_F(PipeWire_Graph, LeavesItsRateAsItIsWhenOthersUseTheDevice) {
+    ASSERT_NE(sink, nullptr);
+    const ClientStream other({.properties = {{"target.object", "test.sink"}}});
+    ASSERT_TRUE(host->waitUntil([&] { return host->find("test.sink")->description.isRunningSomewhere; }));
+    sink->preferRate(44100.0);
+    EXPECT_EQ(host->description("test.sink")->nominalRate, 48000.0);
+    NumberedPlayback playback;
+    ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+    EXPECT_EQ(playback.rate(), 48000.0);
+    sink->stopIO();
+}
+
+TEST_F(PipeWire_Graph, KeepsARateThatWasSetWhateverIsPreferred) {
+    ASSERT_NE(sink, nullptr);
+    ASSERT_EQ(sink->setNominalRate(48000.0), kAudioHardwareNoError);
+    sink->preferRate(44100.0);
+    EXPECT_EQ(host->description("test.sink")->nominalRate, 48000.0);
+    NumberedPlayback playback;
+    ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+    EXPECT_EQ(playback.rate(), 48000.0);
+    sink->stopIO();
+}
+
+TEST_F(PipeWire_Graph, RefusesARateWhileSomebodyForcesAnother) {
+    ASSERT_NE(sink, nullptr);
+    server.run({"pw-metadata", "-n", "settings", "0", "clock.force-rate", "44100"});
+    ASSERT_TRUE(waitForRate(44100.0));
+    EXPECT_EQ(sink->setNominalRate(48000.0), kAudioHardwareUnsupportedOperationError);
+    EXPECT_EQ(sink->setNominalRate(44100.0), kAudioHardwareNoError);
 }
 
 TEST_F(PipeWire_Graph, RefusesARateThatTheServerDoesNotAllow) {
