@@ -182,22 +182,9 @@ class Session {
                       .channels = levelsOf(playback),
                       .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
                                 NSStringWithFormat("%+.0f dB", mControls.decibels())}};
-        if (const auto level = mixerLevel(); level && *level != 1.0F) {
-            status.facts.push_back(*level == 0.0F ? "muted in the mixer"
-                                                  : NSStringWithFormat("mixer %+.0f dB", decibelsOf(*level)));
-        }
         const UInt64 underruns = playback.underruns();
         status.facts.push_back(std::to_string(underruns) + (underruns == 1 ? " underrun" : " underruns"));
         mDisplay.show(status);
-    }
-
-    std::optional<Float32> mixerLevel() const {
-        const AudioObjectPropertyAddress address{kBRAQAudioDevicePropertyMixerLevel, kAudioDevicePropertyScopeOutput,
-                                                 kAudioObjectPropertyElementMain};
-        Float32 level = 1.0F;
-        UInt32 size = sizeof(level);
-        const bool isKnown = AudioObjectGetPropertyData(mDevice.id, &address, 0, nullptr, &size, &level) == 0;
-        return isKnown ? std::optional(level) : std::nullopt;
     }
 
     std::vector<MeteredChannel> levelsOf(Playback& playback) {

@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Device.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "BRAQAudio/platform/foundation/NSString.h"
 
 #include <algorithm>
 #include <cmath>
@@ -188,9 +189,18 @@ void Device::look() {
         connect(run, graphRate);
     }
     run.stream->setWish(wish());
-    mMixerLevel = run.stream->mixerLevel();
+    takeMixerLevel(run);
     openWhenLinked(run, static_cast<UInt32>(mLayout.size()));
     mServer.describeSoon();
+}
+
+// One that is not heard as it plays is worth a word each time that it runs, but not for each step of a mixer's slider.
+void Device::takeMixerLevel(Run& run) {
+    mMixerLevel = run.stream->mixerLevel();
+    if (mMixerLevel != 1.0F && !std::exchange(run.hasToldLevel, true)) {
+        NSLog(NSStringWithFormat("PipeWire : the mixer has this program at %.1f %% of its level.",
+                                 100.0 * static_cast<Float64>(mMixerLevel)));
+    }
 }
 
 // The graph runs a stream as soon as its first channel is connected. What is played before the others are would be lost to

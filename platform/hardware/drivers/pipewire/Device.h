@@ -85,12 +85,14 @@ class Device final : public DriverDevice {
         UInt32 rate = 0;                // of the stream
         bool isStarting = true;
         bool isStopping = false;
+        bool hasToldLevel = false;
     };
 
     OSStatus waitUntilStarted(Run& run);
     /// 0: the server does not allow that rate.
     UInt32 offeredRate(Float64 rate) const;
     GraphWish wish() const { return {.quantum = mQuantum, .rate = mServer.rateWish(mKey.serial)}; }
+    void takeMixerLevel(Run& run);
     void connect(Run& run, UInt32 rate);
     void openWhenLinked(Run& run, UInt32 links);
 

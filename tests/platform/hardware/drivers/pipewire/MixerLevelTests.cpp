@@ -1,10 +1,12 @@
 #include "tests/platform/hardware/drivers/pipewire/ClientStream.h"
 #include "tests/platform/hardware/drivers/pipewire/NumberedCycles.h"
 #include "tests/platform/hardware/drivers/pipewire/RecordingHost.h"
+#include "tests/support/CapturedLog.h"
 #include "tests/support/PrivateSoundServer.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <memory>
@@ -70,6 +72,13 @@ class PipeWire_MixerLevel : public ::testing::Test {
         return false;
     }
 
+    bool hasLogged(const std::string& text) const {
+        const auto lines = log.lines();
+        return std::ranges::any_of(lines,
+                                   [&](const std::string& line) { return line.find(text) != std::string::npos; });
+    }
+
+    const CapturedLog log;
     PrivateSoundServer server;
     RecordingHost* host = nullptr;
     std::shared_ptr<DriverDevice> sink;
@@ -108,6 +117,7 @@ TEST_F(PipeWire_MixerLevel, IsKeptForTheNextTimeAndReported) {
     EXPECT_EQ(host->description("test.sink")->playback.mixerLevel, 1.0F);
     setProperties(idOfOwnStream(), "{ channelVolumes = [ 0.25, 0.125 ] }");
     EXPECT_TRUE(waitForLevel(0.25F)) << "that of the loudest channel";
+    EXPECT_TRUE(eventually([&] { return hasLogged("the mixer has this program at 25.0 % of its level"); }));
     setProperties(idOfOwnStream(), "{ mute = true }");
     EXPECT_TRUE(waitForLevel(0.0F));
     setProperties(idOfOwnStream(), "{ mute = false, channelVolumes = [ 0.5, 0.5 ] }");

@@ -3,6 +3,7 @@
 #include "tests/support/PrivateSoundServer.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -86,6 +87,7 @@ TEST_F(PipeWire_Service, OffersTheServersDevicesAsObjects) {
     EXPECT_TRUE(eventually([&] {
         return get<AudioDeviceID>(kAudioObjectSystemObject, at(kAudioHardwarePropertyDefaultOutputDevice)) == sink;
     }));
+    server.setDefaultSource("test.sink"); // the newest session managers do not take a monitor by themselves
     EXPECT_TRUE(eventually([&] {
         return get<AudioDeviceID>(kAudioObjectSystemObject, at(kAudioHardwarePropertyDefaultInputDevice)) == monitor;
     }));
@@ -113,6 +115,21 @@ TEST_F(PipeWire_Service, PlaysToAllAndRecordsFromAMonitor) {
     EXPECT_EQ(one.stop(), kAudioHardwareNoError);
     EXPECT_EQ(two.stop(), kAudioHardwareNoError);
     EXPECT_FALSE(isRunning(sink));
+}
+
+TEST_F(PipeWire_Service, TellsTheLevelThatTheUserGivesThisProcess) {
+    const AudioDeviceID sink = waitForDevice("test.sink");
+    const auto level = [&] {
+        return get<Float32>(sink, at(kBRAQAudioDevicePropertyMixerLevel, kAudioDevicePropertyScopeOutput));
+    };
+    Procedure player(sink, IODirections::playback);
+    ASSERT_EQ(player.start(), kAudioHardwareNoError);
+    EXPECT_EQ(level(), 1.0F);
+    EXPECT_EQ(get<Float32>(sink, at(kBRAQAudioDevicePropertyMixerLevel, kAudioDevicePropertyScopeInput)), std::nullopt)
+        << "it has no such direction";
+    server.run({"wpctl", "set-volume", "-p", std::to_string(getpid()), "0.5"});
+    EXPECT_TRUE(eventually([&] { return level() == 0.125F; })) << "mixers count in cubes";
+    EXPECT_EQ(player.stop(), kAudioHardwareNoError);
 }
 
 TEST_F(PipeWire_Service, ChangesTheRateAsynchronously) {
