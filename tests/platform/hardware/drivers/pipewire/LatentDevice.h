@@ -1,7 +1,6 @@
 #pragma once
 
 #include <spa/param/latency.h>
-#include <spa/utils/hook.h>
 
 #include <string>
 
@@ -23,7 +22,6 @@ class LatentDevice {
   private:
     pw_thread_loop* mLoop;
     pw_filter* mFilter;
-    spa_hook mListener{};
 };
 
 } // namespace braq::testing
