@@ -20,7 +20,7 @@ struct Start {
 /// Starts the loop's thread, which inherits blocked signals and time-shared scheduling from the thread that does so: a thread
 /// of the library, because an application's thread may have others. How the loop is run and locked is left to PipeWire.
 int startOnThreadOfTheLibrary(pw_thread_loop* loop) {
-    auto start = std::make_unique<Start>(loop);
+    auto start = std::make_unique<Start>(Start{loop, {}});
     std::future<int> result = start->result.get_future();
     BRAQThread thread{};
     const int status = BRAQThreadStart(
