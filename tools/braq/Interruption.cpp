@@ -53,7 +53,13 @@ Interruption::Interruption(std::chrono::milliseconds patience) : mPatience(patie
     mSignals = opened(::signalfd(-1, &signals, SFD_CLOEXEC));
     mRequest = opened(::eventfd(0, EFD_CLOEXEC));
     mEnd = opened(::eventfd(0, EFD_CLOEXEC));
+    // The thread takes no signal from those that are waited for elsewhere, such as by job control.
+    ::sigset_t every;
+    ::sigset_t before;
+    ::sigfillset(&every);
+    ::pthread_sigmask(SIG_SETMASK, &every, &before);
     mWatch = std::thread([this] { watch(); });
+    ::pthread_sigmask(SIG_SETMASK, &before, nullptr);
     ::pthread_setname_np(mWatch.native_handle(), "interruption");
 }
 

@@ -26,6 +26,7 @@ complete -c braq -n '__fish_seen_subcommand_from play' -x -l speed -d '1/32 to 3
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l volume -d 'In dB, -120 to 24'
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l start -d 'Where the first file begins, such as 1:30'
 complete -c braq -n '__fish_seen_subcommand_from play' -l loop -d 'Play the file again and again'
+complete -c braq -n '__fish_seen_subcommand_from play' -l unscaled-downmix -d 'Mix several channels at their full level'
 
 complete -c braq -n '__fish_seen_subcommand_from record' -F
 complete -c braq -n '__fish_seen_subcommand_from record' -x -l device -a '(__braq_devices)' -d 'The device to record'
