@@ -103,6 +103,25 @@ TEST(Tool_Interruption, EndsAProgramThatDoesNotLook) {
     }
 }
 
+TEST(Tool_Interruption, EndsAProgramThatDoesNotLookSoonerWhenItComesAgain) {
+    const milliseconds patience{50000};
+    const Interrupted process([patience](const auto& sayReady) {
+        const Interruption interruption(patience / 100);
+        sayReady();
+        hang();
+    });
+    process.waitUntilReady();
+    const auto begin = std::chrono::steady_clock::now();
+    process.interrupt(SIGINT);
+    while (!process.hasEnded() && std::chrono::steady_clock::now() - begin < patience) {
+        std::this_thread::sleep_for(milliseconds(20));
+        process.interrupt(SIGTERM);
+    }
+    const int status = process.waitForEnd();
+    ASSERT_TRUE(WIFSIGNALED(status));
+    EXPECT_EQ(WTERMSIG(status), SIGTERM) << "the second one, not the first, whose time had not come";
+}
+
 TEST(Tool_Interruption, LeavesAProgramThatHasLookedTheTimeThatItNeeds) {
     const Interrupted process([](const auto& sayReady) {
         const Interruption interruption(milliseconds(50));

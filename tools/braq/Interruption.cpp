@@ -21,9 +21,9 @@ int opened(int descriptor) {
     return descriptor;
 }
 
-bool isReadable(int descriptor, std::chrono::milliseconds wait = {}) {
+bool isReadable(int descriptor) {
     pollfd watched = {descriptor, POLLIN, 0};
-    return ::poll(&watched, 1, static_cast<int>(wait.count())) > 0;
+    return ::poll(&watched, 1, 0) > 0;
 }
 
 void makeReadable(int event) {
@@ -80,38 +80,42 @@ bool Interruption::isRequested() const noexcept {
 }
 
 void Interruption::watch() {
-    Clock::time_point lastHope = Clock::time_point::max();
+    constexpr std::chrono::milliseconds betweenLooks{10};
+    int first = 0; // signal
+    Clock::time_point firstTime;
     while (true) {
-        pollfd watched[] = {{mSignals, POLLIN, 0}, {mEnd, POLLIN, 0}};
-        if (::poll(watched, std::size(watched), -1) < 0) {
-            continue;
-        }
-        if (watched[1].revents != 0) {
+        const bool mayHang = first != 0 && !mIsNoticed;
+        bool hasSignal = false;
+        if (!isToWatch(mayHang ? betweenLooks : std::chrono::milliseconds(-1), hasSignal)) {
             return;
         }
-        ::signalfd_siginfo signal{};
-        if (::read(mSignals, &signal, sizeof(signal)) != static_cast<ssize_t>(sizeof(signal))) {
-            continue;
-        }
-        if (Clock::now() >= lastHope) {
-            dieOf(static_cast<int>(signal.ssi_signo));
-        }
-        makeReadable(mRequest);
-        if (!mIsNoticed) {
-            waitUntilNoticed(static_cast<int>(signal.ssi_signo));
-        }
-        if (lastHope == Clock::time_point::max()) {
-            lastHope = Clock::now() + mPatience;
+        const int signal = hasSignal ? takeSignal() : 0;
+        const auto passed = Clock::now() - firstTime;
+        if (signal != 0 && first == 0) {
+            first = signal;
+            firstTime = Clock::now();
+            makeReadable(mRequest);
+        } else if (signal != 0 && passed >= mPatience / 5) {
+            dieOf(signal);
+        } else if (first != 0 && !mIsNoticed && passed >= mPatience) {
+            dieOf(first);
         }
     }
 }
 
-void Interruption::waitUntilNoticed(int signal) {
-    constexpr std::chrono::milliseconds betweenLooks{10};
-    const Clock::time_point end = Clock::now() + mPatience;
-    while (!mIsNoticed && !isReadable(mEnd, betweenLooks)) {
-        if (Clock::now() >= end) {
-            dieOf(signal);
-        }
-    }
+/// @return 0: none
+int Interruption::takeSignal() const {
+    ::signalfd_siginfo signal{};
+    const bool isThere = ::read(mSignals, &signal, sizeof(signal)) == static_cast<ssize_t>(sizeof(signal));
+    return isThere ? static_cast<int>(signal.ssi_signo) : 0;
+}
+
+/// Waits for a signal.
+/// @param longest below 0: without end
+/// @return false: it is over
+bool Interruption::isToWatch(std::chrono::milliseconds longest, bool& hasSignal) const {
+    pollfd watched[] = {{mSignals, POLLIN, 0}, {mEnd, POLLIN, 0}};
+    const int ready = ::poll(watched, std::size(watched), static_cast<int>(longest.count()));
+    hasSignal = ready > 0 && watched[0].revents != 0;
+    return ready <= 0 || watched[1].revents == 0;
 }

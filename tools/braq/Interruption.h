@@ -7,12 +7,13 @@
 /// Ctrl-C, SIGTERM and a terminal that is closed, as something to wait for. Made before any other thread is, so that none of
 /// them is interrupted.
 ///
-/// A program that does not look for that long after a signal hangs, and is ended by the signal as if nobody waited for it;
-/// so is one that is still there when it is interrupted again that long after it has looked.
+/// A program that does not look for so long after a signal hangs, and is ended by the signal as if nobody waited for it. A
+/// signal that comes again after a fifth of that time ends it at once, whether it has looked or not.
 class Interruption {
   public:
     /// Throws std::system_error.
-    explicit Interruption(std::chrono::milliseconds patience = std::chrono::seconds(2));
+    /// @param patience so long may the program be kept from looking by what else runs on a busy machine
+    explicit Interruption(std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~Interruption();
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
@@ -27,7 +28,8 @@ class Interruption {
     using Clock = std::chrono::steady_clock;
 
     void watch();
-    void waitUntilNoticed(int signal);
+    int takeSignal() const;
+    bool isToWatch(std::chrono::milliseconds longest, bool& hasSignal) const;
 
     const std::chrono::milliseconds mPatience;
     int mSignals = -1;
