@@ -109,14 +109,15 @@ class Completion(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         text = run(OPTIONS.program, "--help")
-        cls.commands = set(re.findall(r"(?m)^  (\w+)", text.partition("Subcommands:")[2]))
+        cls.commands = set(re.findall(r"(?m)^  (\w+)", re.split("(?i)subcommands:", text)[1]))
         cls.help = {command: run(OPTIONS.program, command, "--help") for command in cls.commands} | {"": text}
         cls.devices = set(re.findall(r'"uid": "(.*)"', run(OPTIONS.program, "devices", "--json")))
 
     def options(self, command):
         """Each option, with whether a value follows."""
-        lines = re.findall(r"(?m)^  (-[\w,-]+)( [A-Z]+\b)?", self.help[command])
-        return {name: value.strip() in ("TEXT", "FLOAT", "UINT") for names, value in lines for name in names.split(",")}
+        lines = re.findall(r"(?m)^ {2,10}(-[\w-]+(?:, *-[\w-]+)?)( [A-Z]+\b)?", self.help[command])
+        return {name: value.strip() in ("TEXT", "FLOAT", "UINT")
+                for names, value in lines for name in re.split(", *", names)}
 
     def test_offers_each_command(self):
         self.assertIn("play", self.commands)

@@ -19,18 +19,18 @@ def lines_of_help(*command):
 
 
 def options_of_help(*command):
-    """All names of options that the help lists: each line of one begins with them, two columns in."""
+    """All names of options that the help lists: each line of one begins with them, how far in depends on CLI11's version."""
     names = set()
     for line in lines_of_help(*command):
-        match = re.match(r"  (-\S+)", line)
+        match = re.match(r" {2,10}(-\S+(?:, +-\S+)?)", line)
         if match:
-            names |= set(match.group(1).split(","))
+            names |= set(re.split(", *", match.group(1)))
     return names
 
 
 def subcommands_of_help():
     lines = lines_of_help()
-    listed = lines[lines.index("Subcommands:") + 1:]
+    listed = lines[[line.lower() for line in lines].index("subcommands:") + 1:]
     return {line.split()[0] for line in listed if re.match(r"  \S", line)}
 
 

@@ -73,8 +73,18 @@ CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
     return info;
 }
 
+/// From version 2.5 on, CLI11 would break the lines of tables in the help anew.
+template <class Formatter>
+void keepLines(Formatter& formatter) {
+    if constexpr (requires { formatter.enable_footer_formatting(false); }) {
+        formatter.enable_footer_formatting(false);
+        formatter.enable_description_formatting(false);
+    }
+}
+
 int run(int argc, char** argv) {
     CLI::App app("Plays and records audio files, and looks at files and audio devices.", "braq");
+    keepLines(*app.get_formatter());
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);
 

@@ -163,6 +163,7 @@ void Stream::setWish(const GraphWish& wish) {
     }
     mWish = wish;
     std::vector<spa_dict_item> items;
+    items.reserve(changes.size());
     for (const auto& [key, value] : changes) {
         items.push_back({.key = key, .value = value.c_str()});
     }
