@@ -22,7 +22,7 @@ def options_of_help(*command):
     """All names of options that the help lists: each line of one begins with them, how far in depends on CLI11's version."""
     names = set()
     for line in lines_of_help(*command):
-        match = re.match(r" {2,10}(-\S+(?:, +-\S+)?)", line)
+        match = re.match(r" {2,10}(-[\w-]+(?:, *-[\w-]+)?)", line)
         if match:
             names |= set(re.split(", *", match.group(1)))
     return names

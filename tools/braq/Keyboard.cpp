@@ -1,6 +1,10 @@
 #include "Keyboard.h"
 
+#include <poll.h>
 #include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 
 namespace {
 
@@ -16,7 +20,7 @@ void Keyboard::take() {
     }
     ::termios settings = mBefore;
     settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VMIN] = 0; // an interruption takes away what was typed before it, and nobody waits for more then
     settings.c_cc[VTIME] = 0;
     settings.c_cc[VQUIT] = _POSIX_VDISABLE; // it would leave the terminal like this
     if (mSuspending == Suspending::impossible) {
@@ -37,5 +41,12 @@ void Keyboard::release() {
 std::optional<std::string> Keyboard::read() const {
     char typed[64];
     const ssize_t count = ::read(mDescriptor, typed, sizeof(typed));
-    return count > 0 ? std::optional(std::string(typed, static_cast<std::size_t>(count))) : std::nullopt;
+    if (count < 0 && errno != EINTR && errno != EAGAIN) {
+        return std::nullopt;
+    }
+    pollfd terminal = {mDescriptor, POLLIN, 0};
+    if (count == 0 && ::poll(&terminal, 1, 0) > 0 && (terminal.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
+        return std::nullopt;
+    }
+    return std::string(typed, static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
 }

@@ -20,7 +20,7 @@ class Keyboard {
 
     /// Readable when a key was pressed; -1 without a keyboard.
     int descriptor() const noexcept { return mDescriptor; }
-    /// What was typed. @return nothing when the terminal is closed
+    /// What was typed, without waiting; empty when it has been taken back since. @return nothing when the terminal is closed
     std::optional<std::string> read() const;
 
     /// Gives the terminal back, and takes it again, as when the program is suspended and goes on. Harmless when repeated.
