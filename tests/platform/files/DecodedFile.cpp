@@ -6,6 +6,7 @@ extern "C" {
 }
 
 #include <cstring>
+#include <fstream>
 #include <memory>
 #include <stdexcept>
 
@@ -66,11 +67,19 @@ void decodePacket(AVCodecContext& decoder, const AVPacket* packet, bool isDamage
     require(result == AVERROR(EAGAIN) || result == AVERROR_EOF || isDamaged, "a frame is damaged");
 }
 
+// From version 7 on, libav takes an AU file without frames for one only when it is told.
+const AVInputFormat* formatOf(const std::string& path) {
+    std::string beginning(4, ' ');
+    std::ifstream(path, std::ios::binary).read(beginning.data(), 4);
+    return beginning == ".snd" ? av_find_input_format("au") : nullptr;
+}
+
 } // namespace
 
 DecodedFile decodeFile(const std::string& path, bool isDamaged) {
     AVFormatContext* opened = nullptr;
-    require(avformat_open_input(&opened, path.c_str(), nullptr, nullptr) == 0, "no file that can be read: " + path);
+    require(avformat_open_input(&opened, path.c_str(), formatOf(path), nullptr) == 0,
+            "no file that can be read: " + path);
     const std::unique_ptr<AVFormatContext, Deleter> input(opened);
     require(avformat_find_stream_info(opened, nullptr) >= 0, "no track that can be read: " + path);
     require(input->nb_streams == 1, "not one track: " + path);
