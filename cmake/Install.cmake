@@ -12,10 +12,8 @@ endif()
 if(BRAQ_BUILD_STATIC)
   install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
 endif()
-foreach(headers include/BRAQAudio platform/include/BRAQAudio)
-  install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-    FILES_MATCHING PATTERN "*.h")
-endforeach()
+install(DIRECTORY include/BRAQAudio DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
+  FILES_MATCHING PATTERN "*.h")
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/BRAQAudio")
 install(EXPORT BRAQAudioTargets NAMESPACE BRAQAudio:: DESTINATION "${package_dir}" COMPONENT development)

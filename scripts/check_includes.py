@@ -34,7 +34,7 @@ LAYERS = [
                         "ClassKind")),
     ("core", r"(include/BRAQAudio/)?core/.*"),
     ("errors", r"(include/BRAQAudio/)?errors/.*"),
-    ("platform interface", r"platform/include/.*"),
+    ("platform interface", r"include/BRAQAudio/platform/.*"),
     ("platform", r"platform/(foundation|threads|samples|hardware|units|files)/.*"),
 ]
 NAMES = [name for name, _ in LAYERS]
@@ -43,7 +43,7 @@ HEADER_FOR_PROGRAMS = NAMES.index("the header for programs")
 INTERFACE = NAMES.index("platform interface")
 PLATFORM = NAMES.index("platform")
 
-INCLUDE_ROOTS = ["include", "platform/include", "."]
+INCLUDE_ROOTS = ["include", "."]
 # Tests and benchmarks reach everywhere.
 UNCHECKED = re.compile(r"(build|tests|bench|\..*)/")
 INCLUDE = re.compile(r'\s*#\s*include\s*([<"])([^>"]+)[>"]')

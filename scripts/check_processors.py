@@ -36,7 +36,7 @@ def check_aarch64(project, folder):
     print("AArch64 options:", *options)
     subprocess.run(
         ["aarch64-linux-gnu-g++", "-std=c++20", "-O2", "-fPIC", "-Wall", "-Wextra", "-Werror", *options,
-         "-I", project / "include", "-I", project / "platform/include", "-I", project,
+         "-I", project / "include", "-I", project,
          "-c", project / SOURCE, "-o", object_file], check=True)
     return check_compare_and_swap.main(object_file, "aarch64-linux-gnu-objdump") == 0
 

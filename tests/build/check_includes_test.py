@@ -20,8 +20,8 @@ CLEAN = {
     "core/BGuard.cpp": '#include "core/BRecord.h"\n#include "BRecord.h"\n',
     "core/BRecord.h": "",
     "include/BRAQAudio/errors/Check.h": '#include "BRAQAudio/platform/foundation.h"\n',
-    "platform/include/BRAQAudio/platform/foundation.h": '#include "BRAQAudio/platform/types.h"\n',
-    "platform/include/BRAQAudio/platform/types.h": "",
+    "include/BRAQAudio/platform/foundation.h": '#include "BRAQAudio/platform/types.h"\n',
+    "include/BRAQAudio/platform/types.h": "",
     "platform/foundation/Text.cpp": '#include "platform/foundation/Text.h"\n#include <dbus/dbus.h>\n',
     "platform/foundation/Text.h": '#include "BRAQAudio/platform/types.h"\n',
     "tests/core/BGuardTests.cpp": '#include "platform/foundation/Text.h"\n',
@@ -44,9 +44,9 @@ VIOLATIONS = [
     ("include/BRAQAudio/errors/Check.h", '#include "BRAQAudio/core/BGuard.h"', "errors may not include"),
     ("platform/foundation/Text.cpp", '#include "BRAQAudio/core/BGuard.h"', "platform may not include"),
     ("platform/foundation/Text.cpp", '#include "core/BRecord.h"', "platform may not include"),
-    ("platform/include/BRAQAudio/platform/types.h", '#include "platform/foundation/Text.h"',
+    ("include/BRAQAudio/platform/types.h", '#include "platform/foundation/Text.h"',
      "platform interface may not include"),
-    ("platform/include/BRAQAudio/platform/types.h", '#include "BRAQAudio/errors/Check.h"',
+    ("include/BRAQAudio/platform/types.h", '#include "BRAQAudio/errors/Check.h"',
      "platform interface may not include"),
 ]
 
