@@ -15,7 +15,7 @@ from pathlib import Path
 
 def classes(*names):
     """Matches a class's header, source and internal files, with or without a category: X.h, X.cpp, X_Queue.cpp."""
-    return rf"((include/BRAQAudio|src)/)?({'|'.join(names)})(_[A-Z]\w*)?\.(h|cpp)"
+    return rf"(include/BRAQAudio|library|library/src)/({'|'.join(names)})(_[A-Z]\w*)?\.(h|cpp)"
 
 
 # From top to bottom.
@@ -32,8 +32,8 @@ LAYERS = [
                         "BRAQAudioStreamBasicDescription")),
     ("objects", classes("BRAQDelegateEntry", "BRAQLiveObjects", "BRAQAtomicProperty", "BRAQReleasable", "BRAQBackgroundThread",
                         "ClassKind")),
-    ("core", r"(include/BRAQAudio/)?core/.*"),
-    ("errors", r"(include/BRAQAudio/)?errors/.*"),
+    ("core", r"(include/BRAQAudio|library)/core/.*"),
+    ("errors", r"(include/BRAQAudio|library)/errors/.*"),
     ("platform interface", r"include/BRAQAudio/platform/.*"),
     ("platform", r"platform/(foundation|threads|samples|hardware|units|files)/.*"),
 ]

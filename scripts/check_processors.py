@@ -14,7 +14,7 @@ from pathlib import Path
 
 import check_compare_and_swap
 
-SOURCE = "core/BAtomicStack.cpp"
+SOURCE = "library/core/BAtomicStack.cpp"
 PRINT_OPTIONS = """
 include("{project}/cmake/Processor.cmake")
 execute_process(COMMAND "${{CMAKE_COMMAND}}" -E echo ${{BRAQ_PROCESSOR_OPTIONS}})

@@ -23,7 +23,7 @@ class BRAQAudio(ConanFile):
 
     def export_sources(self):
         project = os.path.join(self.recipe_folder, "..", "..")
-        for folder in ("cmake", "core", "errors", "include", "platform", "po", "src"):
+        for folder in ("cmake", "include", "library", "platform", "po"):
             copy(self, f"{folder}/*", project, self.export_sources_folder)
         for file in ("CMakeLists.txt", "LICENSE", "BRAQAudioDevice*"):
             copy(self, file, project, self.export_sources_folder)

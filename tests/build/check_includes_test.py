@@ -13,12 +13,12 @@ CLEAN = {
     "include/BRAQAudio/BRAQExtendedAudioFilePlayer.h": '#include "BRAQAudio/BRAQAudioGraph.h"\n',
     "include/BRAQAudio/BRAQAudioGraph.h": '#include "BRAQAudio/BRAQAudioFileStreamer.h"\n',
     "include/BRAQAudio/BRAQAudioFileStreamer.h": '#include "BRAQAudio/BRAQAudioDevice.h"\n',
-    "src/BRAQAudioFileStreamer_Queue.cpp": '#include "BRAQAudio/BRAQAudioFileStreamer.h"\n',
+    "library/src/BRAQAudioFileStreamer_Queue.cpp": '#include "BRAQAudio/BRAQAudioFileStreamer.h"\n',
     "include/BRAQAudio/BRAQAudioDevice.h": '#include "BRAQAudio/BRAQAudioBuffer.h"\n',
     "include/BRAQAudio/BRAQAudioBuffer.h": '#include "BRAQAudio/core/BGuard.h"\n',
     "include/BRAQAudio/core/BGuard.h": '#include "BRAQAudio/errors/Check.h"\n#include <atomic>\n',
-    "core/BGuard.cpp": '#include "core/BRecord.h"\n#include "BRecord.h"\n',
-    "core/BRecord.h": "",
+    "library/core/BGuard.cpp": '#include "library/core/BRecord.h"\n#include "BRecord.h"\n',
+    "library/core/BRecord.h": "",
     "include/BRAQAudio/errors/Check.h": '#include "BRAQAudio/platform/foundation.h"\n',
     "include/BRAQAudio/platform/foundation.h": '#include "BRAQAudio/platform/types.h"\n',
     "include/BRAQAudio/platform/types.h": "",
@@ -33,24 +33,24 @@ VIOLATIONS = [
     ("examples/play.cpp", "#include <BRAQAudio/platform/types.h>", "programs may not include"),
     ("include/BRAQAudio/BRAQAudioGraph.h", '#include "BRAQAudio/BRAQAudio.h"', "units may not include"),
     ("include/BRAQAudio/BRAQAudioGraph.h", '#include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"', "of transport"),
-    ("src/BRAQAudioFileStreamer_Queue.cpp", '#include "BRAQAudio/BRAQAudioGraph.h"', "files may not include"),
+    ("library/src/BRAQAudioFileStreamer_Queue.cpp", '#include "BRAQAudio/BRAQAudioGraph.h"', "files may not include"),
     ("include/BRAQAudio/BRAQAudioDevice.h", "#include <BRAQAudio/BRAQAudioFileStreamer.h>", "devices may not include"),
     ("include/BRAQAudio/BRAQAudioBuffer.h", '  #  include "BRAQAudioDevice.h"', "buffers may not include"),
-    ("core/BGuard.cpp", '#include "BRAQAudio/BRAQAudioBuffer.h"', "core may not include"),
-    ("core/BGuard.cpp", '#include "platform/foundation/Text.h"', "core may not include"),
-    ("core/BGuard.cpp", '#include "../platform/foundation/Text.h"', "core may not include"),
-    ("core/BGuard.cpp", "#include <dbus/dbus.h>", "the standard library and threads only"),
-    ("core/BGuard.cpp", '#include "core/Missing.h"', "no file of the project"),
+    ("library/core/BGuard.cpp", '#include "BRAQAudio/BRAQAudioBuffer.h"', "core may not include"),
+    ("library/core/BGuard.cpp", '#include "platform/foundation/Text.h"', "core may not include"),
+    ("library/core/BGuard.cpp", '#include "../platform/foundation/Text.h"', "core may not include"),
+    ("library/core/BGuard.cpp", "#include <dbus/dbus.h>", "the standard library and threads only"),
+    ("library/core/BGuard.cpp", '#include "library/core/Missing.h"', "no file of the project"),
     ("include/BRAQAudio/errors/Check.h", '#include "BRAQAudio/core/BGuard.h"', "errors may not include"),
     ("platform/foundation/Text.cpp", '#include "BRAQAudio/core/BGuard.h"', "platform may not include"),
-    ("platform/foundation/Text.cpp", '#include "core/BRecord.h"', "platform may not include"),
+    ("platform/foundation/Text.cpp", '#include "library/core/BRecord.h"', "platform may not include"),
     ("include/BRAQAudio/platform/types.h", '#include "platform/foundation/Text.h"',
      "platform interface may not include"),
     ("include/BRAQAudio/platform/types.h", '#include "BRAQAudio/errors/Check.h"',
      "platform interface may not include"),
 ]
 
-UNPLACED = ["src/BRAQAudioSomething.cpp", "include/BRAQAudio/Other.h", "platform/stray.cpp", "helpers/New.h"]
+UNPLACED = ["library/src/BRAQAudioSomething.cpp", "include/BRAQAudio/Other.h", "platform/stray.cpp", "helpers/New.h"]
 
 
 class CheckIncludes(unittest.TestCase):

@@ -1,4 +1,4 @@
-#include "core/BWorkerRun.h"
+#include "library/core/BWorkerRun.h"
 
 #include "tests/support/RealtimeGuard.h"
 

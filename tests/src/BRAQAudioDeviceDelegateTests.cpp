@@ -1,6 +1,6 @@
 #include "BRAQAudio/BRAQAudioDevice.h"
 
-#include "BRAQAudioDevice_Listener.h"
+#include "library/BRAQAudioDevice_Listener.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/HardwareHook.h"
 #include "tests/support/CapturedLog.h"

@@ -1,6 +1,6 @@
 #include "BRAQAudio/BRAQAudioHardware.h"
 
-#include "src/BRAQAudioHardware_Listener.h"
+#include "library/src/BRAQAudioHardware_Listener.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/HardwareHook.h"
 

@@ -1,6 +1,6 @@
 #include "BRAQAudio/BRAQAudioUnit.h"
 
-#include "src/BRAQAudioUnit_Listener.h"
+#include "library/src/BRAQAudioUnit_Listener.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/UnitCalls.h"
 #include "tests/src/UnitFixture.h"

@@ -1,4 +1,4 @@
-#include "src/BRAQBackgroundThread.h"
+#include "library/src/BRAQBackgroundThread.h"
 
 #include "platform/hardware/DeviceIO.h"
 #include "tests/src/UnitFixture.h"

@@ -1,6 +1,6 @@
 #include "BRAQAudio/BRAQInputAudioUnit.h"
 
-#include "src/BRAQInputAudioUnit_Callback.h"
+#include "library/src/BRAQInputAudioUnit_Callback.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/UnitCalls.h"
 #include "tests/src/UnitFixture.h"

@@ -1,4 +1,4 @@
-#include "src/BRAQLiveObjects.h"
+#include "library/src/BRAQLiveObjects.h"
 
 #include <gtest/gtest.h>
 

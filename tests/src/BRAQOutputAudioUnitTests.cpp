@@ -1,6 +1,6 @@
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 
-#include "src/BRAQOutputAudioUnit_Callback.h"
+#include "library/src/BRAQOutputAudioUnit_Callback.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/NumberedQueues.h"
 #include "tests/src/Resources.h"

@@ -1,4 +1,4 @@
-#include "src/ClassKind.h"
+#include "library/src/ClassKind.h"
 
 #include <gtest/gtest.h>
 

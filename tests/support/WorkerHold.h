@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/BWorkerRun.h"
+#include "library/core/BWorkerRun.h"
 
 #include <condition_variable>
 #include <mutex>

@@ -1,0 +1,145 @@
+#include "BRAQAudio/core/BAudioBufferQueueWorker.h"
+
+#include "library/core/BRecord.h"
+#include "library/core/BWorkerRun.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+namespace {
+
+constexpr const char* file = "BAudioBufferQueueWorker";
+
+BAtomicStack* createPendingStack() {
+    return BAtomicStackCreate(
+        [](void* record) -> void* { return BQueueableAudioBufferNext(static_cast<BQueueableAudioBuffer*>(record)); },
+        [](void* record, void* next) {
+            BQueueableAudioBufferSetNext(static_cast<BQueueableAudioBuffer*>(record),
+                                         static_cast<BQueueableAudioBuffer*>(next));
+        });
+}
+
+braq::WorkerExit exitOf(BAudioBufferQueueWorker* worker) {
+    return {worker->mExitMutex, worker->mExitCondition, worker->mExited};
+}
+
+bool stopRequested(const BAudioBufferQueueWorker* worker) {
+    return worker->mStopRequested.load(std::memory_order_acquire);
+}
+
+void waitForWake(BAudioBufferQueueWorker* worker) {
+    while (sem_wait(&worker->mWakeSemaphore) != 0 && errno == EINTR) {
+    }
+}
+
+// The link is read after the flag is cleared. Deliberate, at a price: the real-time side may queue the buffer again in
+// between, and the thread then follows the new link and leaves the rest of its chain in progress. The count keeps it from
+// going further than its chain went: over buffers that are on the stack again it could go round for ever.
+void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
+    auto left = chain.length;
+    for (auto* buffer = static_cast<BQueueableAudioBuffer*>(chain.oldest); left > 0 && buffer != nullptr;
+         buffer = BQueueableAudioBufferNext(buffer), --left) {
+        braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file, braq::WorkerLog::firstOfARun);
+        BQueueableAudioBufferSetInProgress(buffer, false);
+        braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
+    }
+}
+
+// Wakes who waits for the worker to be idle.
+void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
+    worker->mPasses.fetch_add(halves, std::memory_order_release);
+    worker->mPasses.notify_all();
+}
+
+// The count turns odd before anything is taken off the stack, so that who finds the stack empty also finds the pass.
+void runPass(BAudioBufferQueueWorker* worker) {
+    worker->mPasses.fetch_add(1, std::memory_order_release);
+    while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
+        processChain(worker, braq::takePending(worker->mPendingStack));
+    }
+    countPasses(worker, 1);
+}
+
+void workerMain(void* argument) {
+    auto* worker = static_cast<BAudioBufferQueueWorker*>(argument);
+    while (!stopRequested(worker)) {
+        waitForWake(worker);
+        runPass(worker);
+    }
+    countPasses(worker, 2); // the worker that was waited for is stopped
+    exitOf(worker).announce();
+}
+
+} // namespace
+
+BAudioBufferQueueWorker* BAudioBufferQueueWorkerCreate(void) {
+    return braq::createRecord<BAudioBufferQueueWorker>(BAudioBufferQueueWorkerInitialize);
+}
+
+bool BAudioBufferQueueWorkerInitialize(BAudioBufferQueueWorker* worker) {
+    worker->mPendingStack = createPendingStack();
+    if (worker->mPendingStack == nullptr) {
+        return false;
+    }
+    sem_init(&worker->mWakeSemaphore, 0, 0);
+    new (&worker->mStopRequested) std::atomic<bool>(false);
+    new (&worker->mExited) std::atomic<bool>(false);
+    pthread_mutex_init(&worker->mExitMutex, nullptr);
+    pthread_cond_init(&worker->mExitCondition, nullptr);
+    new (&worker->mPasses) std::atomic<UInt32>(0);
+    new (&worker->mErrors) BWorkerErrors();
+    if (!braq::startWorkerThread(&worker->mThread, "BRAQ buffers", workerMain, worker)) {
+        BAudioBufferQueueWorkerDealloc(worker);
+        return false;
+    }
+    return true;
+}
+
+void BAudioBufferQueueWorkerDealloc(BAudioBufferQueueWorker* worker) {
+    std::destroy_at(&worker->mErrors);
+    BAtomicStackDestroy(worker->mPendingStack);
+    sem_destroy(&worker->mWakeSemaphore);
+}
+
+void BAudioBufferQueueWorkerDestroy(BAudioBufferQueueWorker* worker) {
+    BAudioBufferQueueWorkerDealloc(worker);
+    std::free(worker);
+}
+
+void BAudioBufferQueueWorkerStart(BAudioBufferQueueWorker* /*worker*/) {}
+
+void BAudioBufferQueueWorkerStop(BAudioBufferQueueWorker* worker) { sem_post(&worker->mWakeSemaphore); }
+
+void BAudioBufferQueueWorkerAddBuffer(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* buffer) noexcept {
+    BQueueableAudioBufferSetInProgress(buffer, true);
+    BAtomicStackPush(worker->mPendingStack, buffer);
+    sem_post(&worker->mWakeSemaphore);
+}
+
+void BAudioBufferQueueWorkerTeardown(BAudioBufferQueueWorker* worker) {
+    if (worker->mStopRequested.exchange(true)) {
+        return;
+    }
+    sem_post(&worker->mWakeSemaphore);
+    exitOf(worker).await();
+}
+
+void BAudioBufferQueueWorkerWaitUntilIdle(BAudioBufferQueueWorker* worker) {
+    while (!stopRequested(worker)) {
+        const UInt32 before = worker->mPasses.load(std::memory_order_acquire);
+        const bool pending = !BAtomicStackIsEmpty(worker->mPendingStack);
+        const UInt32 after = worker->mPasses.load(std::memory_order_acquire);
+        const bool inPass = after % 2 != 0;
+        if (!pending && !inPass) {
+            return;
+        }
+        // Returns at once when a pass began or ended between the looks, which then do not belong together.
+        worker->mPasses.wait(before, std::memory_order_acquire);
+    }
+}
+
+bool BAudioBufferQueueWorkerLastError(BAudioBufferQueueWorker* worker, std::shared_ptr<NSError>* error) {
+    return braq::lastWorkerError(worker->mErrors, error);
+}

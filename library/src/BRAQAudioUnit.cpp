@@ -1,0 +1,118 @@
+#include "BRAQAudio/BRAQAudioUnit.h"
+
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "BRAQAudio/platform/foundation.h"
+#include "library/src/BRAQAudioUnit_Listener.h"
+#include "library/src/BRAQBackgroundThread.h"
+#include "library/src/BRAQLiveObjects.h"
+
+const char kAudioUnitDidStartNotification[] = "AudioUnitDidStartNotification";
+const char kAudioUnitDidStopNotification[] = "AudioUnitDidStopNotification";
+
+namespace {
+
+constexpr const char* file = "src/BRAQAudioUnit";
+
+} // namespace
+
+BRAQAudioUnitDelegate::~BRAQAudioUnitDelegate() = default;
+void BRAQAudioUnitDelegate::audioUnitDidStart(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
+void BRAQAudioUnitDelegate::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
+
+std::shared_ptr<BRAQAudioUnit>
+BRAQAudioUnit::initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription) {
+    return handOut(new BRAQAudioUnit(streamDescription));
+}
+
+BRAQAudioUnit::BRAQAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription) {
+    BRAQBackgroundThread::instance(); // is there before an I/O thread needs it
+    setStreamDescription(streamDescription);
+}
+
+void BRAQAudioUnit::makeFindable(const std::shared_ptr<BRAQAudioUnit>& unit) {
+    braq::LiveObjects<BRAQAudioUnit>::all().add(unit);
+}
+
+BRAQAudioUnit::~BRAQAudioUnit() {
+    setStreamDescription(nullptr);
+    braq::LiveObjects<BRAQAudioUnit>::all().remove(this);
+}
+
+void BRAQAudioUnit::start() {
+    NSXRaiseOnFailure(AudioOutputUnitStart(mAudioUnit), "AudioOutputUnitStart( mAudioUnit )",
+                      {file, "-[BRAQAudioUnit start]"});
+}
+
+void BRAQAudioUnit::stop() {
+    NSXRaiseOnFailure(AudioOutputUnitStop(mAudioUnit), "AudioOutputUnitStop( mAudioUnit )",
+                      {file, "-[BRAQAudioUnit stop]"});
+}
+
+bool BRAQAudioUnit::isRunning() const {
+    UInt32 isRunning = 0;
+    UInt32 size = sizeof(isRunning);
+    NSXRaiseOnFailure(AudioUnitGetProperty(mAudioUnit, kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, 0,
+                                           &isRunning, &size),
+                      "AudioUnitGetProperty( mAudioUnit, kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, "
+                      "0, &isRunning, &size )",
+                      {file, "-[BRAQAudioUnit isRunning]"});
+    return isRunning != 0;
+}
+
+void BRAQAudioUnit::installPropertyListener() {
+    NSXRaiseOnFailure(
+        AudioUnitAddPropertyListener(mAudioUnit, kAudioOutputUnitProperty_IsRunning, AUPropertyListenerProc, this),
+        "AudioUnitAddPropertyListener( mAudioUnit, kAudioOutputUnitProperty_IsRunning, "
+        "AUPropertyListenerProc, (__bridge void *)( self ) )",
+        {file, "-[BRAQAudioUnit installPropertyListener]"});
+}
+
+void BRAQAudioUnit::setProperty(AudioUnitPropertyID propertyID, AudioUnitScope scope, AudioUnitElement element,
+                                const void* data, UInt32 size) {
+    NSXRaiseOnFailure(AudioUnitSetProperty(mAudioUnit, propertyID, scope, element, data, size),
+                      "AudioUnitSetProperty( mAudioUnit, inID, inScope, inElement, inData, inSize )",
+                      {file, "-[BRAQAudioUnit setProperty:scope:element:data:size:]"});
+}
+
+void BRAQAudioUnit::audioUnitInitialize() {
+    NSXRaiseOnFailure(AudioUnitInitialize(mAudioUnit), "AudioUnitInitialize( mAudioUnit )",
+                      {file, "-[BRAQAudioUnit audioUnitInitialize]"});
+}
+
+void BRAQAudioUnit::audioUnitUninitialize() {
+    NSXRaiseOnFailure(AudioUnitUninitialize(mAudioUnit), "AudioUnitUninitialize( mAudioUnit )",
+                      {file, "-[BRAQAudioUnit audioUnitUninitialize]"});
+}
+
+AudioUnit BRAQAudioUnit::openDefaultComponentType(UInt32 /*type*/, UInt32 /*subType*/) {
+    constexpr AudioComponentDescription description{kAudioUnitType_Output, kAudioUnitSubType_DefaultOutput, 0, 0, 0};
+    const AudioComponent component = AudioComponentFindNext(nullptr, &description);
+    if (component == nullptr) {
+        return nullptr;
+    }
+    AudioUnit unit = nullptr;
+    NSXRaiseOnFailure(AudioComponentInstanceNew(component, &unit),
+                      "AudioComponentInstanceNew( HALOutputComponent, &au )",
+                      {file, "+[BRAQAudioUnit openDefaultComponentType:subType:]"});
+    return unit;
+}
+
+void AUPropertyListenerProc(void* unitObject, AudioUnit unit, AudioUnitPropertyID propertyID, AudioUnitScope scope,
+                            AudioUnitElement element) {
+    const auto au = braq::LiveObjects<BRAQAudioUnit>::all().find(unitObject);
+    if (au == nullptr || unit != au->audioUnit() || propertyID != kAudioOutputUnitProperty_IsRunning) {
+        return;
+    }
+    UInt32 isRunning = 0;
+    UInt32 size = sizeof(isRunning);
+    NSXRaiseOnFailure(
+        AudioUnitGetProperty(au->audioUnit(), propertyID, scope, element, &isRunning, &size),
+        "AudioUnitGetProperty( [au audioUnit], inID, inScope, inElement, &isRunning, &size )",
+        {file,
+         "void AUPropertyListenerProc(void *, AudioUnit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement)"});
+    if (const auto delegate = au->delegate()) {
+        isRunning != 0 ? delegate->audioUnitDidStart(au) : delegate->audioUnitDidStop(au);
+    }
+    NSNotificationCenter::defaultCenter().postNotification(
+        NSNotification(isRunning != 0 ? kAudioUnitDidStartNotification : kAudioUnitDidStopNotification, au));
+}

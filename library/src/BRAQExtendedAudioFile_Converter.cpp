@@ -1,0 +1,64 @@
+#include "BRAQAudio/BRAQExtendedAudioFile.h"
+
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "library/src/BRAQAudioFile_Common.h"
+
+// What the file's converter is asked and told.
+
+namespace {
+
+constexpr NSXCallSite siteOf(const char* method) {
+    return {"src/BRAQExtendedAudioFile", method, NSXStatusDomain::osStatus};
+}
+
+constexpr const char* getConverter =
+    "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)";
+
+} // namespace
+
+UInt32 BRAQExtendedAudioFile::bitrate() const {
+    constexpr auto here = siteOf("-[BRAQExtendedAudioFile bitrate]");
+    const std::lock_guard lock(mPlatformMutex);
+    const auto converter =
+        braq::fileProperty<AudioConverterRef>(mAudioFile, kExtAudioFileProperty_AudioConverter, getConverter, here);
+    UInt32 bitrate = 0;
+    UInt32 size = sizeof(bitrate);
+    NSXRaiseOnFailure(AudioConverterGetProperty(converter, kAudioConverterEncodeBitRate, &size, &bitrate),
+                      "AudioConverterGetProperty(audioConverter, kAudioConverterEncodeBitRate, &size, &bitrate)", here);
+    return bitrate;
+}
+
+void BRAQExtendedAudioFile::setBitrate(UInt32 bitrate) {
+    constexpr auto here = siteOf("-[BRAQExtendedAudioFile setBitrate:]");
+    const std::lock_guard lock(mPlatformMutex);
+    const auto converter =
+        braq::fileProperty<AudioConverterRef>(mAudioFile, kExtAudioFileProperty_AudioConverter, getConverter, here);
+    const UInt32 rate = streamDescription()->channelsPerFrame() == 1 ? bitrate >> 1 : bitrate;
+    NSXRaiseOnFailure(AudioConverterSetProperty(converter, kAudioConverterEncodeBitRate, sizeof(rate), &rate),
+                      "AudioConverterSetProperty(audioConverter, kAudioConverterEncodeBitRate, size, &bitrate)", here);
+    const void* const configuration = nullptr;
+    NSXRaiseOnFailure(ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ConverterConfig, sizeof(configuration),
+                                              &configuration),
+                      "ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ConverterConfig, "
+                      "sizeof(CFPropertyListRef), &cfg)",
+                      here);
+}
+
+AudioConverterPrimeInfo BRAQExtendedAudioFile::primeInfo() const {
+    const std::lock_guard lock(mPlatformMutex);
+    const auto converter = braq::fileProperty<AudioConverterRef>(
+        mAudioFile, kExtAudioFileProperty_AudioConverter,
+        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_AudioConverter, &acSize , &ac )",
+        siteOf("-[BRAQExtendedAudioFile primeInfo]"));
+    AudioConverterPrimeInfo info{};
+    UInt32 size = sizeof(info);
+    // Codings without priming do not answer, and zeros are what that means.
+    return AudioConverterGetProperty(converter, kAudioConverterPrimeInfo, &size, &info) == 0
+               ? info
+               : AudioConverterPrimeInfo{};
+}
+
+UInt32 BRAQExtendedAudioFile::primeOffset() const {
+    const AudioConverterPrimeInfo info = primeInfo();
+    return info.leadingFrames + info.trailingFrames;
+}

@@ -1,0 +1,125 @@
+#include "BRAQAudio/BRAQOutputAudioUnit.h"
+
+#include "BRAQAudio/core/BGuardLocker.h"
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "BRAQAudio/platform/threads.h"
+#include "library/src/BRAQBackgroundThread.h"
+#include "library/src/BRAQOutputAudioUnit_Callback.h"
+
+#include <chrono>
+#include <thread>
+
+namespace {
+
+constexpr const char* file = "src/BRAQOutputAudioUnit";
+
+} // namespace
+
+BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
+    constexpr NSXCallSite here{file, "-[BRAQOutputAudioUnit dealloc]"};
+    if (!mIsMade) {
+        return;
+    }
+    NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
+    NSXLogOnFailure(AUGraphUninitialize(mGraph), "AUGraphUninitialize(mGraph)", here);
+    NSXLogOnFailure(DisposeAUGraph(mGraph), "DisposeAUGraph(mGraph)", here);
+    setAudioBufferQueue(nullptr);
+    setStreamDescription(nullptr);
+    if (mAudioNotificationQueueWorker != nullptr) {
+        BAudioNotificationQueueWorkerTeardown(mAudioNotificationQueueWorker);
+        BAudioNotificationQueueWorkerDestroy(mAudioNotificationQueueWorker);
+    }
+    BQueueableAudioNotificationDestroy(mAudioNotification);
+}
+
+void BRAQOutputAudioUnit::start() {
+    mStarts.fetch_add(1, std::memory_order_relaxed); // that ends being done
+    BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);
+    AUGraphStart(mGraph);
+}
+
+void BRAQOutputAudioUnit::stop() {
+    AUGraphStop(mGraph);
+    BAudioNotificationQueueWorkerStop(mAudioNotificationQueueWorker);
+}
+
+bool BRAQOutputAudioUnit::isRunning() const {
+    UInt32 isRunning = 0;
+    UInt32 size = sizeof(isRunning);
+    NSXRaiseOnFailure(AudioUnitGetProperty(mOutputUnit, kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, 0,
+                                           &isRunning, &size),
+                      "AudioUnitGetProperty( mOutputUnit, kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, "
+                      "0, &isRunning, &size )",
+                      {file, "-[BRAQOutputAudioUnit isRunning]"});
+    return isRunning != 0;
+}
+
+void BRAQOutputAudioUnit::setPlaybackRate(double rate) {
+    NSXRaiseOnFailure(AudioUnitSetParameter(mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0,
+                                            static_cast<Float32>(rate), 0),
+                      "AudioUnitSetParameter( mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0, "
+                      "rate, 0 )",
+                      {file, "-[BRAQOutputAudioUnit setPlaybackRate:]"});
+}
+
+double BRAQOutputAudioUnit::playbackRate() const {
+    Float32 value = 0.0F;
+    NSXRaiseOnFailure(
+        AudioUnitGetParameter(mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0, &value),
+        "AudioUnitGetParameter( mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0, &value )",
+        {file, "-[BRAQOutputAudioUnit playbackRate]"});
+    return static_cast<double>(value);
+}
+
+void BRAQOutputAudioUnit::setPlaybackLevel(double level) {
+    const auto value = static_cast<Float32>(level);
+    NSXRaiseOnFailure(
+        AudioUnitSetParameter(mOutputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, value, 0),
+        "AudioUnitSetParameter( mOutputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, level, 0 )",
+        {file, "-[BRAQOutputAudioUnit setPlaybackLevel:]"});
+    mPlaybackLevel.store(value, std::memory_order_relaxed);
+}
+
+float BRAQOutputAudioUnit::outputLevel(UInt32 channel) noexcept {
+    return channel < mLevelChannels ? mLevels[channel].exchange(0.0F, std::memory_order_relaxed) : 0.0F;
+}
+
+// A notification that comes so late that playback has been started again is not meant for that playback.
+void BRAQOutputAudioUnit::setEndOfStreamNotificationBlock(const BQueueableAudioNotificationBlock& block) {
+    if (mAudioNotification != nullptr) {
+        retire(mAudioNotification);
+    }
+    mAudioNotification = BQueueableAudioNotificationCreate([this, block](BQueueableAudioNotification* notification) {
+        const UInt64 signalled = mDone.load(std::memory_order_acquire);
+        const bool isForThisStart = signalled == mStarts.load(std::memory_order_relaxed);
+        if (isForThisStart && mNotifiedStart.exchange(signalled, std::memory_order_relaxed) != signalled && block) {
+            block(notification);
+        }
+    });
+}
+
+bool BRAQOutputAudioUnit::isOnThreadOfItsOwn() const noexcept {
+    return mAudioNotificationQueueWorker != nullptr && mAudioNotificationQueueWorker->mThread.mPort == BRAQThreadSelf();
+}
+
+void BRAQOutputAudioUnit::retire(BQueueableAudioNotification* notification) {
+    if (!isOnThreadOfItsOwn()) {
+        finishAndDestroy(mAudioNotificationQueueWorker, notification);
+        return;
+    }
+    BRAQBackgroundThread::instance().run([self = shared_from_this(), notification] {
+        finishAndDestroy(self->mAudioNotificationQueueWorker, notification);
+    });
+}
+
+// The worker looks at a notification's link after it has cleared its flag, and holds its wake guard all the while.
+void BRAQOutputAudioUnit::finishAndDestroy(BAudioNotificationQueueWorker* worker,
+                                           BQueueableAudioNotification* notification) {
+    constexpr std::chrono::milliseconds pause{1};
+    while (BQueueableAudioNotificationInProgress(notification)) {
+        BAudioNotificationQueueWorkerStop(worker);
+        std::this_thread::sleep_for(pause);
+    }
+    BGuardLockerDestroy(BGuardLockerCreate(worker->mWakeGuard));
+    BQueueableAudioNotificationDestroy(notification);
+}

@@ -1,0 +1,80 @@
+#include "library/src/BRAQOutputAudioUnit_Callback.h"
+
+#include "BRAQAudio/BRAQOutputAudioUnit.h"
+#include "library/src/BRAQBackgroundThread.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace {
+
+// Samples are 4 bytes, and all buffers have as many channels as the first, which is how the unit is made.
+void silenceFrom(UInt32 first, UInt32 end, AudioBufferList* list) noexcept {
+    if (first >= end || list->mNumberBuffers == 0) {
+        return;
+    }
+    const std::size_t bytesPerFrame = list->mBuffers[0].mNumberChannels * sizeof(Float32);
+    for (UInt32 buffer = 0; buffer < list->mNumberBuffers; ++buffer) {
+        std::memset(static_cast<char*>(list->mBuffers[buffer].mData) + first * bytesPerFrame, 0,
+                    (end - first) * bytesPerFrame);
+    }
+}
+
+float peakOf(const float* samples, UInt32 frames) noexcept {
+    float peak = 0.0F;
+    for (UInt32 frame = 0; frame < frames; ++frame) {
+        peak = std::max(peak, std::fabs(samples[frame]));
+    }
+    return peak;
+}
+
+void raise(std::atomic<float>& level, float peak) noexcept {
+    float known = level.load(std::memory_order_relaxed);
+    while (peak > known && !level.compare_exchange_weak(known, peak, std::memory_order_relaxed)) {
+    }
+}
+
+} // namespace
+
+OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*time*/,
+                       UInt32 /*bus*/, UInt32 frames, AudioBufferList* list) {
+    const BRAQIOReference<BRAQOutputAudioUnit> unit(unitObject);
+    if (!unit) {
+        return 0;
+    }
+    // A start that comes from now on is not done, even if the end is only found when it has come.
+    const UInt64 start = unit->mStarts.load(std::memory_order_relaxed);
+    if (unit->mDone.load(std::memory_order_relaxed) == start) {
+        unit->signalEndOf(start);
+        return 0;
+    }
+    BRAQAudioBufferQueue* const queue = unit->mAudioBufferQueue.plain().get();
+    UInt32 copied = frames;
+    if (queue != nullptr) {
+        BRAQAudioBufferQueueCopyInto(queue, list, &copied);
+    } else {
+        copied = 0;
+    }
+    silenceFrom(copied, frames, list);
+    unit->keepLevels(*list, copied);
+    if (queue != nullptr && BRAQAudioBufferQueueReachedEndOfStream(queue)) {
+        unit->mDone.store(start, std::memory_order_release);
+        unit->signalEndOf(start);
+    }
+    return 0;
+}
+
+// Again in each cycle until it is told: the worker takes none while it is at that of the start before.
+void BRAQOutputAudioUnit::signalEndOf(UInt64 start) noexcept {
+    if (mNotifiedStart.load(std::memory_order_relaxed) != start) {
+        BAudioNotificationQueueWorkerAddNotification(mAudioNotificationQueueWorker, mAudioNotification);
+    }
+}
+
+void BRAQOutputAudioUnit::keepLevels(const AudioBufferList& list, UInt32 frames) noexcept {
+    const float level = mPlaybackLevel.load(std::memory_order_relaxed);
+    for (UInt32 channel = 0; channel < std::min(list.mNumberBuffers, mLevelChannels); ++channel) {
+        raise(mLevels[channel], level * peakOf(static_cast<const float*>(list.mBuffers[channel].mData), frames));
+    }
+}
