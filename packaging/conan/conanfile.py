@@ -25,7 +25,7 @@ class BRAQAudio(ConanFile):
         project = os.path.join(self.recipe_folder, "..", "..")
         for folder in ("cmake", "include", "library", "platform", "po"):
             copy(self, f"{folder}/*", project, self.export_sources_folder)
-        for file in ("CMakeLists.txt", "LICENSE", "BRAQAudioDevice*"):
+        for file in ("CMakeLists.txt", "LICENSE"):
             copy(self, file, project, self.export_sources_folder)
 
     def system_requirements(self):
