@@ -1,4 +1,4 @@
-#include "tools/braq/Canvas.h"
+#include "tools/braq/info/Canvas.h"
 
 #include <gtest/gtest.h>
 

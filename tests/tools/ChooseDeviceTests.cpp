@@ -1,4 +1,4 @@
-#include "tools/braq/ChooseDevice.h"
+#include "tools/braq/shared/ChooseDevice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
-#include "tools/braq/FileLevels.h"
-#include "tools/braq/LevelText.h"
+#include "tools/braq/info/FileLevels.h"
+#include "tools/braq/terminal/LevelText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "tools/braq/FileListing.h"
-#include "tools/braq/JSON.h"
+#include "tools/braq/info/FileListing.h"
+#include "tools/braq/shared/JSON.h"
 
 #include <gmock/gmock.h>
 

@@ -1,4 +1,4 @@
-#include "tools/braq/Interruption.h"
+#include "tools/braq/terminal/Interruption.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "tools/braq/Keyboard.h"
+#include "tools/braq/terminal/Keyboard.h"
 
 #include <gtest/gtest.h>
 #include <poll.h>

@@ -1,4 +1,4 @@
-#include "tools/braq/Keys.h"
+#include "tools/braq/terminal/Keys.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 #include "tests/src/DeviceFixture.h"
 #include "tests/support/SoftwareDriversOnly.h"
-#include "tools/braq/Listing.h"
+#include "tools/braq/devices/Listing.h"
 
 #include <gmock/gmock.h>
 

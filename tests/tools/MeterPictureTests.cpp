@@ -1,7 +1,7 @@
-#include "tools/braq/MeterPicture.h"
+#include "tools/braq/meter/MeterPicture.h"
 
-#include "tools/braq/LevelBar.h"
-#include "tools/braq/PeakHold.h"
+#include "tools/braq/terminal/LevelBar.h"
+#include "tools/braq/terminal/PeakHold.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "tools/braq/PictureLayout.h"
+#include "tools/braq/info/PictureLayout.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "tools/braq/PlayControls.h"
+#include "tools/braq/play/PlayControls.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,8 +3,8 @@
 #include "tests/support/NumberedFiles.h"
 #include "tests/support/PrivateSoundServer.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tools/braq/FilePlayback.h"
-#include "tools/braq/LoopPlayback.h"
+#include "tools/braq/play/FilePlayback.h"
+#include "tools/braq/play/LoopPlayback.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "tests/support/TemporaryFolder.h"
-#include "tools/braq/RecordFormats.h"
-#include "tools/braq/RecordedFile.h"
-#include "tools/braq/Trouble.h"
+#include "tools/braq/record/RecordFormats.h"
+#include "tools/braq/record/RecordedFile.h"
+#include "tools/braq/shared/Trouble.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

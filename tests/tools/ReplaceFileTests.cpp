@@ -1,4 +1,4 @@
-#include "tools/braq/ReplaceFile.h"
+#include "tools/braq/shared/ReplaceFile.h"
 
 #include "tests/support/TemporaryFolder.h"
 

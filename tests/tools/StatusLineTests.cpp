@@ -1,4 +1,4 @@
-#include "tools/braq/StatusLine.h"
+#include "tools/braq/terminal/StatusLine.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

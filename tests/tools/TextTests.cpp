@@ -1,5 +1,5 @@
-#include "tools/braq/Table.h"
-#include "tools/braq/Text.h"
+#include "tools/braq/shared/Table.h"
+#include "tools/braq/shared/Text.h"
 
 #include <gtest/gtest.h>
 

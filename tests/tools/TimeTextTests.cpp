@@ -1,4 +1,4 @@
-#include "tools/braq/TimeText.h"
+#include "tools/braq/shared/TimeText.h"
 
 #include <gtest/gtest.h>
 

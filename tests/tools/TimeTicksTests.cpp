@@ -1,4 +1,4 @@
-#include "tools/braq/TimeTicks.h"
+#include "tools/braq/info/TimeTicks.h"
 
 #include <gmock/gmock.h>
 

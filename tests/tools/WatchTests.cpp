@@ -1,5 +1,5 @@
 #include "tests/src/DeviceFixture.h"
-#include "tools/braq/Watch.h"
+#include "tools/braq/devices/Watch.h"
 
 #include <gmock/gmock.h>
 

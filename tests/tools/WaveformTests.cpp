@@ -1,4 +1,4 @@
-#include "tools/braq/Waveform.h"
+#include "tools/braq/info/Waveform.h"
 
 #include <gtest/gtest.h>
 

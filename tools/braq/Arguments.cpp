@@ -1,8 +1,8 @@
-#include "Arguments.h"
+#include "tools/braq/Arguments.h"
 
-#include "PlayControls.h"
-#include "RecordFormats.h"
-#include "TimeText.h"
+#include "tools/braq/play/PlayControls.h"
+#include "tools/braq/record/RecordFormats.h"
+#include "tools/braq/shared/TimeText.h"
 
 #include <cmath>
 #include <optional>

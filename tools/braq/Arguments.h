@@ -1,7 +1,7 @@
 #pragma once
 
-#include "PlayCommand.h"
-#include "RecordCommand.h"
+#include "tools/braq/play/PlayCommand.h"
+#include "tools/braq/record/RecordCommand.h"
 
 #include <CLI/CLI.hpp>
 

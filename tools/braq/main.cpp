@@ -3,14 +3,14 @@
 // It ends with 0, also when it is interrupted and when nobody reads its output any more; with 1 after a
 // failure; with 2 when the command line is wrong.
 
-#include "Arguments.h"
-#include "DevicesCommand.h"
-#include "InfoCommand.h"
-#include "MeterCommand.h"
-#include "Output.h"
-#include "PlayCommand.h"
-#include "RecordCommand.h"
-#include "Trouble.h"
+#include "tools/braq/Arguments.h"
+#include "tools/braq/devices/DevicesCommand.h"
+#include "tools/braq/info/InfoCommand.h"
+#include "tools/braq/meter/MeterCommand.h"
+#include "tools/braq/play/PlayCommand.h"
+#include "tools/braq/record/RecordCommand.h"
+#include "tools/braq/shared/Trouble.h"
+#include "tools/braq/terminal/Output.h"
 
 #include <BRAQAudio/BRAQAudio.h>
 #include <CLI/CLI.hpp>

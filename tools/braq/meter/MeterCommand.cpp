@@ -1,0 +1,67 @@
+#include "tools/braq/meter/MeterCommand.h"
+
+#include "tools/braq/meter/MeterPicture.h"
+#include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/terminal/Drawing.h"
+#include "tools/braq/terminal/Interruption.h"
+#include "tools/braq/terminal/Meters.h"
+#include "tools/braq/terminal/Output.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Whether the program is to end, waiting for it for so long.
+bool isInterrupted(const Interruption& interruption, Clock::time_point until) {
+    pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
+                        {STDOUT_FILENO, 0, 0}}; // reports that its reader is gone
+    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+    const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
+    return interruption.isRequested() || ready > 0;
+}
+
+void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Interruption& interruption) {
+    const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
+    std::optional<Drawing> drawing;
+    if (isTerminal) {
+        drawing.emplace();
+    }
+    const Clock::duration betweenPictures =
+        isTerminal ? Clock::duration(std::chrono::seconds(1)) / 30 : Clock::duration(std::chrono::seconds(1));
+    constexpr std::chrono::milliseconds untilMeaningful{150}; // a level is that of the last eighth of a second
+    auto next = Clock::now() + std::max<Clock::duration>(betweenPictures, untilMeaningful);
+    while (!isInterrupted(interruption, next)) {
+        if (hasStopped) {
+            throw std::runtime_error("the device is gone");
+        }
+        const auto levels = meters.look(std::chrono::duration<double>(betweenPictures).count());
+        if (drawing) {
+            drawing->draw(meterPicture(levels, terminalColumns()));
+        } else {
+            writeOutput(meterLine(levels));
+        }
+        next = std::max(next + betweenPictures, Clock::now()); // what was missed stays so
+    }
+}
+
+} // namespace
+
+void runMeter(const MeterOptions& options) {
+    const Interruption interruption;
+    const DeviceFacts facts = chooseRecordDevice(lookAtDevices(), options.device);
+    const auto channels = chooseRecordChannels(facts, options.channels);
+    std::atomic<bool> hasStopped{false};
+    const auto token = NSNotificationCenter::defaultCenter().addObserver(
+        kAudioUnitDidStopNotification, nullptr, [&](const NSNotification&) { hasStopped = true; });
+    Meters meters(BRAQAudioDevice::initWithDeviceID(facts.id), channels);
+    showLevels(meters, hasStopped, interruption);
+}

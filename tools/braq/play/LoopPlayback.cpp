@@ -1,0 +1,59 @@
+#include "tools/braq/play/LoopPlayback.h"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+namespace {
+
+// Each turn ends with a buffer that is not full and one that is empty, so a short file needs many small ones to be as far
+// ahead as a long one.
+std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& file) {
+    constexpr SInt64 mostFrames = 4096;
+    constexpr SInt64 framesAhead = 16384;
+    constexpr SInt64 mostBuffers = 4096;
+    const SInt64 frames = std::clamp(file.frameCount(), SInt64{1}, mostFrames);
+    const SInt64 buffers = std::min(2 * (framesAhead / frames + 1), mostBuffers);
+    return BRAQAudioFileReader::initWithBufferCount(static_cast<UInt64>(buffers), static_cast<UInt32>(frames),
+                                                    file.streamDescription());
+}
+
+} // namespace
+
+LoopPlayback::LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
+                           const std::shared_ptr<BRAQAudioDevice>& device)
+    : Playback(*file),
+      mReader(makeReader(*file)),
+      mUnit(BRAQOutputAudioUnit::initWithStreamDescription(file->streamDescription(), device)) {
+    if (mReader == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (frames() == 0) {
+        throw std::runtime_error("there is nothing in it to be played again and again");
+    }
+    mReader->setAudioFile(file);
+    mReader->enableLoopingInRange({0, 0}); // to where the file really ends
+    mUnit->setAudioBufferQueue(mReader);
+    mUnit->setChannelPositions(file->channelPositions());
+    mUnit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {});
+}
+
+LoopPlayback::~LoopPlayback() {
+    mUnit->stop();
+    mReader->stop();
+}
+
+void LoopPlayback::start() {
+    mReader->start();
+    mUnit->start();
+}
+
+void LoopPlayback::goTo(SInt64 frame) {
+    mUnderrunsBefore += mReader->errorCount(); // it starts anew, and counts from 0
+    mReader->setCurrentFrame(frame);
+}
+
+void LoopPlayback::setVolume(double decibels) {
+    constexpr double decibelsPerDecade = 20.0;
+    mUnit->setPlaybackLevel(std::pow(10.0, decibels / decibelsPerDecade));
+}

@@ -1,0 +1,235 @@
+#include "tools/braq/play/PlayCommand.h"
+
+#include "tools/braq/play/FilePlayback.h"
+#include "tools/braq/play/LoopPlayback.h"
+#include "tools/braq/play/PlayControls.h"
+#include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/Text.h"
+#include "tools/braq/shared/TimeText.h"
+#include "tools/braq/shared/Trouble.h"
+#include "tools/braq/terminal/Attention.h"
+#include "tools/braq/terminal/Display.h"
+#include "tools/braq/terminal/Output.h"
+#include "tools/braq/terminal/PeakHold.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using Clock = Attention::Clock;
+
+constexpr std::chrono::milliseconds betweenPictures{50};
+
+/// The device is gone or refuses: no other file can be played either.
+class DeviceTrouble : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
+
+/// Plays the files, a user at the keys.
+class Session {
+  public:
+    explicit Session(const PlayOptions& options)
+        : mOptions(options),
+          mAttention(Keyboard::Suspending::possible),
+          mDevice(choosePlaybackDevice(lookAtDevices(), options.device)),
+          mControls(options.speed, options.decibels) {}
+
+    /// @return whether every file could be played
+    bool run() {
+        std::size_t index = 0;
+        auto start = mOptions.startSeconds;
+        while (index < mOptions.files.size()) {
+            switch (tryToPlay(mOptions.files[index], std::exchange(start, std::nullopt))) {
+            case PlayControls::Wish::quit: return !mHasFailed;
+            case PlayControls::Wish::previous: index -= index > 0 ? 1 : 0; break;
+            default: ++index;
+            }
+        }
+        return !mHasFailed;
+    }
+
+  private:
+    using Wish = PlayControls::Wish;
+
+    Wish tryToPlay(const std::string& path, std::optional<double> start) {
+        try {
+            return play(path, start);
+        } catch (const DeviceTrouble&) {
+            throw;
+        } catch (const ReaderIsGone&) {
+            throw;
+        } catch (const std::exception& failure) {
+            mDisplay.complain(printable(path) + ": " + reasonOf(failure));
+            mHasFailed = true;
+            return Wish::next;
+        }
+    }
+
+    Wish play(const std::string& path, std::optional<double> start) {
+        const auto playback = open(path);
+        goToBeginning(*playback, start);
+        mDisplay.say("playing " + printable(path) + " (" + describe(*playback) + ") on " + printable(mDevice.name));
+        mHolds.assign(playback->channels(), {});
+        mControls.start(*playback);
+        requireDevice(*playback);
+        const Wish wish = playOn(*playback);
+        tellOfEnd(path, *playback);
+        return wish;
+    }
+
+    std::unique_ptr<Playback> open(const std::string& path) const {
+        std::shared_ptr<NSError> error;
+        const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(path), &error);
+        if (file == nullptr) {
+            throw std::runtime_error(reasonOf(*error));
+        }
+        const auto device = BRAQAudioDevice::initWithDeviceID(mDevice.id);
+        std::unique_ptr<Playback> playback;
+        if (mOptions.loop) {
+            playback = std::make_unique<LoopPlayback>(file, device);
+        } else {
+            playback = std::make_unique<FilePlayback>(file, device);
+        }
+        playback->setUnscaledDownmix(mOptions.unscaledDownmix);
+        return playback;
+    }
+
+    void goToBeginning(Playback& playback, std::optional<double> start) const {
+        if (!start) {
+            playback.goTo(mControls.isReverse() ? playback.frames() : 0);
+            return;
+        }
+        const double frame = *start * playback.rate();
+        if (frame > static_cast<double>(playback.frames())) {
+            throw std::runtime_error("it has no " + timeText(*start) + " to start at; it is " + lengthOf(playback) +
+                                     " long");
+        }
+        playback.goTo(static_cast<SInt64>(frame));
+    }
+
+    Wish playOn(Playback& playback) {
+        auto next = Clock::now();
+        while (true) {
+            const auto happened = mAttention.wait(next);
+            if (happened.isToEnd) {
+                return Wish::quit;
+            }
+            if (playback.hasEnded()) {
+                show(playback);
+                return Wish::next;
+            }
+            if (happened.isToSuspend) {
+                suspend(playback);
+            }
+            for (const Key key : happened.keys) {
+                const Wish wish = mControls.press(key, playback);
+                if (wish == Wish::help) {
+                    mDisplay.say(PlayControls::help);
+                } else if (wish != Wish::nothing) {
+                    return wish;
+                }
+            }
+            requireDevice(playback);
+            if (Clock::now() >= next || !happened.keys.empty()) {
+                show(playback);
+                next = Clock::now() + betweenPictures;
+            }
+        }
+    }
+
+    void suspend(Playback& playback) {
+        if (!mControls.isPaused()) {
+            playback.pause();
+        }
+        mDisplay.suspend();
+        mAttention.suspend();
+        mDisplay.resume();
+        if (!mControls.isPaused()) {
+            playback.resume();
+        }
+    }
+
+    // Nobody says that a device has stopped.
+    void requireDevice(const Playback& playback) const {
+        if (mControls.isPaused() || playback.isRunning()) {
+            return;
+        }
+        const auto devices = lookAtDevices();
+        const bool isThere = std::ranges::find(devices, mDevice.id, &DeviceFacts::id) != devices.end();
+        throw DeviceTrouble(isThere ? printable(mDevice.name) + " does not play" : "the device is gone");
+    }
+
+    void show(Playback& playback) {
+        if (!mDisplay.isTerminal()) {
+            return;
+        }
+        Status status{.mark = mControls.isPaused()    ? "||"
+                              : mControls.isReverse() ? "<"
+                                                      : ">",
+                      .seconds = static_cast<double>(playback.frame()) / playback.rate(),
+                      .length = static_cast<double>(playback.frames()) / playback.rate(),
+                      .channels = levelsOf(playback),
+                      .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
+                                NSStringWithFormat("%+.0f dB", mControls.decibels())}};
+        const UInt64 underruns = playback.underruns();
+        status.facts.push_back(std::to_string(underruns) + (underruns == 1 ? " underrun" : " underruns"));
+        mDisplay.show(status);
+    }
+
+    std::vector<MeteredChannel> levelsOf(Playback& playback) {
+        const double seconds = std::chrono::duration<double>(betweenPictures).count();
+        std::vector<MeteredChannel> levels;
+        for (UInt32 channel = 0; channel < playback.channels(); ++channel) {
+            const double level = decibelsOf(playback.takeLevel(channel));
+            levels.push_back({channel + 1, level, mHolds[channel].add(level, seconds)});
+        }
+        return levels;
+    }
+
+    void tellOfEnd(const std::string& path, Playback& playback) {
+        if (!mDisplay.isTerminal()) {
+            mDisplay.say("played " + printable(path) + " to " +
+                         timeText(static_cast<double>(playback.frame()) / playback.rate()) + ", " +
+                         std::to_string(playback.underruns()) + " underruns");
+        }
+        if (const auto error = playback.lastError()) {
+            throw std::runtime_error("it could not be read to its end: " + reasonOf(*error));
+        }
+    }
+
+    static std::string lengthOf(const Playback& playback) {
+        return timeText(static_cast<double>(playback.frames()) / playback.rate());
+    }
+    static std::string describe(const Playback& playback) {
+        return lengthOf(playback) + ", " + rateText(playback.rate()) + " Hz, " + std::to_string(playback.channels()) +
+               (playback.channels() == 1 ? " channel" : " channels");
+    }
+
+    const PlayOptions& mOptions;
+    Attention mAttention; // before what has threads
+    const DeviceFacts mDevice;
+    PlayControls mControls;
+    Display mDisplay;
+    std::vector<PeakHold> mHolds;
+    bool mHasFailed = false;
+};
+
+} // namespace
+
+bool runPlay(const PlayOptions& options) {
+    if (options.loop && options.speed < 0.0) {
+        throw WrongUsage("--loop plays forwards only; choose a speed above 0");
+    }
+    return Session(options).run();
+}

@@ -1,0 +1,79 @@
+#include "tools/braq/play/PlayControls.h"
+
+#include <algorithm>
+#include <cmath>
+
+PlayControls::PlayControls(double speed, double decibels)
+    : mSpeed(std::fabs(speed)), mIsReverse(speed < 0.0), mDecibels(decibels) {}
+
+void PlayControls::start(Playback& playback) {
+    mIsPaused = false;
+    playback.setSpeed(speed());
+    playback.setVolume(mDecibels);
+    playback.start();
+}
+
+PlayControls::Wish PlayControls::press(Key key, Playback& playback) {
+    constexpr double skippedSeconds = 5.0;
+    switch (key) {
+    case Key::space: pauseOrResume(playback); break;
+    case Key::left: skip(-skippedSeconds, playback); break;
+    case Key::right: skip(skippedSeconds, playback); break;
+    case Key::up: changeVolume(1.0, playback); break;
+    case Key::down: changeVolume(-1.0, playback); break;
+    case Key::plus: changeSpeed(1, playback); break;
+    case Key::minus: changeSpeed(-1, playback); break;
+    case Key::r: turnRound(playback); break;
+    case Key::n: return Wish::next;
+    case Key::p: return Wish::previous;
+    case Key::q: return Wish::quit;
+    case Key::questionMark: return Wish::help;
+    }
+    return Wish::nothing;
+}
+
+void PlayControls::pauseOrResume(Playback& playback) {
+    mIsPaused = !mIsPaused;
+    if (mIsPaused) {
+        playback.pause();
+    } else {
+        playback.resume();
+    }
+}
+
+void PlayControls::skip(double seconds, Playback& playback) {
+    const auto frames = static_cast<SInt64>(seconds * playback.rate());
+    playback.goTo(std::clamp(playback.frame() + frames, SInt64{0}, playback.frames()));
+}
+
+void PlayControls::turnRound(Playback& playback) {
+    if (playback.canPlayBackwards()) {
+        mIsReverse = !mIsReverse;
+        playback.setSpeed(speed());
+    }
+}
+
+// By whole semitones, so that it comes back to the speed of the file. What is outside of the range was set so, and a key never
+// takes it further out.
+void PlayControls::changeSpeed(int semitones, Playback& playback) {
+    constexpr int semitonesAnOctave = 12;
+    constexpr int furthest = 2 * semitonesAnOctave; // a quarter to four times
+    const auto before = static_cast<int>(std::lround(std::log2(mSpeed) * semitonesAnOctave));
+    const int after = before + semitones;
+    if (std::abs(after) > furthest && std::abs(after) > std::abs(before)) {
+        return;
+    }
+    mSpeed = std::exp2(static_cast<double>(after) / semitonesAnOctave);
+    playback.setSpeed(speed());
+}
+
+void PlayControls::changeVolume(double decibels, Playback& playback) {
+    constexpr double lowest = -60.0;
+    constexpr double highest = 12.0;
+    const double after = mDecibels + decibels;
+    const bool isBeyond = decibels > 0.0 ? after > highest : after < lowest;
+    if (!isBeyond) {
+        mDecibels = after;
+        playback.setVolume(mDecibels);
+    }
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include "tools/braq/play/Playback.h"
+#include "tools/braq/terminal/Keys.h"
+
+/// What a user has a playback do, from file to file.
+class PlayControls {
+  public:
+    /// What a key asks of the program itself.
+    enum class Wish { nothing, next, previous, quit, help };
+
+    static constexpr const char* help =
+        "space pause   left/right 5 s   up/down volume   +/- speed   r reverse   n/p next/previous file   q quit";
+
+    /// @param speed below 0 backwards, which not every playback can
+    PlayControls(double speed, double decibels);
+
+    /// Starts a playback, from the place where it is, as it is set; also after a pause.
+    void start(Playback& playback);
+    Wish press(Key key, Playback& playback);
+
+    bool isPaused() const noexcept { return mIsPaused; }
+    bool isReverse() const noexcept { return mIsReverse; }
+    double speed() const noexcept { return mIsReverse ? -mSpeed : mSpeed; }
+    double decibels() const noexcept { return mDecibels; }
+
+  private:
+    void pauseOrResume(Playback& playback);
+    static void skip(double seconds, Playback& playback);
+    void turnRound(Playback& playback);
+    void changeSpeed(int semitones, Playback& playback);
+    void changeVolume(double decibels, Playback& playback);
+
+    double mSpeed; // its magnitude
+    bool mIsReverse;
+    double mDecibels;
+    bool mIsPaused = false;
+};

@@ -1,0 +1,189 @@
+#include "tools/braq/record/RecordCommand.h"
+
+#include "tools/braq/record/RecordFormats.h"
+#include "tools/braq/record/RecordedFile.h"
+#include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/Text.h"
+#include "tools/braq/shared/TimeText.h"
+#include "tools/braq/shared/Trouble.h"
+#include "tools/braq/terminal/Attention.h"
+#include "tools/braq/terminal/Display.h"
+#include "tools/braq/terminal/Meters.h"
+#include "tools/braq/terminal/Output.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <vector>
+
+namespace {
+
+using Clock = Attention::Clock;
+
+constexpr std::chrono::milliseconds betweenPictures{50};
+
+/// Records into a file, a user at the keys.
+class Session {
+  public:
+    Session(const RecordOptions& options, const RecordFormat& format)
+        : mOptions(options),
+          mAttention(Keyboard::Suspending::impossible),
+          mFacts(chooseRecordDevice(lookAtDevices(), options.device)),
+          mChannels(chooseRecordChannels(mFacts, options.channels)),
+          mDevice(BRAQAudioDevice::initWithDeviceID(mFacts.id)),
+          mFile(create(format)) {}
+
+    void run() {
+        const std::string trouble = tryToRecord();
+        const SInt64 frames = mFile->framesWritten();
+        mFile->closeFile(); // what the recorder has yet to tell keeps it, and so the file, for a while
+        if (frames == 0 && !trouble.empty()) {
+            std::error_code ignored;
+            std::filesystem::remove(mOptions.file, ignored);
+            throw std::runtime_error(trouble + "; nothing was recorded");
+        }
+        tell(frames);
+        if (!trouble.empty()) {
+            throw std::runtime_error(trouble);
+        }
+        requireReadable(frames);
+    }
+
+  private:
+    std::shared_ptr<RecordedFile> create(const RecordFormat& format) {
+        if (!mOptions.force && std::filesystem::exists(std::filesystem::symlink_status(mOptions.file))) {
+            throw std::runtime_error(printable(mOptions.file) + " is there already; --force replaces it");
+        }
+        mRate = mDevice->recordingNominalSampleRate();
+        if (mOptions.durationSeconds) {
+            mMost = std::llround(*mOptions.durationSeconds * mRate);
+        }
+        const auto channels = static_cast<UInt32>(mChannels.size());
+        try {
+            return RecordedFile::create(mOptions.file, format.fileType,
+                                        descriptionOf(format, channels, mOptions.rate.value_or(mRate)), mDevice, mMost);
+        } catch (const NSException& raised) {
+            throw std::runtime_error(printable(mOptions.file) + ": " + reasonOf(raised));
+        }
+    }
+
+    /// @return what went wrong; empty if nothing did
+    std::string tryToRecord() {
+        try {
+            return record();
+        } catch (const std::exception& failure) {
+            return reasonOf(failure);
+        }
+    }
+
+    std::string record() {
+        std::vector<SInt32> fromZero;
+        std::ranges::transform(mChannels, std::back_inserter(fromZero),
+                               [](unsigned channel) { return static_cast<SInt32>(channel) - 1; });
+        const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, mDevice, fromZero);
+        std::string trouble;
+        try {
+            recorder->startRecording();
+            trouble = recordOn(*recorder);
+        } catch (const ReaderIsGone&) {
+        } catch (const std::exception& failure) {
+            trouble = reasonOf(failure);
+        }
+        try {
+            recorder->stopRecording();
+        } catch (const std::exception& failure) {
+            trouble = trouble.empty() ? reasonOf(failure) : trouble;
+        }
+        mOverruns = recorder->errorCount();
+        recorder->invalidate();
+        return trouble;
+    }
+
+    std::string recordOn(BRAQExtendedAudioFileRecorder& recorder) {
+        Display display;
+        Meters meters(mDevice, mChannels);
+        // A level is that of the last eighth of a second; before, it means nothing.
+        constexpr double meaninglessSeconds = 0.25;
+        const double firstLevel = static_cast<double>(recorder.currentFrame()) / mRate + meaninglessSeconds;
+        bool hasSaidSo = false;
+        auto next = Clock::now();
+        while (true) {
+            const auto happened = mAttention.wait(next);
+            if (!hasSaidSo && recorder.currentFrame() > 0) {
+                display.say("recording " + printable(mFacts.name) + " into " + printable(mOptions.file));
+                hasSaidSo = true;
+            }
+            const bool isEnough = mMost && recorder.currentFrame() >= *mMost;
+            if (happened.isToEnd || isEnough || std::ranges::count(happened.keys, Key::q) != 0) {
+                return "";
+            }
+            if (const auto error = recorder.lastError()) {
+                return printable(mOptions.file) + " could not be written to its end: " + reasonOf(*error);
+            }
+            if (!recorder.isFileRecording()) {
+                return deviceTrouble();
+            }
+            if (Clock::now() >= next) {
+                display.show(statusOf(recorder, meters, firstLevel));
+                next = Clock::now() + betweenPictures;
+            }
+        }
+    }
+
+    std::string deviceTrouble() const {
+        const auto devices = lookAtDevices();
+        const bool isThere = std::ranges::find(devices, mFacts.id, &DeviceFacts::id) != devices.end();
+        return isThere ? printable(mFacts.name) + " does not record" : "the device is gone";
+    }
+
+    Status statusOf(BRAQExtendedAudioFileRecorder& recorder, Meters& meters, double firstLevel) const {
+        const UInt64 overruns = recorder.errorCount();
+        Status status{.mark = "*",
+                      .seconds = static_cast<double>(recorder.currentFrame()) / mRate,
+                      .length = mOptions.durationSeconds,
+                      .facts = {std::to_string(overruns) + (overruns == 1 ? " overrun" : " overruns")}};
+        if (status.seconds >= firstLevel) {
+            status.channels = meters.look(std::chrono::duration<double>(betweenPictures).count());
+        }
+        return status;
+    }
+
+    // What closing a file could not write is only logged.
+    void requireReadable(SInt64 frames) const {
+        std::shared_ptr<NSError> error;
+        if (frames != 0 && BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(mOptions.file),
+                                                                             &error) == nullptr) {
+            throw std::runtime_error(printable(mOptions.file) + " is not complete: " + reasonOf(*error));
+        }
+    }
+
+    void tell(SInt64 frames) const {
+        writeOutput("recorded " + timeText(static_cast<double>(frames) / mRate) + " (" + std::to_string(frames) +
+                    " frames at " + rateText(mRate) + " Hz) into " + printable(mOptions.file) + ", " +
+                    std::to_string(mOverruns) + (mOverruns == 1 ? " overrun\n" : " overruns\n"));
+    }
+
+    const RecordOptions& mOptions;
+    Attention mAttention; // before what has threads
+    const DeviceFacts mFacts;
+    const std::vector<unsigned> mChannels;
+    const std::shared_ptr<BRAQAudioDevice> mDevice;
+    Float64 mRate = 0.0;           // of the device
+    std::optional<SInt64> mMost{}; // frames at that rate
+    std::shared_ptr<RecordedFile> mFile;
+    UInt64 mOverruns = 0;
+};
+
+} // namespace
+
+void runRecord(const RecordOptions& options) {
+    const RecordFormat format = chooseRecordFormat(options.file, options.format);
+    Session(options, format).run();
+}

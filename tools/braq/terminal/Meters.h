@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tools/braq/terminal/LevelBar.h"
+#include "tools/braq/terminal/PeakHold.h"
+
+#include <BRAQAudio/BRAQAudio.h>
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+/// Channels of a device with their meters, of which each has one or two. Main thread.
+class Meters {
+  public:
+    /// Starts to measure. Raises what the library raises.
+    /// @param channels from 1, each of them one that the device has
+    Meters(const std::shared_ptr<BRAQAudioDevice>& device, const std::vector<unsigned>& channels);
+    ~Meters() { invalidate(); }
+    Meters(const Meters&) = delete;
+    Meters& operator=(const Meters&) = delete;
+
+    /// The levels over the last eighth of a second.
+    std::vector<MeteredChannel> look(double secondsSinceLast);
+
+  private:
+    struct Meter {
+        std::shared_ptr<BRAQAudioInputMeter> meter;
+        std::size_t channels;
+    };
+    struct Channel {
+        unsigned number;
+        PeakHold hold;
+    };
+
+    void invalidate();
+
+    std::vector<Meter> mMeters;
+    std::vector<Channel> mChannels;
+};
