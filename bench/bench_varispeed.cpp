@@ -2,7 +2,7 @@
 // beside copying the frames.
 
 #include "bench/Contest.h"
-#include "platform/units/resampling/VariableRateConverter.h"
+#include "platform/samples/resampling/VariableRateConverter.h"
 
 #include <soxr.h>
 

@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
 """Checks that includes point downwards.
 
-Every source file belongs to one layer. A file may include files of its own layer and of the layers below it; above the
-platform interface only the interface's headers may be included from the platform, and nothing of the platform knows
-anything above it. A file that fits no layer is an error: place it in LAYERS.
+Every source file belongs to one layer. A file may include files of its own layer and of the layers below it; where a layer
+has a folder for each of its members, such as drivers or subcommands, members do not know each other. Above the platform
+interface only the interface's headers may be included from the platform, and nothing of the platform knows anything above
+it. A file that fits no layer is an error: place it in LAYERS.
 
 Usage: check_includes.py PROJECT_FOLDER
 """
@@ -18,9 +19,13 @@ def classes(*names):
     return rf"(include/BRAQAudio|library|library/src)/({'|'.join(names)})(_[A-Z]\w*)?\.(h|cpp)"
 
 
-# From top to bottom.
+# From top to bottom. A group called "member" tells the members of a layer apart.
 LAYERS = [
-    ("programs", r"(tools|examples)/.*"),
+    ("the tool", r"tools/braq/[^/]*"),
+    ("subcommands", r"tools/braq/(?!(terminal|shared)/)(?P<member>[^/]*)/.*"),
+    ("the tool's terminal", r"tools/braq/terminal/.*"),
+    ("what subcommands share", r"tools/braq/shared/.*"),
+    ("examples", r"examples/.*"),
     ("the header for programs", r"include/BRAQAudio/BRAQAudio\.h"),
     ("transport", classes("BRAQExtendedAudioFilePlayer", "BRAQExtendedAudioFileRecorder")),
     ("units", classes("BRAQAudioUnit", "BRAQOutputAudioUnit", "BRAQInputAudioUnit", "BRAQAudioInputMeter",
@@ -34,14 +39,25 @@ LAYERS = [
                         "ClassKind")),
     ("core", r"(include/BRAQAudio|library)/core/.*"),
     ("errors", r"(include/BRAQAudio|library)/errors/.*"),
+    ("files of the platform", r"platform/files/[^/]*"),
+    ("readers and writers", r"platform/files/(?P<member>reading|writing)/.*"),
+    ("libav", r"platform/files/libav/.*"),
+    ("file formats", r"platform/files/formats/.*"),
+    ("units of the platform", r"platform/units/.*"),
+    ("hardware", r"platform/hardware/[^/]*"),
+    ("the list of drivers", r"platform/hardware/drivers/Drivers\.(h|cpp)"),
+    ("drivers", r"platform/hardware/drivers/(?P<member>[^/]*)/.*"),
+    ("what a driver is", r"platform/hardware/drivers/(Driver|DeviceDescription)\.(h|cpp)"),
+    ("samples", r"platform/samples/.*"),
+    ("threads", r"platform/threads/.*"),
+    ("foundation", r"platform/foundation/.*"),
     ("platform interface", r"include/BRAQAudio/platform/.*"),
-    ("platform", r"platform/(foundation|threads|samples|hardware|units|files)/.*"),
 ]
 NAMES = [name for name, _ in LAYERS]
-PROGRAMS = NAMES.index("programs")
+EXAMPLES = NAMES.index("examples")
 HEADER_FOR_PROGRAMS = NAMES.index("the header for programs")
+ERRORS = NAMES.index("errors")
 INTERFACE = NAMES.index("platform interface")
-PLATFORM = NAMES.index("platform")
 
 INCLUDE_ROOTS = ["include", "."]
 # Tests and benchmarks reach everywhere.
@@ -49,9 +65,12 @@ UNCHECKED = re.compile(r"(build|tests|bench|\..*)/")
 INCLUDE = re.compile(r'\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
 
-def layer_of(path):
-    """Index into LAYERS, or None."""
-    return next((i for i, (_, pattern) in enumerate(LAYERS) if re.fullmatch(pattern, path)), None)
+def place_of(path):
+    """Index into LAYERS and member of that layer, if it has members; None and None for what fits no layer."""
+    for index, (_, pattern) in enumerate(LAYERS):
+        if match := re.fullmatch(pattern, path):
+            return index, match.groupdict().get("member")
+    return None, None
 
 
 def resolve(project, includer, name, quoted):
@@ -64,20 +83,20 @@ def resolve(project, includer, name, quoted):
     return None
 
 
-def may_include(layer, path, included):
-    """Whether a file of `layer` may include the project's file `included`."""
-    target = layer_of(included)
-    if layer == PROGRAMS:
-        same_folder = path.split("/")[0] == included.split("/")[0]
-        return target == HEADER_FOR_PROGRAMS or (target == PROGRAMS and same_folder)
-    if layer == PLATFORM:
-        return target in (INTERFACE, PLATFORM)
-    return target is not None and layer <= target <= INTERFACE
+def may_include(path, included):
+    """Whether a file may include another of the project."""
+    layer, member = place_of(path)
+    target, target_member = place_of(included)
+    if target is None or target < layer or (target == layer and target_member != member):
+        return False
+    if layer <= EXAMPLES:
+        return target == HEADER_FOR_PROGRAMS or (target <= EXAMPLES and path.split("/")[0] == included.split("/")[0])
+    return layer > ERRORS or target <= ERRORS or target == INTERFACE
 
 
 def check_file(project, path):
     """Yields what is wrong with the includes of one file."""
-    layer = layer_of(path)
+    layer, _ = place_of(path)
     if layer is None:
         yield f"{path}: fits no layer; place it in LAYERS of scripts/check_includes.py"
         return
@@ -90,10 +109,10 @@ def check_file(project, path):
         if included is None:
             if bracket == '"':
                 yield f"{path}:{number}: no file of the project is called \"{name}\""
-            elif PROGRAMS < layer < INTERFACE and "/" in name and not name.startswith("sys/"):
+            elif EXAMPLES < layer <= ERRORS and "/" in name and not name.startswith("sys/"):
                 yield f"{path}:{number}: {NAMES[layer]} may use the standard library and threads only, not <{name}>"
-        elif not may_include(layer, path, included):
-            target = layer_of(included)
+        elif not may_include(path, included):
+            target, _ = place_of(included)
             of = f"of {NAMES[target]}" if target is not None else "of no layer"
             yield f"{path}:{number}: {NAMES[layer]} may not include {included} {of}"
 

@@ -1,7 +1,7 @@
 #include "BRAQAudio/platform/files.h"
 
 #include "BRAQAudio/platform/foundation/CFString.h"
-#include "platform/files/FileTypes.h"
+#include "platform/files/formats/FileTypes.h"
 #include "platform/foundation/PropertyBytes.h"
 
 #include <algorithm>

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "platform/foundation/Planes.h"
 #include "platform/hardware/DeviceIO.h"
+#include "platform/samples/Planes.h"
+#include "platform/samples/resampling/VariableRateConverter.h"
 #include "platform/units/ChannelRouting.h"
 #include "platform/units/DeviceFacts.h"
 #include "platform/units/FrameSource.h"
 #include "platform/units/VolumeRamp.h"
-#include "platform/units/resampling/VariableRateConverter.h"
 
 #include <atomic>
 #include <memory>

@@ -1,7 +1,7 @@
 #include "platform/units/DeviceUnit.h"
 
 #include "platform/hardware/Hardware.h"
-#include "platform/units/StreamFormat.h"
+#include "platform/samples/StreamFormat.h"
 #include "platform/units/UnitTable.h"
 
 #include <chrono>

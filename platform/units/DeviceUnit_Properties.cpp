@@ -1,6 +1,7 @@
 #include "platform/foundation/PropertyBytes.h"
+#include "platform/samples/StreamFormat.h"
 #include "platform/units/DeviceUnit.h"
-#include "platform/units/StreamFormat.h"
+#include "platform/units/UnitFormat.h"
 
 #include <algorithm>
 #include <cstring>
@@ -229,14 +230,8 @@ OSStatus DeviceUnit::setDevice(const void* data, UInt32 size) {
 
 OSStatus DeviceUnit::setStreamFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
     AudioStreamBasicDescription format = mSides[address.element].client;
-    const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
-                                ? take(format, size, data, wrongSize)
-                                : take(format.mSampleRate, size, data, wrongSize);
-    if (status != 0) {
+    if (const OSStatus status = takeUnitFormat(format, address.property, data, size)) {
         return status;
-    }
-    if (!isUnitFormat(format)) {
-        return kAudioUnitErr_FormatNotSupported;
     }
     Side& side = mSides[address.element];
     if (format.mChannelsPerFrame != side.client.mChannelsPerFrame) {

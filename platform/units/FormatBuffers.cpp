@@ -1,6 +1,6 @@
 #include "platform/units/FormatBuffers.h"
 
-#include "platform/units/StreamFormat.h"
+#include "platform/samples/StreamFormat.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "BRAQAudio/platform/units.h"
-#include "platform/foundation/Planes.h"
+#include "platform/samples/Planes.h"
+#include "platform/samples/resampling/VariableRateConverter.h"
 #include "platform/units/FormatBuffers.h"
 #include "platform/units/FrameSource.h"
-#include "platform/units/resampling/VariableRateConverter.h"
 
 #include <atomic>
 #include <memory>

@@ -1,7 +1,8 @@
 #include "platform/units/VarispeedUnit.h"
 
 #include "platform/foundation/PropertyBytes.h"
-#include "platform/units/StreamFormat.h"
+#include "platform/samples/StreamFormat.h"
+#include "platform/units/UnitFormat.h"
 #include "platform/units/VarispeedSource.h"
 
 #include <cmath>
@@ -121,18 +122,7 @@ OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const vo
 }
 
 OSStatus VarispeedUnit::setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
-    AudioStreamBasicDescription changed = format(address.scope);
-    const OSStatus status = address.property == kAudioUnitProperty_StreamFormat
-                                ? take(changed, size, data, wrongSize)
-                                : take(changed.mSampleRate, size, data, wrongSize);
-    if (status != 0) {
-        return status;
-    }
-    if (!isUnitFormat(changed)) {
-        return kAudioUnitErr_FormatNotSupported;
-    }
-    format(address.scope) = changed;
-    return 0;
+    return takeUnitFormat(format(address.scope), address.property, data, size);
 }
 
 OSStatus VarispeedUnit::setSliceLimit(const void* data, UInt32 size) {

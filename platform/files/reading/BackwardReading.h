@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/files/reading/SampleSource.h"
-#include "platform/foundation/Planes.h"
+#include "platform/samples/Planes.h"
 
 #include <memory>
 

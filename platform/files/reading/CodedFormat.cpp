@@ -1,7 +1,7 @@
 #include "platform/files/reading/CodedFormat.h"
 
-#include "platform/files/reading/LibavChannels.h"
-#include "platform/files/reading/LibavLogScope.h"
+#include "platform/files/libav/LibavChannels.h"
+#include "platform/files/libav/LibavLogScope.h"
 
 namespace braq {
 namespace {

@@ -1,6 +1,6 @@
 #include "platform/files/reading/CodedSource.h"
 
-#include "platform/files/reading/LibavLogScope.h"
+#include "platform/files/libav/LibavLogScope.h"
 
 #include <algorithm>
 

@@ -1,11 +1,12 @@
 #include "platform/files/reading/FileReader.h"
 
+#include "platform/files/formats/ClientFormat.h"
+#include "platform/files/libav/LibavLogScope.h"
 #include "platform/files/reading/BackwardReading.h"
-#include "platform/files/reading/ClientFormat.h"
-#include "platform/files/reading/LibavLogScope.h"
 #include "platform/files/reading/MixedSource.h"
 #include "platform/files/reading/OpenSource.h"
 #include "platform/files/reading/RateConverter.h"
+#include "platform/samples/StreamFormat.h"
 
 #include <algorithm>
 
@@ -32,7 +33,8 @@ class SourceReader final : public FileReader {
   public:
     explicit SourceReader(std::unique_ptr<SampleSource> source) : mSource(std::move(source)) {
         const AudioStreamBasicDescription& file = facts().format;
-        mConversion = std::make_unique<Conversion>(*mSource, planarFloat(file.mSampleRate, file.mChannelsPerFrame));
+        mConversion =
+            std::make_unique<Conversion>(*mSource, planarFloatFormat(file.mSampleRate, file.mChannelsPerFrame));
     }
 
     AudioFileTypeID fileType() const override { return facts().type; }

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/files/reading/SampleSource.h"
-#include "platform/foundation/Planes.h"
 #include "platform/samples/ChannelMatrix.h"
+#include "platform/samples/Planes.h"
 
 #include <optional>
 

@@ -1,5 +1,5 @@
+#include "platform/files/libav/LibavChannels.h"
 #include "platform/files/reading/Bytes.h"
-#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/reading/OpenSource.h"
 #include "platform/files/reading/OpenTable.h"
 #include "platform/files/reading/PcmSource.h"

@@ -1,7 +1,7 @@
+#include "platform/files/libav/LibavChannels.h"
 #include "platform/files/reading/Bytes.h"
 #include "platform/files/reading/CodedFormat.h"
 #include "platform/files/reading/FlacPackets.h"
-#include "platform/files/reading/LibavChannels.h"
 #include "platform/files/reading/OpenSource.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "platform/files/reading/LibavChannels.h"
+#include "platform/files/libav/LibavChannels.h"
 #include "platform/files/reading/LibavContainer.h"
 #include "platform/files/reading/MovieTimes.h"
 #include "platform/files/reading/OpenSource.h"

@@ -1,9 +1,9 @@
 #include "platform/files/reading/OpenTable.h"
 
+#include "platform/files/libav/LibavLogScope.h"
 #include "platform/files/reading/Bytes.h"
 #include "platform/files/reading/CodedFormat.h"
 #include "platform/files/reading/FlacFrame.h"
-#include "platform/files/reading/LibavLogScope.h"
 
 #include <algorithm>
 

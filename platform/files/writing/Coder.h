@@ -1,7 +1,7 @@
 #pragma once
 
 #include "platform/files/writing/FileCoding.h"
-#include "platform/files/writing/FramePlanes.h"
+#include "platform/samples/FramePlanes.h"
 
 #include <functional>
 #include <memory>

@@ -1,6 +1,6 @@
 #include "platform/files/writing/Encoder.h"
 
-#include "platform/files/writing/EncoderOffers.h"
+#include "platform/files/libav/EncoderOffers.h"
 
 extern "C" {
 #include <libavutil/opt.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/files/reading/Libav.h"
+#include "platform/files/libav/Libav.h"
 #include "platform/files/writing/FileCoding.h"
 
 namespace braq {

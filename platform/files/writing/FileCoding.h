@@ -1,8 +1,8 @@
 #pragma once
 
-#include "platform/files/FileTypes.h"
-#include "platform/files/reading/Libav.h"
-#include "platform/files/writing/Samples.h"
+#include "platform/files/formats/FileTypes.h"
+#include "platform/files/libav/Libav.h"
+#include "platform/samples/SampleLayout.h"
 
 namespace braq {
 

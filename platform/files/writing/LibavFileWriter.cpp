@@ -1,8 +1,9 @@
 #include "platform/files/writing/LibavFileWriter.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
-#include "platform/files/reading/ClientFormat.h"
-#include "platform/files/reading/LibavLogScope.h"
+#include "platform/files/formats/ClientFormat.h"
+#include "platform/files/libav/LibavLogScope.h"
+#include "platform/samples/StreamFormat.h"
 
 #include <algorithm>
 #include <array>
@@ -27,7 +28,7 @@ LibavFileWriter::LibavFileWriter(std::string path, const FileCoding& coding)
       mFollowsClient(coding.description.mSampleRate == 0),
       mOwnBitRate(ownBitRate(coding)),
       mCoding(coding),
-      mClientFormat(planarFloat(coding.description.mSampleRate, coding.description.mChannelsPerFrame)),
+      mClientFormat(planarFloatFormat(coding.description.mSampleRate, coding.description.mChannelsPerFrame)),
       mClientFrames(coding.description.mChannelsPerFrame),
       mFileFrames(coding.description.mChannelsPerFrame),
       mBitRate(mOwnBitRate) {}

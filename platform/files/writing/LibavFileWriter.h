@@ -4,7 +4,7 @@
 #include "platform/files/writing/Container.h"
 #include "platform/files/writing/FileWriter.h"
 #include "platform/files/writing/OutputFile.h"
-#include "platform/files/writing/PushResampler.h"
+#include "platform/samples/PushResampler.h"
 
 #include <memory>
 #include <string>

@@ -1,4 +1,4 @@
-#include "platform/files/reading/LibavChannels.h"
+#include "platform/files/libav/LibavChannels.h"
 #include "platform/files/writing/Coder.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/platform/types.h"
-#include "platform/files/reading/Libav.h"
+#include "platform/files/libav/Libav.h"
 
 #include <memory>
 #include <string>

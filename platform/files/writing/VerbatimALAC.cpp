@@ -1,6 +1,6 @@
 #include "platform/files/writing/VerbatimALAC.h"
 
-#include "platform/files/writing/Samples.h"
+#include "platform/samples/SampleLayout.h"
 
 #include <array>
 #include <span>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/files/writing/FramePlanes.h"
+#include "platform/samples/FramePlanes.h"
 
 #include <cstdint>
 #include <vector>

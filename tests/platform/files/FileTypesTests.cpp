@@ -1,4 +1,4 @@
-#include "platform/files/FileTypes.h"
+#include "platform/files/formats/FileTypes.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

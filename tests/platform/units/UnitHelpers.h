@@ -2,7 +2,7 @@
 
 #include "BRAQAudio/platform/graphs.h"
 #include "BRAQAudio/platform/units.h"
-#include "platform/units/StreamFormat.h"
+#include "platform/samples/StreamFormat.h"
 #include "tests/platform/hardware/HardwareHelpers.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,48 @@
+#include "platform/files/libav/LibavLogScope.h"
+
+#include "BRAQAudio/platform/foundation/NSLog.h"
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+#include <array>
+#include <mutex>
+
+namespace braq {
+namespace {
+
+thread_local LibavLogScope* current = nullptr;
+
+} // namespace
+
+void writeLibavLine(void* context, int level, const char* format, va_list arguments) {
+    if (current == nullptr) {
+        av_log_default_callback(context, level, format, arguments);
+        return;
+    }
+    if (level > AV_LOG_WARNING || current->mLinesLeft == nullptr || *current->mLinesLeft == 0) {
+        return;
+    }
+    std::array<char, 1024> line{};
+    int printPrefix = 1;
+    av_log_format_line2(context, level, format, arguments, line.data(), static_cast<int>(line.size()), &printPrefix);
+    std::string text = line.data();
+    text.erase(text.find_last_not_of('\n') + 1);
+    if (text.empty()) {
+        return;
+    }
+    --*current->mLinesLeft;
+    NSLog("libav : " + current->mFile + ": " + text);
+}
+
+LibavLogScope::LibavLogScope(const std::string& file, unsigned* linesLeft)
+    : mFile(file), mLinesLeft(linesLeft), mBefore(current) {
+    static std::once_flag isSet;
+    std::call_once(isSet, [] { av_log_set_callback(&writeLibavLine); });
+    current = this;
+}
+
+LibavLogScope::~LibavLogScope() { current = mBefore; }
+
+} // namespace braq

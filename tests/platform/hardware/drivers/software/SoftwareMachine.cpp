@@ -1,7 +1,0 @@
-#include "tests/support/SoftwareDriversOnly.h"
-
-namespace {
-
-const braq::testing::SoftwareDriversOnly softwareDriversOnly;
-
-} // namespace
