@@ -245,7 +245,7 @@ enum class Load { none, busyProcessors };
 void jitter(benchmark::State& state, Load load) {
     const auto frames = static_cast<UInt32>(state.range(0));
     const std::size_t cycles = 40'000 / frames;
-    std::optional<braq::testing::BusyThreads> busy;
+    std::optional<braq::tests::BusyThreads> busy;
     if (load == Load::busyProcessors) {
         busy.emplace();
     }

@@ -22,8 +22,8 @@
 
 namespace {
 
-using braq::testing::ChildProcess;
-using braq::testing::eventually;
+using braq::tests::ChildProcess;
+using braq::tests::eventually;
 using Clock = std::chrono::steady_clock;
 
 constexpr UInt32 rate = 48000;
@@ -112,7 +112,7 @@ class Studio {
     std::shared_ptr<BRAQAudioDevice> device;
 
   private:
-    braq::testing::PrivateSoundServer mServer;
+    braq::tests::PrivateSoundServer mServer;
     std::shared_ptr<BRAQInputAudioUnit> mEar;
     std::atomic<Clock::rep> mFirstHeard{0};
     std::atomic<bool> mHeardSilence{false};

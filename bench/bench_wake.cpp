@@ -30,9 +30,9 @@ namespace {
 using braq::bench::Clock;
 using braq::bench::Sleeper;
 using braq::bench::SleeperWithThread;
-using braq::testing::BusyThreads;
-using braq::testing::pin;
-using braq::testing::processorCount;
+using braq::tests::BusyThreads;
+using braq::tests::pin;
+using braq::tests::processorCount;
 
 class Worker final : public Sleeper {
   public:

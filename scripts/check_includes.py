@@ -47,7 +47,7 @@ LAYERS = [
     ("hardware", r"platform/hardware/[^/]*"),
     ("the list of drivers", r"platform/hardware/drivers/Drivers\.(h|cpp)"),
     ("drivers", r"platform/hardware/drivers/(?P<member>[^/]*)/.*"),
-    ("what a driver is", r"platform/hardware/drivers/(Driver|DeviceDescription)\.(h|cpp)"),
+    ("what a driver is", r"platform/hardware/drivers/(Driver|DeviceDescription|PropertyAddress)\.(h|cpp)"),
     ("samples", r"platform/samples/.*"),
     ("threads", r"platform/threads/.*"),
     ("foundation", r"platform/foundation/.*"),

@@ -6,7 +6,7 @@
 
 namespace {
 
-struct Interest {
+struct KeyInterest {
     bool isAffectedBy(const std::string& changed) const {
         return std::find(affecting.begin(), affecting.end(), changed) != affecting.end();
     }
@@ -17,7 +17,7 @@ struct Interest {
 
 } // namespace
 
-class braq::KeyObservers : public braq::ObserverList<Interest, std::string> {};
+class braq::KeyObservers : public braq::ObserverList<KeyInterest, std::string> {};
 
 NSKeyValueObserving::NSKeyValueObserving() : mObservers(std::make_shared<braq::KeyObservers>()) {}
 
@@ -25,7 +25,7 @@ NSKeyValueObserving::~NSKeyValueObserving() = default;
 
 NSObserverToken NSKeyValueObserving::addObserver(const std::string& key,
                                                  std::function<void(const std::string& key)> closure) {
-    Interest interest{key, {key}};
+    KeyInterest interest{key, {key}};
     for (std::size_t index = 0; index < interest.affecting.size(); ++index) {
         for (std::string& next : keyPathsForValuesAffectingValueForKey(std::string(interest.affecting[index]))) {
             if (!interest.isAffectedBy(next)) {
@@ -42,6 +42,6 @@ std::vector<std::string> NSKeyValueObserving::keyPathsForValuesAffectingValueFor
 
 void NSKeyValueObserving::didChangeValueForKey(const std::string& key) const {
     mObservers->deliver(
-        "NSKeyValueObserving", [&](const Interest& interest) { return interest.isAffectedBy(key); },
-        [](const Interest& interest) -> const std::string& { return interest.key; });
+        "NSKeyValueObserving", [&](const KeyInterest& interest) { return interest.isAffectedBy(key); },
+        [](const KeyInterest& interest) -> const std::string& { return interest.key; });
 }

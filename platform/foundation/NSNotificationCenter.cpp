@@ -4,7 +4,7 @@
 
 namespace {
 
-struct Interest {
+struct NotificationInterest {
     bool accepts(const NSNotification& notification) const {
         return name == notification.name() && (!hasObject || isOwnedWith(notification.identity()));
     }
@@ -21,7 +21,7 @@ struct Interest {
 
 } // namespace
 
-class braq::NotificationObservers : public braq::ObserverList<Interest, NSNotification> {};
+class braq::NotificationObservers : public braq::ObserverList<NotificationInterest, NSNotification> {};
 
 NSNotificationCenter::NSNotificationCenter() : mObservers(std::make_shared<braq::NotificationObservers>()) {}
 
@@ -33,11 +33,12 @@ NSNotificationCenter& NSNotificationCenter::defaultCenter() {
 
 NSObserverToken NSNotificationCenter::addObserver(std::string name, const std::shared_ptr<const void>& object,
                                                   std::function<void(const NSNotification&)> closure) {
-    return NSObserverToken(mObservers->add(Interest{std::move(name), object != nullptr, object}, std::move(closure)));
+    return NSObserverToken(
+        mObservers->add(NotificationInterest{std::move(name), object != nullptr, object}, std::move(closure)));
 }
 
 void NSNotificationCenter::postNotification(const NSNotification& notification) {
     mObservers->deliver(
-        "NSNotificationCenter", [&](const Interest& interest) { return interest.accepts(notification); },
-        [&](const Interest&) -> const NSNotification& { return notification; });
+        "NSNotificationCenter", [&](const NotificationInterest& interest) { return interest.accepts(notification); },
+        [&](const NotificationInterest&) -> const NSNotification& { return notification; });
 }

@@ -1,11 +1,11 @@
 #include "platform/hardware/CycleMix.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <algorithm>
 #include <cstring>
 
 namespace {
-
-constexpr Float64 nanosecondsPerSecond = 1e9;
 
 bool records(braq::IODirections directions) { return directions != braq::IODirections::playback; }
 bool plays(braq::IODirections directions) { return directions != braq::IODirections::record; }
@@ -38,7 +38,7 @@ struct Stretch {
 };
 
 AudioTimeStamp timeOf(const braq::DeviceCycle& cycle, UInt32 offset) {
-    const Float64 nanoseconds = offset * nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
+    const Float64 nanoseconds = offset * braq::nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
     AudioTimeStamp time{};
     time.mSampleTime = cycle.sampleTime + offset;
     time.mHostTime = cycle.hostTime + static_cast<UInt64>(nanoseconds);

@@ -1,4 +1,5 @@
 #include "platform/hardware/Device.h"
+#include "platform/hardware/drivers/PropertyAddress.h"
 
 #include <algorithm>
 
@@ -6,10 +7,6 @@ namespace {
 
 using braq::DeviceDirection;
 using braq::DeviceStream;
-
-AudioObjectPropertyAddress global(UInt32 selector) {
-    return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
 
 void appendChanges(const DeviceDirection& before, const DeviceDirection& after, UInt32 scope,
                    std::vector<AudioObjectPropertyAddress>& changes) {
@@ -42,7 +39,7 @@ std::vector<AudioObjectPropertyAddress> braq::changedDeviceProperties(const Devi
     std::vector<AudioObjectPropertyAddress> changes;
     const auto appendIf = [&changes](bool differs, UInt32 selector) {
         if (differs) {
-            changes.push_back(global(selector));
+            changes.push_back(globalAddress(selector));
         }
     };
     appendIf(before.name != after.name, kAudioObjectPropertyName);
@@ -64,10 +61,10 @@ std::vector<AudioObjectPropertyAddress> braq::changedStreamProperties(const Devi
                                                                       const DeviceStream& after) {
     std::vector<AudioObjectPropertyAddress> changes;
     if (before.startingChannel != after.startingChannel) {
-        changes.push_back(global(kAudioStreamPropertyStartingChannel));
+        changes.push_back(globalAddress(kAudioStreamPropertyStartingChannel));
     }
     if (before.latencyFrames != after.latencyFrames) {
-        changes.push_back(global(kAudioStreamPropertyLatency));
+        changes.push_back(globalAddress(kAudioStreamPropertyLatency));
     }
     return changes;
 }

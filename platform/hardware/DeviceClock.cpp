@@ -1,10 +1,10 @@
 #include "platform/hardware/DeviceClock.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <cmath>
 
 namespace {
-
-constexpr Float64 nanosecondsPerSecond = 1e9;
 
 Float64 signedDifference(UInt64 a, UInt64 b) {
     return a >= b ? static_cast<Float64>(a - b) : -static_cast<Float64>(b - a);

@@ -2,17 +2,14 @@
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "platform/hardware/drivers/Drivers.h"
+#include "platform/hardware/drivers/PropertyAddress.h"
 
 #include <algorithm>
 #include <utility>
 
 namespace {
 
-AudioObjectPropertyAddress global(UInt32 selector) {
-    return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
-}
-
-std::function<std::vector<std::unique_ptr<braq::Driver>>()>& replacement() {
+std::function<std::vector<std::unique_ptr<braq::Driver>>()>& replacementDrivers() {
     static std::function<std::vector<std::unique_ptr<braq::Driver>>()> make;
     return make;
 }
@@ -20,7 +17,7 @@ std::function<std::vector<std::unique_ptr<braq::Driver>>()>& replacement() {
 } // namespace
 
 void braq::replaceDrivers(std::function<std::vector<std::unique_ptr<Driver>>()> make) {
-    replacement() = std::move(make);
+    replacementDrivers() = std::move(make);
 }
 
 braq::Hardware& braq::Hardware::instance() {
@@ -34,8 +31,8 @@ braq::Hardware& braq::Hardware::instance() {
 braq::Hardware::Hardware() : mNotifications([this] { logThrownProcedures(); }) {}
 
 void braq::Hardware::startDrivers() {
-    mHasFallback = !replacement();
-    for (auto& driver : mHasFallback ? makeDrivers() : replacement()()) {
+    mHasFallback = !replacementDrivers();
+    for (auto& driver : mHasFallback ? makeDrivers() : replacementDrivers()()) {
         mDrivers.push_back({std::move(driver), {}, {}});
     }
     for (const DriverEntry& entry : mDrivers) {
@@ -127,11 +124,11 @@ void braq::Hardware::changeSystem(Change change) {
         changes = change();
         const Defaults after = defaults();
         if (before.input != after.input) {
-            changes.push_back(global(kAudioHardwarePropertyDefaultInputDevice));
+            changes.push_back(globalAddress(kAudioHardwarePropertyDefaultInputDevice));
         }
         if (before.output != after.output) {
-            changes.push_back(global(kAudioHardwarePropertyDefaultOutputDevice));
-            changes.push_back(global(kAudioHardwarePropertyDefaultSystemOutputDevice));
+            changes.push_back(globalAddress(kAudioHardwarePropertyDefaultOutputDevice));
+            changes.push_back(globalAddress(kAudioHardwarePropertyDefaultSystemOutputDevice));
         }
     }
     if (!changes.empty()) {
@@ -147,7 +144,7 @@ AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std:
         }
         id = newID();
         const DeviceProcedures::Events events{
-            [this, id] { mNotifications.post(id, {global(kAudioDevicePropertyDeviceIsRunning)}); },
+            [this, id] { mNotifications.post(id, {globalAddress(kAudioDevicePropertyDeviceIsRunning)}); },
             [this] { mNotifications.nudge(); }};
         auto device = std::make_shared<Device>(id, std::move(of), CycleShape::of(description), events);
         DeviceState state{std::move(description), {}, {}};
@@ -156,7 +153,7 @@ AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std:
         device->state = std::make_shared<const DeviceState>(std::move(state));
         mObjects.insert({id, {device, std::nullopt}});
         mDevices.push_back(std::move(device));
-        return {global(kAudioHardwarePropertyDevices)};
+        return {globalAddress(kAudioHardwarePropertyDevices)};
     });
     return id;
 }
@@ -231,13 +228,13 @@ void braq::Hardware::deviceVanished(AudioDeviceID id) {
         auto state = std::make_shared<DeviceState>(*device->state);
         state->isAlive = false;
         device->state = std::move(state);
-        return {global(kAudioHardwarePropertyDevices)};
+        return {globalAddress(kAudioHardwarePropertyDevices)};
     });
     if (device == nullptr) {
         return;
     }
     mNotifications.run([device] { device->procedures.deviceIsGone(); });
-    mNotifications.post(id, {global(kAudioDevicePropertyDeviceIsAlive)});
+    mNotifications.post(id, {globalAddress(kAudioDevicePropertyDeviceIsAlive)});
     mNotifications.run([this, device] { forget(device); });
 }
 

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "BRAQAudio/platform/threads.h"
+#include "platform/hardware/drivers/PropertyAddress.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -10,10 +11,6 @@
 namespace {
 
 constexpr const char* where = "Notifications";
-
-bool isSame(const AudioObjectPropertyAddress& a, const AudioObjectPropertyAddress& b) {
-    return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement;
-}
 
 bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropertyAddress& address) {
     return (pattern.mSelector == kAudioObjectPropertySelectorWildcard || pattern.mSelector == address.mSelector) &&
@@ -24,7 +21,7 @@ bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropert
 } // namespace
 
 bool braq::Notifications::Interest::isFor(AudioObjectID other, const AudioObjectPropertyAddress& otherAddress) const {
-    return object == other && isSame(address, otherAddress);
+    return object == other && braq::isSame(address, otherAddress);
 }
 
 braq::Notifications::Notifications(std::function<void()> onNudge) : mOnNudge(std::move(onNudge)), mWake() {

@@ -7,7 +7,7 @@
 namespace braq {
 namespace {
 
-constexpr std::size_t framesAtOnce = 4096;
+constexpr std::size_t resampledAtOnce = 4096;
 
 template <class T>
 std::vector<T*> pointers(UInt32 channels, const auto& pointer) {
@@ -61,20 +61,20 @@ bool PushResampler::run(const FramePlanes* source, FramePlanes& destination) {
     std::size_t delivered = 0;
     do {
         const std::size_t before = destination.frames();
-        destination.resize(before + framesAtOnce);
+        destination.resize(before + resampledAtOnce);
         const auto in = pointers<const Float32>(source == nullptr ? 0 : channels,
                                                 [&](UInt32 channel) { return source->channel(channel) + taken; });
         auto out = pointers<void>(channels, [&](UInt32 channel) { return destination.channel(channel) + before; });
         std::size_t takenNow = 0;
         const soxr_error_t error = soxr_process(mConverter.get(), source == nullptr ? nullptr : in.data(),
-                                                wanted - taken, &takenNow, out.data(), framesAtOnce, &delivered);
+                                                wanted - taken, &takenNow, out.data(), resampledAtOnce, &delivered);
         destination.resize(before + delivered);
         if (error != nullptr) {
             return false;
         }
         taken += takenNow;
         mFramesOut += static_cast<SInt64>(delivered);
-    } while (delivered == framesAtOnce || taken < wanted);
+    } while (delivered == resampledAtOnce || taken < wanted);
     return true;
 }
 

@@ -8,8 +8,8 @@
 
 namespace {
 
-constexpr int kBasePriorityOfNiceZero = 31;
-constexpr int kHighestBasePriority = 63;
+constexpr int basePriorityOfNiceZero = 31;
+constexpr int highestBasePriority = 63;
 
 integer_t policyOf(const braq::Scheduling& scheduling) {
     switch (scheduling.policy) {
@@ -20,8 +20,8 @@ integer_t policyOf(const braq::Scheduling& scheduling) {
 }
 
 integer_t basePriorityOf(const braq::Scheduling& scheduling) {
-    const int priority = scheduling.isRealtime() ? scheduling.priority : kBasePriorityOfNiceZero - scheduling.nice;
-    return std::clamp(priority, 0, kHighestBasePriority);
+    const int priority = scheduling.isRealtime() ? scheduling.priority : basePriorityOfNiceZero - scheduling.nice;
+    return std::clamp(priority, 0, highestBasePriority);
 }
 
 // Every record is one integer that is answered, and zeros.
@@ -32,7 +32,7 @@ struct Record {
     integer_t (*value)(const braq::Scheduling&);
 };
 
-constexpr Record kRecords[] = {
+constexpr Record infoRecords[] = {
     {THREAD_BASIC_INFO, 0, THREAD_BASIC_INFO_COUNT, policyOf},
     {THREAD_SCHED_TIMESHARE_INFO, POLICY_TIMESHARE, THREAD_SCHED_TIMESHARE_INFO_COUNT, basePriorityOf},
     {THREAD_SCHED_RR_INFO, POLICY_RR, THREAD_SCHED_RR_INFO_COUNT, basePriorityOf},
@@ -47,8 +47,8 @@ static_assert(sizeof(policy_fifo_info) == THREAD_SCHED_FIFO_INFO_COUNT * sizeof(
 } // namespace
 
 kern_return_t thread_info(thread_act_t thread, UInt32 flavor, integer_t* info, UInt32* count) {
-    const auto* const record = std::ranges::find(kRecords, flavor, &Record::flavor);
-    if (record == std::end(kRecords) || info == nullptr || count == nullptr || *count < record->count) {
+    const auto* const record = std::ranges::find(infoRecords, flavor, &Record::flavor);
+    if (record == std::end(infoRecords) || info == nullptr || count == nullptr || *count < record->count) {
         return KERN_INVALID_ARGUMENT;
     }
     const std::optional<braq::Scheduling> scheduling = braq::readScheduling(thread);

@@ -8,7 +8,7 @@
 namespace braq {
 namespace {
 
-constexpr UInt32 framesAtOnce = 512;
+constexpr UInt32 convertedAtOnce = 512;
 constexpr UInt32 framesToWarmUp = 8192;
 
 soxr_t make(UInt32 channels, Float64 fromRate, Float64 toRate) {
@@ -54,7 +54,7 @@ void CaptureConverter::warmUp() {
 UInt32 CaptureConverter::convert(const float* const* from, UInt32 frames, float* const* to, UInt32 capacity) noexcept {
     UInt32 converted = 0;
     for (UInt32 done = 0, part = 0; done < frames; done += part) {
-        part = std::min(framesAtOnce, frames - done);
+        part = std::min(convertedAtOnce, frames - done);
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             mFrom[channel] = from[channel] + done;
             mTo[channel] = to[channel] + converted;

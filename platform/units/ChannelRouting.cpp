@@ -6,7 +6,7 @@
 namespace braq {
 namespace {
 
-void copy(const float* from, float* to, UInt32 frames, float gain) noexcept {
+void copyPlane(const float* from, float* to, UInt32 frames, float gain) noexcept {
     if (gain == 1.0F) {
         std::copy_n(from, frames, to);
         return;
@@ -14,7 +14,7 @@ void copy(const float* from, float* to, UInt32 frames, float gain) noexcept {
     std::transform(from, from + frames, to, [gain](float sample) { return gain * sample; });
 }
 
-void add(const float* from, float* to, UInt32 frames, float gain) noexcept {
+void addPlane(const float* from, float* to, UInt32 frames, float gain) noexcept {
     for (UInt32 frame = 0; frame < frames; ++frame) {
         to[frame] += gain * from[frame];
     }
@@ -101,7 +101,7 @@ ChannelRouting ChannelRouting::forRecording(UInt32 clientChannels, UInt32 device
 
 void ChannelRouting::route(const float* const* from, float* const* to, UInt32 frames) const noexcept {
     for (const Route& route : mRoutes) {
-        const auto apply = route.isFirst ? copy : add;
+        const auto apply = route.isFirst ? copyPlane : addPlane;
         apply(from[route.from], to[route.to], frames, route.gain);
     }
 }

@@ -1,5 +1,7 @@
 #include "platform/units/DeviceCapture.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -7,7 +9,6 @@ namespace braq {
 namespace {
 
 constexpr UInt32 recordBus = 1;
-constexpr Float64 nanosecondsPerSecond = 1e9;
 
 void makePlanes(std::vector<float>& samples, std::vector<float*>& planes, UInt32 channels, UInt32 frames) {
     samples.resize(std::size_t{channels} * frames);

@@ -1,13 +1,13 @@
 #include "platform/units/DevicePlayback.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <algorithm>
 #include <chrono>
 #include <thread>
 
 namespace braq {
 namespace {
-
-constexpr Float64 nanosecondsPerSecond = 1e9;
 
 void silence(float* const* planes, UInt32 channels, UInt32 from, UInt32 to) noexcept {
     for (UInt32 channel = 0; channel < channels; ++channel) {

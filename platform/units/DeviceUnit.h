@@ -56,7 +56,6 @@ class DeviceUnit final : public Unit {
     OSStatus setStreamFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
     OSStatus setEnabled(const UnitPropertyAddress& address, const void* data, UInt32 size);
     OSStatus setChannelMap(const UnitPropertyAddress& address, const void* data, UInt32 size);
-    OSStatus setSliceLimit(const void* data, UInt32 size);
     OSStatus setPositions(const void* data, UInt32 size);
     OSStatus setDownmix(const void* data, UInt32 size);
     OSStatus prepareAgain();

@@ -1,7 +1,7 @@
 #include "platform/foundation/PropertyBytes.h"
 #include "platform/samples/StreamFormat.h"
 #include "platform/units/DeviceUnit.h"
-#include "platform/units/UnitFormat.h"
+#include "platform/units/UnitSettings.h"
 
 #include <algorithm>
 #include <cstring>
@@ -9,9 +9,7 @@
 namespace braq {
 namespace {
 
-constexpr OSStatus wrongSize = kAudioUnitErr_InvalidPropertyValue;
-constexpr UInt32 usualSliceLimit = 512; // without a device
-constexpr UInt32 largestSliceLimit = 1U << 20;
+constexpr UInt32 sliceLimitWithoutDevice = 512;
 
 // Inside a listener the property reads as the change that the listener is told of has left it.
 struct NotifiedValue {
@@ -46,7 +44,7 @@ OSStatus checkGlobalAddress(const UnitPropertyAddress& address) {
 }
 
 /// Which of the checks goes with a property; nothing for an unknown property.
-std::optional<OSStatus> checkAddress(const UnitPropertyAddress& address) {
+std::optional<OSStatus> checkDeviceAddress(const UnitPropertyAddress& address) {
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
     case kAudioUnitProperty_SampleRate: return checkSideAddress(address);
@@ -103,7 +101,8 @@ void DeviceUnit::deliverRunning(bool isRunning, UInt64 round) {
 
 void DeviceUnit::rememberDevice() {
     mKnownDevice = findDeviceFacts(mDevice, mSides[1].isEnabled);
-    mSliceLimit = mKnownDevice && mKnownDevice->bufferFrames != 0 ? mKnownDevice->bufferFrames : usualSliceLimit;
+    mSliceLimit =
+        mKnownDevice && mKnownDevice->bufferFrames != 0 ? mKnownDevice->bufferFrames : sliceLimitWithoutDevice;
 }
 
 UInt32 DeviceUnit::deviceChannels(AudioUnitElement element) const {
@@ -125,13 +124,13 @@ std::optional<AudioStreamBasicDescription> DeviceUnit::format(const UnitProperty
 }
 
 OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UInt32* size) {
-    if (const OSStatus status = checkAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
+    if (const OSStatus status = checkDeviceAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
         return status;
     }
     // Not under the lock: stopping holds it until the last frame is heard.
     if (address.property == kAudioOutputUnitProperty_IsRunning) {
         const bool isRunning = notified.unit == this ? notified.isRunning : mIsRunning.load(std::memory_order_acquire);
-        return answer(UInt32{isRunning}, size, data, wrongSize);
+        return answer(UInt32{isRunning}, size, data, wrongUnitPropertySize);
     }
     const std::lock_guard lock(mControl);
     switch (address.property) {
@@ -141,43 +140,46 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
         if (!known) {
             return kAudioUnitErr_PropertyNotInUse;
         }
-        return address.property == kAudioUnitProperty_StreamFormat ? answer(*known, size, data, wrongSize)
-                                                                   : answer(known->mSampleRate, size, data, wrongSize);
+        return address.property == kAudioUnitProperty_StreamFormat
+                   ? answer(*known, size, data, wrongUnitPropertySize)
+                   : answer(known->mSampleRate, size, data, wrongUnitPropertySize);
     }
     case kAudioOutputUnitProperty_EnableIO:
-        return answer(UInt32{mSides[address.element].isEnabled}, size, data, wrongSize);
+        return answer(UInt32{mSides[address.element].isEnabled}, size, data, wrongUnitPropertySize);
     case kAudioOutputUnitProperty_HasIO:
-        return answer(UInt32{deviceChannels(address.element) != 0}, size, data, wrongSize);
+        return answer(UInt32{deviceChannels(address.element) != 0}, size, data, wrongUnitPropertySize);
     case kAudioOutputUnitProperty_ChannelMap: return channelMap(address, data, size);
     case kBRAQOutputUnitProperty_ChannelPositions: return positions(data, size);
     case kBRAQOutputUnitProperty_UnscaledDownmix:
-        return answer(UInt32{mSides[0].downmix == Downmix::unscaled}, size, data, wrongSize);
-    case kAudioUnitProperty_SetRenderCallback: return answer(mSource.callback(), size, data, wrongSize);
-    case kAudioOutputUnitProperty_SetInputCallback: return answer(mInputCallback, size, data, wrongSize);
+        return answer(UInt32{mSides[0].downmix == Downmix::unscaled}, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_SetRenderCallback: return answer(mSource.callback(), size, data, wrongUnitPropertySize);
+    case kAudioOutputUnitProperty_SetInputCallback: return answer(mInputCallback, size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_ElementCount: {
         constexpr UInt32 directions = 2;
-        return answer(address.scope == kAudioUnitScope_Global ? UInt32{1} : directions, size, data, wrongSize);
+        return answer(address.scope == kAudioUnitScope_Global ? UInt32{1} : directions, size, data,
+                      wrongUnitPropertySize);
     }
     case kAudioUnitProperty_Latency:
         return answer(findDeviceLatency(mIsInitialized ? mFacts.id : mDevice, !mSides[0].isEnabled), size, data,
-                      wrongSize);
-    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
-    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
-    case kAudioOutputUnitProperty_StartTimestampsAtZero: return answer(UInt32{mStartsAtZero}, size, data, wrongSize);
+                      wrongUnitPropertySize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongUnitPropertySize);
+    case kAudioOutputUnitProperty_StartTimestampsAtZero:
+        return answer(UInt32{mStartsAtZero}, size, data, wrongUnitPropertySize);
     case kAudioOutputUnitProperty_CurrentDevice: {
         const AudioDeviceID known = mKnownDevice ? mKnownDevice->id : kAudioObjectUnknown;
         return answer(mIsInitialized                   ? mFacts.id
                       : mDevice != kAudioObjectUnknown ? mDevice
                                                        : known,
-                      size, data, wrongSize);
+                      size, data, wrongUnitPropertySize);
     }
-    case kAudioDevicePropertyBufferFrameSize: return answer(mSliceLimit, size, data, wrongSize);
+    case kAudioDevicePropertyBufferFrameSize: return answer(mSliceLimit, size, data, wrongUnitPropertySize);
     default: return kAudioUnitErr_InvalidProperty;
     }
 }
 
 OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void* data, UInt32 size) {
-    if (const OSStatus status = checkAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
+    if (const OSStatus status = checkDeviceAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
         return status;
     }
     if (isReadOnly(address)) {
@@ -202,12 +204,12 @@ OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void*
     case kAudioOutputUnitProperty_ChannelMap: return setChannelMap(address, data, size);
     case kAudioUnitProperty_SetRenderCallback: return mSource.setCallback(data, size);
     case kAudioUnitProperty_MakeConnection: return mSource.setConnection(data, size, *this);
-    case kAudioOutputUnitProperty_SetInputCallback: return take(mInputCallback, size, data, wrongSize);
-    case kAudioUnitProperty_MaximumFramesPerSlice: return setSliceLimit(data, size);
+    case kAudioOutputUnitProperty_SetInputCallback: return take(mInputCallback, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return takeSliceLimit(mSliceLimit, data, size);
     case kAudioOutputUnitProperty_CurrentDevice: return setDevice(data, size);
     case kAudioOutputUnitProperty_StartTimestampsAtZero: {
         UInt32 value = 0;
-        const OSStatus status = take(value, size, data, wrongSize);
+        const OSStatus status = take(value, size, data, wrongUnitPropertySize);
         mStartsAtZero = status == 0 ? value != 0 : mStartsAtZero;
         return status;
     }
@@ -217,7 +219,7 @@ OSStatus DeviceUnit::setProperty(const UnitPropertyAddress& address, const void*
 
 OSStatus DeviceUnit::setDevice(const void* data, UInt32 size) {
     AudioDeviceID device = kAudioObjectUnknown;
-    if (const OSStatus status = take(device, size, data, wrongSize)) {
+    if (const OSStatus status = take(device, size, data, wrongUnitPropertySize)) {
         return status;
     }
     if (device != kAudioObjectUnknown && !findDeviceFacts(device, false)) {
@@ -243,7 +245,7 @@ OSStatus DeviceUnit::setStreamFormat(const UnitPropertyAddress& address, const v
 
 OSStatus DeviceUnit::setEnabled(const UnitPropertyAddress& address, const void* data, UInt32 size) {
     UInt32 value = 0;
-    const OSStatus status = take(value, size, data, wrongSize);
+    const OSStatus status = take(value, size, data, wrongUnitPropertySize);
     if (status == 0) {
         mSides[address.element].isEnabled = value != 0;
         rememberDevice(); // which may now be another default
@@ -253,7 +255,7 @@ OSStatus DeviceUnit::setEnabled(const UnitPropertyAddress& address, const void* 
 
 OSStatus DeviceUnit::setChannelMap(const UnitPropertyAddress& address, const void* data, UInt32 size) {
     if (size % sizeof(SInt32) != 0 || (data == nullptr && size != 0)) {
-        return wrongSize;
+        return wrongUnitPropertySize;
     }
     std::vector<SInt32> map(size / sizeof(SInt32));
     if (!map.empty()) {
@@ -270,7 +272,7 @@ OSStatus DeviceUnit::setChannelMap(const UnitPropertyAddress& address, const voi
 OSStatus DeviceUnit::setPositions(const void* data, UInt32 size) {
     Side& side = mSides[0];
     if (size % sizeof(ChannelPosition) != 0 || (data == nullptr && size != 0)) {
-        return wrongSize;
+        return wrongUnitPropertySize;
     }
     ChannelPositions positions(size / sizeof(ChannelPosition));
     if (!positions.empty()) {
@@ -286,7 +288,7 @@ OSStatus DeviceUnit::setPositions(const void* data, UInt32 size) {
 
 OSStatus DeviceUnit::setDownmix(const void* data, UInt32 size) {
     UInt32 value = 0;
-    if (const OSStatus status = take(value, size, data, wrongSize)) {
+    if (const OSStatus status = take(value, size, data, wrongUnitPropertySize)) {
         return status;
     }
     mSides[0].downmix = value != 0 ? Downmix::unscaled : Downmix::scaled;
@@ -301,24 +303,12 @@ OSStatus DeviceUnit::prepareAgain() {
     return mPrepared;
 }
 
-OSStatus DeviceUnit::setSliceLimit(const void* data, UInt32 size) {
-    UInt32 limit = 0;
-    if (const OSStatus status = take(limit, size, data, wrongSize)) {
-        return status;
-    }
-    if (limit == 0 || limit > largestSliceLimit) {
-        return kAudioUnitErr_InvalidPropertyValue;
-    }
-    mSliceLimit = limit;
-    return 0;
-}
-
 OSStatus DeviceUnit::positions(void* data, UInt32* size) const {
     const ChannelPositions& told = mSides[0].positions;
     const ChannelPositions known = told.empty() ? usualPositions(mSides[0].client.mChannelsPerFrame) : told;
     const std::size_t bytes = known.size() * sizeof(ChannelPosition);
     if (data == nullptr || size == nullptr || *size < bytes) {
-        return wrongSize;
+        return wrongUnitPropertySize;
     }
     std::memcpy(data, known.data(), bytes);
     *size = static_cast<UInt32>(bytes);
@@ -332,7 +322,7 @@ OSStatus DeviceUnit::channelMap(const UnitPropertyAddress& address, void* data, 
     }
     const std::size_t bytes = map->size() * sizeof(SInt32);
     if (data == nullptr || size == nullptr || *size < bytes) {
-        return wrongSize;
+        return wrongUnitPropertySize;
     }
     std::memcpy(data, map->data(), bytes);
     *size = static_cast<UInt32>(bytes);

@@ -9,6 +9,9 @@
 
 namespace braq {
 
+/// What units answer to a property of a wrong size.
+constexpr OSStatus wrongUnitPropertySize = kAudioUnitErr_InvalidPropertyValue;
+
 /// Which property of a unit: what, on which side, of which element.
 struct UnitPropertyAddress {
     AudioUnitPropertyID property;

@@ -1,5 +1,7 @@
 #include "platform/units/VarispeedSource.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <algorithm>
 
 namespace braq {
@@ -38,7 +40,6 @@ void VarispeedSource::pullInput(void* self, UInt32 frames, float* const* planes)
 }
 
 void VarispeedSource::passTime(Float64 inputFrames) noexcept {
-    constexpr Float64 nanosecondsPerSecond = 1e9;
     mTime.mHostTime += static_cast<UInt64>(inputFrames * nanosecondsPerSecond / (mRatio * mOutputRate));
 }
 

@@ -2,7 +2,7 @@
 
 #include "platform/foundation/PropertyBytes.h"
 #include "platform/samples/StreamFormat.h"
-#include "platform/units/UnitFormat.h"
+#include "platform/units/UnitSettings.h"
 #include "platform/units/VarispeedSource.h"
 
 #include <cmath>
@@ -11,13 +11,11 @@ namespace braq {
 namespace {
 
 constexpr Float64 usualSampleRate = 44100.0;
-constexpr UInt32 usualSliceLimit = 1156; // a slice of 1,024 frames at 44.1 kHz, asked for at 48 kHz, and some more
-constexpr UInt32 largestSliceLimit = 1U << 20;
-constexpr OSStatus wrongSize = kAudioUnitErr_InvalidPropertyValue;
+constexpr UInt32 initialSliceLimit = 1156; // a slice of 1,024 frames at 44.1 kHz, asked for at 48 kHz, and some more
 constexpr float slowest = 1.0F / 32.0F;
 constexpr float fastest = 32.0F;
 
-OSStatus checkAddress(const UnitPropertyAddress& address) {
+OSStatus checkVarispeedAddress(const UnitPropertyAddress& address) {
     bool isInScope = false;
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
@@ -41,7 +39,7 @@ OSStatus checkAddress(const UnitPropertyAddress& address) {
 } // namespace
 
 VarispeedUnit::VarispeedUnit()
-    : mInput(planarFloatFormat(usualSampleRate, 2)), mOutput(mInput), mSliceLimit(usualSliceLimit) {}
+    : mInput(planarFloatFormat(usualSampleRate, 2)), mOutput(mInput), mSliceLimit(initialSliceLimit) {}
 
 VarispeedUnit::~VarispeedUnit() = default;
 
@@ -80,25 +78,26 @@ AudioStreamBasicDescription& VarispeedUnit::format(AudioUnitScope scope) {
 }
 
 OSStatus VarispeedUnit::property(const UnitPropertyAddress& address, void* data, UInt32* size) {
-    if (const OSStatus status = checkAddress(address)) {
+    if (const OSStatus status = checkVarispeedAddress(address)) {
         return status;
     }
     const std::lock_guard lock(mMutex);
     switch (address.property) {
-    case kAudioUnitProperty_StreamFormat: return answer(format(address.scope), size, data, wrongSize);
-    case kAudioUnitProperty_SampleRate: return answer(format(address.scope).mSampleRate, size, data, wrongSize);
-    case kAudioUnitProperty_ElementCount: return answer(UInt32{1}, size, data, wrongSize);
-    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongSize);
+    case kAudioUnitProperty_StreamFormat: return answer(format(address.scope), size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_SampleRate:
+        return answer(format(address.scope).mSampleRate, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_ElementCount: return answer(UInt32{1}, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongUnitPropertySize);
     // What the filter needs to look ahead is pulled ahead, with time stamps that say so.
-    case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongSize);
-    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongSize);
-    case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongSize);
+    case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongUnitPropertySize);
+    case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongUnitPropertySize);
     default: return kAudioUnitErr_InvalidProperty;
     }
 }
 
 OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const void* data, UInt32 size) {
-    if (const OSStatus status = checkAddress(address)) {
+    if (const OSStatus status = checkVarispeedAddress(address)) {
         return status;
     }
     const std::lock_guard lock(mMutex);
@@ -114,7 +113,7 @@ OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const vo
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
     case kAudioUnitProperty_SampleRate: return setFormat(address, data, size);
-    case kAudioUnitProperty_MaximumFramesPerSlice: return setSliceLimit(data, size);
+    case kAudioUnitProperty_MaximumFramesPerSlice: return takeSliceLimit(mSliceLimit, data, size);
     case kAudioUnitProperty_SetRenderCallback: return mSettings.setCallback(data, size);
     case kAudioUnitProperty_MakeConnection: return mSettings.setConnection(data, size, *this);
     default: return kAudioUnitErr_InvalidProperty;
@@ -123,18 +122,6 @@ OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const vo
 
 OSStatus VarispeedUnit::setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size) {
     return takeUnitFormat(format(address.scope), address.property, data, size);
-}
-
-OSStatus VarispeedUnit::setSliceLimit(const void* data, UInt32 size) {
-    UInt32 limit = 0;
-    if (const OSStatus status = take(limit, size, data, wrongSize)) {
-        return status;
-    }
-    if (limit == 0 || limit > largestSliceLimit) {
-        return kAudioUnitErr_InvalidPropertyValue;
-    }
-    mSliceLimit = limit;
-    return 0;
 }
 
 OSStatus VarispeedUnit::parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,

@@ -30,7 +30,6 @@ class VarispeedUnit final : public Unit {
   private:
     // Under the mutex.
     OSStatus setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
-    OSStatus setSliceLimit(const void* data, UInt32 size);
     AudioStreamBasicDescription& format(AudioUnitScope scope);
 
     std::mutex mMutex;                   // all that follows, but the atomics

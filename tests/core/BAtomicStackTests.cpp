@@ -200,7 +200,7 @@ TEST_F(AtomicStack, KeepsTheRealtimeRules) {
     void* popped = nullptr;
     void* rest = nullptr;
     bool empty = false;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         pushABC();
         popped = BAtomicStackPop(stack.get());
         rest = BAtomicStackPopAll(stack.get());

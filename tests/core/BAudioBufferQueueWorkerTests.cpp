@@ -23,7 +23,7 @@
 namespace {
 
 using braq::WorkerPoint;
-using braq::testing::WorkerHold;
+using braq::tests::WorkerHold;
 using testing::ElementsAre;
 
 struct DestroyWorker {
@@ -142,7 +142,7 @@ TEST_F(BufferWorker, TeardownLeavesWhatIsPendingInProgressAndUnprocessed) {
 }
 
 TEST_F(BufferWorker, SurvivesABlockThatThrows) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto thrower = bufferThat([](BQueueableAudioBuffer*) { throw std::runtime_error("the disk is full"); });
     EXPECT_FALSE(BAudioBufferQueueWorkerLastError(worker.get(), nullptr));
     add(blocker);
@@ -161,7 +161,7 @@ TEST_F(BufferWorker, SurvivesABlockThatThrows) {
 }
 
 TEST_F(BufferWorker, KeepsTheErrorThatARaisedStatusErrorHolds) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto raiser = bufferThat([](BQueueableAudioBuffer*) {
         constexpr NSXCallSite here{"src/Somewhere", "-[Somewhere write]"};
         NSXRaiseOnFailure(-50, "Write( file )", here);
@@ -176,7 +176,7 @@ TEST_F(BufferWorker, KeepsTheErrorThatARaisedStatusErrorHolds) {
 }
 
 TEST_F(BufferWorker, KeepsTheLastOfSeveralErrors) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     int count = 0;
     const auto thrower =
         bufferThat([&](BQueueableAudioBuffer*) { throw std::runtime_error("error " + std::to_string(++count)); });
@@ -190,7 +190,7 @@ TEST_F(BufferWorker, KeepsTheLastOfSeveralErrors) {
 }
 
 TEST_F(BufferWorker, LogsTheFirstOfARunOfFailures) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto thrower = bufferThat([](BQueueableAudioBuffer*) { throw std::runtime_error("the disk is full"); });
     const auto addAndWait = [&](const auto& buffer) {
         add(buffer);
@@ -206,7 +206,7 @@ TEST_F(BufferWorker, LogsTheFirstOfARunOfFailures) {
 }
 
 TEST_F(BufferWorker, SurvivesAThrowThatIsNoException) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto thrower = bufferThat([](BQueueableAudioBuffer*) { throw 7; });
     add(thrower);
     add(a);
@@ -216,7 +216,7 @@ TEST_F(BufferWorker, SurvivesAThrowThatIsNoException) {
 }
 
 TEST_F(BufferWorker, TakesBuffersFromARealtimeThread) {
-    braq::testing::runRealtime([this] { add(a); });
+    braq::tests::runRealtime([this] { add(a); });
     waitUntilIdle();
     EXPECT_THAT(processed, ElementsAre('A'));
 }
@@ -271,7 +271,7 @@ TEST_F(BufferWorker, WaitUntilIdleSeesWhatTheLastPassDid) {
 }
 
 TEST_F(BufferWorker, RunsItsThreadAtAFixedPriorityAboveItsCreatorIfItMay) {
-    if (!braq::testing::mayUseRealtimeScheduling()) {
+    if (!braq::tests::mayUseRealtimeScheduling()) {
         GTEST_SKIP() << "not shown: this process may not use real-time scheduling";
     }
     thread_basic_info basic{};
@@ -288,7 +288,7 @@ TEST_F(BufferWorker, RunsItsThreadAtAFixedPriorityAboveItsCreatorIfItMay) {
 }
 
 TEST(BufferWorkers, GetAPriorityFromThatOfARealtimeCreator) {
-    if (!braq::testing::mayUseRealtimeScheduling()) {
+    if (!braq::tests::mayUseRealtimeScheduling()) {
         GTEST_SKIP() << "not shown: this process may not use real-time scheduling";
     }
     for (const int policy : {SCHED_FIFO, SCHED_RR}) {
@@ -326,7 +326,7 @@ bool addressSpaceCanBeLimited() {
 }
 
 TEST(BufferWorkersDeathTest, AreNotMadeWithoutAThread) {
-    if (!braq::testing::realtimeGuardIsActive()) {
+    if (!braq::tests::realtimeGuardIsActive()) {
         GTEST_SKIP() << "not shown: a sanitizer needs address space of its own";
     }
     if (!addressSpaceCanBeLimited()) {

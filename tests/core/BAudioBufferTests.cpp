@@ -10,19 +10,19 @@
 
 namespace {
 
-using braq::testing::FrameList;
+using braq::tests::FrameList;
 
 constexpr UInt32 bytesPerFrame = sizeof(Float32);
-using OwnedBuffer = std::unique_ptr<BAudioBuffer, decltype(&BAudioBufferDestroy)>;
+using OwnedAudioBuffer = std::unique_ptr<BAudioBuffer, decltype(&BAudioBufferDestroy)>;
 
 class AudioBufferRecord : public testing::Test {
   protected:
     void hold(UInt32 frames) {
-        braq::testing::number(BAudioBufferAudioBufferList(buffer.get()), 0, frames);
+        braq::tests::number(BAudioBufferAudioBufferList(buffer.get()), 0, frames);
         BAudioBufferSetEndFrame(buffer.get(), frames);
     }
 
-    OwnedBuffer buffer{BAudioBufferCreate(512, 2), BAudioBufferDestroy};
+    OwnedAudioBuffer buffer{BAudioBufferCreate(512, 2), BAudioBufferDestroy};
     FrameList list{2, 1024};
     UInt32 produced = 0;
     UInt32 required = 0;
@@ -31,7 +31,7 @@ class AudioBufferRecord : public testing::Test {
 TEST(AudioBufferRecords, BeginTheirChannelsAtCacheLines) {
     constexpr std::uintptr_t cacheLineBytes = 64;
     for (const UInt32 frames : {0U, 1U, 15U, 17U, 4096U}) {
-        const OwnedBuffer buffer(BAudioBufferCreate(frames, 3), BAudioBufferDestroy);
+        const OwnedAudioBuffer buffer(BAudioBufferCreate(frames, 3), BAudioBufferDestroy);
         const AudioBufferList* made = BAudioBufferAudioBufferList(buffer.get());
         for (UInt32 i = 0; i < 3; ++i) {
             EXPECT_EQ(reinterpret_cast<std::uintptr_t>(made->mBuffers[i].mData) % cacheLineBytes, 0U) << frames;
@@ -136,13 +136,13 @@ TEST_F(AudioBufferRecord, CopyIntoFillsOnlyTheBuffersThatTheDestinationHas) {
 
 TEST_F(AudioBufferRecord, CopyFromTakesWhatFitsAndSaysFull) {
     hold(500);
-    braq::testing::number(list.get(), 500, 20);
+    braq::tests::number(list.get(), 500, 20);
     required = 20;
     EXPECT_TRUE(BAudioBufferCopyFrom(buffer.get(), list.get(), bytesPerFrame, &produced, &required));
     EXPECT_EQ(produced, 12U);
     EXPECT_EQ(required, 8U);
     EXPECT_EQ(BAudioBufferEndFrame(buffer.get()), 512U);
-    braq::testing::expectNumbered(BAudioBufferAudioBufferList(buffer.get()), 0, 0, 512);
+    braq::tests::expectNumbered(BAudioBufferAudioBufferList(buffer.get()), 0, 0, 512);
 }
 
 TEST_F(AudioBufferRecord, CopyFromOfExactlyTheSpaceFills) {
@@ -170,11 +170,11 @@ TEST_F(AudioBufferRecord, CopyFromIntoAFullBufferTakesNothing) {
 TEST_F(AudioBufferRecord, CopyFromPutsFramesBehindThoseHeldAlsoWhereSomeWereTakenOut) {
     BAudioBufferSetStartFrame(buffer.get(), 10);
     BAudioBufferSetEndFrame(buffer.get(), 15);
-    braq::testing::number(list.get(), 0, 20);
+    braq::tests::number(list.get(), 0, 20);
     required = 20;
     EXPECT_FALSE(BAudioBufferCopyFrom(buffer.get(), list.get(), bytesPerFrame, &produced, &required));
     EXPECT_EQ(BAudioBufferEndFrame(buffer.get()), 35U);
-    braq::testing::expectNumbered(BAudioBufferAudioBufferList(buffer.get()), 5, 0, 20);
+    braq::tests::expectNumbered(BAudioBufferAudioBufferList(buffer.get()), 5, 0, 20);
 }
 
 TEST_F(AudioBufferRecord, CopyFromDoesNotLookAtTheEndOfStream) {
@@ -191,8 +191,8 @@ TEST_F(AudioBufferRecord, WithoutBytesPerFrameThereIsNoSpace) {
 }
 
 TEST_F(AudioBufferRecord, KeepsTheRealtimeRules) {
-    braq::testing::number(list.get(), 0, 512);
-    braq::testing::runRealtime([&] {
+    braq::tests::number(list.get(), 0, 512);
+    braq::tests::runRealtime([&] {
         BAudioBufferSetEmpty(buffer.get());
         required = 512;
         BAudioBufferCopyFrom(buffer.get(), list.get(), bytesPerFrame, &produced, &required);

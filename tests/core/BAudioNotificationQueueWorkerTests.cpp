@@ -17,10 +17,10 @@
 namespace {
 
 using braq::WorkerPoint;
-using braq::testing::WorkerHold;
+using braq::tests::WorkerHold;
 using testing::ElementsAre;
 
-struct DestroyWorker {
+struct DestroyNotificationWorker {
     void operator()(BAudioNotificationQueueWorker* worker) const {
         BAudioNotificationQueueWorkerTeardown(worker);
         BAudioNotificationQueueWorkerDestroy(worker);
@@ -31,7 +31,7 @@ struct DestroyNotification {
         BQueueableAudioNotificationDestroy(notification);
     }
 };
-using OwnedWorker = std::unique_ptr<BAudioNotificationQueueWorker, DestroyWorker>;
+using OwnedNotificationWorker = std::unique_ptr<BAudioNotificationQueueWorker, DestroyNotificationWorker>;
 using OwnedNotification = std::unique_ptr<BQueueableAudioNotification, DestroyNotification>;
 
 OwnedNotification notificationThat(BQueueableAudioNotificationBlock block) {
@@ -67,7 +67,8 @@ class NotificationWorker : public testing::Test {
     });
     OwnedNotification a = recordingNotification('A');
     OwnedNotification b = recordingNotification('B');
-    OwnedWorker worker{BAudioNotificationQueueWorkerCreate()}; // last, so that it ends before the notifications
+    OwnedNotificationWorker worker{
+        BAudioNotificationQueueWorkerCreate()}; // last, so that it ends before the notifications
 };
 
 TEST_F(NotificationWorker, RunsNotificationsInTheOrderInWhichTheyWereAdded) {
@@ -160,7 +161,7 @@ TEST_F(NotificationWorker, IgnoresNone) {
 }
 
 TEST_F(NotificationWorker, SurvivesABlockThatThrows) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto thrower = notificationThat([](BQueueableAudioNotification*) { throw std::runtime_error("no"); });
     for (int i = 0; i < 2; ++i) {
         add(thrower);
@@ -177,7 +178,7 @@ TEST_F(NotificationWorker, SurvivesABlockThatThrows) {
 }
 
 TEST_F(NotificationWorker, TakesNotificationsFromARealtimeThread) {
-    braq::testing::runRealtime([this] { add(a); });
+    braq::tests::runRealtime([this] { add(a); });
     signalUntilDone(a);
     EXPECT_THAT(run, ElementsAre('A'));
 }
@@ -250,7 +251,7 @@ TEST(NotificationWorkers, TeardownEndsAWorkerThatMissedItsSignalOnTheWayToItsWai
 
 TEST(NotificationWorkers, CanBeMadeAndEndedManyTimes) {
     for (int i = 0; i < 200; ++i) {
-        const OwnedWorker worker(BAudioNotificationQueueWorkerCreate());
+        const OwnedNotificationWorker worker(BAudioNotificationQueueWorkerCreate());
     }
 }
 

@@ -115,7 +115,7 @@ TEST_F(BufferQueue, KeepsItsInvariantThroughManyUnevenSteps) {
 TEST_F(BufferQueue, KeepsTheRealtimeRules) {
     const auto source = numbers(0, 6);
     std::vector<UInt32> destination(6);
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         BBufferQueueAppend(queue.get(), source.data(), 6);
         BBufferQueueRead(queue.get(), destination.data(), 6);
         BBufferQueueAdvance(queue.get(), BBufferQueueUsed(queue.get()) - 1);

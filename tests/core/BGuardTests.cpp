@@ -137,7 +137,7 @@ TEST_F(Guard, NotifyKeepsTheRealtimeRules) {
     }
     BMutexLock(&guard->mMutex);
     BMutexUnlock(&guard->mMutex);
-    braq::testing::runRealtime([&] { BGuardNotify(guard.get()); });
+    braq::tests::runRealtime([&] { BGuardNotify(guard.get()); });
     waiter.join();
 }
 

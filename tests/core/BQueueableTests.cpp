@@ -39,7 +39,7 @@ TEST(QueueableAudioBuffer, FieldsKeepWhatIsSetUnderTheRealtimeRules) {
     ASSERT_TRUE(BQueueableAudioBufferInitialize(
         buffer, [](BQueueableAudioBuffer*) {}, 8, 1));
     bool asSet = false;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         BQueueableAudioBufferSetInProgress(buffer, true);
         BQueueableAudioBufferSetFileStartFrame(buffer, -1LL << 40);
         BQueueableAudioBufferSetPlaybackRate(buffer, -0.75);
@@ -68,7 +68,7 @@ TEST(QueueableAudioNotification, FieldsKeepWhatIsSetUnderTheRealtimeRules) {
     auto* const notification = BQueueableAudioNotificationCreate([](BQueueableAudioNotification*) {});
     bool asMade = false;
     bool asSet = false;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         asMade = !BQueueableAudioNotificationInProgress(notification) &&
                  BQueueableAudioNotificationNext(notification) == nullptr;
         BQueueableAudioNotificationSetInProgress(notification, true);

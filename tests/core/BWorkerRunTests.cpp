@@ -9,22 +9,23 @@
 
 namespace {
 
-struct Record {
-    std::atomic<Record*> next{nullptr};
+struct PendingRecord {
+    std::atomic<PendingRecord*> next{nullptr};
 };
 
 class PendingRecords : public testing::Test {
   protected:
     std::unique_ptr<BAtomicStack, decltype(&BAtomicStackDestroy)> pending{
-        BAtomicStackCreate(
-            [](void* record) -> void* { return static_cast<Record*>(record)->next.load(); },
-            [](void* record, void* next) { static_cast<Record*>(record)->next.store(static_cast<Record*>(next)); }),
+        BAtomicStackCreate([](void* record) -> void* { return static_cast<PendingRecord*>(record)->next.load(); },
+                           [](void* record, void* next) {
+                               static_cast<PendingRecord*>(record)->next.store(static_cast<PendingRecord*>(next));
+                           }),
         BAtomicStackDestroy};
-    Record a, b, c;
+    PendingRecord a, b, c;
 };
 
 TEST_F(PendingRecords, AreTakenWithTheOldestFirst) {
-    for (Record* record : {&a, &b, &c}) {
+    for (PendingRecord* record : {&a, &b, &c}) {
         BAtomicStackPush(pending.get(), record);
     }
     const braq::Chain chain = braq::takePending(pending.get());
@@ -54,7 +55,7 @@ TEST_F(PendingRecords, AreTakenWithoutTheHeap) {
     BAtomicStackPush(pending.get(), &a);
     BAtomicStackPush(pending.get(), &b);
     braq::Chain chain{};
-    braq::testing::runRealtime([&] { chain = braq::takePending(pending.get()); });
+    braq::tests::runRealtime([&] { chain = braq::takePending(pending.get()); });
     EXPECT_EQ(chain.oldest, &a);
     EXPECT_EQ(chain.length, 2U);
 }

@@ -210,7 +210,7 @@ TEST(FollowUps, ReturnHandsTheErrorOut) {
 }
 
 TEST(FollowUps, LogWritesTheLastPathComponentAndTheLocalisedDescription) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     NSXLogOnFailure(0, "AUGraphStop(mGraph)", site);
     NSXLogOnFailure(-10860, "AUGraphStop(mGraph)", site);
     NSXLogError("BRAQAudioGraph", "Could not find HAL Output Component!");

@@ -13,8 +13,8 @@
 
 namespace {
 
-using braq::testing::RealtimePause;
-using braq::testing::runRealtime;
+using braq::tests::RealtimePause;
+using braq::tests::runRealtime;
 
 // What is allocated must get out of the compiler's sight, or it leaves the allocation out.
 void* volatile outOfSight;
@@ -22,7 +22,7 @@ void* volatile outOfSight;
 class RealtimeGuardDeathTest : public testing::Test {
   protected:
     void SetUp() override {
-        ASSERT_TRUE(braq::testing::realtimeGuardIsActive());
+        ASSERT_TRUE(braq::tests::realtimeGuardIsActive());
         testing::FLAGS_gtest_death_test_style = "threadsafe";
     }
 };

@@ -38,18 +38,18 @@ TEST(AudioBufferList, OfNoFramesCanBeMade) {
 }
 
 TEST(AudioBufferList, ACopySharesTheSamples) {
-    const braq::testing::FrameList list(2, 16);
+    const braq::tests::FrameList list(2, 16);
     AudioBufferList* const copy = BRAQAudioBufferListCopy(list.get());
     EXPECT_EQ(std::memcmp(copy, list.get(), 8 + 2 * 16), 0);
     std::free(copy);
 }
 
 TEST(AudioBufferList, CopiesItsDescriptorsIntoStorageOfTheCaller) {
-    const braq::testing::FrameList list(2, 16);
+    const braq::tests::FrameList list(2, 16);
     alignas(AudioBufferList) std::byte storage[8 + 2 * 16 + 1];
     storage[8 + 2 * 16] = std::byte{0x5A};
     auto* const destination = reinterpret_cast<AudioBufferList*>(storage);
-    braq::testing::runRealtime([&] { BRAQAudioBufferListCopyTo(list.get(), destination); });
+    braq::tests::runRealtime([&] { BRAQAudioBufferListCopyTo(list.get(), destination); });
     EXPECT_EQ(std::memcmp(storage, list.get(), 8 + 2 * 16), 0);
     EXPECT_EQ(storage[8 + 2 * 16], std::byte{0x5A}) << "not a byte beyond the list";
 }
@@ -57,7 +57,7 @@ TEST(AudioBufferList, CopiesItsDescriptorsIntoStorageOfTheCaller) {
 TEST(AudioBufferList, CapacityIsThatOfTheFirstBuffer) {
     AudioBufferList* const interleaved = BRAQAudioBufferListCreate(2, 4, 100, true);
     UInt32 capacity = 0;
-    braq::testing::runRealtime([&] { capacity = BRAQAudioBufferListCapacityInFrames(interleaved, 4); });
+    braq::tests::runRealtime([&] { capacity = BRAQAudioBufferListCapacityInFrames(interleaved, 4); });
     EXPECT_EQ(capacity, 100U);
     EXPECT_EQ(BRAQAudioBufferListCapacityInFrames(interleaved, 3), 133U) << "integer division";
     EXPECT_EQ(BRAQAudioBufferListCapacityInFrames(interleaved, 0), 0U);

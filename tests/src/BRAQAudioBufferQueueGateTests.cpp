@@ -99,7 +99,7 @@ TEST(BufferQueueGate, KeepsTheRealtimeRules) {
     Gate gate;
     bool entered = false;
     bool closed = true;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         entered = gate.enter();
         closed = gate.isClosed();
         gate.leave();

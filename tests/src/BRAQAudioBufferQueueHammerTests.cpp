@@ -12,11 +12,11 @@
 
 namespace {
 
-using braq::testing::FrameList;
+using braq::tests::FrameList;
 using queue_test::Reader;
 using queue_test::Writer;
 
-constexpr UInt32 bufferFrames = 64;
+constexpr UInt32 queueBufferFrames = 64;
 constexpr UInt32 blockFrames = 16;
 constexpr UInt64 bufferCount = 16;
 constexpr int milliseconds = 1500;
@@ -33,7 +33,7 @@ void hammer(Cycle cycle, Control control) {
     std::thread realtimeThread([&] {
         auto next = std::chrono::steady_clock::now();
         for (int i = 0; i < milliseconds; ++i) {
-            for (UInt32 frames = 0; frames < bufferFrames; frames += blockFrames) {
+            for (UInt32 frames = 0; frames < queueBufferFrames; frames += blockFrames) {
                 cycle();
             }
             next += std::chrono::milliseconds(1);
@@ -50,7 +50,7 @@ Float32 leftSample(const FrameList& list, UInt32 frame) { return list.sample(0, 
 TEST(BufferQueueHammer, SeeksWhilePlayingNeitherTearNorLoseNorReorderFrames) {
     constexpr UInt64 seekGrid = 8192;
     constexpr UInt64 seekPlaces = 128;
-    Reader reader(bufferCount, bufferFrames);
+    Reader reader(bufferCount, queueBufferFrames);
     reader.prime();
     FrameList list(queue_test::channels, blockFrames);
     UInt64 next = 0;
@@ -84,12 +84,12 @@ TEST(BufferQueueHammer, SeeksWhilePlayingNeitherTearNorLoseNorReorderFrames) {
 }
 
 TEST(BufferQueueHammer, FlushesWhileRecordingNeitherTearNorReorderFrames) {
-    Writer writer(bufferCount, bufferFrames);
+    Writer writer(bufferCount, queueBufferFrames);
     FrameList list(queue_test::channels, blockFrames);
     UInt64 offered = 0;
     hammer(
         [&] {
-            braq::testing::number(list.get(), offered, blockFrames);
+            braq::tests::number(list.get(), offered, blockFrames);
             BRAQAudioBufferQueueCopyFrom(&writer, list.get(), blockFrames);
             offered += blockFrames;
         },

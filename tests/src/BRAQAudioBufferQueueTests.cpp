@@ -14,9 +14,9 @@
 namespace {
 
 using braq::WorkerPoint;
-using braq::testing::FrameList;
-using braq::testing::sampleOf;
-using braq::testing::WorkerHold;
+using braq::tests::FrameList;
+using braq::tests::sampleOf;
+using braq::tests::WorkerHold;
 using queue_test::planarStereo;
 using queue_test::Reader;
 using queue_test::Writer;
@@ -184,12 +184,12 @@ TEST_F(Playback, KeepsTheRealtimeRules) {
     UInt32 currentFrame = 0;
     bool reachedBefore = true;
     bool reachedAfter = false;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         delivered[0] = copyInto(reader, list, 100);
         currentFrame = BRAQAudioBufferQueueCurrentFrame(&reader);
         reachedBefore = BRAQAudioBufferQueueReachedEndOfStream(&reader);
         {
-            const braq::testing::RealtimePause pause;
+            const braq::tests::RealtimePause pause;
             reader.waitUntilWorkerIsIdle();
         }
         delivered[1] = copyInto(reader, list, 300);
@@ -205,7 +205,7 @@ TEST_F(Playback, KeepsTheRealtimeRules) {
 class Recording : public testing::Test {
   protected:
     void capture(BRAQAudioBufferQueue& queue, UInt32 frames) {
-        braq::testing::number(list.get(), captured, frames);
+        braq::tests::number(list.get(), captured, frames);
         BRAQAudioBufferQueueCopyFrom(&queue, list.get(), frames);
         captured += frames;
     }
@@ -280,7 +280,7 @@ TEST_F(Recording, FramesGoBehindThoseHeldAlsoWhereSomeWereTakenOut) {
     BAudioBufferSetEndFrame(buffer, 15);
     capture(writer, 20);
     EXPECT_EQ(BAudioBufferEndFrame(buffer), 35U);
-    braq::testing::expectNumbered(BAudioBufferAudioBufferList(buffer), 5, 0, 20);
+    braq::tests::expectNumbered(BAudioBufferAudioBufferList(buffer), 5, 0, 20);
 }
 
 TEST_F(Recording, FlushWritesThePartlyFilledBufferAndStaysAtIt) {
@@ -318,8 +318,8 @@ TEST_F(Recording, KeepsEveryFrameInOrderThroughManyUnevenCycles) {
 
 TEST_F(Recording, KeepsTheRealtimeRules) {
     Writer writer(4, 64);
-    braq::testing::number(list.get(), 0, 200);
-    braq::testing::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 200); });
+    braq::tests::number(list.get(), 0, 200);
+    braq::tests::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 200); });
     writer.flush();
     expectWritten(writer, 200);
 }
@@ -351,7 +351,7 @@ TEST_F(Queue, MakesBuffersOfItsSizeAndChannels) {
 }
 
 TEST_F(Queue, RefusesWhatNoRingCanBeMadeOf) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto noChannels = planarStereo();
     noChannels->setChannelsPerFrame(0);
     EXPECT_EQ(BRAQAudioBufferQueue::initWithBufferCount(3, 512, nullptr), nullptr);
@@ -367,7 +367,7 @@ TEST_F(Queue, RefusesWhatNoRingCanBeMadeOf) {
 }
 
 TEST_F(Queue, HasNoIdeaOfProcessingByItself) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto queue = BRAQAudioBufferQueue::initWithBufferCount(2, 64, planarStereo());
     try {
         queue->prime();
@@ -387,7 +387,7 @@ TEST_F(Queue, HasNoIdeaOfProcessingByItself) {
 }
 
 TEST_F(Queue, AFillThatThrowsOnTheWorkerCountsAsProcessed) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     bool fail = false;
     Reader reader(2, 64);
     reader.beforeFill = [&](BQueueableAudioBuffer*) {
@@ -482,10 +482,10 @@ TEST_F(Queue, AClosedGateDeliversNothingCountsNothingAndEndsNothing) {
 
 TEST_F(Queue, AClosedGateTakesNothing) {
     Writer writer(2, 64);
-    braq::testing::number(list.get(), 0, 64);
+    braq::tests::number(list.get(), 0, 64);
     {
         const ClosedStretch closed(writer.gate());
-        braq::testing::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 64); });
+        braq::tests::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 64); });
     }
     EXPECT_EQ(writer.currentIndex(), 0U);
     EXPECT_EQ(writer.errorCount(), 0U);
@@ -589,7 +589,7 @@ TEST_F(ControlOperations, FlushWaitsForTheWorker) {
     Writer writer(3, 64);
     writer.beforeWrite = holdOnce();
     hold = true;
-    braq::testing::number(list.get(), 0, 100);
+    braq::tests::number(list.get(), 0, 100);
     BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 100);
     held.acquire();
     expectToWait([&] { writer.flush(); }, [&] { return writer.writes.load(); }, [&] { mayGoOn.release(); },
@@ -599,7 +599,7 @@ TEST_F(ControlOperations, FlushWaitsForTheWorker) {
 
 TEST_F(ControlOperations, FlushWaitsForACopyThatIsUnderWay) {
     Writer writer(3, 64);
-    braq::testing::number(list.get(), 0, 20);
+    braq::tests::number(list.get(), 0, 20);
     BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 20);
     ASSERT_TRUE(writer.gate().enter());
     expectToWait([&] { writer.flush(); }, [&] { return writer.writes.load(); }, [&] { writer.gate().leave(); },

@@ -15,7 +15,7 @@ constexpr UInt32 bytesPerFrame = sizeof(Float32);
 class AudioBufferObject : public testing::Test {
   protected:
     void hold(UInt32 frames) {
-        braq::testing::number(buffer->audioBufferList(), 0, frames);
+        braq::tests::number(buffer->audioBufferList(), 0, frames);
         buffer->setEndFrame(frames);
     }
     bool copyInto(UInt32 wanted) {
@@ -28,7 +28,7 @@ class AudioBufferObject : public testing::Test {
     }
 
     std::shared_ptr<BRAQAudioBuffer> buffer = BRAQAudioBuffer::initWithNumberFrames(512, 2);
-    braq::testing::FrameList list{2, 1024};
+    braq::tests::FrameList list{2, 1024};
     UInt32 produced = 0;
     UInt32 required = 0;
 };
@@ -74,19 +74,19 @@ TEST_F(AudioBufferObject, NeverCallsTheLastBufferEmptied) {
 
 TEST_F(AudioBufferObject, CopiesInWhatFits) {
     hold(500);
-    braq::testing::number(list.get(), 500, 20);
+    braq::tests::number(list.get(), 500, 20);
     EXPECT_TRUE(copyFrom(20));
     EXPECT_EQ(produced, 12U);
     EXPECT_EQ(required, 8U);
     EXPECT_EQ(buffer->endFrame(), 512U);
-    braq::testing::expectNumbered(buffer->audioBufferList(), 0, 0, 512);
+    braq::tests::expectNumbered(buffer->audioBufferList(), 0, 0, 512);
 }
 
 TEST_F(AudioBufferObject, KeepsTheRealtimeRules) {
-    braq::testing::number(list.get(), 0, 512);
+    braq::tests::number(list.get(), 0, 512);
     bool full = false;
     bool emptied = false;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         full = copyFrom(512);
         produced = 0;
         emptied = copyInto(512);

@@ -11,9 +11,9 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::HardwareCall;
-using braq::testing::ListenerCalls;
+using braq::tests::CapturedLog;
+using braq::tests::HardwareCall;
+using braq::tests::ListenerCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -7,8 +7,8 @@
 
 namespace {
 
-using braq::testing::HardwareCall;
-using braq::testing::HardwareHook;
+using braq::tests::HardwareCall;
+using braq::tests::HardwareHook;
 
 class DeviceList : public DeviceTest {
   protected:

@@ -10,14 +10,14 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::HardwareCall;
-using braq::testing::HardwareHook;
-using braq::testing::ListenerCalls;
+using braq::tests::CapturedLog;
+using braq::tests::HardwareCall;
+using braq::tests::HardwareHook;
+using braq::tests::ListenerCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-struct Counter {
+struct RateListener {
     void audioDeviceNominalSampleRateDidChange(const std::shared_ptr<BRAQAudioDevice>& device) {
         rates.push_back(device->playbackNominalSampleRate());
         threads.push_back(std::this_thread::get_id());
@@ -30,7 +30,7 @@ class DeviceListener : public DeviceTest {
   protected:
     const std::shared_ptr<BRAQSoftwareDevice> software = makeDevice("listener");
     std::shared_ptr<BRAQAudioDevice> device = BRAQAudioDevice::initWithDeviceID(software->deviceID());
-    const std::shared_ptr<Counter> counter = std::make_shared<Counter>();
+    const std::shared_ptr<RateListener> counter = std::make_shared<RateListener>();
 };
 
 TEST_F(DeviceListener, TellsOfARateThatWasSetOnTheMainThread) {
@@ -89,7 +89,7 @@ TEST_F(DeviceListener, IsGoneWithTheDevice) {
 
 TEST_F(DeviceListener, EachObjectForADeviceHasItsOwn) {
     const auto copy = device->copy();
-    const auto other = std::make_shared<Counter>();
+    const auto other = std::make_shared<RateListener>();
     device->addDelegate(counter);
     copy->addDelegate(other);
     software->changeSampleRate(88200.0);

@@ -8,15 +8,12 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::HardwareCall;
-using braq::testing::HardwareHook;
+using braq::tests::CapturedLog;
+using braq::tests::HardwareCall;
+using braq::tests::HardwareHook;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
-
-constexpr SInt64 playback = 0;
-constexpr SInt64 record = 1;
 
 class DeviceProperties : public DeviceTest {
   protected:
@@ -45,13 +42,13 @@ TEST_F(DeviceProperties, Direction1IsRecordingAndEveryOtherIsPlayback) {
 }
 
 TEST_F(DeviceProperties, AreThoseOfTheDirection) {
-    EXPECT_EQ(device->latencyForDirection(playback), 12U);
-    EXPECT_EQ(device->latencyForDirection(record), 22U);
-    EXPECT_EQ(device->safetyOffsetForDirection(playback), 13U);
-    EXPECT_EQ(device->safetyOffsetForDirection(record), 23U);
-    EXPECT_EQ(device->numberOfChannelsForDirection(playback), 2U);
-    EXPECT_EQ(device->numberOfChannelsForDirection(record), 1U);
-    for (const SInt64 direction : {playback, record}) {
+    EXPECT_EQ(device->latencyForDirection(playbackDirection), 12U);
+    EXPECT_EQ(device->latencyForDirection(recordDirection), 22U);
+    EXPECT_EQ(device->safetyOffsetForDirection(playbackDirection), 13U);
+    EXPECT_EQ(device->safetyOffsetForDirection(recordDirection), 23U);
+    EXPECT_EQ(device->numberOfChannelsForDirection(playbackDirection), 2U);
+    EXPECT_EQ(device->numberOfChannelsForDirection(recordDirection), 1U);
+    for (const SInt64 direction : {playbackDirection, recordDirection}) {
         EXPECT_EQ(device->bufferSizeForDirection(direction), 441U);
         EXPECT_EQ(device->sampleRateForDirection(direction), 44100.0);
         EXPECT_EQ(device->nominalSampleRateForDirection(direction), 44100.0);
@@ -88,14 +85,14 @@ TEST_F(DeviceProperties, FallBackQuietlyInTheDirectionThatFails) {
     };
     for (const auto& [selector, read] : rows) {
         fail(software, selector, kAudioDevicePropertyScopeInput, kAudioHardwareUnspecifiedError);
-        EXPECT_EQ(read(record), 0.0);
-        EXPECT_NE(read(playback), 0.0);
+        EXPECT_EQ(read(recordDirection), 0.0);
+        EXPECT_NE(read(playbackDirection), 0.0);
         fail(software, selector, kAudioDevicePropertyScopeInput, 0);
         fail(software, selector, kAudioDevicePropertyScopeOutput, kAudioHardwareUnspecifiedError);
-        EXPECT_NE(read(record), 0.0);
-        EXPECT_EQ(read(playback), 0.0);
+        EXPECT_NE(read(recordDirection), 0.0);
+        EXPECT_EQ(read(playbackDirection), 0.0);
         fail(software, selector, kAudioDevicePropertyScopeOutput, 0);
-        EXPECT_NE(read(playback), 0.0);
+        EXPECT_NE(read(playbackDirection), 0.0);
     }
     EXPECT_THAT(log.errors(), IsEmpty());
     EXPECT_THAT(log.lines(), IsEmpty());
@@ -149,15 +146,17 @@ TEST_F(DeviceProperties, CapabilitiesFollowTheChannels) {
 TEST_F(DeviceProperties, PreferredStereoChannelsAreLeftAndRight) {
     const auto wide = makeDeviceWith({.uid = "wide", .playback = streams({{.channels = 8}})});
     EXPECT_THAT(deviceOf(wide)->preferredStereoPlaybackChannels(), Optional(ElementsAre(1U, 2U)));
-    EXPECT_THAT(deviceOf(wide)->preferredStereoChannelsForDirection(playback), Optional(ElementsAre(1U, 2U)));
-    EXPECT_THAT(device->preferredStereoChannelsForDirection(record), Optional(ElementsAre(1U, 1U))) << "one channel";
+    EXPECT_THAT(deviceOf(wide)->preferredStereoChannelsForDirection(playbackDirection), Optional(ElementsAre(1U, 2U)));
+    EXPECT_THAT(device->preferredStereoChannelsForDirection(recordDirection), Optional(ElementsAre(1U, 1U)))
+        << "one channel";
 }
 
 TEST_F(DeviceProperties, PreferredStereoChannelsThatCannotBeReadAreNothing) {
     const UInt32 selector = kAudioDevicePropertyPreferredChannelsForStereo;
     const CapturedLog log;
     const auto deaf = makeDeviceWith({.uid = "deaf", .record = {}});
-    EXPECT_EQ(deviceOf(deaf)->preferredStereoChannelsForDirection(record), std::nullopt) << "no such direction";
+    EXPECT_EQ(deviceOf(deaf)->preferredStereoChannelsForDirection(recordDirection), std::nullopt)
+        << "no such direction";
     {
         const HardwareHook size(HardwareCall::getSize, software->deviceID(), selector, -7);
         EXPECT_EQ(device->preferredStereoPlaybackChannels(), std::nullopt);
@@ -170,7 +169,7 @@ TEST_F(DeviceProperties, PreferredStereoChannelsThatCannotBeReadAreNothing) {
 TEST_F(DeviceProperties, OfADeviceThatIsGoneAllFallBack) {
     software->remove();
     const CapturedLog log;
-    for (const SInt64 direction : {playback, record}) {
+    for (const SInt64 direction : {playbackDirection, recordDirection}) {
         EXPECT_EQ(device->sampleRateForDirection(direction), 0.0);
         EXPECT_EQ(device->latencyForDirection(direction), 0U);
         EXPECT_EQ(device->safetyOffsetForDirection(direction), 0U);
@@ -194,7 +193,7 @@ TEST_F(DeviceProperties, TheNativeFormatHasTheChannelsAndTheRateOfTheDirection) 
     EXPECT_EQ(playbackFormat->bytesPerFrame(), 4U);
     EXPECT_EQ(playbackFormat->bytesPerPacket(), 4U);
     EXPECT_EQ(device->deviceNativeRecordStreamDescription()->channelsPerFrame(), 1U);
-    EXPECT_EQ(device->deviceNativeStreamDescriptionForDirection(record)->channelsPerFrame(), 1U);
+    EXPECT_EQ(device->deviceNativeStreamDescriptionForDirection(recordDirection)->channelsPerFrame(), 1U);
     EXPECT_EQ(device->deviceNativeStreamDescriptionForDirection(7)->channelsPerFrame(), 2U);
 }
 

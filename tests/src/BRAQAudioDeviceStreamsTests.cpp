@@ -8,13 +8,10 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::HardwareCall;
-using braq::testing::HardwareHook;
+using braq::tests::CapturedLog;
+using braq::tests::HardwareCall;
+using braq::tests::HardwareHook;
 using testing::ElementsAre;
-
-constexpr SInt64 playback = 0;
-constexpr SInt64 record = 1;
 
 class DeviceStreams : public DeviceTest {
   protected:
@@ -45,7 +42,7 @@ class DeviceStreams : public DeviceTest {
     std::vector<long> streamsOf(const std::vector<UInt32>& channels) const {
         std::vector<long> numbers;
         for (const UInt32 channel : channels) {
-            const auto found = std::ranges::find(ids, device->streamIDForChannel(channel, playback));
+            const auto found = std::ranges::find(ids, device->streamIDForChannel(channel, playbackDirection));
             numbers.push_back(found == ids.end() ? -1 : found - ids.begin());
         }
         return numbers;
@@ -83,35 +80,35 @@ TEST_F(DeviceStreams, StartingChannelsAreComparedWithoutSigns) {
 
 TEST_F(DeviceStreams, ADirectionWithoutStreamsHasNone) {
     makeDeviceWithStreamsAt({1});
-    EXPECT_EQ(device->streamIDForChannel(1, record), 0U);
+    EXPECT_EQ(device->streamIDForChannel(1, recordDirection), 0U);
 }
 
 TEST_F(DeviceStreams, AListThatCannotBeReadHasNone) {
     makeDeviceWithStreamsAt({1});
     {
         const HardwareHook size(HardwareCall::getSize, software->deviceID(), kAudioDevicePropertyStreams, -7);
-        EXPECT_EQ(device->streamIDForChannel(1, playback), 0U);
+        EXPECT_EQ(device->streamIDForChannel(1, playbackDirection), 0U);
     }
     {
         const HardwareHook data(HardwareCall::getData, software->deviceID(), kAudioDevicePropertyStreams, -7);
-        EXPECT_EQ(device->streamIDForChannel(1, playback), 0U);
+        EXPECT_EQ(device->streamIDForChannel(1, playbackDirection), 0U);
     }
-    EXPECT_EQ(device->streamIDForChannel(1, playback), ids[0]);
+    EXPECT_EQ(device->streamIDForChannel(1, playbackDirection), ids[0]);
 }
 
 TEST_F(DeviceStreams, OneThatDoesNotSayWhereItStartsSpoilsTheWholeList) {
     makeDeviceWithStreamsAt({1, 3, 5});
     for (const AudioObjectID mute : ids) {
         const HardwareHook fails(HardwareCall::getData, mute, kAudioStreamPropertyStartingChannel, -7);
-        EXPECT_EQ(device->streamIDForChannel(1, playback), 0U);
+        EXPECT_EQ(device->streamIDForChannel(1, playbackDirection), 0U);
     }
-    EXPECT_EQ(device->streamIDForChannel(1, playback), ids[1]);
+    EXPECT_EQ(device->streamIDForChannel(1, playbackDirection), ids[1]);
 }
 
 TEST_F(DeviceStreams, LatencyIsThatOfTheChosenStream) {
     makeDeviceWithStreamsAt({1, 3, 5});
-    EXPECT_EQ(device->streamLatencyForChannel(1, playback), 101U);
-    EXPECT_EQ(device->streamLatencyForChannel(5, playback), 100U);
+    EXPECT_EQ(device->streamLatencyForChannel(1, playbackDirection), 101U);
+    EXPECT_EQ(device->streamLatencyForChannel(5, playbackDirection), 100U);
     EXPECT_EQ(device->playbackStreamLatencyForChannel(4), 101U);
 }
 
@@ -120,7 +117,7 @@ TEST_F(DeviceStreams, WithoutALatencyPropertyTheLogSaysSo) {
     software->failProperty(ids[0], {kAudioStreamPropertyLatency, kAudioObjectPropertyScopeGlobal, 0},
                            kAudioHardwareUnknownPropertyError);
     const CapturedLog log;
-    EXPECT_EQ(device->streamLatencyForChannel(1, playback), 0U);
+    EXPECT_EQ(device->streamLatencyForChannel(1, playbackDirection), 0U);
     EXPECT_EQ(device->recordingStreamLatencyForChannel(1), 0U) << "no stream at all";
     EXPECT_THAT(log.lines(), ElementsAre("Does not have latency property!", "Does not have latency property!"));
 }
@@ -130,10 +127,10 @@ TEST_F(DeviceStreams, ALatencyThatCannotBeReadIsLogged) {
     software->failProperty(ids[0], {kAudioStreamPropertyLatency, kAudioObjectPropertyScopeGlobal, 0},
                            kAudioHardwareUnspecifiedError);
     const CapturedLog log;
-    EXPECT_EQ(device->streamLatencyForChannel(1, playback), 0U);
+    EXPECT_EQ(device->streamLatencyForChannel(1, playbackDirection), 0U);
     EXPECT_THAT(log.lines(), ElementsAre("Could not query latency property!"));
     software->failProperty(ids[0], {kAudioStreamPropertyLatency, kAudioObjectPropertyScopeGlobal, 0}, 0);
-    EXPECT_EQ(device->streamLatencyForChannel(1, playback), 100U);
+    EXPECT_EQ(device->streamLatencyForChannel(1, playbackDirection), 100U);
     EXPECT_EQ(log.lines().size(), 1U);
 }
 

@@ -7,10 +7,10 @@
 
 namespace {
 
-const braq::testing::SoftwareDriversOnly softwareDriversOnly;
+const braq::tests::SoftwareDriversOnly softwareDriversOnly;
 
-using braq::testing::HardwareCall;
-using braq::testing::HardwareHook;
+using braq::tests::HardwareCall;
+using braq::tests::HardwareHook;
 
 class Device : public DeviceTest {};
 

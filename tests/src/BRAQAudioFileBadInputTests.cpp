@@ -16,10 +16,10 @@
 
 namespace {
 
-using braq::testing::AsNobody;
-using braq::testing::audioFile;
-using braq::testing::CapturedLog;
-using braq::testing::FrameList;
+using braq::tests::AsNobody;
+using braq::tests::audioFile;
+using braq::tests::CapturedLog;
+using braq::tests::FrameList;
 using streamer_test::drain;
 using streamer_test::numbers;
 using streamer_test::Reader;
@@ -138,7 +138,7 @@ TEST_F(FileBadInput, WithoutPermissionIsNeitherPlayedNorRecordedTo) {
     }
     ASSERT_EQ(::chmod(folder.path().c_str(), 0755), 0);
     std::filesystem::permissions(path("numbered.wav"), std::filesystem::perms::owner_all);
-    EXPECT_EQ(braq::testing::framesOfFile(path("numbered.wav")), numbers(0, 10)) << "and stays what it was";
+    EXPECT_EQ(braq::tests::framesOfFile(path("numbered.wav")), numbers(0, 10)) << "and stays what it was";
     EXPECT_FALSE(std::filesystem::exists(path("new.wav")));
 }
 
@@ -157,7 +157,7 @@ TEST_F(FileBadInput, OfAUrlThatIsNoFileUrlSaysSo) {
 }
 
 TEST_F(FileBadInput, MayHaveAnyUtf8NameAndAPercentEncodedUrl) {
-    braq::testing::writeNumberedFile(path("Grüße 100% #1?.wav"), 5);
+    braq::tests::writeNumberedFile(path("Grüße 100% #1?.wav"), 5);
     EXPECT_NE(BRAQExtendedAudioFile::initForPlaybackWithFilename(path("Grüße 100% #1?.wav")), nullptr);
     const auto encoded =
         NSURL::urlWithString("file://" + folder.path().string() + "/Gr%C3%BC%C3%9Fe%20100%25%20%231%3F.wav");
@@ -227,7 +227,7 @@ TEST_F(FileBadInput, ThatIsRemovedWhileItIsRecordedToIsNoFailure) {
     record(writer, 100, 50);
     writer.stop();
     writer.audioFile()->closeFile();
-    EXPECT_EQ(braq::testing::framesOfFile(path("b.wav")), numbers(0, 150)) << "under whatever name it has now";
+    EXPECT_EQ(braq::tests::framesOfFile(path("b.wav")), numbers(0, 150)) << "under whatever name it has now";
     EXPECT_FALSE(std::filesystem::exists(path("a.wav")));
     EXPECT_EQ(writer.lastError(), nullptr);
 }

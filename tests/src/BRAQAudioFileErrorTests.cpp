@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQAudioFile.h"
 
+#include "tests/src/FailingFileCall.h"
 #include "tests/src/FileFixture.h"
 #include "tests/src/FileHook.h"
 #include "tests/support/CapturedLog.h"
@@ -10,29 +11,10 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FileCall;
-using braq::testing::FileCalls;
-using braq::testing::FileHook;
-
-constexpr OSStatus failure = -66569;
-
-/// A call that fails, and who reports it with which words.
-struct Failing {
-    const char* function;
-    SInt64 detail;
-    const char* method;
-    const char* origin;
-};
-
-constexpr const char* getClient =
-    "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )";
-constexpr const char* getFile =
-    "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_FileDataFormat, &size, &asbd )";
-constexpr const char* setClient =
-    "ExtAudioFileSetProperty(self.audioFile, kExtAudioFileProperty_ClientDataFormat, size, &clientFormat)";
-constexpr const char* getConverter =
-    "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)";
+using braq::tests::CapturedLog;
+using braq::tests::FileCall;
+using braq::tests::FileCalls;
+using braq::tests::FileHook;
 
 class AudioFileErrors : public FileTest {
   protected:

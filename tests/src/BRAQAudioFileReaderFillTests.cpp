@@ -7,9 +7,9 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FileHook;
-using braq::testing::sampleOf;
+using braq::tests::CapturedLog;
+using braq::tests::FileHook;
+using braq::tests::sampleOf;
 using streamer_test::MadeUpFile;
 using streamer_test::Reader;
 
@@ -29,7 +29,7 @@ class ReaderFill : public FileTest {
         EXPECT_EQ(reader.isLast(0), endOfStream);
     }
     void expectFrames(UInt64 first, UInt32 frames) {
-        braq::testing::expectNumbered(BAudioBufferAudioBufferList(&reader.buffer(0)->mAudioBuffer), 0, first, frames);
+        braq::tests::expectNumbered(BAudioBufferAudioBufferList(&reader.buffer(0)->mAudioBuffer), 0, first, frames);
     }
     void expectFramesBackwards(UInt64 first, UInt32 frames) {
         const auto* const list = BAudioBufferAudioBufferList(&reader.buffer(0)->mAudioBuffer);

@@ -10,11 +10,11 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FrameList;
+using braq::tests::CapturedLog;
+using braq::tests::FrameList;
 using streamer_test::drain;
 using streamer_test::MadeUpFile;
-using streamer_test::planarStereo;
+using streamer_test::planarStereoAt48k;
 using streamer_test::Reader;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -232,7 +232,7 @@ TEST_F(FileReader, KeepsTheRealtimeRules) {
     openFile(10000);
     reader.start();
     SInt64 heard = 0;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         for (int cycle = 0; cycle < 4; ++cycle) {
             UInt32 frames = 40;
             BRAQAudioBufferQueueCopyInto(&reader, list.get(), &frames);
@@ -263,7 +263,7 @@ TEST_F(FileReader, NeitherFillsNorDeliversWhileItSeeks) {
 }
 
 TEST(FileStreamer, IsAbstract) {
-    const auto streamer = BRAQAudioFileStreamer::initWithBufferCount(2, 64, planarStereo());
+    const auto streamer = BRAQAudioFileStreamer::initWithBufferCount(2, 64, planarStereoAt48k());
     ASSERT_NE(streamer, nullptr);
     const auto reasonOf = [](const std::function<void()>& operation) -> std::string {
         try {
@@ -285,12 +285,12 @@ TEST(FileStreamer, IsAbstract) {
 
 TEST(FileStreamer, IsNotMadeWithoutBuffersOrDescription) {
     const CapturedLog log;
-    EXPECT_EQ(BRAQAudioFileStreamer::initWithBufferCount(0, 64, planarStereo()), nullptr);
-    EXPECT_EQ(BRAQAudioFileReader::initWithBufferCount(3, 0, planarStereo()), nullptr);
+    EXPECT_EQ(BRAQAudioFileStreamer::initWithBufferCount(0, 64, planarStereoAt48k()), nullptr);
+    EXPECT_EQ(BRAQAudioFileReader::initWithBufferCount(3, 0, planarStereoAt48k()), nullptr);
     EXPECT_EQ(BRAQAudioFileWriter::initWithBufferCount(3, 64, nullptr), nullptr);
     EXPECT_EQ(log.errors().size(), 3U);
-    EXPECT_NE(BRAQAudioFileReader::initWithBufferCount(3, 64, planarStereo()), nullptr);
-    EXPECT_NE(BRAQAudioFileWriter::initWithBufferCount(3, 64, planarStereo()), nullptr);
+    EXPECT_NE(BRAQAudioFileReader::initWithBufferCount(3, 64, planarStereoAt48k()), nullptr);
+    EXPECT_NE(BRAQAudioFileWriter::initWithBufferCount(3, 64, planarStereoAt48k()), nullptr);
 }
 
 TEST(FileStreamer, HoldsItsFile) {

@@ -10,12 +10,12 @@
 
 namespace {
 
-using braq::testing::FrameList;
+using braq::tests::FrameList;
 using streamer_test::frameOf;
 
-constexpr UInt32 bufferFrames = 64;
-constexpr UInt32 blockFrames = 16;
-constexpr UInt64 bufferCount = 16;
+constexpr UInt32 framesInABuffer = 64;
+constexpr UInt32 framesInABlock = 16;
+constexpr UInt64 buffers = 16;
 constexpr UInt64 fileFrames = 200'000;
 
 class StreamerHammer : public FileTest {
@@ -27,7 +27,7 @@ class StreamerHammer : public FileTest {
         std::thread realtime([&] {
             auto next = std::chrono::steady_clock::now();
             while (!done) {
-                for (UInt32 frames = 0; frames < bufferFrames; frames += blockFrames) {
+                for (UInt32 frames = 0; frames < framesInABuffer; frames += framesInABlock) {
                     cycle();
                 }
                 next += std::chrono::milliseconds(1);
@@ -41,16 +41,16 @@ class StreamerHammer : public FileTest {
 };
 
 TEST_F(StreamerHammer, SeeksLoopsAndTurnsNeverTearAFrameNorGiveTwoPlacesAtOnce) {
-    streamer_test::Reader reader(bufferCount, bufferFrames);
+    streamer_test::Reader reader(buffers, framesInABuffer);
     reader.setAudioFile(BRAQExtendedAudioFile::initForPlaybackWithFilename(numbered(fileFrames)));
     reader.start();
-    const FrameList list(2, blockFrames);
+    const FrameList list(2, framesInABlock);
     std::atomic<UInt64> delivered = 0;
     std::atomic<UInt64> torn = 0;
     std::atomic<UInt64> jumpsInside = 0;
     hammer(
         [&] {
-            UInt32 frames = blockFrames;
+            UInt32 frames = framesInABlock;
             BRAQAudioBufferQueueCopyInto(&reader, list.get(), &frames);
             BRAQAudioFileReaderGetCurrentFrame(&reader);
             delivered += frames;
@@ -86,10 +86,10 @@ TEST_F(StreamerHammer, SeeksLoopsAndTurnsNeverTearAFrameNorGiveTwoPlacesAtOnce) 
 }
 
 TEST_F(StreamerHammer, ASeekIsExact) {
-    streamer_test::Reader reader(bufferCount, bufferFrames);
+    streamer_test::Reader reader(buffers, framesInABuffer);
     reader.setAudioFile(BRAQExtendedAudioFile::initForPlaybackWithFilename(numbered(fileFrames)));
     reader.start();
-    const FrameList list(2, blockFrames);
+    const FrameList list(2, framesInABlock);
     // The seek that was made last, and those that the real-time side saw begin.
     std::atomic<UInt64> seeks = 0;
     constexpr UInt64 grid = 8192;
@@ -97,7 +97,7 @@ TEST_F(StreamerHammer, ASeekIsExact) {
     std::atomic<UInt64> lost = 0;
     hammer(
         [&] {
-            UInt32 frames = blockFrames;
+            UInt32 frames = framesInABlock;
             BRAQAudioBufferQueueCopyInto(&reader, list.get(), &frames);
             if (frames == 0) {
                 return;
@@ -122,16 +122,16 @@ TEST_F(StreamerHammer, ASeekIsExact) {
 }
 
 TEST_F(StreamerHammer, StopsOfAWriterLoseNothingThatWasTaken) {
-    streamer_test::Writer writer(bufferCount, bufferFrames);
+    streamer_test::Writer writer(buffers, framesInABuffer);
     writer.setAudioFile(
         BRAQExtendedAudioFile::initForRecordingWithFilename(path("a.wav"), kAudioFileWAVEType, float32(), 0, nullptr));
-    const FrameList list(2, blockFrames);
+    const FrameList list(2, framesInABlock);
     UInt64 offered = 0;
     hammer(
         [&] {
-            braq::testing::number(list.get(), offered, blockFrames);
-            BRAQAudioBufferQueueCopyFrom(&writer, list.get(), blockFrames);
-            offered += blockFrames;
+            braq::tests::number(list.get(), offered, framesInABlock);
+            BRAQAudioBufferQueueCopyFrom(&writer, list.get(), framesInABlock);
+            offered += framesInABlock;
         },
         [&] {
             for (UInt64 round = 0; round < 200; ++round) {
@@ -143,14 +143,14 @@ TEST_F(StreamerHammer, StopsOfAWriterLoseNothingThatWasTaken) {
         });
     writer.stop();
     writer.audioFile()->closeFile();
-    const auto written = braq::testing::framesOfFile(path("a.wav"));
+    const auto written = braq::tests::framesOfFile(path("a.wav"));
     EXPECT_GT(written.size(), 1000U);
     UInt64 expected = 0;
     for (const UInt64 frame : written) {
         ASSERT_GE(frame, expected) << "out of order, or twice";
         if (frame != expected) { // whole blocks that came while the gate was closed
-            ASSERT_EQ(frame % blockFrames, 0U) << "half a block is missing";
-            ASSERT_EQ(expected % blockFrames, 0U) << "half a block is missing";
+            ASSERT_EQ(frame % framesInABlock, 0U) << "half a block is missing";
+            ASSERT_EQ(expected % framesInABlock, 0U) << "half a block is missing";
         }
         expected = frame + 1;
     }

@@ -9,10 +9,10 @@
 
 namespace {
 
-using braq::testing::audioFile;
-using braq::testing::FileCalls;
-using braq::testing::FileHook;
-using braq::testing::sampleOf;
+using braq::tests::audioFile;
+using braq::tests::FileCalls;
+using braq::tests::FileHook;
+using braq::tests::sampleOf;
 using testing::ElementsAre;
 
 class AudioFile : public FileTest {
@@ -149,7 +149,7 @@ struct FurtherDerivedFile : DerivedFile {
 
 TEST_F(AudioFile, IsEqualToOneOfItsClassWithItsUrlAndItsFrames) {
     const auto recording = record("a.wav", pcm16());
-    braq::testing::writeNumberedFile(path("b.wav"), 0);
+    braq::tests::writeNumberedFile(path("b.wav"), 0);
     const auto playing = play(path("b.wav"));
     playing->setUrl(url("a.wav"));
     EXPECT_EQ(*recording, *playing) << "one recording, one playing, no frames both";
@@ -210,7 +210,7 @@ TEST_F(AudioFile, DescribesAQueueBufferInAWayThatFitsMonoFilesOnly) {
     std::vector<Float32> samples(8);
     AudioQueueBuffer buffer{32, samples.data(), 32};
     UInt32 frames = 0;
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     EXPECT_THROW(play(numbered(10))->readIntoQueueBuffer(&buffer, 0, &frames), NSException);
     EXPECT_THROW(record("stereo.wav", float32())->writeQueueBuffer(&buffer), NSException);
 }
@@ -219,17 +219,17 @@ TEST_F(AudioFile, TakesItsStepsInOrder) {
     FileCalls calls;
     const auto file = record("a.m4a", description(kAudioFormatMPEG4AAC, 2, 44100));
     EXPECT_THAT(calls.take(),
-                ElementsAre(braq::testing::FileCall{"AudioFileGetGlobalInfo", kAudioFileGlobalInfo_TypesForExtension},
-                            braq::testing::FileCall{"AudioFileGetGlobalInfoSize",
-                                                    kAudioFileGlobalInfo_AvailableStreamDescriptionsForFormat},
-                            braq::testing::FileCall{"ExtAudioFileCreateWithURL", kAudioFileM4AType},
-                            braq::testing::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_FileDataFormat},
-                            braq::testing::FileCall{"ExtAudioFileSetProperty", kExtAudioFileProperty_ClientDataFormat},
-                            braq::testing::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_AudioConverter},
-                            braq::testing::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_ClientDataFormat},
-                            braq::testing::FileCall{"AudioConverterSetProperty", kAudioConverterEncodeBitRate},
-                            braq::testing::FileCall{"ExtAudioFileSetProperty", kExtAudioFileProperty_ConverterConfig},
-                            braq::testing::FileCall{"ExtAudioFileWriteAsync", 0}));
+                ElementsAre(braq::tests::FileCall{"AudioFileGetGlobalInfo", kAudioFileGlobalInfo_TypesForExtension},
+                            braq::tests::FileCall{"AudioFileGetGlobalInfoSize",
+                                                  kAudioFileGlobalInfo_AvailableStreamDescriptionsForFormat},
+                            braq::tests::FileCall{"ExtAudioFileCreateWithURL", kAudioFileM4AType},
+                            braq::tests::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_FileDataFormat},
+                            braq::tests::FileCall{"ExtAudioFileSetProperty", kExtAudioFileProperty_ClientDataFormat},
+                            braq::tests::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_AudioConverter},
+                            braq::tests::FileCall{"ExtAudioFileGetProperty", kExtAudioFileProperty_ClientDataFormat},
+                            braq::tests::FileCall{"AudioConverterSetProperty", kAudioConverterEncodeBitRate},
+                            braq::tests::FileCall{"ExtAudioFileSetProperty", kExtAudioFileProperty_ConverterConfig},
+                            braq::tests::FileCall{"ExtAudioFileWriteAsync", 0}));
 }
 
 } // namespace

@@ -9,15 +9,15 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::framesOfFile;
-using braq::testing::runWithSmallDisk;
+using braq::tests::CapturedLog;
+using braq::tests::framesOfFile;
+using braq::tests::runWithSmallDisk;
 using streamer_test::numbers;
 using streamer_test::record;
 using streamer_test::Writer;
 
 constexpr std::size_t diskBytes = std::size_t{256} * 1024;
-constexpr UInt32 bufferFrames = 1024;
+constexpr UInt32 fullDiskBufferFrames = 1024;
 
 class FileWriterDisk : public FileTest {
   protected:
@@ -29,8 +29,8 @@ class FileWriterDisk : public FileTest {
     static UInt64 recordUntilFull(Writer& writer) {
         UInt64 next = 0;
         while (writer.lastError() == nullptr && next < 1'000'000) {
-            record(writer, next, bufferFrames);
-            next += bufferFrames;
+            record(writer, next, fullDiskBufferFrames);
+            next += fullDiskBufferFrames;
             writer.settle();
         }
         return next;
@@ -40,20 +40,21 @@ class FileWriterDisk : public FileTest {
 TEST_F(FileWriterDisk, WhatWasWrittenBeforeItWasFullStaysReadable) {
     const bool isRun = runWithSmallDisk(folder.path(), diskBytes, [&] {
         const CapturedLog log;
-        Writer writer(3, bufferFrames);
+        Writer writer(3, fullDiskBufferFrames);
         writer.setAudioFile(create());
         writer.start();
         const UInt64 offered = recordUntilFull(writer);
-        EXPECT_GT(offered, UInt64{20} * bufferFrames);
+        EXPECT_GT(offered, UInt64{20} * fullDiskBufferFrames);
         for (UInt64 i = 0; i < 30; ++i) {
-            record(writer, offered + i * bufferFrames, bufferFrames); // the process lives and the ring stands
+            record(writer, offered + i * fullDiskBufferFrames,
+                   fullDiskBufferFrames); // the process lives and the ring stands
             writer.settle();
         }
         EXPECT_GT(writer.errorCount(), 10U);
         EXPECT_THROW(writer.stop(), NSException);
         writer.audioFile()->closeFile();
         const auto written = framesOfFile(path("a.wav"));
-        EXPECT_EQ(written, numbers(0, offered - bufferFrames)) << "all but the buffer that failed";
+        EXPECT_EQ(written, numbers(0, offered - fullDiskBufferFrames)) << "all but the buffer that failed";
         std::size_t ofTheWorker = 0;
         for (const auto& line : log.errors()) {
             ofTheWorker += line.find("BAudioBufferQueueWorker") != std::string::npos ? 1 : 0;
@@ -69,16 +70,16 @@ TEST_F(FileWriterDisk, NothingIsLostWhenThereIsRoomAgain) {
     const bool isRun = runWithSmallDisk(folder.path(), diskBytes, [&] {
         const CapturedLog log;
         std::ofstream(path("ballast")) << std::string(diskBytes / 2, 'x');
-        Writer writer(3, bufferFrames);
+        Writer writer(3, fullDiskBufferFrames);
         writer.setAudioFile(create());
         writer.start();
         UInt64 next = recordUntilFull(writer);
-        record(writer, next, bufferFrames);
-        next += bufferFrames;
+        record(writer, next, fullDiskBufferFrames);
+        next += fullDiskBufferFrames;
         writer.settle();
         std::filesystem::remove(path("ballast"));
-        record(writer, next, bufferFrames / 2);
-        next += bufferFrames / 2;
+        record(writer, next, fullDiskBufferFrames / 2);
+        next += fullDiskBufferFrames / 2;
         writer.stop();
         EXPECT_EQ(writer.errorCount(), 0U);
         writer.audioFile()->closeFile();

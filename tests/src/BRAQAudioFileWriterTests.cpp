@@ -12,10 +12,10 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FrameList;
-using braq::testing::framesOfFile;
-using braq::testing::WorkerHold;
+using braq::tests::CapturedLog;
+using braq::tests::FrameList;
+using braq::tests::framesOfFile;
+using braq::tests::WorkerHold;
 using streamer_test::MadeUpFile;
 using streamer_test::numbers;
 using streamer_test::record;
@@ -279,8 +279,8 @@ TEST_F(FileWriter, KeepsTheRealtimeRules) {
     openFile();
     writer.start();
     const FrameList list(2, 64);
-    braq::testing::number(list.get(), 0, 64);
-    braq::testing::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 64); });
+    braq::tests::number(list.get(), 0, 64);
+    braq::tests::runRealtime([&] { BRAQAudioBufferQueueCopyFrom(&writer, list.get(), 64); });
     writer.stop();
     closeFile();
     EXPECT_EQ(framesOfFile(path("a.wav")), numbers(0, 64));

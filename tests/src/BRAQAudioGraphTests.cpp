@@ -8,12 +8,12 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::UnitCalls;
+using braq::tests::CapturedLog;
+using braq::tests::refused;
+using braq::tests::UnitCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr OSStatus refused = -4711;
 constexpr UInt32 converter = BRAQFourCharCode("aufc");
 constexpr UInt32 varispeed = BRAQFourCharCode("vari");
 constexpr UInt32 platform = BRAQFourCharCode("appl");

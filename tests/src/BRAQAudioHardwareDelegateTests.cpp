@@ -10,8 +10,8 @@
 
 namespace {
 
-using braq::testing::HardwareCall;
-using braq::testing::ListenerCalls;
+using braq::tests::HardwareCall;
+using braq::tests::ListenerCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -38,7 +38,7 @@ struct ListOnly {
     int calls = 0;
     std::thread::id thread;
 };
-struct Deaf {};
+struct WithoutOperations {};
 
 class HardwareDelegates : public DeviceTest {
   protected:
@@ -126,7 +126,7 @@ TEST_F(HardwareDelegates, TheObjectOfACallIsNotLookedAt) {
 
 TEST_F(HardwareDelegates, AreCalledForTheOperationsThatTheyHaveOnly) {
     const auto listOnly = std::make_shared<ListOnly>();
-    hardware->setDelegates({std::make_shared<Deaf>(), listOnly, everything});
+    hardware->setDelegates({std::make_shared<WithoutOperations>(), listOnly, everything});
     notify({list, input, output, systemOutput});
     queue.drain();
     EXPECT_EQ(listOnly->calls, 1);

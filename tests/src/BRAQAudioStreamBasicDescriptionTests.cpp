@@ -182,7 +182,7 @@ TEST(StreamDescription, TakesTheRateOfTheDefaultDeviceOfTheDirection) {
 }
 
 TEST(StreamDescription, WithoutADefaultDeviceItsRateIs0AndNothingIsSaid) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto description = Description::nativeStreamDescription();
     description->setSampleRate(1);
     description->setDefaultInputDeviceSampleRate();
@@ -199,7 +199,7 @@ TEST(StreamDescription, OfADefaultDeviceThatDoesNotSayItsRateIs0AndNothingIsSaid
     device->failProperty(device->deviceID(),
                          {kAudioDevicePropertyNominalSampleRate, kAudioObjectPropertyScopeGlobal, 0},
                          kAudioHardwareUnspecifiedError);
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto description = Description::nativeStreamDescription();
     description->setSampleRate(1);
     description->setDefaultInputDeviceSampleRate();

@@ -10,13 +10,12 @@
 
 namespace {
 
-using braq::testing::UnitCalls;
+using braq::tests::refused;
+using braq::tests::UnitCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using unit_test::PostedNotifications;
 using unit_test::settle;
-
-constexpr OSStatus refused = -4711;
 
 /// A unit that plays silence on a device.
 class SilentUnit : public BRAQAudioUnit {
@@ -150,7 +149,7 @@ TEST_F(AudioUnitTest, AnotherThrowingListenerDoesNotStopTheNotificationThread) {
         }
     };
     const auto delegate = std::make_shared<Throwing>();
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     PostedNotifications posted(unit);
     unit->setDelegate(delegate);
     unit->start();
@@ -218,7 +217,7 @@ TEST(AudioUnit, OpensTheDefaultOutputWhateverIsAskedFor) {
 
 TEST(AudioUnit, TellsAMissingComponentFromOneThatCannotBeMade) {
     {
-        const braq::testing::CapturedLog log;
+        const braq::tests::CapturedLog log;
         const UnitCalls calls(0, refused);
         EXPECT_EQ(BRAQAudioUnit::openDefaultComponentType(0, 0), nullptr);
         EXPECT_THAT(log.errors(), IsEmpty());

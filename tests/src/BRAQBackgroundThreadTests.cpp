@@ -49,7 +49,7 @@ class BackgroundThreadTest : public unit_test::UnitTest {
                       &work, &id),
                   0);
         ASSERT_EQ(braq::startIOProcedure(software->deviceID(), id), 0);
-        braq::testing::runRealtime([&] { software->step(16); });
+        braq::tests::runRealtime([&] { software->step(16); });
         ASSERT_EQ(braq::removeIOProcedure(software->deviceID(), id), 0);
     }
 
@@ -83,7 +83,7 @@ TEST_F(BackgroundThreadTest, DestroysWhatIsLetGoOnAThreadOfItsOwn) {
 }
 
 TEST_F(BackgroundThreadTest, RunsWorkInOrderAndGoesOnAfterOneThatThrows) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     std::vector<int> order; // the background thread, then this one
     std::promise<void> isDone;
     auto& background = BRAQBackgroundThread::instance();

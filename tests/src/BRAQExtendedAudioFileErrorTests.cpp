@@ -2,41 +2,24 @@
 
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 
+#include "tests/src/FailingFileCall.h"
 #include "tests/src/FileFixture.h"
 #include "tests/src/FileHook.h"
 #include "tests/support/FrameLists.h"
 
 namespace {
 
-using braq::testing::audioFile;
-using braq::testing::FileCall;
-using braq::testing::FileCalls;
-using braq::testing::FileHook;
-using braq::testing::FrameList;
+using braq::tests::audioFile;
+using braq::tests::FileCall;
+using braq::tests::FileCalls;
+using braq::tests::FileHook;
+using braq::tests::FrameList;
 using testing::HasSubstr;
 
-constexpr OSStatus failure = -66569;
 constexpr const char* reporter = "src/BRAQExtendedAudioFile";
 constexpr const char* category = "src/BRAQExtendedAudioFile_AudioUnit";
 constexpr const char* openCall = "ExtAudioFileOpenURL( (__bridge CFURLRef)url, &afRef )";
 constexpr const char* openMethod = "-[BRAQExtendedAudioFile initForPlaybackWithFileURL:options:error:]";
-
-/// A call that fails, and who reports it with which words.
-struct Failing {
-    const char* function;
-    SInt64 detail;
-    const char* method;
-    const char* origin;
-};
-
-constexpr const char* getClient =
-    "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )";
-constexpr const char* getFile =
-    "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_FileDataFormat, &size, &asbd )";
-constexpr const char* setClient =
-    "ExtAudioFileSetProperty(self.audioFile, kExtAudioFileProperty_ClientDataFormat, size, &clientFormat)";
-constexpr const char* getConverter =
-    "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)";
 
 class ExtendedAudioFileErrors : public FileTest {
   protected:

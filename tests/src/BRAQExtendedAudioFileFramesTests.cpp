@@ -12,13 +12,13 @@
 
 namespace {
 
-using braq::testing::audioFile;
-using braq::testing::CapturedLog;
-using braq::testing::FileCall;
-using braq::testing::FileCalls;
-using braq::testing::FileHook;
-using braq::testing::FrameList;
-using braq::testing::sampleOf;
+using braq::tests::audioFile;
+using braq::tests::CapturedLog;
+using braq::tests::FileCall;
+using braq::tests::FileCalls;
+using braq::tests::FileHook;
+using braq::tests::FrameList;
+using braq::tests::sampleOf;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::Not;
@@ -228,17 +228,17 @@ TEST_F(ExtendedAudioFileFrames, AreWritten) {
     const auto file =
         BRAQExtendedAudioFile::initForRecordingWithFilename(path("a.wav"), kAudioFileWAVEType, float32(), 0, nullptr);
     const FrameList list(2, 400);
-    braq::testing::number(list.get(), 0, 400);
+    braq::tests::number(list.get(), 0, 400);
     UInt32 frames = 300;
     file->writeAudioBufferList(list.get(), &frames);
     EXPECT_EQ(frames, 300U);
     EXPECT_EQ(list.get()->mBuffers[0].mDataByteSize, 1200U);
     EXPECT_EQ(list.get()->mBuffers[1].mDataByteSize, 1200U);
-    braq::testing::number(list.get(), 300, 100);
+    braq::tests::number(list.get(), 300, 100);
     frames = 100;
     file->writeAudioBufferList(list.get(), &frames);
     file->closeFile();
-    const auto written = braq::testing::framesOfFile(path("a.wav"));
+    const auto written = braq::tests::framesOfFile(path("a.wav"));
     ASSERT_EQ(written.size(), 400U);
     for (UInt64 i = 0; i < written.size(); ++i) {
         ASSERT_EQ(written[i], i);

@@ -4,7 +4,7 @@ namespace {
 
 using namespace player_test;
 using enum BRAQChannelPosition;
-using braq::testing::sampleOf;
+using braq::tests::sampleOf;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using Positions = std::vector<BRAQChannelPosition>;
@@ -30,7 +30,7 @@ class PlayerChannels : public FileTest {
              .record = {}});
     }
     Player open(UInt32 fileChannels, UInt32 speakers) {
-        braq::testing::writeNumberedFile(path("file.wav"), frames, fileChannels, rate, speakers);
+        braq::tests::writeNumberedFile(path("file.wav"), frames, fileChannels, rate, speakers);
         return BRAQExtendedAudioFilePlayer::initWithFilename(path("file.wav"),
                                                              BRAQAudioDevice::initWithDeviceID(software->deviceID()));
     }

@@ -166,7 +166,7 @@ TEST_F(FilePlayerEnd, ADelegateMayStopPauseAndStopBeingOne) {
 }
 
 TEST_F(FilePlayerEnd, AThrowingDelegateIsLoggedAndThePlayerStopped) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     open(1000);
     delegate.whenAtEnd = [](const Player&) { throw std::runtime_error("no"); };
     player->startFilePlaying();

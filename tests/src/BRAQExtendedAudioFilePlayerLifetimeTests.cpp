@@ -9,7 +9,8 @@
 
 namespace {
 
-using braq::testing::UnitCalls;
+using braq::tests::refused;
+using braq::tests::UnitCalls;
 using player_test::Player;
 using resource_test::comesTrue;
 using resource_test::NothingLeft;
@@ -211,7 +212,6 @@ TEST_F(FilePlayerLifetime, KeepsNothingWhenItsUnitCannotBeMade) {
     player->invalidate();
     player.reset();
     ASSERT_TRUE(comesTrue([&] { return file.use_count() == 1; }));
-    constexpr OSStatus refused = -4711;
     constexpr std::size_t stepsBeforeTheUnitHasAThread =
         17; // the one that fails after that leaves it behind, deliberately
     const NothingLeft nothing;

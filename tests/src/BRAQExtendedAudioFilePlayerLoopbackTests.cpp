@@ -18,7 +18,7 @@
 
 namespace {
 
-using braq::testing::amplitudeAt;
+using braq::tests::amplitudeAt;
 using player_test::Insides;
 using player_test::Player;
 using Samples = std::vector<Float32>;
@@ -29,17 +29,17 @@ constexpr SInt64 recorderBufferFrames = 32768; // of the three that its writer h
 /// What the ffmpeg command decodes, interleaved.
 Samples decode(const std::filesystem::path& file, const std::filesystem::path& folder) {
     const auto decoded = folder / "decoded.wav";
-    braq::testing::ChildProcess ffmpeg(
+    braq::tests::ChildProcess ffmpeg(
         {"ffmpeg", "-nostdin", "-v", "error", "-y", "-i", file, "-c:a", "pcm_f32le", decoded}, folder / "log");
     EXPECT_EQ(ffmpeg.wait(), 0);
-    return braq::testing::samplesOfFile(decoded);
+    return braq::tests::samplesOfFile(decoded);
 }
 
 /// What a reading from the first frame to the last delivers, interleaved.
 Samples readWhole(const std::filesystem::path& path) {
     const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
     const UInt32 channels = file->streamDescription()->channelsPerFrame();
-    const braq::testing::FrameList list(channels, 4096);
+    const braq::tests::FrameList list(channels, 4096);
     Samples all;
     for (UInt32 frames = 4096; frames == 4096;) {
         file->readIntoAudioBufferList(list.get(), 0, &frames);
@@ -93,7 +93,7 @@ class PlayerLoopback : public FileTest {
         player.reset();
         recorder.reset();
         recording.reset();
-        Samples recorded = braq::testing::samplesOfFile(this->path("recorded.wav"));
+        Samples recorded = braq::tests::samplesOfFile(this->path("recorded.wav"));
         EXPECT_EQ(recorded.size(), frames * channels);
         const std::ptrdiff_t loop = std::ptrdiff_t{cycleFrames} * channels;
         EXPECT_TRUE(
@@ -148,7 +148,7 @@ struct PlayedFile {
 class PlayerLoopbackOfAFile : public PlayerLoopback, public testing::WithParamInterface<PlayedFile> {};
 
 TEST_P(PlayerLoopbackOfAFile, IsRecordedBitForBitFromTheFirstFrameToTheLast) {
-    const auto file = braq::testing::audioFile(GetParam().name);
+    const auto file = braq::tests::audioFile(GetParam().name);
     const Samples recorded = playAndRecord(file, GetParam().channels, GetParam().rate);
     expectAtItsBeginning(recorded, GetParam().isLossless ? decode(file, folder.path()) : readWhole(file));
 }
@@ -190,7 +190,7 @@ class PlayerLoopbackAtAnotherRate : public PlayerLoopback, public testing::WithP
 TEST_P(PlayerLoopbackAtAnotherRate, IsHeardAtItsLevelAndAtItsTimes) {
     constexpr double fileRate = 44100;
     constexpr double deviceRate = 48000;
-    const auto file = braq::testing::audioFile(GetParam());
+    const auto file = braq::tests::audioFile(GetParam());
     const Samples original = readWhole(file);
     const Samples recorded = playAndRecord(file, 2, deviceRate);
     const Weight expected = weigh(original, 2, fileRate);
@@ -216,7 +216,7 @@ Samples channelOf(const Samples& samples, std::size_t channel, std::size_t chann
 TEST_F(PlayerLoopback, KeepsThePitchOfEveryChannelAtAnotherRate) {
     constexpr double deviceRate = 44100;
     constexpr std::size_t channels = 6;
-    const auto file = braq::testing::audioFile("six-channel-48k-24.wav");
+    const auto file = braq::tests::audioFile("six-channel-48k-24.wav");
     const Samples original = readWhole(file);
     Samples recorded = playAndRecord(file, channels, deviceRate);
     // As long as the file, to the frame; what follows is silence.

@@ -7,7 +7,7 @@
 
 namespace {
 
-using braq::testing::sampleOf;
+using braq::tests::sampleOf;
 
 class FilePlayerOutput : public player_test::PlayerTest {
   protected:

@@ -7,8 +7,8 @@
 
 namespace {
 
-using braq::testing::sampleOf;
-using braq::testing::UnitCalls;
+using braq::tests::sampleOf;
+using braq::tests::UnitCalls;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

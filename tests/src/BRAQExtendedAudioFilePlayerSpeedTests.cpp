@@ -36,8 +36,8 @@ TEST_F(FilePlayerSpeed, PlaysBackwardsFromTheFrameBeforeItsPosition) {
         ASSERT_EQ(player->currentFrame(), static_cast<SInt64>(filledAt + (filledAt - heard)));
         play(512);
         for (UInt64 i = 0; i < 512; ++i) {
-            ASSERT_EQ(outputs[0][i], braq::testing::sampleOf(heard - 1 - i, 0)) << "at " << heard;
-            ASSERT_EQ(outputs[1][i], braq::testing::sampleOf(heard - 1 - i, 1)) << "at " << heard;
+            ASSERT_EQ(outputs[0][i], braq::tests::sampleOf(heard - 1 - i, 0)) << "at " << heard;
+            ASSERT_EQ(outputs[1][i], braq::tests::sampleOf(heard - 1 - i, 1)) << "at " << heard;
         }
     }
     playToTheEnd();

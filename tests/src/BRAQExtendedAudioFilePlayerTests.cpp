@@ -9,8 +9,8 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::UnitCalls;
+using braq::tests::CapturedLog;
+using braq::tests::UnitCalls;
 using player_test::readAhead;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -8,7 +8,7 @@
 
 namespace {
 
-using braq::testing::FileHook;
+using braq::tests::FileHook;
 using player_test::readAhead;
 
 class FilePlayerTransport : public player_test::PlayerTest {};
@@ -190,7 +190,7 @@ TEST_F(FilePlayerTransport, KeepsTheRealtimeRules) {
         player->setCurrentFrame(speed < 0.0F ? 60'000 : 55'000);
         player->startFilePlaying();
         SInt64 position = 0;
-        braq::testing::runRealtime([&] {
+        braq::tests::runRealtime([&] {
             for (int cycle = 0; cycle < 20; ++cycle) { // forwards that is to the end and beyond
                 software->step(512, nullptr, to);
                 position = std::max(position, player->currentFrame());

@@ -10,8 +10,8 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::runWithSmallDisk;
+using braq::tests::CapturedLog;
+using braq::tests::runWithSmallDisk;
 using recorder_test::Recorder;
 using recorder_test::ringFrames;
 using resource_test::comesTrue;
@@ -178,7 +178,7 @@ class FileRecorderLifetime : public recorder_test::RecorderTest {
         EXPECT_TRUE(isGone());
         mNothingLeft.reset();
         EXPECT_FALSE(software->step(16)) << "nothing runs on the device any more";
-        EXPECT_EQ(braq::testing::framesOfFile(path("a.wav")), numbers(0, captured));
+        EXPECT_EQ(braq::tests::framesOfFile(path("a.wav")), numbers(0, captured));
         RecorderTest::TearDown();
     }
 

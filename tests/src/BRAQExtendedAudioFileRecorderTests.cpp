@@ -13,15 +13,14 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FileHook;
-using braq::testing::sampleOf;
-using braq::testing::UnitCalls;
+using braq::tests::CapturedLog;
+using braq::tests::FileHook;
+using braq::tests::refused;
+using braq::tests::sampleOf;
+using braq::tests::UnitCalls;
 using recorder_test::ringFrames;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-constexpr OSStatus refused = -4711;
 
 class FileRecorder : public recorder_test::RecorderTest {
   protected:
@@ -142,7 +141,7 @@ TEST_F(FileRecorder, TakesTheChannelsInTheOrderThatIsAskedFor) {
     recorder->invalidate();
     recorder.reset();
     settle();
-    const auto samples = braq::testing::samplesOfFile(path("a.wav"));
+    const auto samples = braq::tests::samplesOfFile(path("a.wav"));
     ASSERT_EQ(samples.size(), 200U);
     for (UInt64 frame = 0; frame < 100; ++frame) {
         EXPECT_EQ(samples[2 * frame], sampleOf(frame, 1));
@@ -170,7 +169,7 @@ TEST_F(FileRecorder, TheFileIsCompleteWhenItsLastHolderLetsGo) {
     EXPECT_EQ(file.use_count(), 1);
     EXPECT_EQ(file->frameCount(), 1000) << "it is not closed under its other holder";
     file.reset();
-    EXPECT_EQ(braq::testing::framesOfFile(path("a.wav")), numbers(0, 1000));
+    EXPECT_EQ(braq::tests::framesOfFile(path("a.wav")), numbers(0, 1000));
 }
 
 TEST_F(FileRecorder, CountsOnFromTheFrameThatIsSet) {
@@ -271,7 +270,7 @@ TEST_F(FileRecorder, KeepsTheRealtimeRules) {
     const std::vector<Float32> ones(512, 1.0F);
     const Float32* const from[2]{ones.data(), ones.data()};
     SInt64 frame = 0;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         for (int cycle = 0; cycle < 130; ++cycle) { // two buffers are handed over
             software->step(512, from);
         }

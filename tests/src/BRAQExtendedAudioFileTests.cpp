@@ -6,10 +6,10 @@
 
 namespace {
 
-using braq::testing::audioFile;
-using braq::testing::FileCall;
-using braq::testing::FileCalls;
-using braq::testing::FileHook;
+using braq::tests::audioFile;
+using braq::tests::FileCall;
+using braq::tests::FileCalls;
+using braq::tests::FileHook;
 using testing::ElementsAre;
 
 class ExtendedAudioFile : public FileTest {
@@ -176,8 +176,8 @@ TEST_F(ExtendedAudioFile, NamesItsOptions) {
     EXPECT_STREQ(kBRAQExtendedAudioFileClientSampleRateKey, "BRAQExtendedAudioFileClientSampleRate");
 }
 
-struct DerivedFile : BRAQExtendedAudioFile {
-    explicit DerivedFile(const std::shared_ptr<NSURL>& url) : BRAQExtendedAudioFile(url, Options()) {
+struct DerivedExtendedFile : BRAQExtendedAudioFile {
+    explicit DerivedExtendedFile(const std::shared_ptr<NSURL>& url) : BRAQExtendedAudioFile(url, Options()) {
         mUnscaledFrameCount = 7;
     }
 };
@@ -186,14 +186,14 @@ TEST_F(ExtendedAudioFile, IsEqualToOneOfItsClassWithItsUrlAndItsFrames) {
     const auto name = numbered(10);
     const auto one = BRAQExtendedAudioFile::initForPlaybackWithFilename(name);
     const auto other = BRAQExtendedAudioFile::initForPlaybackWithFilename(name);
-    const DerivedFile derived(url("numbered.wav"));
+    const DerivedExtendedFile derived(url("numbered.wav"));
     EXPECT_EQ(*one, *other);
     EXPECT_TRUE(one->isEqual(derived));
     EXPECT_FALSE(derived.isEqual(*one));
     EXPECT_EQ(derived.unscaledFrameCount(), 7);
     other->setUrl(url("other.wav"));
     EXPECT_NE(*one, *other);
-    EXPECT_THROW(DerivedFile(url("missing.wav")), NSException);
+    EXPECT_THROW(DerivedExtendedFile(url("missing.wav")), NSException);
 }
 
 TEST_F(ExtendedAudioFile, SaysWhatTheCodingAdds) {

@@ -14,14 +14,13 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::UnitCalls;
+using braq::tests::CapturedLog;
+using braq::tests::refused;
+using braq::tests::UnitCalls;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using unit_test::settle;
-
-constexpr OSStatus refused = -4711;
 
 /// What a processing block was called with.
 struct Slice {
@@ -317,7 +316,7 @@ TEST_F(InputAudioUnitTest, KeepsTheRealtimeRules) {
     unit->start();
     const std::vector<Float32> ones(512, 1.0F);
     const Float32* const from[4]{ones.data(), ones.data(), ones.data(), ones.data()};
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         for (int i = 0; i < 4; ++i) {
             software->step(512, from);
         }

@@ -15,16 +15,15 @@
 
 namespace {
 
-using braq::testing::CapturedLog;
-using braq::testing::FrameList;
-using braq::testing::sampleOf;
-using braq::testing::UnitCalls;
+using braq::tests::CapturedLog;
+using braq::tests::FrameList;
+using braq::tests::refused;
+using braq::tests::sampleOf;
+using braq::tests::UnitCalls;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using unit_test::settle;
-
-constexpr OSStatus refused = -4711;
 
 /// A ring that its worker never fills.
 class EmptyRing : public queue_test::OpenQueue {
@@ -555,7 +554,7 @@ TEST_F(OutputAudioUnitTest, KeepsTheRealtimeRules) {
         std::vector<Float32> left(512);
         std::vector<Float32> right(512);
         Float32* const to[2]{left.data(), right.data()};
-        braq::testing::runRealtime([&] {
+        braq::tests::runRealtime([&] {
             for (int i = 0; i < 4; ++i) {
                 software->step(512, nullptr, to);
             }
@@ -568,7 +567,7 @@ TEST_F(OutputAudioUnitTest, KeepsTheRealtimeRules) {
 TEST_F(OutputAudioUnitTest, TheSignalOfTheEndKeepsTheRealtimeRules) {
     useQueueThatEndsAt(300);
     unit->start();
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         software->step(512);
         software->step(512);
     });

@@ -10,7 +10,7 @@
 
 namespace {
 
-using braq::testing::sampleOf;
+using braq::tests::sampleOf;
 
 /// A device that hands what is played to its input.
 class UnitsLoopback : public unit_test::UnitTest {

@@ -14,6 +14,10 @@
 #include <string>
 #include <utility>
 
+// As operations of a device take them.
+constexpr SInt64 playbackDirection = 0;
+constexpr SInt64 recordDirection = 1;
+
 /// Each test begins, and ends, with nothing on its way to the main queue.
 class DeviceTest : public MainQueueTest {
   protected:

@@ -29,11 +29,11 @@ class FileTest : public DeviceTest {
 
     /// A numbered file of that many frames.
     std::string numbered(UInt64 frames, UInt32 channels = 2, UInt32 rate = 48000) const {
-        braq::testing::writeNumberedFile(path("numbered.wav"), frames, channels, rate);
+        braq::tests::writeNumberedFile(path("numbered.wav"), frames, channels, rate);
         return path("numbered.wav");
     }
 
-    braq::testing::TemporaryFolder folder;
+    braq::tests::TemporaryFolder folder;
 };
 
 /// Expects the error of a failed status check in a file class.

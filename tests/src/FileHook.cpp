@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 struct Hooked {
     const FileHook* owner;

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A call of the library on the file service: the function, and what it was asked for, be it a property, a type or a frame.
 struct FileCall {
@@ -52,4 +52,4 @@ class FileCalls {
     std::vector<FileCall> take();
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

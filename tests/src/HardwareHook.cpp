@@ -8,9 +8,9 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
-struct Hooked {
+struct HookedProperty {
     const HardwareHook* owner;
     HardwareCall call;
     AudioObjectID object;
@@ -18,19 +18,19 @@ struct Hooked {
     std::function<OSStatus(AudioObjectID&)> hook;
 };
 
-std::mutex mutex;
-std::vector<Hooked> hooks;                                  // under the mutex
-bool listenerCallsAreKept = false;                          // under the mutex
-std::vector<braq::testing::ListenerCall> keptListenerCalls; // under the mutex
+std::mutex propertyMutex;
+std::vector<HookedProperty> propertyHooks;                // under the propertyMutex
+bool listenerCallsAreKept = false;                        // under the propertyMutex
+std::vector<braq::tests::ListenerCall> keptListenerCalls; // under the propertyMutex
 
 OSStatus runHook(HardwareCall call, AudioObjectID& object, UInt32 selector) {
     std::function<OSStatus(AudioObjectID&)> hook;
     {
-        const std::lock_guard lock(mutex);
-        const auto found = std::ranges::find_if(hooks, [&](const Hooked& hooked) {
+        const std::lock_guard lock(propertyMutex);
+        const auto found = std::ranges::find_if(propertyHooks, [&](const HookedProperty& hooked) {
             return hooked.call == call && hooked.object == object && hooked.selector == selector;
         });
-        if (found != hooks.end()) {
+        if (found != propertyHooks.end()) {
             hook = found->hook;
         }
     }
@@ -38,7 +38,7 @@ OSStatus runHook(HardwareCall call, AudioObjectID& object, UInt32 selector) {
 }
 
 void keep(const ListenerCall& call) {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(propertyMutex);
     if (listenerCallsAreKept) {
         keptListenerCalls.push_back(call);
     }
@@ -48,28 +48,28 @@ void keep(const ListenerCall& call) {
 
 HardwareHook::HardwareHook(HardwareCall call, AudioObjectID object, UInt32 selector,
                            std::function<OSStatus(AudioObjectID&)> hook) {
-    const std::lock_guard lock(mutex);
-    hooks.push_back({this, call, object, selector, std::move(hook)});
+    const std::lock_guard lock(propertyMutex);
+    propertyHooks.push_back({this, call, object, selector, std::move(hook)});
 }
 
 HardwareHook::~HardwareHook() {
-    const std::lock_guard lock(mutex);
-    std::erase_if(hooks, [this](const Hooked& hooked) { return hooked.owner == this; });
+    const std::lock_guard lock(propertyMutex);
+    std::erase_if(propertyHooks, [this](const HookedProperty& hooked) { return hooked.owner == this; });
 }
 
 ListenerCalls::ListenerCalls() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(propertyMutex);
     listenerCallsAreKept = true;
 }
 
 ListenerCalls::~ListenerCalls() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(propertyMutex);
     listenerCallsAreKept = false;
     keptListenerCalls.clear();
 }
 
 std::vector<ListenerCall> ListenerCalls::take() {
-    const std::lock_guard lock(mutex);
+    const std::lock_guard lock(propertyMutex);
     return std::exchange(keptListenerCalls, {});
 }
 

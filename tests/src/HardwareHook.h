@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 enum class HardwareCall { getSize, getData, addListener, removeListener };
 
@@ -46,4 +46,4 @@ class ListenerCalls {
     std::vector<ListenerCall> take();
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -80,7 +80,7 @@ class Reader : public OpenQueue {
     void fillFromPosition(BAudioBuffer* buffer) {
         const auto frames = static_cast<UInt32>(std::min<UInt64>(mBufferSizeFrames, mEndFrame - mPosition));
         BAudioBufferSetEmpty(buffer);
-        braq::testing::number(BAudioBufferAudioBufferList(buffer), mPosition, frames);
+        braq::tests::number(BAudioBufferAudioBufferList(buffer), mPosition, frames);
         BAudioBufferSetEndFrame(buffer, frames);
         mPosition += frames;
         BAudioBufferSetReachedEndOfStream(buffer, mPosition == mEndFrame ? 1 : 0);

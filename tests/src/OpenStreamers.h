@@ -18,7 +18,7 @@ namespace streamer_test {
 
 constexpr UInt32 channels = 2;
 
-inline std::shared_ptr<BRAQAudioStreamBasicDescription> planarStereo() {
+inline std::shared_ptr<BRAQAudioStreamBasicDescription> planarStereoAt48k() {
     auto description = BRAQAudioStreamBasicDescription::nativeStreamDescription();
     description->setIsInterleaved(false);
     description->setSampleRate(48000);
@@ -28,7 +28,7 @@ inline std::shared_ptr<BRAQAudioStreamBasicDescription> planarStereo() {
 template <class Streamer>
 class Open : public Streamer {
   public:
-    Open(UInt64 bufferCount, UInt32 frames) : Streamer(bufferCount, frames, planarStereo()) {}
+    Open(UInt64 bufferCount, UInt32 frames) : Streamer(bufferCount, frames, planarStereoAt48k()) {}
     ~Open() override { this->teardownWorkerThread(); }
 
     UInt64 currentIndex() const { return this->mCurrentBuffer; }
@@ -43,15 +43,15 @@ using Reader = Open<BRAQAudioFileReader>;
 using Writer = Open<BRAQAudioFileWriter>;
 
 /// What the real-time side of a reader does.
-inline UInt32 drain(BRAQAudioFileReader& reader, const braq::testing::FrameList& list, UInt32 frames) {
+inline UInt32 drain(BRAQAudioFileReader& reader, const braq::tests::FrameList& list, UInt32 frames) {
     BRAQAudioBufferQueueCopyInto(&reader, list.get(), &frames);
     return frames;
 }
 
 /// What the real-time side of a writer does, with the frames from `first` on.
 inline void record(BRAQAudioFileWriter& writer, UInt64 first, UInt32 frames) {
-    const braq::testing::FrameList list(channels, std::max(frames, 1U));
-    braq::testing::number(list.get(), first, frames);
+    const braq::tests::FrameList list(channels, std::max(frames, 1U));
+    braq::tests::number(list.get(), first, frames);
     BRAQAudioBufferQueueCopyFrom(&writer, list.get(), frames);
 }
 
@@ -73,7 +73,7 @@ class MadeUpFile : public BRAQExtendedAudioFile {
             beforeRead();
         }
         calls.push_back("read " + std::to_string(startFrame) + " " + std::to_string(*frames));
-        braq::testing::number(list, static_cast<UInt64>(position), *frames);
+        braq::tests::number(list, static_cast<UInt64>(position), *frames);
         position += *frames;
     }
     void seekToFrame(SInt64 frame) override {

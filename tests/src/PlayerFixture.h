@@ -99,8 +99,8 @@ class PlayerTest : public FileTest {
             part = std::min<UInt64>(frames - done, 512);
             play(static_cast<UInt32>(part));
             for (UInt64 i = 0; i < part; ++i) {
-                ASSERT_EQ(outputs[0][i], braq::testing::sampleOf(first + done + i, 0)) << "after " << done + i;
-                ASSERT_EQ(outputs[1][i], braq::testing::sampleOf(first + done + i, 1)) << "after " << done + i;
+                ASSERT_EQ(outputs[0][i], braq::tests::sampleOf(first + done + i, 0)) << "after " << done + i;
+                ASSERT_EQ(outputs[1][i], braq::tests::sampleOf(first + done + i, 1)) << "after " << done + i;
             }
         }
     }

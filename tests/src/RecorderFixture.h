@@ -60,8 +60,8 @@ class RecorderTest : public FileTest {
 
     /// A cycle that captures the next frames. @return whether it ran
     bool capture(UInt32 frames) {
-        const braq::testing::FrameList list(2, frames);
-        braq::testing::number(list.get(), captured, frames);
+        const braq::tests::FrameList list(2, frames);
+        braq::tests::number(list.get(), captured, frames);
         const Float32* const from[2]{static_cast<const Float32*>(list.get()->mBuffers[0].mData),
                                      static_cast<const Float32*>(list.get()->mBuffers[1].mData)};
         if (!software->step(frames, from)) {
@@ -83,7 +83,7 @@ class RecorderTest : public FileTest {
         recorder->invalidate();
         recorder.reset();
         settle();
-        return braq::testing::framesOfFile(path("a.wav"));
+        return braq::tests::framesOfFile(path("a.wav"));
     }
 
     static std::vector<UInt64> numbers(UInt64 first, UInt64 end) {

@@ -8,8 +8,8 @@
 
 namespace {
 
-using braq::testing::UnitCall;
-using braq::testing::UnitCalls;
+using braq::tests::UnitCall;
+using braq::tests::UnitCalls;
 
 thread_local UnitCalls* watching = nullptr; // no-one while the platform is at work, or nobody asked
 

@@ -8,7 +8,10 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
+
+/// What tests have a call answer.
+constexpr OSStatus refused = -4711;
 
 /// A call of a unit or graph function, as far as tests look at it.
 struct UnitCall {
@@ -53,4 +56,4 @@ class UnitCalls {
     std::vector<UnitCall> mCalls;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <numbers>
 
-namespace braq::testing {
+namespace braq::tests {
 
 double amplitudeAt(double hertz, std::span<const Float32> samples, double rate) {
     std::complex<double> sum;
@@ -15,4 +15,4 @@ double amplitudeAt(double hertz, std::span<const Float32> samples, double rate) 
     return 2.0 * std::abs(sum) / static_cast<double>(samples.size());
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -3,7 +3,7 @@
 #include <sys/fsuid.h>
 #include <unistd.h>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// This thread reaches files as nobody does, as long as this lives. Without the privilege for that it stays who it is, who
 /// then is not the one that may do everything.
@@ -24,4 +24,4 @@ class AsNobody {
     static constexpr unsigned nobody = 65534;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -10,7 +10,7 @@
 #include <thread>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 inline void pin(thread_act_t thread, long processor) {
     cpu_set_t set;
@@ -47,4 +47,4 @@ class BusyThreads {
     std::vector<std::thread> mThreads;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Takes the place of the log while it lives.
 class CapturedLog {
@@ -41,4 +41,4 @@ class CapturedLog {
     NSLogSink mBefore;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

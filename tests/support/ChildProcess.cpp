@@ -11,7 +11,7 @@
 #include <iterator>
 #include <system_error>
 
-namespace braq::testing {
+namespace braq::tests {
 namespace {
 
 int statusOf(int waited) { return WIFEXITED(waited) ? WEXITSTATUS(waited) : 128 + WTERMSIG(waited); }
@@ -81,4 +81,4 @@ bool ChildProcess::isRunning() {
     return mProcess > 0;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

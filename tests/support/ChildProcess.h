@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A program that a test runs. It dies with the thread that started it, and is killed when this object goes.
 class ChildProcess {
@@ -30,4 +30,4 @@ class ChildProcess {
     int mStatus = 0;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-namespace braq::testing {
+namespace braq::tests {
 
 namespace {
 
@@ -48,4 +48,4 @@ void FrameList::fill(Float32 value) {
     }
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

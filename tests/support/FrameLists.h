@@ -7,7 +7,7 @@
 // Non-interleaved float buffer lists whose every sample tells which frame and channel it belongs to, so that a frame that
 // is lost, doubled, torn or in the wrong channel shows.
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// The sample of a numbered stream; exact for frames below 2^21.
 constexpr Float32 sampleOf(UInt64 frame, UInt32 channel) { return static_cast<Float32>(frame * 8 + channel); }
@@ -30,7 +30,7 @@ class FrameList {
     Float32 sample(UInt32 channel, UInt32 frame) const;
     void fill(Float32 value);
     void expectNumbered(UInt32 position, UInt64 firstNumber, UInt32 frames) const {
-        testing::expectNumbered(mList, position, firstNumber, frames);
+        tests::expectNumbered(mList, position, firstNumber, frames);
     }
 
   private:
@@ -38,4 +38,4 @@ class FrameList {
     UInt32 mFrames;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

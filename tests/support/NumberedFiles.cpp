@@ -9,7 +9,7 @@
 #include <iterator>
 #include <stdexcept>
 
-namespace braq::testing {
+namespace braq::tests {
 
 namespace {
 
@@ -120,4 +120,4 @@ std::vector<UInt64> framesOfFile(const std::filesystem::path& path) {
 
 std::filesystem::path audioFile(const std::string& name) { return std::filesystem::path(BRAQ_TEST_AUDIO) / name; }
 
-} // namespace braq::testing
+} // namespace braq::tests

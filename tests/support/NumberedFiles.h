@@ -9,7 +9,7 @@
 // Audio files whose every sample tells which frame and channel it belongs to, written and read byte by byte, without the
 // code that is tested.
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Writes a 32-bit float WAVE file whose samples are `sampleOf` (FrameLists.h).
 /// @param speakers a bit for each loudspeaker, as WAVE files have them; 0: the file does not say
@@ -25,4 +25,4 @@ std::vector<UInt64> framesOfFile(const std::filesystem::path& path);
 /// The file of that name among those of the project.
 std::filesystem::path audioFile(const std::string& name);
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -16,7 +16,7 @@
 #include <system_error>
 #include <thread>
 
-namespace braq::testing {
+namespace braq::tests {
 namespace {
 
 namespace fs = std::filesystem;
@@ -214,4 +214,4 @@ std::unique_ptr<ChildProcess> PrivateSoundServer::spawn(const std::vector<std::s
     return std::make_unique<ChildProcess>(arguments, log(arguments[0] + std::to_string(++mRuns)));
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

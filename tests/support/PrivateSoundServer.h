@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Calls `condition` until it is true or half a minute is over: far beyond what anything takes on a machine that is busy
 /// with other things.
@@ -95,4 +95,4 @@ class PrivateSoundServer {
     int mRuns = 0;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

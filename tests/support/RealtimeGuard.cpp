@@ -10,13 +10,13 @@
 #include <thread>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 namespace {
 
 thread_local bool marked = false;
 
-void print(const char* text) { [[maybe_unused]] const auto written = write(STDERR_FILENO, text, std::strlen(text)); }
+void print(const char* text) { [[maybe_unused]] const auto written = ::write(STDERR_FILENO, text, std::strlen(text)); }
 
 } // namespace
 
@@ -56,4 +56,4 @@ RealtimePause::RealtimePause() : mWasMarked(marked) { marked = false; }
 
 RealtimePause::~RealtimePause() { marked = mWasMarked; }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -8,7 +8,7 @@
 // Allocator and lock functions are interposed in the test programs; system calls are caught by a seccomp filter on the
 // guarded thread. Under a sanitizer, whose own runtime allocates and calls the system, marked scopes run unguarded.
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Whether scopes are guarded in this build.
 bool realtimeGuardIsActive();
@@ -28,4 +28,4 @@ class RealtimePause {
     bool mWasMarked;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -13,7 +13,7 @@
 
 #include <cstddef>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Whether the calling thread is in a marked scope.
 bool inRealtimeScope() noexcept;
@@ -30,4 +30,4 @@ constexpr std::size_t signalStackBytes = std::size_t{64} * 1024;
 /// @param signalStack `signalStackBytes` of memory that outlive the thread
 void filterSystemCalls(void* signalStack);
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -11,7 +11,7 @@
 #include <cerrno>
 #include <cstddef>
 
-using braq::testing::refuseInRealtimeScope;
+using braq::tests::refuseInRealtimeScope;
 
 extern "C" {
 
@@ -89,21 +89,21 @@ BRAQ_REFUSE(pthread_cond_clockwait,
             (condition, mutex, clock, time))
 BRAQ_REFUSE(sem_wait, (sem_t * semaphore), (semaphore))
 
-namespace braq::testing {
+namespace braq::tests {
 
 bool interposersAreLinked() noexcept {
     return dlsym(RTLD_DEFAULT, "malloc") == reinterpret_cast<void*>(&malloc) &&
            dlsym(RTLD_DEFAULT, "pthread_mutex_lock") == reinterpret_cast<void*>(&pthread_mutex_lock);
 }
 
-} // namespace braq::testing
+} // namespace braq::tests
 
 #else
 
-namespace braq::testing {
+namespace braq::tests {
 
 bool interposersAreLinked() noexcept { return false; }
 
-} // namespace braq::testing
+} // namespace braq::tests
 
 #endif

@@ -46,7 +46,7 @@ braqGuardSystemCallReturn:
     .size braqGuardSystemCall, . - braqGuardSystemCall
 )");
 
-namespace braq::testing {
+namespace braq::tests {
 
 namespace {
 
@@ -119,14 +119,14 @@ void filterSystemCalls(void* signalStack) {
     }
 }
 
-} // namespace braq::testing
+} // namespace braq::tests
 
 #else
 
-namespace braq::testing {
+namespace braq::tests {
 
 void filterSystemCalls(void* /*signalStack*/) {}
 
-} // namespace braq::testing
+} // namespace braq::tests
 
 #endif

@@ -4,7 +4,7 @@
 
 #include <thread>
 
-namespace braq::testing {
+namespace braq::tests {
 
 bool mayUseRealtimeScheduling() {
     bool permitted = false;
@@ -17,4 +17,4 @@ bool mayUseRealtimeScheduling() {
     return permitted;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -3,7 +3,7 @@
 #include "platform/hardware/drivers/Drivers.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
-braq::testing::SoftwareDriversOnly::SoftwareDriversOnly() {
+braq::tests::SoftwareDriversOnly::SoftwareDriversOnly() {
     braq::replaceDrivers([] {
         std::vector<std::unique_ptr<Driver>> drivers;
         drivers.push_back(makeSoftwareDriver());

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A new empty folder that goes, with what is in it, when this does.
 class TemporaryFolder {
@@ -32,4 +32,4 @@ class TemporaryFolder {
     std::filesystem::path mPath;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

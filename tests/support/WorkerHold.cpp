@@ -1,6 +1,6 @@
 #include "tests/support/WorkerHold.h"
 
-namespace braq::testing {
+namespace braq::tests {
 
 namespace {
 
@@ -56,4 +56,4 @@ void WorkerHold::pass(WorkerPoint point, void* record) {
     found.mChanged.notify_all();
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

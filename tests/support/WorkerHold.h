@@ -5,7 +5,7 @@
 #include <condition_variable>
 #include <mutex>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Holds the first worker thread that comes to `point` there. One at a time in a test program.
 class WorkerHold {
@@ -32,4 +32,4 @@ class WorkerHold {
     bool mReleased = false;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

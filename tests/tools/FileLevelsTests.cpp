@@ -1,6 +1,8 @@
 #include "tools/braq/info/FileLevels.h"
 #include "tools/braq/terminal/LevelText.h"
 
+#include "tests/tools/Silence.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -9,7 +11,7 @@
 
 namespace {
 
-constexpr double silence = -std::numeric_limits<double>::infinity();
+using tool_test::silence;
 
 void add(FileLevels& levels, const std::vector<float>& samples) {
     const float* const planes[] = {samples.data()};

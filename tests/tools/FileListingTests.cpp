@@ -1,6 +1,8 @@
 #include "tools/braq/info/FileListing.h"
 #include "tools/braq/shared/JSON.h"
 
+#include "tests/tools/Silence.h"
+
 #include <gmock/gmock.h>
 
 #include <limits>
@@ -10,7 +12,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-constexpr double silence = -std::numeric_limits<double>::infinity();
+using tool_test::silence;
 
 AudioFileFacts stereoFile() {
     AudioFileFacts facts;

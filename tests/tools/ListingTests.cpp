@@ -6,7 +6,7 @@
 
 namespace {
 
-const braq::testing::SoftwareDriversOnly softwareDriversOnly;
+const braq::tests::SoftwareDriversOnly softwareDriversOnly;
 
 using testing::HasSubstr;
 

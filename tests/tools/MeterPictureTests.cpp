@@ -3,6 +3,8 @@
 #include "tools/braq/terminal/LevelBar.h"
 #include "tools/braq/terminal/PeakHold.h"
 
+#include "tests/tools/Silence.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -10,7 +12,7 @@
 
 namespace {
 
-constexpr double silence = -std::numeric_limits<double>::infinity();
+using tool_test::silence;
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;

@@ -10,15 +10,15 @@
 
 namespace {
 
-using braq::testing::eventually;
-using braq::testing::sampleOf;
+using braq::tests::eventually;
+using braq::tests::sampleOf;
 
 class Tool_Playback : public unit_test::UnitTest {
   protected:
     // All that is asked for here is read ahead before it is played, so that no worker is waited for.
     std::shared_ptr<BRAQExtendedAudioFile> numbered(UInt64 frames) const {
         const std::string path = folder.path() / "numbered.wav";
-        braq::testing::writeNumberedFile(path, frames);
+        braq::tests::writeNumberedFile(path, frames);
         return BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
     }
 
@@ -33,7 +33,7 @@ class Tool_Playback : public unit_test::UnitTest {
         }
     }
 
-    braq::testing::TemporaryFolder folder;
+    braq::tests::TemporaryFolder folder;
 };
 
 TEST_F(Tool_Playback, AFileEndsWhenTheMainThreadHearsOfIt) {

@@ -36,7 +36,7 @@ TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
 }
 
 TEST(RecordFormats, EachOfThemCanBeWrittenAndReadAgain) {
-    const braq::testing::TemporaryFolder folder;
+    const braq::tests::TemporaryFolder folder;
     const auto pairs = recordFormats();
     EXPECT_GT(pairs.size(), 30U);
     for (const auto& [ending, name] : pairs) {
@@ -59,7 +59,7 @@ TEST(RecordFormats, EachOfThemCanBeWrittenAndReadAgain) {
 }
 
 TEST(RecordedFile, TakesSoManyFramesAndNoMore) {
-    const braq::testing::TemporaryFolder folder;
+    const braq::tests::TemporaryFolder folder;
     const std::string path = folder.path() / "a.wav";
     const RecordFormat format = chooseRecordFormat(path, "");
     auto file = RecordedFile::create(path, format.fileType, descriptionOf(format, 1, 48000.0), nullptr, 1500);

@@ -27,7 +27,7 @@ class Tool_ReplaceFile : public testing::Test {
         return std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator());
     }
 
-    braq::testing::TemporaryFolder folder;
+    braq::tests::TemporaryFolder folder;
 };
 
 TEST_F(Tool_ReplaceFile, MakesANewFile) {

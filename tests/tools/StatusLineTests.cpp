@@ -1,5 +1,7 @@
 #include "tools/braq/terminal/StatusLine.h"
 
+#include "tests/tools/Silence.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -11,7 +13,7 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::StartsWith;
 
-constexpr double silence = -std::numeric_limits<double>::infinity();
+using tool_test::silence;
 
 Status playing(unsigned channels = 2) {
     Status status{.mark = ">", .seconds = 61.25, .length = 3600.0, .facts = {"x1.00", "+0 dB", "0 underruns"}};

@@ -20,7 +20,7 @@ UInt32 depthFlag(UInt32 bits) {
 }
 
 // AAC says which of its object types it is; the usual one, low complexity, has the number 2.
-constexpr UInt32 lowComplexity = 2;
+constexpr UInt32 objectTypeLowComplexity = 2;
 
 } // namespace
 
@@ -47,7 +47,7 @@ AudioStreamBasicDescription codedFormat(const CodecTraits& coding, const FirstBl
     AudioStreamBasicDescription format{};
     format.mSampleRate = block.sampleRate;
     format.mFormatID = coding.formatID;
-    format.mFormatFlags = coding.codec == AV_CODEC_ID_AAC ? lowComplexity : depthFlag(block.bitsPerSample);
+    format.mFormatFlags = coding.codec == AV_CODEC_ID_AAC ? objectTypeLowComplexity : depthFlag(block.bitsPerSample);
     format.mFramesPerPacket = framesPerPacket;
     format.mChannelsPerFrame = block.channels;
     return format;

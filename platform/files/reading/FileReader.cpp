@@ -13,12 +13,14 @@
 namespace braq {
 namespace {
 
-constexpr UInt32 framesAtOnce = 4096;
+constexpr UInt32 deliveredAtOnce = 4096;
 
 // What stands between a file and one client format.
 struct Conversion {
     Conversion(SampleSource& source, const AudioStreamBasicDescription& client)
-        : format(client), mixed(source, client.mChannelsPerFrame), interleaved(client.mChannelsPerFrame, framesAtOnce) {
+        : format(client),
+          mixed(source, client.mChannelsPerFrame),
+          interleaved(client.mChannelsPerFrame, deliveredAtOnce) {
         if (format.mSampleRate != mixed.sampleRate()) {
             rate.emplace(mixed, format.mSampleRate);
         }
@@ -125,7 +127,7 @@ UInt32 SourceReader::interleave(UInt32 frames, float* samples) {
     const std::size_t channels = planes.channels();
     UInt32 done = 0;
     while (done < frames) {
-        const UInt32 wanted = std::min(frames - done, framesAtOnce);
+        const UInt32 wanted = std::min(frames - done, deliveredAtOnce);
         const UInt32 got = readPlanes(wanted, planes.get());
         for (std::size_t channel = 0; channel < channels; ++channel) {
             const float* const plane = planes.get()[channel];

@@ -55,7 +55,7 @@ class Reader {
 constexpr std::array<UInt32, 12> rates{0, 88200, 176400, 192000, 8000, 16000, 22050, 24000, 32000, 44100, 48000, 96000};
 constexpr std::array<UInt32, 8> depths{0, 8, 12, 0, 16, 20, 24, 32};
 
-UInt32 blockFrames(UInt32 code, Reader& reader) {
+UInt32 blockLength(UInt32 code, Reader& reader) {
     switch (code) {
     case 0: return 0;
     case 1: return 192;
@@ -112,7 +112,7 @@ std::optional<FlacFrame> flacFrame(std::span<const std::uint8_t> bytes, const Fl
     Reader reader(bytes.subspan(4));
     FlacFrame frame{};
     const SInt64 number = reader.number();
-    frame.frames = blockFrames(bytes[2] >> 4, reader);
+    frame.frames = blockLength(bytes[2] >> 4, reader);
     const UInt32 rate = sampleRate(rateCode, reader, stream.sampleRate);
     if (!reader.isGood() || frame.frames == 0 || frame.frames > stream.longestBlock || rate != stream.sampleRate) {
         return {};

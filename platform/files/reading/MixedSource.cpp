@@ -5,7 +5,7 @@
 namespace braq {
 namespace {
 
-constexpr UInt32 framesAtOnce = 4096;
+constexpr UInt32 mixedAtOnce = 4096;
 
 bool tellsPositions(const FileFacts& facts) {
     return facts.positions.size() == facts.format.mChannelsPerFrame && areKnown(facts.positions);
@@ -26,7 +26,7 @@ MixedSource::MixedSource(SampleSource& source, UInt32 channels)
     : mSource(source),
       mChannels(channels),
       mMatrix(matrixFor(source.facts(), channels)),
-      mUnmixed(source.facts().format.mChannelsPerFrame, mMatrix ? framesAtOnce : 0),
+      mUnmixed(source.facts().format.mChannelsPerFrame, mMatrix ? mixedAtOnce : 0),
       mTo(channels) {}
 
 ChannelPositions MixedSource::positions() const {
@@ -42,7 +42,7 @@ UInt32 MixedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
     }
     UInt32 done = 0;
     while (done < frames) {
-        const UInt32 wanted = std::min(frames - done, framesAtOnce);
+        const UInt32 wanted = std::min(frames - done, mixedAtOnce);
         const UInt32 got = mSource.read(first + done, wanted, mUnmixed.get());
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             mTo[channel] = planes[channel] + done;

@@ -102,19 +102,19 @@ void split(const std::uint8_t* samples, UInt32 frames, UInt32 channels, float* c
 }
 
 constexpr UInt32 packed = kAudioFormatFlagIsPacked;
-constexpr UInt32 integer = packed | kAudioFormatFlagIsSignedInteger;
+constexpr UInt32 packedInteger = packed | kAudioFormatFlagIsSignedInteger;
 constexpr UInt32 real = packed | kAudioFormatFlagIsFloat;
 constexpr UInt32 reversed = kAudioFormatFlagIsBigEndian;
 
 constexpr std::array formats{
     PcmFormat{AV_CODEC_ID_PCM_U8, 1, packed, split<1, Unsigned, false>},
-    PcmFormat{AV_CODEC_ID_PCM_S8, 1, integer, split<1, Signed, false>},
-    PcmFormat{AV_CODEC_ID_PCM_S16LE, 2, integer, split<2, Signed, false>},
-    PcmFormat{AV_CODEC_ID_PCM_S16BE, 2, integer | reversed, split<2, Signed, true>},
-    PcmFormat{AV_CODEC_ID_PCM_S24LE, 3, integer, split<3, Signed, false>},
-    PcmFormat{AV_CODEC_ID_PCM_S24BE, 3, integer | reversed, split<3, Signed, true>},
-    PcmFormat{AV_CODEC_ID_PCM_S32LE, 4, integer, split<4, Signed, false>},
-    PcmFormat{AV_CODEC_ID_PCM_S32BE, 4, integer | reversed, split<4, Signed, true>},
+    PcmFormat{AV_CODEC_ID_PCM_S8, 1, packedInteger, split<1, Signed, false>},
+    PcmFormat{AV_CODEC_ID_PCM_S16LE, 2, packedInteger, split<2, Signed, false>},
+    PcmFormat{AV_CODEC_ID_PCM_S16BE, 2, packedInteger | reversed, split<2, Signed, true>},
+    PcmFormat{AV_CODEC_ID_PCM_S24LE, 3, packedInteger, split<3, Signed, false>},
+    PcmFormat{AV_CODEC_ID_PCM_S24BE, 3, packedInteger | reversed, split<3, Signed, true>},
+    PcmFormat{AV_CODEC_ID_PCM_S32LE, 4, packedInteger, split<4, Signed, false>},
+    PcmFormat{AV_CODEC_ID_PCM_S32BE, 4, packedInteger | reversed, split<4, Signed, true>},
     PcmFormat{AV_CODEC_ID_PCM_F32LE, 4, real, split<4, Float, false>},
     PcmFormat{AV_CODEC_ID_PCM_F32BE, 4, real | reversed, split<4, Float, true>},
     PcmFormat{AV_CODEC_ID_PCM_F64LE, 8, real, split<8, Float, false>},

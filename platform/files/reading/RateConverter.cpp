@@ -9,7 +9,7 @@
 namespace braq {
 namespace {
 
-constexpr UInt32 blockFrames = 4096;
+constexpr UInt32 readAtOnce = 4096;
 // Rates further apart are a mistake of somebody, and would cost memory without bound.
 constexpr Float64 largestRatio = 256;
 // Frames of the lower rate that the converter's filter looks back on, and some more.
@@ -27,8 +27,8 @@ RateConverter::RateConverter(MixedSource& source, Float64 rate)
     : mSource(source),
       mRate(rate),
       mFileRate(source.sampleRate()),
-      mInput(source.channels(), blockFrames),
-      mOutput(source.channels(), blockFrames),
+      mInput(source.channels(), readAtOnce),
+      mOutput(source.channels(), readAtOnce),
       mPlanes(source.channels()) {
     if (mRate > mFileRate * largestRatio || mFileRate > mRate * largestRatio) {
         return;
@@ -87,12 +87,12 @@ void RateConverter::start() {
 
 void RateConverter::fillInput() {
     mInputBegin = 0;
-    const auto silence = static_cast<UInt32>(std::clamp<SInt64>(-mNextInput, 0, blockFrames));
+    const auto silence = static_cast<UInt32>(std::clamp<SInt64>(-mNextInput, 0, readAtOnce));
     for (UInt32 channel = 0; channel < mInput.channels(); ++channel) {
         std::fill_n(mInput.get()[channel], silence, 0.0F);
         mPlanes[channel] = mInput.get()[channel] + silence;
     }
-    const UInt32 wanted = blockFrames - silence;
+    const UInt32 wanted = readAtOnce - silence;
     const UInt32 got = wanted == 0 ? 0 : mSource.read(mNextInput + silence, wanted, mPlanes.data());
     mInputEnd = silence + got;
     mNextInput += mInputEnd;
@@ -117,7 +117,7 @@ bool RateConverter::convert() {
     std::size_t made = 0;
     const soxr_error_t error =
         soxr_process(mConverter.get(), isFlush ? nullptr : static_cast<soxr_in_t>(mPlanes.data()),
-                     mInputEnd - mInputBegin, &taken, const_cast<float**>(mOutput.get()), blockFrames, &made);
+                     mInputEnd - mInputBegin, &taken, const_cast<float**>(mOutput.get()), readAtOnce, &made);
     mInputBegin += static_cast<UInt32>(taken);
     const auto skipped = static_cast<UInt32>(std::min<SInt64>(mSkip, static_cast<SInt64>(made)));
     mSkip -= skipped;

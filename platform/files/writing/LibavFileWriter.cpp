@@ -12,7 +12,7 @@
 namespace braq {
 namespace {
 
-constexpr std::size_t framesAtOnce = 8192;
+constexpr std::size_t takenAtOnce = 8192;
 constexpr UInt32 bitRateOfChannel = 64000;
 
 UInt32 ownBitRate(const FileCoding& coding) {
@@ -147,9 +147,9 @@ OSStatus LibavFileWriter::begin(bool isEmpty) {
 
 int LibavFileWriter::encodeList(UInt32 frames, const AudioBufferList& list) {
     int error = 0;
-    for (std::size_t first = 0; first < frames && error == 0; first += framesAtOnce) {
+    for (std::size_t first = 0; first < frames && error == 0; first += takenAtOnce) {
         FramePlanes& taken = mResampler == nullptr ? mFileFrames : mClientFrames;
-        copyFrames(list, first, std::min(framesAtOnce, frames - first), taken);
+        copyFrames(list, first, std::min(takenAtOnce, frames - first), taken);
         if (mResampler != nullptr) {
             mFileFrames.resize(0);
             error = mResampler->convert(mClientFrames, mFileFrames) ? 0 : AVERROR(ENOMEM);

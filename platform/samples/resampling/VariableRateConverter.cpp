@@ -15,12 +15,6 @@ UInt32 framesToKeep(Route highest, UInt32 largestPull) {
            std::min(largestPull, pulledAtOnce);
 }
 
-std::vector<float*> pointersTo(std::vector<std::vector<float>>& planes) {
-    std::vector<float*> pointers(planes.size());
-    std::transform(planes.begin(), planes.end(), pointers.begin(), [](auto& plane) { return plane.data(); });
-    return pointers;
-}
-
 } // namespace
 
 VariableRateConverter::VariableRateConverter(UInt32 channels, double largestRatio, UInt32 largestPull, double frameRate)
@@ -29,10 +23,8 @@ VariableRateConverter::VariableRateConverter(UInt32 channels, double largestRati
       mHistory(channels, framesToKeep(mPlanner.highestRoute(), largestPull), largestPull),
       mFilters{RateFilter(mHistory, channels, mPlanner.highestRoute()),
                RateFilter(mHistory, channels, mPlanner.highestRoute())},
-      mOut(channels, std::vector<float>(blockFrames)),
-      mFadingOut(mOut),
-      mOutPlanes(pointersTo(mOut)),
-      mFadingPlanes(pointersTo(mFadingOut)),
+      mOut(channels, blockFrames),
+      mFadingOut(channels, blockFrames),
       mDestination(channels) {}
 
 void VariableRateConverter::render(UInt32 frames, float* const* planes, double ratio, PullFrames pull,
@@ -115,8 +107,8 @@ UInt32 VariableRateConverter::deliver(UInt32 frames, UInt32 done, float* const* 
         }
         count = sounding - mHeard;
     }
-    for (std::size_t channel = 0; channel < mOut.size(); ++channel) {
-        std::copy_n(mOut[channel].data() + mHeard, count, planes[channel] + done);
+    for (std::size_t channel = 0; channel < mOut.channels(); ++channel) {
+        std::copy_n(mOut.get()[channel] + mHeard, count, planes[channel] + done);
     }
     mHeard += count;
     return count;
@@ -136,9 +128,9 @@ void VariableRateConverter::makeBlock(double ratio) noexcept {
             mFilters[mCurrent].begin(mBlock, mBlock.route);
         }
     }
-    make(mBlock, mBlock.route, mFilters[mCurrent], mOutPlanes.data());
+    make(mBlock, mBlock.route, mFilters[mCurrent], mOut.get());
     if (mBlock.fadeStep > 0) {
-        make(mBlock, mBlock.fadingRoute, mFilters[1 - mCurrent], mFadingPlanes.data());
+        make(mBlock, mBlock.fadingRoute, mFilters[1 - mCurrent], mFadingOut.get());
         fade();
     }
     mHeard = 0;
@@ -155,10 +147,12 @@ void VariableRateConverter::make(const RateBlock& block, Route route, RateFilter
 
 void VariableRateConverter::fade() noexcept {
     constexpr float step = 1.0F / (fadeBlocks * blockFrames);
-    for (std::size_t channel = 0; channel < mOut.size(); ++channel) {
+    for (std::size_t channel = 0; channel < mOut.channels(); ++channel) {
         float share = step * static_cast<float>((mBlock.fadeStep - 1) * blockFrames);
+        float* const out = mOut.get()[channel];
+        const float* const fading = mFadingOut.get()[channel];
         for (UInt32 n = 0; n < blockFrames; ++n, share += step) {
-            mOut[channel][n] = mFadingOut[channel][n] + share * (mOut[channel][n] - mFadingOut[channel][n]);
+            out[n] = fading[n] + share * (out[n] - fading[n]);
         }
     }
 }

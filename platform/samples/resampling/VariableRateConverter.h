@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/samples/Planes.h"
 #include "platform/samples/resampling/RateFilter.h"
 #include "platform/samples/resampling/RatePlanner.h"
 
@@ -67,10 +68,8 @@ class VariableRateConverter {
     RateBlock mBlock;
     RateBlock mNextBlock;
     UInt32 mHeard = blockFrames; // of the block
-    std::vector<std::vector<float>> mOut;
-    std::vector<std::vector<float>> mFadingOut;
-    std::vector<float*> mOutPlanes;
-    std::vector<float*> mFadingPlanes;
+    Planes mOut;
+    Planes mFadingOut;
     std::vector<float*> mDestination;
 };
 

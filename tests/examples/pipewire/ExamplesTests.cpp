@@ -10,8 +10,8 @@
 
 namespace {
 
-using braq::testing::ChildProcess;
-using braq::testing::eventually;
+using braq::tests::ChildProcess;
+using braq::tests::eventually;
 using testing::HasSubstr;
 
 // BRAQ_EXAMPLES is the folder of the programs.
@@ -39,7 +39,7 @@ class Examples_OnASoundServer : public testing::Test {
         return eventually([&] { return written().find(text) != std::string::npos; });
     }
 
-    braq::testing::PrivateSoundServer server;
+    braq::tests::PrivateSoundServer server;
 
   private:
     const std::string mLog = server.folder() / "example.log";

@@ -10,7 +10,7 @@ extern "C" {
 #include <memory>
 #include <stdexcept>
 
-namespace braq::testing {
+namespace braq::tests {
 namespace {
 
 void require(bool condition, const std::string& what) {
@@ -111,4 +111,4 @@ DecodedFile decodeFile(const std::string& path, bool isDamaged) {
     return file;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

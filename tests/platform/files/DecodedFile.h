@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// What libav finds in a file, by its own protocol and demuxer.
 struct DecodedFile {
@@ -23,4 +23,4 @@ struct DecodedFile {
 /// Throws `std::runtime_error` for what cannot be read, or not decoded without an error.
 DecodedFile decodeFile(const std::string& path, bool isDamaged = false);
 
-} // namespace braq::testing
+} // namespace braq::tests

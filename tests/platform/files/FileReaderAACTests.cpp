@@ -11,13 +11,13 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 // Decoders fill bands with noise, which is another one after a seek.
 constexpr double loudestNoise = 0.00316; // -50 dB
 
 template <class Integer>
-std::string big(Integer value) {
+std::string inBigEndian(Integer value) {
     std::string text;
     for (int i = sizeof value - 1; i >= 0; --i) {
         text += static_cast<char>(static_cast<std::uint64_t>(value) >> (8 * i));
@@ -40,7 +40,7 @@ std::vector<std::string> packetsOf(const std::string& stream) {
 }
 
 std::string chunk(const std::string& type, const std::string& content) {
-    return type + big<std::uint64_t>(content.size()) + content;
+    return type + inBigEndian<std::uint64_t>(content.size()) + content;
 }
 
 /// A descriptor of MPEG-4: what it is, its length in the longest form, which is the one that is found in CAF files, and what
@@ -50,7 +50,7 @@ std::string descriptor(char tag, const std::string& content) {
 }
 
 /// A number of a packet table: seven bits a byte, the highest first.
-std::string packed(std::size_t value) {
+std::string asPackedSize(std::size_t value) {
     std::string text(1, static_cast<char>(value & 0x7F));
     while ((value >>= 7) != 0) {
         text.insert(text.begin(), static_cast<char>(0x80 | (value & 0x7F)));
@@ -65,16 +65,18 @@ std::string cafOf(const std::vector<std::string>& packets, SInt32 priming, SInt6
         descriptor(4, "\x40\x15" + std::string(11, '\0') + descriptor(5, lowComplexity)); // of the coding, its setting
     const std::string cookie = descriptor(3, std::string(3, '\0') + decoder + descriptor(6, "\x02"));
     const auto remainder = static_cast<SInt32>(static_cast<SInt64>(packets.size()) * 1024 - priming - valid);
-    std::string table = big<std::uint64_t>(packets.size()) + big(valid) + big(priming) + big(remainder);
-    std::string data = big<UInt32>(0);
+    std::string table =
+        inBigEndian<std::uint64_t>(packets.size()) + inBigEndian(valid) + inBigEndian(priming) + inBigEndian(remainder);
+    std::string data = inBigEndian<UInt32>(0);
     for (const std::string& packet : packets) {
-        table += packed(packet.size());
+        table += asPackedSize(packet.size());
         data += packet;
     }
-    const std::string description = big(std::bit_cast<std::uint64_t>(44100.0)) + "aac " + big<UInt32>(2) +
-                                    big<UInt32>(0) + big<UInt32>(1024) + big<UInt32>(2) + big<UInt32>(0);
-    return "caff" + big<std::uint16_t>(1) + big<std::uint16_t>(0) + chunk("desc", description) + chunk("kuki", cookie) +
-           chunk("pakt", table) + chunk("data", data);
+    const std::string description = inBigEndian(std::bit_cast<std::uint64_t>(44100.0)) + "aac " +
+                                    inBigEndian<UInt32>(2) + inBigEndian<UInt32>(0) + inBigEndian<UInt32>(1024) +
+                                    inBigEndian<UInt32>(2) + inBigEndian<UInt32>(0);
+    return "caff" + inBigEndian<std::uint16_t>(1) + inBigEndian<std::uint16_t>(0) + chunk("desc", description) +
+           chunk("kuki", cookie) + chunk("pakt", table) + chunk("data", data);
 }
 
 void expectTheSameAfterASeek(ReadFile& file, const Sound& all) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::HasSubstr;
@@ -102,7 +102,7 @@ TEST_F(FileReader_BadFiles, OpenNoOtherFile) {
     }
 }
 
-std::string bigEndian(std::size_t value, int bytes) {
+std::string bigEndianNumber(std::size_t value, int bytes) {
     std::string text;
     for (int i = bytes - 1; i >= 0; --i) {
         text += static_cast<char>(value >> (8 * i));
@@ -115,10 +115,11 @@ std::string bigEndian(std::size_t value, int bytes) {
 std::string withSamplesElsewhere(std::string movie, const std::string& path) {
     // What a reference of this kind has before its list of names: volume, file, and much that does not count here.
     std::string alias(150, '\0');
-    alias += bigEndian(2, 2) + bigEndian(path.size(), 2) + path + (path.size() % 2 == 0 ? "" : std::string(1, '\0'));
-    alias += bigEndian(0xFFFF, 2) + bigEndian(0, 2);
-    const std::string inMovie = bigEndian(12, 4) + "url " + bigEndian(1, 4);
-    const std::string elsewhere = bigEndian(12 + alias.size(), 4) + "alis" + bigEndian(0, 4) + alias;
+    alias += bigEndianNumber(2, 2) + bigEndianNumber(path.size(), 2) + path +
+             (path.size() % 2 == 0 ? "" : std::string(1, '\0'));
+    alias += bigEndianNumber(0xFFFF, 2) + bigEndianNumber(0, 2);
+    const std::string inMovie = bigEndianNumber(12, 4) + "url " + bigEndianNumber(1, 4);
+    const std::string elsewhere = bigEndianNumber(12 + alias.size(), 4) + "alis" + bigEndianNumber(0, 4) + alias;
     const std::size_t place = movie.find(inMovie);
     for (const char* atom : {"moov", "trak", "mdia", "minf", "dinf", "dref"}) {
         const std::size_t size = movie.rfind(atom, place) - 4;
@@ -126,7 +127,7 @@ std::string withSamplesElsewhere(std::string movie, const std::string& path) {
         for (std::size_t i = 0; i < 4; ++i) {
             bytes = bytes << 8 | static_cast<unsigned char>(movie[size + i]);
         }
-        movie.replace(size, 4, bigEndian(bytes + alias.size(), 4));
+        movie.replace(size, 4, bigEndianNumber(bytes + alias.size(), 4));
     }
     return movie.replace(place, inMovie.size(), elsewhere);
 }

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 std::unique_ptr<braq::FileReader> openReference() {
     std::unique_ptr<braq::FileReader> reader;

@@ -1,3 +1,4 @@
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/ReadFile.h"
 #include "tests/support/NumberedFiles.h"
 #include "tests/support/TemporaryFolder.h"
@@ -13,12 +14,12 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::integer;
+using braq::tests::lpcm;
+using namespace braq::tests;
 
-constexpr UInt32 packed = kAudioFormatFlagIsPacked;
-constexpr UInt32 integer = packed | kAudioFormatFlagIsSignedInteger;
-constexpr UInt32 real = packed | kAudioFormatFlagIsFloat;
-constexpr UInt32 bigEndian = kAudioFormatFlagIsBigEndian;
+constexpr UInt32 real = kAudioFormatFlagIsPacked | kAudioFormatFlagIsFloat;
 
 enum class Fidelity {
     lossless,     // the reference's samples
@@ -40,7 +41,6 @@ struct Kind {
 
 constexpr Float64 referenceRate = 44100;
 
-constexpr UInt32 lpcm = kAudioFormatLinearPCM;
 constexpr UInt32 aac = kAudioFormatMPEG4AAC;
 constexpr UInt32 alac = kAudioFormatAppleLossless;
 
@@ -50,20 +50,20 @@ const Kind kinds[] = {
     {"32.wav", "-c:a pcm_s32le", kAudioFileWAVEType, lpcm, integer, 1},
     {"float.wav", "-c:a pcm_f32le", kAudioFileWAVEType, lpcm, real, 1},
     {"double.wav", "-c:a pcm_f64le", kAudioFileWAVEType, lpcm, real, 1},
-    {"8.wav", "-c:a pcm_u8", kAudioFileWAVEType, lpcm, packed, 1, Fidelity::lossy},
+    {"8.wav", "-c:a pcm_u8", kAudioFileWAVEType, lpcm, kAudioFormatFlagIsPacked, 1, Fidelity::lossy},
     {"long.rf64", "-c:a pcm_s16le -f wav -rf64 always", kAudioFileRF64Type, lpcm, integer, 1},
-    {"16.aiff", "-c:a pcm_s16be", kAudioFileAIFFType, lpcm, integer | bigEndian, 1},
-    {"24.aiff", "-c:a pcm_s24be", kAudioFileAIFFType, lpcm, integer | bigEndian, 1},
-    {"32.aiff", "-c:a pcm_s32be", kAudioFileAIFFType, lpcm, integer | bigEndian, 1},
+    {"16.aiff", "-c:a pcm_s16be", kAudioFileAIFFType, lpcm, integer | big, 1},
+    {"24.aiff", "-c:a pcm_s24be", kAudioFileAIFFType, lpcm, integer | big, 1},
+    {"32.aiff", "-c:a pcm_s32be", kAudioFileAIFFType, lpcm, integer | big, 1},
     {"8.aiff", "-c:a pcm_s8", kAudioFileAIFFType, lpcm, integer, 1, Fidelity::lossy},
     {"little.aifc", "-c:a pcm_s16le -f aiff", kAudioFileAIFCType, lpcm, integer, 1},
-    {"float.aifc", "-c:a pcm_f32be -f aiff", kAudioFileAIFCType, lpcm, real | bigEndian, 1},
+    {"float.aifc", "-c:a pcm_f32be -f aiff", kAudioFileAIFCType, lpcm, real | big, 1},
     {"little.caf", "-c:a pcm_s24le", kAudioFileCAFType, lpcm, integer, 1},
-    {"big.caf", "-c:a pcm_s16be", kAudioFileCAFType, lpcm, integer | bigEndian, 1},
+    {"big.caf", "-c:a pcm_s16be", kAudioFileCAFType, lpcm, integer | big, 1},
     {"float.caf", "-c:a pcm_f32le", kAudioFileCAFType, lpcm, real, 1},
-    {"16.au", "-c:a pcm_s16be", kAudioFileNextType, lpcm, integer | bigEndian, 1},
-    {"double.au", "-c:a pcm_f64be", kAudioFileNextType, lpcm, real | bigEndian, 1},
-    {"16.mov", "-c:a pcm_s16be", kAudioFileMPEG4Type, lpcm, integer | bigEndian, 1},
+    {"16.au", "-c:a pcm_s16be", kAudioFileNextType, lpcm, integer | big, 1},
+    {"double.au", "-c:a pcm_f64be", kAudioFileNextType, lpcm, real | big, 1},
+    {"16.mov", "-c:a pcm_s16be", kAudioFileMPEG4Type, lpcm, integer | big, 1},
     {"24.mov", "-c:a pcm_s24le", kAudioFileMPEG4Type, lpcm, integer, 1},
     {"16.flac", "-c:a flac -frame_size 4096", kAudioFileFLACType, kAudioFormatFLAC, 1, 4096},
     {"24.flac", "-c:a flac -sample_fmt s32", kAudioFileFLACType, kAudioFormatFLAC, 3, 4608},

@@ -11,7 +11,7 @@
 namespace {
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using ::testing::AnyOf;
 using ::testing::IsEmpty;
 

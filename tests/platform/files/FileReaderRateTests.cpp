@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 constexpr double pi = std::numbers::pi;
 

@@ -17,7 +17,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 // Where decoders start anew, in frames of the packets.
 constexpr SInt64 aacStretch = SInt64{1536} * 1024;

@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 // Numbers stand in memory as they do in the file: both are little-endian.
 template <class Number>

@@ -1,10 +1,14 @@
 #include "platform/files/formats/FileTypes.h"
+#include "tests/platform/files/LinearFlags.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace {
 
+using braq::tests::big;
+using braq::tests::floating;
+using braq::tests::integer;
 using testing::Each;
 using testing::ElementsAre;
 using testing::Field;
@@ -12,10 +16,6 @@ using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 using Flags = std::pair<UInt32, UInt32>; // bits, flags
-
-constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
 
 std::vector<Flags> linearPCM(AudioFileTypeID type) {
     std::vector<AudioStreamBasicDescription> found;

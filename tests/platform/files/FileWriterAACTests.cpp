@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using braq::FileWriter;
 using testing::IsEmpty;
 

@@ -1,3 +1,4 @@
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/ReadFile.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/support/CapturedLog.h"
@@ -8,12 +9,12 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::floating;
+using braq::tests::integer;
+using namespace braq::tests;
 using braq::FileWriter;
 
-constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
 constexpr UInt32 channels = 8;
 constexpr std::size_t blockFrames = 65536;
 constexpr std::uint64_t limit = std::uint64_t{1} << 32;

@@ -1,6 +1,7 @@
 #include "platform/files/writing/FileWriter.h"
 
 #include "tests/platform/files/DecodedFile.h"
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/support/CapturedLog.h"
 
@@ -13,14 +14,13 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::floating;
+using braq::tests::integer;
+using namespace braq::tests;
 using braq::FileWriter;
 using testing::HasSubstr;
 using testing::IsEmpty;
-
-constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
 
 struct Lossless {
     const char* name;

@@ -1,6 +1,7 @@
 #include "platform/files/writing/FileWriter.h"
 
 #include "tests/platform/files/DecodedFile.h"
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/platform/files/SmallDisk.h"
 #include "tests/support/CapturedLog.h"
@@ -14,14 +15,13 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::integer;
+using namespace braq::tests;
 using braq::FileWriter;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::SizeIs;
-
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
 
 struct Coding {
     const char* name;

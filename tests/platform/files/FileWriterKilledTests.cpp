@@ -1,6 +1,7 @@
 // What is left of a recording whose process is killed.
 
 #include "tests/platform/files/DecodedFile.h"
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/ReadFile.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/support/CapturedLog.h"
@@ -14,14 +15,13 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::integer;
+using braq::tests::lpcm;
+using namespace braq::tests;
 using braq::FileWriter;
 
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
-constexpr UInt32 lpcm = kAudioFormatLinearPCM;
-
-struct Coding {
+struct KilledCoding {
     const char* name;
     AudioFileTypeID type;
     UInt32 formatID;
@@ -29,13 +29,13 @@ struct Coding {
     UInt32 bits;
 };
 
-void PrintTo(const Coding& coding, std::ostream* stream) { *stream << coding.name; }
+void PrintTo(const KilledCoding& coding, std::ostream* stream) { *stream << coding.name; }
 
-std::string nameOf(const testing::TestParamInfo<Coding>& row) { return row.param.name; }
+std::string nameOf(const testing::TestParamInfo<KilledCoding>& row) { return row.param.name; }
 
 constexpr SInt64 writtenFrames = 50000;
 
-class Killed : public testing::TestWithParam<Coding> {
+class Killed : public testing::TestWithParam<KilledCoding> {
   protected:
     Killed() : mSignal(integerNoise(2, writtenFrames, 16)) {
         const pid_t child = ::fork();
@@ -48,7 +48,7 @@ class Killed : public testing::TestWithParam<Coding> {
     }
 
     [[noreturn]] void recordAndDie() const {
-        const Coding& coding = GetParam();
+        const KilledCoding& coding = GetParam();
         std::unique_ptr<FileWriter> writer;
         const auto format = fileFormat(coding.formatID, coding.flags, coding.bits, 2, 44100);
         if (FileWriter::create(mPath, coding.type, format, writer) == 0 &&
@@ -70,10 +70,10 @@ TEST_P(Files_FileWriterKilledInPCM, LeavesEveryFrameOfTheCallsThatReturned) {
     EXPECT_EQ(largestDifference(file.readRest(), mSignal), 0);
 }
 INSTANTIATE_TEST_SUITE_P(All, Files_FileWriterKilledInPCM,
-                         testing::Values(Coding{"WAVE", kAudioFileWAVEType, lpcm, integer, 16},
-                                         Coding{"RF64", kAudioFileRF64Type, lpcm, integer, 16},
-                                         Coding{"CAF", kAudioFileCAFType, lpcm, integer, 16},
-                                         Coding{"NeXT", kAudioFileNextType, lpcm, integer | big, 16}),
+                         testing::Values(KilledCoding{"WAVE", kAudioFileWAVEType, lpcm, integer, 16},
+                                         KilledCoding{"RF64", kAudioFileRF64Type, lpcm, integer, 16},
+                                         KilledCoding{"CAF", kAudioFileCAFType, lpcm, integer, 16},
+                                         KilledCoding{"NeXT", kAudioFileNextType, lpcm, integer | big, 16}),
                          nameOf);
 
 // RF64 is not among them: it states a length, and that is 0.
@@ -84,9 +84,9 @@ TEST_P(Files_FileWriterKilledForOthers, LeavesAFileThatOtherProgramsReadAsWell) 
     EXPECT_GT(signalToNoise(file.samples[0], mSignal[0], 0, writtenFrames), 200);
 }
 INSTANTIATE_TEST_SUITE_P(All, Files_FileWriterKilledForOthers,
-                         testing::Values(Coding{"WAVE", kAudioFileWAVEType, lpcm, integer, 16},
-                                         Coding{"CAF", kAudioFileCAFType, lpcm, integer, 16},
-                                         Coding{"NeXT", kAudioFileNextType, lpcm, integer | big, 16}),
+                         testing::Values(KilledCoding{"WAVE", kAudioFileWAVEType, lpcm, integer, 16},
+                                         KilledCoding{"CAF", kAudioFileCAFType, lpcm, integer, 16},
+                                         KilledCoding{"NeXT", kAudioFileNextType, lpcm, integer | big, 16}),
                          nameOf);
 
 // The coder still held the frames of a packet or two.
@@ -102,8 +102,8 @@ TEST_P(Files_FileWriterKilledInCoding, LeavesWhatTheCoderHasLetGoOf) {
     }
 }
 INSTANTIATE_TEST_SUITE_P(All, Files_FileWriterKilledInCoding,
-                         testing::Values(Coding{"FLAC", kAudioFileFLACType, kAudioFormatFLAC, 1, 0},
-                                         Coding{"ADTS", kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, 2, 0}),
+                         testing::Values(KilledCoding{"FLAC", kAudioFileFLACType, kAudioFormatFLAC, 1, 0},
+                                         KilledCoding{"ADTS", kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, 2, 0}),
                          nameOf);
 
 using Files_FileWriterKilledWithoutIndex = Killed;
@@ -112,13 +112,13 @@ TEST_P(Files_FileWriterKilledWithoutIndex, LeavesAFileThatIsRefused) {
     EXPECT_EQ(statusOfOpening(mPath), kAudioFileInvalidFileError);
 }
 INSTANTIATE_TEST_SUITE_P(All, Files_FileWriterKilledWithoutIndex,
-                         testing::Values(Coding{"AIFF", kAudioFileAIFFType, lpcm, integer | big, 16},
-                                         Coding{"AIFC", kAudioFileAIFCType, lpcm, integer, 16},
-                                         Coding{"CAF_ALAC", kAudioFileCAFType, kAudioFormatAppleLossless, 1, 0},
-                                         Coding{"M4A_ALAC", kAudioFileM4AType, kAudioFormatAppleLossless, 1, 0},
-                                         Coding{"M4A_AAC", kAudioFileM4AType, kAudioFormatMPEG4AAC, 2, 0},
-                                         Coding{"MPEG4_AAC", kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, 2, 0},
-                                         Coding{"MPEG4_PCM", kAudioFileMPEG4Type, lpcm, integer, 16}),
+                         testing::Values(KilledCoding{"AIFF", kAudioFileAIFFType, lpcm, integer | big, 16},
+                                         KilledCoding{"AIFC", kAudioFileAIFCType, lpcm, integer, 16},
+                                         KilledCoding{"CAF_ALAC", kAudioFileCAFType, kAudioFormatAppleLossless, 1, 0},
+                                         KilledCoding{"M4A_ALAC", kAudioFileM4AType, kAudioFormatAppleLossless, 1, 0},
+                                         KilledCoding{"M4A_AAC", kAudioFileM4AType, kAudioFormatMPEG4AAC, 2, 0},
+                                         KilledCoding{"MPEG4_AAC", kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, 2, 0},
+                                         KilledCoding{"MPEG4_PCM", kAudioFileMPEG4Type, lpcm, integer, 16}),
                          nameOf);
 
 } // namespace

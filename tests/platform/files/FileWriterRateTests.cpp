@@ -1,6 +1,7 @@
 #include "platform/files/writing/FileWriter.h"
 
 #include "tests/platform/files/DecodedFile.h"
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/Recordings.h"
 
 #include <gmock/gmock.h>
@@ -9,10 +10,9 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::floating;
+using namespace braq::tests;
 using braq::FileWriter;
-
-constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
 
 class Files_FileWriterRate : public testing::Test {
   protected:

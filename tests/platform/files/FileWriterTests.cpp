@@ -1,6 +1,7 @@
 #include "platform/files/writing/FileWriter.h"
 
 #include "tests/platform/files/DecodedFile.h"
+#include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/support/AsNobody.h"
 #include "tests/support/CapturedLog.h"
@@ -15,21 +16,20 @@
 
 namespace {
 
-using namespace braq::testing;
+using braq::tests::big;
+using braq::tests::floating;
+using braq::tests::integer;
+using namespace braq::tests;
 using braq::FileWriter;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
-constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
-constexpr UInt32 big = kAudioFormatFlagIsBigEndian;
-
 AudioStreamBasicDescription pcm(UInt32 flags, UInt32 bits) {
     return fileFormat(kAudioFormatLinearPCM, flags, bits, 2, 44100);
 }
 
-std::string contentOf(const std::string& path) {
+std::string contentOfFile(const std::string& path) {
     std::ifstream stream(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(stream), {}};
 }
@@ -105,7 +105,7 @@ TEST_F(Files_FileWriterErrors, LeaveAFileAloneThatCouldNotBeReplaced) {
     EXPECT_NE(create(mPath, BRAQFourCharCode("none")), 0);
     EXPECT_NE(create(mPath, kAudioFileWAVEType, pcm(integer | big, 16)), 0);
     EXPECT_NE(create(mPath, kAudioFileAAC_ADTSType, fileFormat(kAudioFormatMPEG4AAC, 2, 0, 2, 44101)), 0);
-    EXPECT_EQ(contentOf(mPath), "what was there");
+    EXPECT_EQ(contentOfFile(mPath), "what was there");
     EXPECT_EQ(create(mPath), 0);
     EXPECT_EQ(mWriter->close(), 0);
     EXPECT_EQ(decodeFile(mPath).frames(), 0);
@@ -129,7 +129,7 @@ TEST_F(Files_FileWriterErrors, TellThatThereIsNoPermission) {
         EXPECT_EQ(create(mFolder.file("other.wav")), kAudioFilePermissionsError);
     }
     ASSERT_EQ(::chmod(mFolder.path().c_str(), 0755), 0);
-    EXPECT_EQ(contentOf(mPath), "what was there");
+    EXPECT_EQ(contentOfFile(mPath), "what was there");
     EXPECT_FALSE(std::filesystem::exists(mFolder.file("other.wav")));
 }
 
@@ -233,12 +233,12 @@ TEST(Files_FileWriter, TakesNoMoreFramesOnceItIsClosed) {
               0);
     ASSERT_EQ(writeSignal(*writer, tones(2, 1000, 44100, 997)), 0);
     EXPECT_EQ(writer->close(), 0);
-    const std::string content = contentOf(folder.file("recording"));
+    const std::string content = contentOfFile(folder.file("recording"));
     EXPECT_EQ(writer->close(), 0);
     EXPECT_EQ(writeSignal(*writer, tones(2, 1000, 44100, 997)), kAudioFileNotOpenError);
     EXPECT_EQ(writer->setClientFormat(clientFormat(2, 44100)), kExtAudioFileError_InvalidOperationOrder);
     writer.reset();
-    EXPECT_EQ(contentOf(folder.file("recording")), content);
+    EXPECT_EQ(contentOfFile(folder.file("recording")), content);
 }
 
 TEST(Files_FileWriter, CompletesTheFileWhenItGoes) {
@@ -265,7 +265,7 @@ TEST(Files_FileWriter, AcceptsABitRateWhereTheCodingHasNone) {
         EXPECT_EQ(writer->primeInfo().trailingFrames, 0U);
         ASSERT_EQ(writeSignal(*writer, tones(2, 10000, 44100, 997)), 0);
         ASSERT_EQ(writer->close(), 0);
-        contents.push_back(contentOf(folder.file("recording")));
+        contents.push_back(contentOfFile(folder.file("recording")));
     }
     EXPECT_EQ(contents[0], contents[1]);
 }

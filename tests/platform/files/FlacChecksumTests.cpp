@@ -23,7 +23,7 @@ UInt16 slowly(const Bytes& bytes) {
     return static_cast<UInt16>(sum);
 }
 
-Bytes noise(std::size_t length) {
+Bytes noiseBytes(std::size_t length) {
     std::mt19937 random(static_cast<unsigned>(length));
     Bytes bytes(length);
     for (auto& byte : bytes) {
@@ -40,7 +40,7 @@ TEST(Files_FlacChecksum, IsTheOneOfTheCheckText) {
 
 TEST(Files_FlacChecksum, IsTheSameBitByBitAtAnyLengthAndPlace) {
     for (std::size_t length = 0; length < 100; ++length) {
-        const Bytes bytes = noise(length);
+        const Bytes bytes = noiseBytes(length);
         EXPECT_EQ(flacChecksum(bytes), slowly(bytes)) << length;
         for (std::size_t begin = 0; begin < std::min<std::size_t>(length, 5); ++begin) {
             const Bytes rest(bytes.begin() + static_cast<std::ptrdiff_t>(begin), bytes.end());
@@ -50,7 +50,7 @@ TEST(Files_FlacChecksum, IsTheSameBitByBitAtAnyLengthAndPlace) {
 }
 
 TEST(Files_FlacChecksum, IsZeroBehindItself) {
-    Bytes bytes = noise(1000);
+    Bytes bytes = noiseBytes(1000);
     const UInt16 sum = flacChecksum(bytes);
     bytes.push_back(static_cast<std::uint8_t>(sum >> 8));
     bytes.push_back(static_cast<std::uint8_t>(sum & 0xFF));

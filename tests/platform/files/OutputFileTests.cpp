@@ -13,7 +13,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using braq::OutputFile;
 using testing::ElementsAre;
 using testing::HasSubstr;

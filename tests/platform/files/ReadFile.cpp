@@ -11,7 +11,7 @@
 #include <sstream>
 #include <stdexcept>
 
-namespace braq::testing {
+namespace braq::tests {
 namespace {
 
 constexpr Float32 untouched = 12345;
@@ -94,7 +94,7 @@ Sound ReadFile::readRest(UInt32 framesAtOnce) {
     Sound all(channels());
     for (bool isMore = true; isMore;) {
         const Sound block = read(framesAtOnce);
-        isMore = testing::frames(block) == framesAtOnce;
+        isMore = tests::frames(block) == framesAtOnce;
         for (std::size_t i = 0; i < all.size(); ++i) {
             all[i].insert(all[i].end(), block[i].begin(), block[i].end());
         }
@@ -168,4 +168,4 @@ void writeBytes(const std::filesystem::path& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

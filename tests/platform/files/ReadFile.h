@@ -8,7 +8,7 @@
 
 // Files as the reader delivers them, and files to read, which the ffmpeg command makes.
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Samples by channel.
 using Sound = std::vector<std::vector<Float32>>;
@@ -67,4 +67,4 @@ constexpr Float32 commandTolerance = 0.0F;
 std::string bytesOf(const std::filesystem::path& path);
 void writeBytes(const std::filesystem::path& path, const std::string& bytes);
 
-} // namespace braq::testing
+} // namespace braq::tests

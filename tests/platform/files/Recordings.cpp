@@ -5,7 +5,7 @@
 #include <numbers>
 #include <random>
 
-namespace braq::testing {
+namespace braq::tests {
 
 Signal integerNoise(UInt32 channels, std::size_t frames, UInt32 bits) {
     std::mt19937 random(bits);
@@ -104,4 +104,4 @@ double signalToNoise(const std::vector<double>& found, const std::vector<Float32
     return 10 * std::log10(signal / noise);
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -14,7 +14,7 @@
 
 // What tests of the writer write, and where.
 
-namespace braq::testing {
+namespace braq::tests {
 
 using Signal = std::vector<std::vector<Float32>>; // by channel
 
@@ -62,4 +62,4 @@ class FileFolder {
     std::filesystem::path mPath;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -13,7 +13,7 @@
 #include <cstddef>
 #include <thread>
 
-namespace braq::testing {
+namespace braq::tests {
 namespace {
 
 // The mount goes with the thread that is the only one to see it.
@@ -77,4 +77,4 @@ FileSizeLimit::~FileSizeLimit() {
     std::signal(SIGXFSZ, mHandlerBefore);
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -4,7 +4,7 @@
 #include <functional>
 #include <string>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Runs `body` on a thread that alone sees, at the folder `place`, an empty disk of so many bytes.
 /// @return false, and `body` did not run, where this process may not mount one
@@ -31,4 +31,4 @@ class FileSizeLimit {
     void (*mHandlerBefore)(int);
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -101,7 +101,7 @@ TEST_F(Foundation_MainQueue, WhatIsSubmittedWhileDrainingWaitsForALaterDrain) {
 }
 
 TEST_F(Foundation_MainQueue, WhatThrowsIsLoggedAndTheQueueGoesOn) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     bool hasRun = false;
     queue.submit([] { throw std::runtime_error("broken"); });
     queue.submit([] { throw 1; });
@@ -113,7 +113,7 @@ TEST_F(Foundation_MainQueue, WhatThrowsIsLoggedAndTheQueueGoesOn) {
 }
 
 TEST_F(Foundation_MainQueue, AnEmptyClosureIsLoggedLikeOneThatThrows) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     queue.submit({});
     EXPECT_EQ(queue.drain(), 1U);
     EXPECT_THAT(log.lines(), ElementsAre("(ERROR) BRAQMainQueue : bad_function_call"));
@@ -197,7 +197,7 @@ TEST_F(Foundation_MainQueue, RunCanBeBegunAgain) {
 }
 
 TEST_F(Foundation_MainQueue, AClosureThatThrowsDoesNotEndRun) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     bool hasRun = false;
     queue.submit([] { throw std::runtime_error("broken"); });
     queue.submit([&] {

@@ -30,7 +30,7 @@ class GermanLocale {
   private:
     // One folder for the whole process, because compiling takes a second.
     static const std::filesystem::path& folder() {
-        static const braq::testing::TemporaryFolder folder;
+        static const braq::tests::TemporaryFolder folder;
         return folder.path();
     }
 

@@ -33,7 +33,7 @@ TEST(Foundation_LocaleDirectory, LiesInShareBesideTheFolderOfTheFile) {
 }
 
 TEST(Foundation_LocaleDirectory, TheLibrarysIsBesideItWhereThatFolderExistsElseTheInstalledOne) {
-    const braq::testing::TemporaryFolder folder;
+    const braq::tests::TemporaryFolder folder;
     const auto library = folder.path() / "lib" / "library.so";
     const std::filesystem::path installed = "/usr/share/Library-2/locale";
     std::filesystem::create_directories(folder.path() / "share/Library-1/locale"); // of another version

@@ -73,7 +73,7 @@ TEST(Foundation_NSBundle, TheLibrarysOwnTextsComeInGerman) {
 }
 
 TEST(Foundation_NSBundle, TextsAreUTF8WhateverTheTableIsWrittenIn) {
-    const braq::testing::TemporaryFolder folder;
+    const braq::tests::TemporaryFolder folder;
     writeCatalogue(folder.path(), "Latin", "B\xFCndel");
     const GermanLocale german;
     ASSERT_TRUE(german.isInForce());
@@ -87,14 +87,14 @@ TEST(Foundation_NSBundle, TextsAreUTF8WhateverTheLocaleIsEncodedIn) {
 }
 
 TEST(Foundation_NSBundle, TablesOfOneNameInTwoBundlesDoNotDisturbEachOther) {
-    const braq::testing::TemporaryFolder one;
-    const braq::testing::TemporaryFolder two;
+    const braq::tests::TemporaryFolder one;
+    const braq::tests::TemporaryFolder two;
     writeCatalogue(one.path(), "Shared", "eins");
     writeCatalogue(two.path(), "Shared", "zwei");
     const GermanLocale german;
     ASSERT_TRUE(german.isInForce());
     std::atomic<int> wrong = 0;
-    const auto look = [&](const braq::testing::TemporaryFolder& folder, const std::string& text) {
+    const auto look = [&](const braq::tests::TemporaryFolder& folder, const std::string& text) {
         const auto bundle = NSBundle::bundleWithLocaleDirectory(folder.path());
         for (int round = 0; round < 50; ++round) {
             wrong += bundle->localizedString("key", "Shared") != text ? 1 : 0;

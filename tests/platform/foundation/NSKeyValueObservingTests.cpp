@@ -140,7 +140,7 @@ TEST_F(Foundation_NSKeyValueObserving, ObserversMaySetAddAndRemove) {
 }
 
 TEST_F(Foundation_NSKeyValueObserving, WhatAnObserverThrowsIsLoggedAndTheOthersAreTold) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     Thing thing;
     const auto first = thing.addObserver("k", [](const auto&) { throw std::runtime_error("broken"); });
     const auto second = thing.addObserver("k", hear());

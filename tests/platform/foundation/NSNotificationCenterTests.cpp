@@ -204,7 +204,7 @@ TEST(Foundation_NSNotificationCenter, AnObserverMayPost) {
 }
 
 TEST(Foundation_NSNotificationCenter, WhatAnObserverThrowsIsLoggedAndTheOthersAreCalled) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     int calls = 0;
     const auto first = center().addObserver("name", nullptr, [](const auto&) { throw std::runtime_error("broken"); });
     const auto second = center().addObserver("name", nullptr, [](const auto&) { throw 1; });
@@ -217,7 +217,7 @@ TEST(Foundation_NSNotificationCenter, WhatAnObserverThrowsIsLoggedAndTheOthersAr
 }
 
 TEST(Foundation_NSNotificationCenter, NoLockIsHeldWhileAnObserverRuns) {
-    const braq::testing::CapturedLog log;
+    const braq::tests::CapturedLog log;
     const auto token = center().addObserver("name", nullptr, [&](const auto&) {
         std::async(std::launch::async, [] {
             const auto other = center().addObserver("name", nullptr, [](const auto&) {});

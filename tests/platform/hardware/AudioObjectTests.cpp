@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;

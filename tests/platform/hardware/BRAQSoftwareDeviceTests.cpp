@@ -10,7 +10,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using braq::IODirections;
 using braq::IOSlice;
 using testing::Each;

@@ -135,7 +135,7 @@ TEST(DeviceClock, NeverShowsHalfOfAMeasurement) {
 
 TEST(DeviceClock, PublishingKeepsTheRealtimeRules) {
     DeviceClock clock;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         for (UInt64 i = 0; i < 100; ++i) {
             clock.publish(cycleAt(static_cast<Float64>(i) * 480.0, start + i * 10'000'001));
         }

@@ -11,7 +11,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using braq::IODirections;
 using braq::IOSlice;
 

@@ -15,7 +15,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using braq::IODirections;
 using braq::IOSlice;
 using testing::Each;

@@ -12,7 +12,7 @@
 #include <vector>
 
 // What tests of the hardware service read and make again and again.
-namespace braq::testing {
+namespace braq::tests {
 
 constexpr AudioObjectPropertyAddress at(UInt32 selector, UInt32 scope = kAudioObjectPropertyScopeGlobal,
                                         UInt32 element = kAudioObjectPropertyElementMain) {
@@ -122,4 +122,4 @@ class Channels {
     std::vector<Float32*> mPointers;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -10,12 +10,10 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Optional;
-
-constexpr AudioObjectID system = kAudioObjectSystemObject;
 
 /// Writes down what it hears.
 class Ear {
@@ -76,7 +74,7 @@ constexpr AudioObjectPropertyAddress anything{kAudioObjectPropertySelectorWildca
                                               kAudioObjectPropertyElementWildcard};
 
 TEST(Listener, HearsOfAppearingAndVanishingDevicesOnceEach) {
-    Ear ear(system, at(kAudioHardwarePropertyDevices));
+    Ear ear(kAudioObjectSystemObject, at(kAudioHardwarePropertyDevices));
     const auto device = steppedDevice("device");
     EXPECT_THAT(ear.selectors(), ElementsAre(kAudioHardwarePropertyDevices));
     device->remove();
@@ -85,7 +83,7 @@ TEST(Listener, HearsOfAppearingAndVanishingDevicesOnceEach) {
 }
 
 TEST(Listener, HearsOnOneThreadThatIsNotTheOneThatChanges) {
-    Ear ear(system, at(kAudioHardwarePropertyDevices));
+    Ear ear(kAudioObjectSystemObject, at(kAudioHardwarePropertyDevices));
     const auto one = steppedDevice("one");
     std::thread([] { steppedDevice("two"); }).join();
     const auto calls = ear.heard();
@@ -93,14 +91,14 @@ TEST(Listener, HearsOnOneThreadThatIsNotTheOneThatChanges) {
     for (const auto& call : calls) {
         EXPECT_EQ(call.thread, calls[0].thread);
         EXPECT_NE(call.thread, std::this_thread::get_id());
-        EXPECT_EQ(call.object, system);
+        EXPECT_EQ(call.object, kAudioObjectSystemObject);
     }
 }
 
 TEST(Listener, HearsOfDefaultDevicesOnlyWhenTheyChange) {
     const auto first = steppedDevice("first");
     const auto second = steppedDevice("second");
-    Ear ear(system, anything);
+    Ear ear(kAudioObjectSystemObject, anything);
     first->makeDefaultPlaybackDevice();
     first->makeDefaultPlaybackDevice();
     EXPECT_THAT(ear.selectors(), ElementsAre(kAudioHardwarePropertyDefaultOutputDevice,
@@ -114,7 +112,7 @@ TEST(Listener, HearsNothingOfWhatChangedBeforeItWasAdded) {
     std::promise<void> go;
     braq::Hardware::instance().notifications().run([&go] { go.get_future().wait(); });
     const auto device = steppedDevice("device");
-    Ear ear(system, at(kAudioHardwarePropertyDevices));
+    Ear ear(kAudioObjectSystemObject, at(kAudioHardwarePropertyDevices));
     go.set_value();
     EXPECT_THAT(ear.heard(), IsEmpty());
     device->remove();
@@ -218,7 +216,8 @@ TEST(Listener, IsRefusedForAnUnknownObjectOrWithoutAProcedure) {
     const auto address = anything;
     EXPECT_EQ(AudioObjectAddPropertyListener(0, &address, countCalls, &calls), kAudioHardwareBadObjectError);
     EXPECT_EQ(AudioObjectAddPropertyListener(0xFFFFFF, &address, countCalls, &calls), kAudioHardwareBadObjectError);
-    EXPECT_EQ(AudioObjectAddPropertyListener(system, &address, nullptr, &calls), kAudioHardwareIllegalOperationError);
+    EXPECT_EQ(AudioObjectAddPropertyListener(kAudioObjectSystemObject, &address, nullptr, &calls),
+              kAudioHardwareIllegalOperationError);
     EXPECT_EQ(AudioObjectRemovePropertyListener(0xFFFFFF, &address, countCalls, &calls), kAudioHardwareBadObjectError);
 }
 

@@ -5,7 +5,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 class TranslateTime : public testing::Test {
   protected:

@@ -9,7 +9,7 @@
 namespace {
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 constexpr double less = 0.70710678118654752440; // 3 dB
 using Gains = std::vector<std::vector<double>>; // of each input, output by output

@@ -6,7 +6,7 @@
 namespace {
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using ::testing::Each;
 using ::testing::ElementsAre;
 

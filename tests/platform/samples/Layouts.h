@@ -7,7 +7,7 @@
 #include <vector>
 
 // The layouts that files and devices have.
-namespace braq::testing {
+namespace braq::tests {
 
 using enum BRAQChannelPosition;
 
@@ -93,4 +93,4 @@ inline ChannelPosition ownSpeaker(ChannelPosition position, const Layout& from, 
     return to.has(partner) && !from.has(partner) ? partner : unknown;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -31,8 +31,6 @@ struct Service {
     LogRecorder log;
 };
 
-bool contains(const std::string& line, const std::string& text) { return line.find(text) != std::string::npos; }
-
 rlimit runLimit() {
     rlimit limit{};
     getrlimit(RLIMIT_RTTIME, &limit);

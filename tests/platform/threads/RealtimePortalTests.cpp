@@ -13,8 +13,6 @@ using Role = FakeRealtimeKit::Role;
 
 namespace {
 
-bool contains(const std::string& line, const std::string& text) { return line.find(text) != std::string::npos; }
-
 // A sandbox: no system bus, and a session bus with the portal on it.
 struct InSandbox {
     explicit InSandbox(Behaviour behaviour) : portal(session.address(), behaviour, Role::portal) {

@@ -122,7 +122,7 @@ void makeWorker(thread_act_t port, int importance) {
 void reportNotShown(const char* why) { GTEST_SKIP() << "not shown: " << why; }
 
 void WithPermission::SetUp() {
-    if (!braq::testing::mayUseRealtimeScheduling()) {
+    if (!braq::tests::mayUseRealtimeScheduling()) {
         reportNotShown("this process may not use real-time scheduling");
     }
 }

@@ -16,6 +16,8 @@
 
 namespace threads_test {
 
+inline bool contains(const std::string& line, const std::string& text) { return line.find(text) != std::string::npos; }
+
 /// Sanitizers give threads larger stacks and keep records of those that ended.
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || BRAQ_TEST_HAS_FEATURE(address_sanitizer) ||       \
     BRAQ_TEST_HAS_FEATURE(thread_sanitizer)

@@ -22,7 +22,7 @@ UInt64 feed(braq::CaptureConverter& converter, UInt32 frames, UInt32 mostAtOnce)
     const float* const from[]{silence.data(), silence.data()};
     float* const to[]{sink.data(), sink.data()};
     UInt64 given = 0;
-    braq::testing::runRealtime([&] {
+    braq::tests::runRealtime([&] {
         for (UInt32 done = 0, now = 0; done < frames; done += now) {
             now = std::min(sizes(random), frames - done);
             given += converter.convert(from, now, to, static_cast<UInt32>(sink.size()));

@@ -9,7 +9,7 @@
 namespace {
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using ::testing::ElementsAre;
 
 PlaybackChannels between(const Layout& client, const Layout& device) {

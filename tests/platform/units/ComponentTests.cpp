@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::ElementsAre;
 
 std::vector<UInt32> subTypesFound(const AudioComponentDescription& sought) {

@@ -8,7 +8,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::ElementsAre;
 using testing::HasSubstr;

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Optional;
 
 struct Property {

@@ -5,7 +5,7 @@
 
 #include <atomic>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A device whose every side can change, cycled by the test. Published as long as it lives.
 class FakeDevice {
@@ -67,4 +67,4 @@ class FakeDevice {
     UInt64 mHostTime = 1'000'000'000;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::Optional;
 
@@ -167,8 +167,7 @@ struct Chain {
         }
         for (const AUNode node : {second, first}) {
             EXPECT_EQ(
-                setUnit(graph.unit(node), kAudioUnitProperty_SampleRate, braq::testing::output, 0, Float64{48000.0}),
-                0);
+                setUnit(graph.unit(node), kAudioUnitProperty_SampleRate, braq::tests::output, 0, Float64{48000.0}), 0);
         }
         EXPECT_EQ(setUnit(graph.unit(first), kAudioUnitProperty_SetRenderCallback, input, 0, callback.get()), 0);
     }

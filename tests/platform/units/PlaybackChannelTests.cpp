@@ -12,7 +12,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::ElementsAre;
 

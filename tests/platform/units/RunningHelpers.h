@@ -7,7 +7,7 @@
 #include <thread>
 
 // What tests of units that start and stop share.
-namespace braq::testing {
+namespace braq::tests {
 
 /// What a listener for the running state has heard, and on which thread.
 class RunningLog {
@@ -82,4 +82,4 @@ inline std::optional<UInt32> isRunning(AudioUnit unit) {
 
 inline OSStatus playNothing(const AudioTimeStamp&, UInt32, AudioBufferList*) { return 0; }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -5,7 +5,7 @@
 #include <numbers>
 #include <span>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// The sine of a known frequency that comes closest to some samples.
 struct SineFit {
@@ -51,4 +51,4 @@ inline SineFit fitSine(std::span<const float> samples, double frequency, std::si
             10.0 * std::log10(signal / noise)};
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

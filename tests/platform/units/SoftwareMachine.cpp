@@ -2,6 +2,6 @@
 
 namespace {
 
-const braq::testing::SoftwareDriversOnly softwareDriversOnly;
+const braq::tests::SoftwareDriversOnly softwareDriversOnly;
 
 } // namespace

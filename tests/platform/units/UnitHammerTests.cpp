@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 /// Does something again and again on a thread of its own.
 class Again {

@@ -15,7 +15,7 @@
 #include <vector>
 
 // What tests of units make and read again and again.
-namespace braq::testing {
+namespace braq::tests {
 
 constexpr AudioUnitScope global = kAudioUnitScope_Global;
 constexpr AudioUnitScope input = kAudioUnitScope_Input;
@@ -196,4 +196,4 @@ inline std::vector<UInt32> bits(const std::vector<Float32>& samples) {
     return result;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 
 void listen(void*, AudioUnit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement) {}

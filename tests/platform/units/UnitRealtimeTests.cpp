@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
 Float32 quiet(UInt32 channel, UInt64 frame) { return static_cast<Float32>((frame + channel) % 64) / 128.0F; }
 

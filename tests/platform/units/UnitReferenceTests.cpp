@@ -6,10 +6,10 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 
-void listen(void*, AudioUnit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement) {}
+void ignoreChange(void*, AudioUnit, AudioUnitPropertyID, AudioUnitScope, AudioUnitElement) {}
 
 /// What every call with this unit answers.
 std::array<OSStatus, 12> answersFor(AudioUnit unit) {
@@ -19,18 +19,19 @@ std::array<OSStatus, 12> answersFor(AudioUnit unit) {
     const AudioTimeStamp time{};
     Float32 sample = 0.0F;
     AudioBufferList list{1, {{1, sizeof(sample), &sample}}};
-    return {AudioUnitInitialize(unit),
-            AudioUnitUninitialize(unit),
-            AudioUnitGetProperty(unit, kAudioOutputUnitProperty_IsRunning, global, 0, &value, &size),
-            AudioUnitSetProperty(unit, kAudioOutputUnitProperty_StartTimestampsAtZero, global, 0, &value, size),
-            AudioUnitAddPropertyListener(unit, kAudioOutputUnitProperty_IsRunning, listen, nullptr),
-            AudioUnitRemovePropertyListenerWithUserData(unit, kAudioOutputUnitProperty_IsRunning, listen, nullptr),
-            AudioUnitGetParameter(unit, kHALOutputParam_Volume, global, 0, &parameter),
-            AudioUnitSetParameter(unit, kHALOutputParam_Volume, global, 0, 1.0F, 0),
-            AudioUnitRender(unit, nullptr, &time, 1, 1, &list),
-            AudioOutputUnitStart(unit),
-            AudioOutputUnitStop(unit),
-            AudioComponentInstanceDispose(unit)};
+    return {
+        AudioUnitInitialize(unit),
+        AudioUnitUninitialize(unit),
+        AudioUnitGetProperty(unit, kAudioOutputUnitProperty_IsRunning, global, 0, &value, &size),
+        AudioUnitSetProperty(unit, kAudioOutputUnitProperty_StartTimestampsAtZero, global, 0, &value, size),
+        AudioUnitAddPropertyListener(unit, kAudioOutputUnitProperty_IsRunning, ignoreChange, nullptr),
+        AudioUnitRemovePropertyListenerWithUserData(unit, kAudioOutputUnitProperty_IsRunning, ignoreChange, nullptr),
+        AudioUnitGetParameter(unit, kHALOutputParam_Volume, global, 0, &parameter),
+        AudioUnitSetParameter(unit, kHALOutputParam_Volume, global, 0, 1.0F, 0),
+        AudioUnitRender(unit, nullptr, &time, 1, 1, &list),
+        AudioOutputUnitStart(unit),
+        AudioOutputUnitStop(unit),
+        AudioComponentInstanceDispose(unit)};
 }
 
 AudioUnit makeUnit(const AudioComponentDescription& description = deviceDescription) {

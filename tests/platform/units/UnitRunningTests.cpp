@@ -4,7 +4,7 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;

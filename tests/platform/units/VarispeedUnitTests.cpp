@@ -10,29 +10,29 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 using testing::Each;
 using testing::ElementsAre;
 using testing::Optional;
 
-struct Property {
+struct VarispeedProperty {
     AudioUnitPropertyID id;
     AudioUnitScope scope;
     UInt32 size;
     bool isWritable;
 };
 
-constexpr std::array properties{
-    Property{kAudioUnitProperty_StreamFormat, input, 40, true},
-    Property{kAudioUnitProperty_StreamFormat, output, 40, true},
-    Property{kAudioUnitProperty_SampleRate, input, 8, true},
-    Property{kAudioUnitProperty_SampleRate, output, 8, true},
-    Property{kAudioUnitProperty_MaximumFramesPerSlice, global, 4, true},
-    Property{kAudioUnitProperty_SetRenderCallback, input, 16, true},
-    Property{kAudioUnitProperty_Latency, global, 8, false},
-    Property{kAudioUnitProperty_LastRenderError, global, 4, false},
-    Property{kAudioUnitProperty_ElementCount, input, 4, false},
-    Property{kAudioUnitProperty_ElementCount, output, 4, false},
+constexpr std::array varispeedProperties{
+    VarispeedProperty{kAudioUnitProperty_StreamFormat, input, 40, true},
+    VarispeedProperty{kAudioUnitProperty_StreamFormat, output, 40, true},
+    VarispeedProperty{kAudioUnitProperty_SampleRate, input, 8, true},
+    VarispeedProperty{kAudioUnitProperty_SampleRate, output, 8, true},
+    VarispeedProperty{kAudioUnitProperty_MaximumFramesPerSlice, global, 4, true},
+    VarispeedProperty{kAudioUnitProperty_SetRenderCallback, input, 16, true},
+    VarispeedProperty{kAudioUnitProperty_Latency, global, 8, false},
+    VarispeedProperty{kAudioUnitProperty_LastRenderError, global, 4, false},
+    VarispeedProperty{kAudioUnitProperty_ElementCount, input, 4, false},
+    VarispeedProperty{kAudioUnitProperty_ElementCount, output, 4, false},
 };
 
 /// A varispeed unit that pulls from a callback.
@@ -98,7 +98,7 @@ TEST_F(Units_Varispeed, TimeStampsSayWhenEachFrameIsHeard) {
 
 TEST_F(Units_Varispeed, HasPropertiesOfExactSizesInTheirScopes) {
     std::array<std::byte, 64> data{};
-    const auto read = [&](const Property& one, AudioUnitScope scope, AudioUnitElement element, UInt32 size) {
+    const auto read = [&](const VarispeedProperty& one, AudioUnitScope scope, AudioUnitElement element, UInt32 size) {
         return AudioUnitGetProperty(unit, one.id, scope, element, data.data(), &size);
     };
     for (const bool initialised : {false, true}) {
@@ -106,7 +106,7 @@ TEST_F(Units_Varispeed, HasPropertiesOfExactSizesInTheirScopes) {
             ASSERT_EQ(AudioUnitInitialize(unit), 0);
             ASSERT_EQ(AudioUnitInitialize(unit), 0) << "harmless when repeated";
         }
-        for (const Property& one : properties) {
+        for (const VarispeedProperty& one : varispeedProperties) {
             const AudioUnitScope other = one.scope == global ? input : global;
             EXPECT_EQ(read(one, other, 0, one.size), kAudioUnitErr_InvalidScope) << one.id;
             EXPECT_EQ(read(one, 3, 0, one.size), kAudioUnitErr_InvalidScope) << one.id;

@@ -15,8 +15,8 @@
 
 namespace {
 
-using braq::testing::eventually;
-using braq::testing::PrivateSoundServer;
+using braq::tests::eventually;
+using braq::tests::PrivateSoundServer;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

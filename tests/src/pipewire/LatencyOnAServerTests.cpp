@@ -11,9 +11,9 @@
 
 namespace {
 
-using namespace braq::testing;
+using namespace braq::tests;
 
-constexpr UInt32 cycle = 256; // frames of the graph, at 48,000 a second
+constexpr UInt32 shortCycle = 256; // frames of the graph, at 48,000 a second
 constexpr Float64 graphRate = 48000.0;
 constexpr Float64 nanosecondsPerSecond = 1e9;
 constexpr std::size_t impulses = 15;
@@ -61,8 +61,8 @@ class ImpulseFinder {
 class LatencyOnAServer : public testing::TestWithParam<Float64> {
   protected:
     LatencyOnAServer() {
-        server.configure("default.clock.quantum", std::to_string(cycle));
-        server.configure("default.clock.max-quantum", std::to_string(cycle));
+        server.configure("default.clock.quantum", std::to_string(shortCycle));
+        server.configure("default.clock.max-quantum", std::to_string(shortCycle));
         server.keep({.name = "test.sink"});
         server.start();
         EXPECT_TRUE(eventually([&] {
@@ -81,7 +81,7 @@ TEST_P(LatencyOnAServer, TellsWhenTheMonitorHearsAFrameToWithinACycle) {
     Times heard;
     ImpulseFinder finder(heard);
     std::atomic<bool> isRecording{false};
-    std::vector<Float32> samples(2 * cycle);
+    std::vector<Float32> samples(2 * shortCycle);
     AudioUnit recordUnit = nullptr;
     Recorder recorder(monitor, planar(graphRate, 1), [&](const AudioTimeStamp& time, UInt32 frames, AudioBufferList*) {
         AudioBufferList list{1, {{1, static_cast<UInt32>(frames * sizeof(Float32)), samples.data()}}};
@@ -114,7 +114,7 @@ TEST_P(LatencyOnAServer, TellsWhenTheMonitorHearsAFrameToWithinACycle) {
     EXPECT_EQ(AudioOutputUnitStop(player.unit), 0);
     EXPECT_EQ(AudioOutputUnitStop(recorder.unit), 0);
 
-    // Each is a tenth of a second from the next, so that the nearest one is the same one. A cycle that the machine was too
+    // Each is a tenth of a second from the next, so that the nearest one is the same one. A shortCycle that the machine was too
     // busy for moves what is around it, and so it is the middle one of the errors that counts.
     const std::vector<Float64> expected = rendered.get();
     std::vector<Float64> errors;
@@ -128,7 +128,7 @@ TEST_P(LatencyOnAServer, TellsWhenTheMonitorHearsAFrameToWithinACycle) {
     RecordProperty("microsecondsHeardLater", std::to_string(middle * 1e6));
     RecordProperty("least", std::to_string(errors.front() * 1e6));
     RecordProperty("most", std::to_string(errors.back() * 1e6));
-    EXPECT_LE(std::abs(middle), cycle / graphRate) << "from " << errors.front() << " to " << errors.back();
+    EXPECT_LE(std::abs(middle), shortCycle / graphRate) << "from " << errors.front() << " to " << errors.back();
 }
 
 INSTANTIATE_TEST_SUITE_P(AtRates, LatencyOnAServer, testing::Values(48000.0, 44100.0, 96000.0),

@@ -15,11 +15,11 @@
 
 namespace player_test {
 
-using braq::testing::eventually;
+using braq::tests::eventually;
 
 void playUnderLoad(std::chrono::seconds duration) {
     constexpr UInt32 rate = 48000;
-    braq::testing::PrivateSoundServer server;
+    braq::tests::PrivateSoundServer server;
     for (const char* key : {"default.clock.quantum", "default.clock.min-quantum", "default.clock.max-quantum"}) {
         server.configure(key, "256");
     }
@@ -30,14 +30,14 @@ void playUnderLoad(std::chrono::seconds duration) {
     EXPECT_EQ(sink->playbackBufferSize(), 256U);
     const std::string file = server.folder() / "numbered.wav";
     constexpr std::chrono::seconds spare{60};
-    braq::testing::writeNumberedFile(file, static_cast<UInt64>((duration + spare).count()) * rate, 2, rate);
+    braq::tests::writeNumberedFile(file, static_cast<UInt64>((duration + spare).count()) * rate, 2, rate);
 
     const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(file, sink);
     ASSERT_NE(player, nullptr);
     SInt64 framesPlayed = 0;
     UInt64 underruns = 0;
     {
-        const braq::testing::BusyThreads busy;
+        const braq::tests::BusyThreads busy;
         player->startFilePlaying();
         ASSERT_TRUE(eventually([&] { return player->currentFrame() > 0; }));
         const SInt64 first = player->currentFrame();
@@ -48,7 +48,7 @@ void playUnderLoad(std::chrono::seconds duration) {
     }
     player->invalidate();
     std::cout << underruns << " underruns in " << framesPlayed << " frames\n";
-    if (!braq::testing::mayUseRealtimeScheduling()) {
+    if (!braq::tests::mayUseRealtimeScheduling()) {
         GTEST_SKIP() << "not shown: this process has no permission for real-time scheduling; there were " << underruns
                      << " underruns";
     }

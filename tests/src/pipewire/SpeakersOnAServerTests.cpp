@@ -1,6 +1,7 @@
 #include "BRAQAudio/BRAQAudioHardware.h"
 #include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
+#include "tests/src/pipewire/UnitRecording.h"
 #include "tests/support/FrameLists.h"
 #include "tests/support/NumberedFiles.h"
 #include "tests/support/PrivateSoundServer.h"
@@ -15,47 +16,14 @@
 
 namespace {
 
-using braq::testing::eventually;
-using braq::testing::PrivateSoundServer;
-using braq::testing::sampleOf;
+using braq::tests::cycle;
+using braq::tests::eventually;
+using braq::tests::PrivateSoundServer;
+using braq::tests::sampleOf;
+using braq::tests::UnitRecording;
 
-// Long cycles: a machine that is busy and gives no real-time scheduling keeps up with them all the same.
-constexpr UInt32 cycle = 4096;
 constexpr UInt32 rate = 48000;
 constexpr UInt64 fileFrames = 50'000;
-constexpr std::size_t mostFrames = 900'000;
-
-/// Keeps all channels that an input unit delivers.
-class Recording {
-  public:
-    Recording(const std::shared_ptr<BRAQInputAudioUnit>& unit, std::size_t channels)
-        : mChannels(channels, std::vector<Float32>(mostFrames)) {
-        unit->setInputProcessingBlock([this](auto*, auto*, UInt32, UInt32 frames, AudioBufferList* list) {
-            const std::size_t first = mFrames.load(std::memory_order_relaxed);
-            const std::size_t kept = std::min<std::size_t>(frames, mostFrames - first);
-            for (std::size_t channel = 0; channel < mChannels.size(); ++channel) {
-                std::copy_n(static_cast<const Float32*>(list->mBuffers[channel].mData), kept,
-                            &mChannels[channel][first]);
-            }
-            mFrames.store(first + kept, std::memory_order_release);
-        });
-    }
-    std::size_t frames() const { return mFrames.load(std::memory_order_acquire); }
-    /// The first frame in which anything is heard; `frames()` if there is none.
-    std::size_t firstHeard() const {
-        std::size_t frame = 0;
-        const auto isSilent = [&](const auto& channel) { return channel[frame] == 0.0F; };
-        while (frame < frames() && std::ranges::all_of(mChannels, isSilent)) {
-            ++frame;
-        }
-        return frame;
-    }
-    Float32 sample(std::size_t channel, std::size_t frame) const { return mChannels[channel][frame]; }
-
-  private:
-    std::vector<std::vector<Float32>> mChannels;
-    std::atomic<std::size_t> mFrames{0};
-};
 
 struct Speakers {
     std::string positions;         // of the sink, in its order
@@ -91,9 +59,9 @@ TEST_P(SpeakersOnAServer, HearEachChannelOfAFileBitForBit) {
     const std::string file = server.folder() / "file.wav";
     const auto channels =
         static_cast<UInt32>(std::ranges::count_if(GetParam().fileChannels, [](int from) { return from >= 0; }));
-    braq::testing::writeNumberedFile(file, fileFrames, channels, rate, GetParam().mask);
+    braq::tests::writeNumberedFile(file, fileFrames, channels, rate, GetParam().mask);
     const auto input = BRAQInputAudioUnit::initWithDevice(monitor, std::nullopt);
-    const Recording recording(input, GetParam().fileChannels.size());
+    const UnitRecording recording(input, GetParam().fileChannels.size());
     input->start();
     ASSERT_TRUE(eventually([&] { return recording.frames() > 0; }));
     const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(file, sink);

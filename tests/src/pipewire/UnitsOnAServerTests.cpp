@@ -3,6 +3,7 @@
 #include "BRAQAudio/BRAQInputAudioUnit.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "tests/src/NumberedQueues.h"
+#include "tests/src/pipewire/UnitRecording.h"
 #include "tests/support/PrivateSoundServer.h"
 
 #include <gtest/gtest.h>
@@ -13,36 +14,13 @@
 
 namespace {
 
-using braq::testing::eventually;
-using braq::testing::PrivateSoundServer;
-using braq::testing::sampleOf;
+using braq::tests::cycle;
+using braq::tests::eventually;
+using braq::tests::PrivateSoundServer;
+using braq::tests::sampleOf;
+using braq::tests::UnitRecording;
 
-// Long cycles: a machine that is busy and gives no real-time scheduling keeps up with them all the same.
-constexpr UInt32 cycle = 4096;
-constexpr std::size_t mostFrames = 600'000;
 constexpr UInt32 framesToHear = 100'000;
-
-/// Keeps what an input unit delivers.
-class Recording {
-  public:
-    explicit Recording(const std::shared_ptr<BRAQInputAudioUnit>& unit) : mLeft(mostFrames), mRight(mostFrames) {
-        unit->setInputProcessingBlock([this](auto*, auto*, UInt32, UInt32 frames, AudioBufferList* list) {
-            const std::size_t first = mFrames.load(std::memory_order_relaxed);
-            const std::size_t kept = std::min<std::size_t>(frames, mostFrames - first);
-            std::copy_n(static_cast<const Float32*>(list->mBuffers[0].mData), kept, &mLeft[first]);
-            std::copy_n(static_cast<const Float32*>(list->mBuffers[1].mData), kept, &mRight[first]);
-            mFrames.store(first + kept, std::memory_order_release);
-        });
-    }
-    std::size_t frames() const { return mFrames.load(std::memory_order_acquire); }
-    Float32 left(std::size_t frame) const { return mLeft[frame]; }
-    Float32 right(std::size_t frame) const { return mRight[frame]; }
-
-  private:
-    std::vector<Float32> mLeft;
-    std::vector<Float32> mRight;
-    std::atomic<std::size_t> mFrames{0};
-};
 
 class UnitsOnAServer : public testing::Test {
   protected:
@@ -66,7 +44,7 @@ class UnitsOnAServer : public testing::Test {
 
 TEST_F(UnitsOnAServer, WhatTheRingHoldsIsWhatTheMonitorOfTheSinkHears) {
     const auto input = BRAQInputAudioUnit::initWithDevice(monitor, std::nullopt);
-    const Recording recording(input);
+    const UnitRecording recording(input, 2);
     input->start();
     ASSERT_TRUE(eventually([&] { return recording.frames() > 0; }));
 
@@ -80,7 +58,7 @@ TEST_F(UnitsOnAServer, WhatTheRingHoldsIsWhatTheMonitorOfTheSinkHears) {
     ASSERT_TRUE(output->isRunning());
     const auto firstHeard = [&] {
         std::size_t frame = 0;
-        while (frame < recording.frames() && recording.right(frame) == 0.0F) {
+        while (frame < recording.frames() && recording.sample(1, frame) == 0.0F) {
             ++frame;
         }
         return frame;
@@ -91,8 +69,8 @@ TEST_F(UnitsOnAServer, WhatTheRingHoldsIsWhatTheMonitorOfTheSinkHears) {
 
     const std::size_t first = firstHeard();
     for (std::size_t frame = 0; frame < framesToHear; ++frame) {
-        ASSERT_EQ(recording.left(first + frame), sampleOf(frame, 0)) << "frame " << frame;
-        ASSERT_EQ(recording.right(first + frame), sampleOf(frame, 1)) << "frame " << frame;
+        ASSERT_EQ(recording.sample(0, first + frame), sampleOf(frame, 0)) << "frame " << frame;
+        ASSERT_EQ(recording.sample(1, first + frame), sampleOf(frame, 1)) << "frame " << frame;
     }
     EXPECT_EQ(queue->errorCount(), 0U);
 }

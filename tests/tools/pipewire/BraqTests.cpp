@@ -8,8 +8,8 @@
 
 namespace {
 
-using braq::testing::ChildProcess;
-using braq::testing::eventually;
+using braq::tests::ChildProcess;
+using braq::tests::eventually;
 using testing::HasSubstr;
 
 // BRAQ_TOOL is the program's file.
@@ -34,7 +34,7 @@ class Tool_OnASoundServer : public testing::Test {
         return std::make_unique<ChildProcess>(std::vector<std::string>{BRAQ_TOOL, "devices", "--watch"}, mLog);
     }
 
-    braq::testing::PrivateSoundServer server;
+    braq::tests::PrivateSoundServer server;
 
   private:
     const std::string mLog = server.folder() / "braq.log";

@@ -15,9 +15,9 @@
 namespace {
 
 using namespace tool_test;
-using braq::testing::amplitudeAt;
-using braq::testing::audioFile;
-using braq::testing::eventually;
+using braq::tests::amplitudeAt;
+using braq::tests::audioFile;
+using braq::tests::eventually;
 using testing::HasSubstr;
 
 class Tool_Play : public ToolOnASink {

@@ -18,8 +18,8 @@ namespace tool_test {
 class ToolRecord : public ToolOnASink {
   protected:
     /// Returns when it records; its log has the name of the file.
-    std::unique_ptr<braq::testing::ChildProcess> startRecording(const std::string& name,
-                                                                const std::vector<std::string>& more = {}) const {
+    std::unique_ptr<braq::tests::ChildProcess> startRecording(const std::string& name,
+                                                              const std::vector<std::string>& more = {}) const {
         std::vector<std::string> arguments{"record", "--device", "test.sink.monitor", path(name)};
         arguments.insert(arguments.end(), more.begin(), more.end());
         auto tool = start(name, arguments);
@@ -29,7 +29,7 @@ class ToolRecord : public ToolOnASink {
     void play(const std::string& name) const {
         EXPECT_EQ(start("play", {"play", "--device", "test.sink", path(name)})->wait(), 0) << written("play");
     }
-    void finish(braq::testing::ChildProcess& tool, const std::string& name) const {
+    void finish(braq::tests::ChildProcess& tool, const std::string& name) const {
         tool.signal(SIGTERM);
         EXPECT_EQ(tool.wait(), 0) << written(name);
         EXPECT_THAT(written(name), testing::HasSubstr(", 0 overruns"));
@@ -44,7 +44,7 @@ class ToolRecord : public ToolOnASink {
             {"16.aiff", "pcm16"},  {"float.aifc", "float"}, {"24.caf", "pcm24"},   {"alac.caf", "alac"},
             {"float.au", "float"}, {"16.flac", "flac"},     {"24.flac", "flac24"}, {"16.m4a", "alac"},
             {"24.m4a", "alac24"},  {"16.mp4", "pcm16"}};
-        std::vector<std::unique_ptr<braq::testing::ChildProcess>> recordings;
+        std::vector<std::unique_ptr<braq::tests::ChildProcess>> recordings;
         for (const auto& [name, format] : formats) {
             recordings.push_back(startRecording(name, {"--format", format}));
         }
@@ -63,7 +63,7 @@ class ToolRecord : public ToolOnASink {
     void expectLossyRecordings(std::size_t frames) const {
         writeFile(path("played.wav"), toneAndNoise(frames, rate), rate);
         const std::vector<std::string> names{"tone.m4a", "tone.mp4", "tone.aac"};
-        std::vector<std::unique_ptr<braq::testing::ChildProcess>> recordings;
+        std::vector<std::unique_ptr<braq::tests::ChildProcess>> recordings;
         for (const auto& name : names) {
             recordings.push_back(startRecording(name, {"--format", "aac"}));
         }

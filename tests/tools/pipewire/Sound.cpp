@@ -155,7 +155,7 @@ struct Capture::Samples {
 
 Capture::Capture(const std::string& deviceUID, std::size_t mostFrames) {
     std::shared_ptr<BRAQAudioDevice> device;
-    if (!braq::testing::eventually([&] {
+    if (!braq::tests::eventually([&] {
             device = BRAQAudioDevice::initWithDeviceUID(deviceUID);
             return device != nullptr;
         })) {
@@ -174,7 +174,7 @@ Capture::Capture(const std::string& deviceUID, std::size_t mostFrames) {
             samples->frames.store(first + kept, std::memory_order_release);
         });
     mSamples->unit->start();
-    if (!braq::testing::eventually([&] { return this->frames() > 0; })) {
+    if (!braq::tests::eventually([&] { return this->frames() > 0; })) {
         throw std::runtime_error("nothing is captured");
     }
 }

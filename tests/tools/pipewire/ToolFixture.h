@@ -30,21 +30,21 @@ class ToolOnASink : public testing::Test {
     std::string path(const std::string& name) const { return folder.path() / name; }
 
     /// Starts the tool; what it writes goes to the file `name`.log.
-    std::unique_ptr<braq::testing::ChildProcess> start(const std::string& name,
-                                                       std::vector<std::string> arguments) const {
+    std::unique_ptr<braq::tests::ChildProcess> start(const std::string& name,
+                                                     std::vector<std::string> arguments) const {
         arguments.insert(arguments.begin(), BRAQ_TOOL);
-        return std::make_unique<braq::testing::ChildProcess>(arguments, path(name + ".log"));
+        return std::make_unique<braq::tests::ChildProcess>(arguments, path(name + ".log"));
     }
     std::string written(const std::string& name) const {
         std::ifstream file(path(name + ".log"));
         return {std::istreambuf_iterator<char>(file), {}};
     }
     bool eventuallyWrites(const std::string& name, const std::string& text) const {
-        return braq::testing::eventually([&] { return written(name).find(text) != std::string::npos; });
+        return braq::tests::eventually([&] { return written(name).find(text) != std::string::npos; });
     }
 
-    braq::testing::PrivateSoundServer server;
-    braq::testing::TemporaryFolder folder;
+    braq::tests::PrivateSoundServer server;
+    braq::tests::TemporaryFolder folder;
 };
 
 } // namespace tool_test

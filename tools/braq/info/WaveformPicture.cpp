@@ -37,9 +37,9 @@ constexpr std::array decibelLabels{AmplitudeLabel{0.0, "−∞"},    AmplitudeLa
                                    AmplitudeLabel{-0.501, "−6"}, AmplitudeLabel{0.251, "−12"},
                                    AmplitudeLabel{-0.251, "−12"}};
 
-class Drawing {
+class WaveformDrawing {
   public:
-    Drawing(const Waveform& waveform, const WaveformCaption& caption, const PictureLayout& layout)
+    WaveformDrawing(const Waveform& waveform, const WaveformCaption& caption, const PictureLayout& layout)
         : mWaveform(waveform), mCaption(caption), mLayout(layout), mCanvas(layout.size.width, layout.size.height) {}
 
     std::string asPNG() {
@@ -182,5 +182,5 @@ class Drawing {
 } // namespace
 
 std::string waveformAsPNG(const Waveform& waveform, const WaveformCaption& caption, const PictureLayout& layout) {
-    return Drawing(waveform, caption, layout).asPNG();
+    return WaveformDrawing(waveform, caption, layout).asPNG();
 }

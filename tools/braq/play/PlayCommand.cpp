@@ -26,8 +26,6 @@ namespace {
 
 using Clock = Attention::Clock;
 
-constexpr std::chrono::milliseconds betweenPictures{50};
-
 /// The device is gone or refuses: no other file can be played either.
 class DeviceTrouble : public std::runtime_error {
   public:
@@ -37,9 +35,9 @@ class DeviceTrouble : public std::runtime_error {
 double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
 
 /// Plays the files, a user at the keys.
-class Session {
+class PlaySession {
   public:
-    explicit Session(const PlayOptions& options)
+    explicit PlaySession(const PlayOptions& options)
         : mOptions(options),
           mAttention(Keyboard::Suspending::possible),
           mDevice(choosePlaybackDevice(lookAtDevices(), options.device)),
@@ -231,5 +229,5 @@ bool runPlay(const PlayOptions& options) {
     if (options.loop && options.speed < 0.0) {
         throw WrongUsage("--loop plays forwards only; choose a speed above 0");
     }
-    return Session(options).run();
+    return PlaySession(options).run();
 }

@@ -27,12 +27,10 @@ namespace {
 
 using Clock = Attention::Clock;
 
-constexpr std::chrono::milliseconds betweenPictures{50};
-
 /// Records into a file, a user at the keys.
-class Session {
+class RecordSession {
   public:
-    Session(const RecordOptions& options, const RecordFormat& format)
+    RecordSession(const RecordOptions& options, const RecordFormat& format)
         : mOptions(options),
           mAttention(Keyboard::Suspending::impossible),
           mFacts(chooseRecordDevice(lookAtDevices(), options.device)),
@@ -185,5 +183,5 @@ class Session {
 
 void runRecord(const RecordOptions& options) {
     const RecordFormat format = chooseRecordFormat(options.file, options.format);
-    Session(options, format).run();
+    RecordSession(options, format).run();
 }

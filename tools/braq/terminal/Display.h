@@ -5,10 +5,14 @@
 
 #include <BRAQAudio/BRAQAudio.h>
 
+#include <chrono>
 #include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
+
+/// How often a command shows what it does.
+constexpr std::chrono::milliseconds betweenPictures{50};
 
 /// What a command shows while it works: on a terminal a line that is drawn over and over, and above it what is said; elsewhere
 /// only that. Main thread. Operations throw what `writeOutput` throws.

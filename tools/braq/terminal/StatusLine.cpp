@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t shortestBar = 4;
+constexpr std::size_t shortestStatusBar = 4;
 constexpr std::size_t longestBar = 30;
 constexpr std::size_t aroundABar = 2; // its brackets
 constexpr const char* gap = "  ";
@@ -30,7 +30,7 @@ MeteredChannel loudest(const std::vector<MeteredChannel>& channels) {
 /// Of `columns` columns at most, which are enough for one.
 std::string bars(const std::vector<MeteredChannel>& channels, std::size_t columns) {
     const std::size_t ofEach = (columns + 1) / channels.size(); // with the space between them
-    if (ofEach < shortestBar + aroundABar + 1) {
+    if (ofEach < shortestStatusBar + aroundABar + 1) {
         return "[" + levelBar(loudest(channels), std::min(columns - aroundABar, longestBar)) + "]";
     }
     std::string text;
@@ -43,7 +43,7 @@ std::string bars(const std::vector<MeteredChannel>& channels, std::size_t column
 } // namespace
 
 std::string statusLine(const Status& status, std::size_t columns) {
-    constexpr std::size_t leastForBars = gapColumns + aroundABar + shortestBar;
+    constexpr std::size_t leastForBars = gapColumns + aroundABar + shortestStatusBar;
     std::string line = place(status, columns);
     std::size_t room = columns - line.size();
     const bool hasBars = !status.channels.empty() && room >= leastForBars;

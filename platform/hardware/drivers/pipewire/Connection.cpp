@@ -10,7 +10,7 @@ namespace braq::pipewire {
 namespace {
 
 // Devices are to be back within a second of the server's return; an attempt without a server is one refused system call.
-constexpr std::chrono::milliseconds kRetryInterval{200};
+constexpr std::chrono::milliseconds retryInterval{200};
 
 } // namespace
 
@@ -34,7 +34,7 @@ void Connection::makeContext() {
 void Connection::seek() {
     mCore = pw_context_connect(mContext, nullptr, 0);
     if (mCore == nullptr) {
-        mRetry.fireAfter(kRetryInterval);
+        mRetry.fireAfter(retryInterval);
         if (!mHasSought) {
             mHasSought = true;
             mListener.disconnected();
@@ -73,7 +73,7 @@ void Connection::lose() {
     spa_hook_remove(&mCoreListener);
     pw_core_disconnect(mCore);
     mCore = nullptr;
-    mRetry.fireAfter(kRetryInterval);
+    mRetry.fireAfter(retryInterval);
 }
 
 void Connection::sync() { pw_core_sync(mCore, PW_ID_CORE, 0); }

@@ -10,10 +10,10 @@
 namespace braq::pipewire {
 namespace {
 
-constexpr std::chrono::microseconds kLookInterval{50};
+constexpr std::chrono::microseconds threadLookInterval{50};
 
 // Under which a context keeps the loop.
-constexpr const char* kLoopObject = "BRAQ:DataLoop";
+constexpr const char* loopObject = "BRAQ:DataLoop";
 
 // A loop that is told to stop just as its thread enters it misses that, and its end is waited for without one. Until the
 // thread has entered it, PipeWire has the caller do what the loop is asked to.
@@ -26,7 +26,7 @@ void waitUntilEntered(pw_data_loop* loop) {
         return 0;
     };
     while (pw_data_loop_invoke(loop, look, 0, nullptr, 0, true, &runner) >= 0 && runner == caller) {
-        std::this_thread::sleep_for(kLookInterval);
+        std::this_thread::sleep_for(threadLookInterval);
     }
 }
 
@@ -53,11 +53,11 @@ bool DataThread::replaceThatOf(pw_context* context) {
     waitUntilEntered(loop);
     pw_data_loop_stop(loop);
     pw_data_loop_set_thread_utils(loop, &mThreadMaker);
-    return pw_data_loop_start(loop) >= 0 && pw_context_set_object(context, kLoopObject, loop) >= 0;
+    return pw_data_loop_start(loop) >= 0 && pw_context_set_object(context, loopObject, loop) >= 0;
 }
 
 pw_data_loop* DataThread::loopOf(pw_context* context) {
-    return static_cast<pw_data_loop*>(pw_context_get_object(context, kLoopObject));
+    return static_cast<pw_data_loop*>(pw_context_get_object(context, loopObject));
 }
 
 const char* DataThread::nameOfLoopOf([[maybe_unused]] pw_context* context) {

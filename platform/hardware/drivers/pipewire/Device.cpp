@@ -10,15 +10,15 @@
 namespace braq::pipewire {
 namespace {
 
-constexpr std::chrono::seconds kLongestStart{2};
+constexpr std::chrono::seconds longestStart{2};
 // Within which a session manager appears that is just being started. Nothing is connected without one.
-constexpr std::chrono::milliseconds kLongestSearch{250};
+constexpr std::chrono::milliseconds longestSearch{250};
 // From the end of a stream to the news that its device is not in use any more.
-constexpr std::chrono::milliseconds kLongestRest{200};
+constexpr std::chrono::milliseconds longestRest{200};
 // From the failure of a stream to the news that its device, or the server, is gone.
-constexpr std::chrono::milliseconds kLongestFarewell{200};
+constexpr std::chrono::milliseconds longestFarewell{200};
 // Of the cycle after the last one. Far beyond the longest quantum; a graph that takes longer has stopped.
-constexpr std::chrono::milliseconds kLongestFinish{500};
+constexpr std::chrono::milliseconds longestFinish{500};
 
 } // namespace
 
@@ -44,7 +44,7 @@ OSStatus Device::startIO(DeviceCycles& cycles) {
     }
     run.stream.reset();
     mRun.reset();
-    mLoop.waitFor(kLongestFarewell, [&] { return mHasVanished; });
+    mLoop.waitFor(longestFarewell, [&] { return mHasVanished; });
     return mHasVanished ? kAudioHardwareBadDeviceError : status;
 }
 
@@ -52,14 +52,14 @@ OSStatus Device::waitUntilStarted(Run& run) {
     const auto isOver = [&] {
         return mHasVanished || run.cycle.hasStarted() || (run.stream != nullptr && run.stream->hasFailed());
     };
-    mLoop.waitFor(kLongestSearch, [&] { return isOver() || mServer.hasSessionManager(); });
+    mLoop.waitFor(longestSearch, [&] { return isOver() || mServer.hasSessionManager(); });
     if (!isOver() && !mServer.hasSessionManager()) {
         NSLog("(ERROR) PipeWire : no session manager is running, such as WirePlumber; without one nothing is connected "
               "to a "
               "device.");
         return kAudioHardwareNotRunningError;
     }
-    mLoop.waitFor(kLongestStart, isOver);
+    mLoop.waitFor(longestStart, isOver);
     return kAudioHardwareUnspecifiedError;
 }
 
@@ -79,7 +79,7 @@ void Device::stopIO() {
     }
     // The stream is taken from the graph only when the graph is done with what was rendered last. Without the lock, so
     // that the loop sees if the stream goes away instead.
-    run->cycle.waitUntilFinished(kLongestFinish);
+    run->cycle.waitUntilFinished(longestFinish);
     const Loop::Lock lock(mLoop);
     run->stream.reset();
     mRun.reset();
@@ -96,8 +96,8 @@ void Device::preferRate(Float64 rate) {
     if (mHasVanished || mRun != nullptr || wish.forced != 0) {
         return;
     }
-    if (isInUse() && std::chrono::steady_clock::now() - mStopped < kLongestRest) {
-        mLoop.waitFor(kLongestRest, [&] { return mHasVanished || !isInUse(); });
+    if (isInUse() && std::chrono::steady_clock::now() - mStopped < longestRest) {
+        mLoop.waitFor(longestRest, [&] { return mHasVanished || !isInUse(); });
     }
     if (mHasVanished) {
         return;

@@ -12,9 +12,9 @@ namespace braq::pipewire {
 namespace {
 
 // Long enough for a busy session manager to connect all channels of a stream, short enough not to be taken for a hang.
-constexpr std::chrono::milliseconds kLookInterval{500};
+constexpr std::chrono::milliseconds lookInterval{500};
 // One that is only replaced is back by then and nothing is worth a word.
-constexpr std::chrono::milliseconds kLongestRestart{500};
+constexpr std::chrono::milliseconds longestRestart{500};
 
 UInt32 numberIn(const std::string& text) {
     UInt32 number = SPA_ID_INVALID;
@@ -176,7 +176,7 @@ void Finder::vanished(UInt32 id) {
     if (mDefaultsTable && mDefaultsTable->id == id) {
         mDefaultsTable.reset();
         mDefaults = {};
-        mMissSessionManager.fireAfter(kLongestRestart);
+        mMissSessionManager.fireAfter(longestRestart);
     }
     const bool wasNode = mNodes.erase(id) != 0;
     mPorts.erase(id);
@@ -293,7 +293,7 @@ bool Finder::isInUse(const std::string& serial) {
     });
 }
 
-void Finder::lookLater() { mLookAgain.fireAfter(kLookInterval); }
+void Finder::lookLater() { mLookAgain.fireAfter(lookInterval); }
 
 UInt32 Finder::activeLinksOf(UInt32 node) {
     return static_cast<UInt32>(std::ranges::count_if(

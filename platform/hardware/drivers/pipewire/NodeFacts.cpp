@@ -13,10 +13,10 @@
 namespace braq::pipewire {
 namespace {
 
-constexpr std::string_view kSink = "Audio/Sink";
-constexpr std::string_view kSource = "Audio/Source";
-constexpr std::string_view kVirtualSource = "Audio/Source/Virtual";
-constexpr std::string_view kDuplex = "Audio/Duplex";
+constexpr std::string_view sink = "Audio/Sink";
+constexpr std::string_view source = "Audio/Source";
+constexpr std::string_view virtualSource = "Audio/Source/Virtual";
+constexpr std::string_view duplex = "Audio/Duplex";
 
 ChannelLayout layoutOf(const spa_pod* format) {
     spa_audio_info_raw info{};
@@ -69,17 +69,17 @@ std::string Properties::get(const std::string& key) const {
 }
 
 bool isDeviceClass(const std::string& mediaClass) {
-    constexpr std::array classes{kSink, kSource, kVirtualSource, kDuplex};
+    constexpr std::array classes{sink, source, virtualSource, duplex};
     return std::ranges::find(classes, mediaClass) != classes.end();
 }
 
-bool NodeFacts::isDuplex() const { return properties.get(PW_KEY_MEDIA_CLASS) == kDuplex; }
+bool NodeFacts::isDuplex() const { return properties.get(PW_KEY_MEDIA_CLASS) == duplex; }
 
-bool NodeFacts::isSink() const { return properties.get(PW_KEY_MEDIA_CLASS) == kSink || isDuplex(); }
+bool NodeFacts::isSink() const { return properties.get(PW_KEY_MEDIA_CLASS) == sink || isDuplex(); }
 
 bool NodeFacts::isSource() const {
     const std::string mediaClass = properties.get(PW_KEY_MEDIA_CLASS);
-    return mediaClass == kSource || mediaClass == kVirtualSource;
+    return mediaClass == source || mediaClass == virtualSource;
 }
 
 ChannelLayout NodeFacts::layout(const ChannelSources& sources) const {

@@ -14,7 +14,7 @@
 namespace braq {
 namespace {
 
-constexpr std::chrono::seconds kLongestStart{1};
+constexpr std::chrono::seconds longestDriverStart{1};
 
 /// Opened once. The loop's own lock would not do for what is waited for here: the loop may be held up with the lock in its
 /// hands, in a call of the system that takes its time.
@@ -48,7 +48,7 @@ void PipeWireDriver::start(DriverHost& host) try {
         auto& finder = *new pipewire::Finder(loop, *this, host, [settled] { settled->open(); });
         finder.begin();
     }
-    settled->wait(kLongestStart);
+    settled->wait(longestDriverStart);
 } catch (const std::exception& problem) {
     NSLog(std::string("(ERROR) PipeWire : ") + problem.what());
     host.serverIsThere(*this, false);

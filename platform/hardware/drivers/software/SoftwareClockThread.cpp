@@ -11,16 +11,16 @@
 
 namespace {
 
-constexpr UInt64 nanosecondsPerSecond = 1'000'000'000;
+constexpr UInt64 wholeSecond = 1'000'000'000; // in nanoseconds
 // A machine that slept does not make up for hours of cycles.
-constexpr UInt64 longestDelayNanoseconds = nanosecondsPerSecond / 2;
+constexpr UInt64 longestDelayNanoseconds = wholeSecond / 2;
 
 } // namespace
 
 UInt64 braq::monotonicTime() noexcept {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<UInt64>(now.tv_sec) * nanosecondsPerSecond + static_cast<UInt64>(now.tv_nsec);
+    return static_cast<UInt64>(now.tv_sec) * wholeSecond + static_cast<UInt64>(now.tv_nsec);
 }
 
 struct braq::SoftwareClockThread::Run {
@@ -37,8 +37,7 @@ struct braq::SoftwareClockThread::Run {
 
     /// Sleeps until a time. @return false when the thread is to end
     bool waitUntil(UInt64 hostTime) {
-        const timespec until{static_cast<time_t>(hostTime / nanosecondsPerSecond),
-                             static_cast<long>(hostTime % nanosecondsPerSecond)};
+        const timespec until{static_cast<time_t>(hostTime / wholeSecond), static_cast<long>(hostTime % wholeSecond)};
         while (!mustEnd.load(std::memory_order_acquire)) {
             if (sem_clockwait(&wake, CLOCK_MONOTONIC, &until) != 0 && errno == ETIMEDOUT) {
                 return true;

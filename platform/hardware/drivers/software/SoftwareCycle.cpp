@@ -1,5 +1,7 @@
 #include "platform/hardware/drivers/software/SoftwareCycle.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -35,7 +37,6 @@ void braq::SoftwareCycle::reserve(UInt32 frames) {
 }
 
 void braq::SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate, const Float32* const* input) noexcept {
-    constexpr Float64 nanosecondsPerSecond = 1e9;
     takePlayed(frames);
     cycles.runCycle({.frames = frames,
                      .sampleTime = mSampleTime,

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "BRAQAudio/platform/foundation/NSString.h"
+#include "platform/hardware/drivers/PropertyAddress.h"
 #include "platform/hardware/drivers/software/SoftwareDescription.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
@@ -13,10 +14,6 @@ namespace {
 
 void logRefusal(const std::string& uid, const char* why) {
     NSLog(NSStringWithFormat("(ERROR) BRAQSoftwareDevice : no device \"%s\": %s", uid.c_str(), why));
-}
-
-bool isSame(const AudioObjectPropertyAddress& a, const AudioObjectPropertyAddress& b) {
-    return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement;
 }
 
 } // namespace
@@ -160,8 +157,9 @@ OSStatus braq::SoftwareDevice::setBufferFrames(UInt32 frames) {
 
 OSStatus braq::SoftwareDevice::propertyStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
     const std::lock_guard lock(mMutex);
-    const auto found = std::ranges::find_if(
-        mFaults, [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
+    const auto found = std::ranges::find_if(mFaults, [&](const PropertyFault& fault) {
+        return fault.object == object && braq::isSame(fault.address, address);
+    });
     return found == mFaults.end() ? kAudioHardwareNoError : found->status;
 }
 
@@ -174,8 +172,9 @@ void braq::SoftwareDevice::failStarts(UInt32 count, OSStatus status) {
 void braq::SoftwareDevice::failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
                                         OSStatus status) {
     const std::lock_guard lock(mMutex);
-    std::erase_if(mFaults,
-                  [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
+    std::erase_if(mFaults, [&](const PropertyFault& fault) {
+        return fault.object == object && braq::isSame(fault.address, address);
+    });
     if (status != kAudioHardwareNoError) {
         mFaults.push_back({object, address, status});
     }

@@ -17,9 +17,9 @@ using braq::Decimator;
 using braq::FramePosition;
 using braq::StreamBlock;
 using braq::StreamWindow;
-using braq::testing::blockAfter;
-using braq::testing::FunctionFeed;
-using braq::testing::numberOf;
+using braq::tests::blockAfter;
+using braq::tests::FunctionFeed;
+using braq::tests::numberOf;
 
 using Samples = std::vector<std::vector<float>>;
 

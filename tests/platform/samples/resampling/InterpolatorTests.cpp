@@ -15,9 +15,9 @@ using braq::Interpolator;
 using braq::LowPassTable;
 using braq::StreamBlock;
 using braq::StreamWindow;
-using braq::testing::blockAfter;
-using braq::testing::FunctionFeed;
-using braq::testing::numberOf;
+using braq::tests::blockAfter;
+using braq::tests::FunctionFeed;
+using braq::tests::numberOf;
 
 /// Reads a tone of its own for each channel, and follows the places that are read.
 class UnitsResampling_Interpolator : public testing::TestWithParam<std::size_t> {

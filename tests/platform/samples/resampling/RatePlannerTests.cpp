@@ -1,5 +1,7 @@
 #include "platform/samples/resampling/RatePlanner.h"
 
+#include "tests/platform/samples/resampling/Tones.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -8,7 +10,7 @@ namespace {
 
 using namespace braq;
 
-constexpr double frameRate = 48000;
+using braq::tests::frameRate;
 constexpr UInt32 blocksPerHour = 3600 * 48000 / blockFrames;
 
 double placeOf(FramePosition position) { return static_cast<double>(position.frame) + framesOf(position.fraction); }

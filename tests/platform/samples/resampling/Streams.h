@@ -7,7 +7,7 @@
 #include <functional>
 #include <utility>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A stream whose sample is any function of channel and frame, from frame 0 on.
 class FunctionFeed final : public FrameFeed {
@@ -43,4 +43,4 @@ inline StreamBlock blockAfter(FramePosition start, double first, double last) {
 /// A place between frames, as a number.
 inline double numberOf(FramePosition place) { return static_cast<double>(place.frame) + framesOf(place.fraction); }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -8,10 +8,11 @@
 #include <numbers>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 using Planes = std::vector<std::vector<float>>;
 
+inline constexpr double frameRate = 48000;
 inline constexpr double twoPi = 2 * std::numbers::pi;
 
 /// A source whose sample is any function of channel and frame, and which notes what it is asked for.
@@ -149,4 +150,4 @@ inline double largestStep(const std::vector<float>& samples, std::size_t first =
     return largest;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

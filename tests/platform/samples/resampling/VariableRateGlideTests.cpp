@@ -7,14 +7,14 @@
 namespace {
 
 using braq::VariableRateConverter;
-using braq::testing::FunctionSource;
-using braq::testing::Path;
-using braq::testing::pathOf;
-using braq::testing::Planes;
-using braq::testing::render;
-using braq::testing::turningTone;
+using braq::tests::FunctionSource;
+using braq::tests::Path;
+using braq::tests::pathOf;
+using braq::tests::Planes;
+using braq::tests::render;
+using braq::tests::turningTone;
 
-constexpr double frameRate = 48000;
+using braq::tests::frameRate;
 constexpr double lowTone = 997 / frameRate;
 
 /// Wishes for a ratio, one a render of 128 frames.
@@ -75,8 +75,8 @@ class UnitsResampling_VariableRateGlide : public testing::TestWithParam<Glide> {
         glide(cyclesPerFrame);
         constexpr std::size_t settled = 500;
         const double steepest = 2 * std::sin(std::numbers::pi * cyclesPerFrame * GetParam().largest);
-        EXPECT_LE(braq::testing::largestStep(mOut[0], settled), 1.01 * steepest);
-        EXPECT_LE(braq::testing::largestStep(mOut[1], settled), 1.01 * steepest);
+        EXPECT_LE(braq::tests::largestStep(mOut[0], settled), 1.01 * steepest);
+        EXPECT_LE(braq::tests::largestStep(mOut[1], settled), 1.01 * steepest);
         const Path path = pathOf(mOut, cyclesPerFrame, settled);
         // Sine and cosine stay on their circle: nothing is left out, repeated or added.
         EXPECT_LT(path.largestLevelError, 1e-3);

@@ -8,12 +8,12 @@
 namespace {
 
 using braq::VariableRateConverter;
-using braq::testing::FunctionSource;
-using braq::testing::numberedFrames;
-using braq::testing::Planes;
-using braq::testing::render;
+using braq::tests::FunctionSource;
+using braq::tests::numberedFrames;
+using braq::tests::Planes;
+using braq::tests::render;
 
-constexpr double frameRate = 48000;
+using braq::tests::frameRate;
 
 /// @return whether frames `first` to `last` are the source's own, from `start` on
 bool areUntouched(const Planes& out, std::size_t first, std::size_t last, SInt64 start) {
@@ -119,7 +119,7 @@ TEST(UnitsResampling_VariableRateConverter, IsUntouchedAgainWithin100Millisecond
 TEST(UnitsResampling_VariableRateConverter, DrainsWhatWasPulledAndThenNothing) {
     for (const double ratio : {0.25, 0.9, 1.0, 1.3, 7.0}) {
         const double cyclesPerFrame = 0.01;
-        FunctionSource source = braq::testing::turningTone(cyclesPerFrame);
+        FunctionSource source = braq::tests::turningTone(cyclesPerFrame);
         VariableRateConverter converter(2, 64, 4096, frameRate);
         Planes out;
         render(converter, source, out, 5000, ratio);
@@ -139,7 +139,7 @@ TEST(UnitsResampling_VariableRateConverter, DrainsWhatWasPulledAndThenNothing) {
         const SInt64 ringing = 150 + static_cast<SInt64>(200 / ratio);
         for (SInt64 i = 0; i < static_cast<SInt64>(drained) - ringing; ++i) {
             const double expected =
-                std::sin(braq::testing::twoPi * cyclesPerFrame * ratio * static_cast<double>(5000 + i));
+                std::sin(braq::tests::twoPi * cyclesPerFrame * ratio * static_cast<double>(5000 + i));
             ASSERT_NEAR(static_cast<double>(tail[0][static_cast<std::size_t>(i)]), expected, 1e-3)
                 << ratio << ", " << i;
         }
@@ -171,12 +171,12 @@ TEST(UnitsResampling_VariableRateConverter, DrainsNothingWhereNothingWasPulled) 
 TEST(UnitsResampling_VariableRateConverter, BeginsAgainLikeTheFirstTimeWhenReset) {
     for (const double ratio : {0.7, 1.0, 1.7}) {
         VariableRateConverter converter(2, 64, 4096, frameRate);
-        FunctionSource source = braq::testing::turningTone(0.02);
+        FunctionSource source = braq::tests::turningTone(0.02);
         Planes first;
         render(converter, source, first, 5000, ratio);
         converter.reset();
         EXPECT_EQ(converter.heldFrames(), 0);
-        FunctionSource again = braq::testing::turningTone(0.02);
+        FunctionSource again = braq::tests::turningTone(0.02);
         Planes second;
         render(converter, again, second, 5000, ratio);
         EXPECT_EQ(first, second) << ratio;

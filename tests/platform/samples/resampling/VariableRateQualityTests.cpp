@@ -7,12 +7,12 @@
 namespace {
 
 using braq::VariableRateConverter;
-using braq::testing::fitSine;
-using braq::testing::FittedSine;
-using braq::testing::FunctionSource;
-using braq::testing::Planes;
-using braq::testing::render;
-using braq::testing::turningTone;
+using braq::tests::fitSine;
+using braq::tests::FittedSine;
+using braq::tests::FunctionSource;
+using braq::tests::Planes;
+using braq::tests::render;
+using braq::tests::turningTone;
 
 constexpr double largestRatio = 64;
 constexpr UInt32 largestPull = 4096;

@@ -8,12 +8,12 @@
 namespace {
 
 using braq::VariableRateConverter;
-using braq::testing::FunctionSource;
-using braq::testing::Planes;
-using braq::testing::render;
-using braq::testing::runRealtime;
+using braq::tests::FunctionSource;
+using braq::tests::Planes;
+using braq::tests::render;
+using braq::tests::runRealtime;
 
-constexpr double frameRate = 48000;
+using braq::tests::frameRate;
 
 /// A source that keeps the real-time rules itself.
 class ToneSource {

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <thread>
 
-namespace braq::testing {
+namespace braq::tests {
 
 ClientStream::ClientStream(const Options& options) : mTimeInCycle(options.timeInCycle) {
     pw_init(nullptr, nullptr);
@@ -80,4 +80,4 @@ void ClientStream::process() {
     ++mCycles;
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

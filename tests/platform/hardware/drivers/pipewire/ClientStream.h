@@ -10,7 +10,7 @@
 struct pw_stream;
 struct pw_thread_loop;
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A stereo stream of another client of the server: it plays silence, or takes what it is given.
 class ClientStream {
@@ -40,4 +40,4 @@ class ClientStream {
     std::atomic<int> mCycles{0};
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

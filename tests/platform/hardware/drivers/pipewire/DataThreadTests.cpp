@@ -20,7 +20,7 @@
 #include <vector>
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 
@@ -143,7 +143,7 @@ void runInRealtime(const std::function<void()>& body) {
     }).join();
 }
 
-class PipeWire_ThreadsMadeInRealtime : public ::testing::Test {
+class PipeWire_ThreadsMadeInRealtime : public testing::Test {
   protected:
     void SetUp() override {
         if (!mayUseRealtimeScheduling()) {

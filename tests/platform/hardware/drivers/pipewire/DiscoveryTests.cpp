@@ -13,13 +13,13 @@
 #include <cstring>
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using std::chrono::steady_clock;
-using ::testing::ElementsAre;
+using testing::ElementsAre;
 
 namespace {
 
-class PipeWire_Discovery : public ::testing::Test {
+class PipeWire_Discovery : public testing::Test {
   protected:
     PrivateSoundServer server;
 };

@@ -8,11 +8,11 @@
 // What a device and the server's graph agree on.
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 
-class PipeWire_Graph : public ::testing::Test {
+class PipeWire_Graph : public testing::Test {
   protected:
     PipeWire_Graph() {
         server.configure("default.clock.allowed-rates", "[ 44100 48000 ]");

@@ -7,7 +7,7 @@
 #include <array>
 #include <cstddef>
 
-namespace braq::testing {
+namespace braq::tests {
 
 LatentDevice::LatentDevice(const std::string& name, const spa_latency_info& latency) {
     static const pw_filter_events events = {.version = PW_VERSION_FILTER_EVENTS,
@@ -50,4 +50,4 @@ LatentDevice::~LatentDevice() {
     pw_thread_loop_destroy(mLoop);
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -7,7 +7,7 @@
 struct pw_filter;
 struct pw_thread_loop;
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A mono sink or source that another client of the server has made, and that says which latency it has. The latency is that
 /// of its port: that of a stream is not told to others by every version of the server.
@@ -24,4 +24,4 @@ class LatentDevice {
     pw_filter* mFilter;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

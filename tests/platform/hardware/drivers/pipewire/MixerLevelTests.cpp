@@ -16,13 +16,13 @@
 // The level that a user sets in a mixer.
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 
 namespace fs = std::filesystem;
 
-class PipeWire_MixerLevel : public ::testing::Test {
+class PipeWire_MixerLevel : public testing::Test {
   protected:
     PipeWire_MixerLevel() {
         server.keep({.name = "test.sink"});

@@ -13,7 +13,7 @@ using testing::IsEmpty;
 
 namespace {
 
-NodeFacts nodeOf(const std::string& mediaClass) {
+NodeFacts factsOf(const std::string& mediaClass) {
     NodeFacts facts;
     facts.properties.set(PW_KEY_MEDIA_CLASS, mediaClass);
     return facts;
@@ -68,17 +68,17 @@ TEST(PipeWire_NodeFacts, TellDevicesFromOtherNodes) {
 }
 
 TEST(PipeWire_NodeFacts, TellSinksFromSources) {
-    EXPECT_TRUE(nodeOf("Audio/Sink").isSink());
-    EXPECT_FALSE(nodeOf("Audio/Sink").isSource());
-    EXPECT_TRUE(nodeOf("Audio/Source").isSource());
-    EXPECT_TRUE(nodeOf("Audio/Source/Virtual").isSource());
-    EXPECT_FALSE(nodeOf("Audio/Source").isSink());
-    EXPECT_TRUE(nodeOf("Audio/Duplex").isSink());
-    EXPECT_FALSE(nodeOf("Audio/Duplex").isSource());
+    EXPECT_TRUE(factsOf("Audio/Sink").isSink());
+    EXPECT_FALSE(factsOf("Audio/Sink").isSource());
+    EXPECT_TRUE(factsOf("Audio/Source").isSource());
+    EXPECT_TRUE(factsOf("Audio/Source/Virtual").isSource());
+    EXPECT_FALSE(factsOf("Audio/Source").isSink());
+    EXPECT_TRUE(factsOf("Audio/Duplex").isSink());
+    EXPECT_FALSE(factsOf("Audio/Duplex").isSource());
 }
 
 TEST(PipeWire_NodeFacts, PreferConfiguredChannelsToCurrentToPossibleOnes) {
-    NodeFacts facts = nodeOf("Audio/Sink");
+    NodeFacts facts = factsOf("Audio/Sink");
     Parameters parameters;
     facts.take(SPA_PARAM_EnumFormat, 0, parameters.format(SPA_PARAM_EnumFormat, quad));
     EXPECT_EQ(facts.sinkLayout(), quad);
@@ -93,7 +93,7 @@ TEST(PipeWire_NodeFacts, PreferConfiguredChannelsToCurrentToPossibleOnes) {
 }
 
 TEST(PipeWire_NodeFacts, KeepTheDirectionsApart) {
-    NodeFacts facts = nodeOf("Audio/Source");
+    NodeFacts facts = factsOf("Audio/Source");
     Parameters parameters;
     facts.take(SPA_PARAM_PortConfig, 0, parameters.portConfig(SPA_DIRECTION_INPUT, quad));
     EXPECT_THAT(facts.sourceLayout(), IsEmpty());
@@ -103,14 +103,14 @@ TEST(PipeWire_NodeFacts, KeepTheDirectionsApart) {
 }
 
 TEST(PipeWire_NodeFacts, KnowTheCountOfChannelsWithoutPositions) {
-    NodeFacts facts = nodeOf("Audio/Sink");
+    NodeFacts facts = factsOf("Audio/Sink");
     Parameters parameters;
     facts.take(SPA_PARAM_Format, 0, parameters.format(SPA_PARAM_Format, quad, SPA_AUDIO_FLAG_UNPOSITIONED));
     EXPECT_EQ(facts.sinkLayout(), ChannelLayout(4, SPA_AUDIO_CHANNEL_UNKNOWN));
 }
 
 TEST(PipeWire_NodeFacts, FallBackOnProperties) {
-    NodeFacts facts = nodeOf("Audio/Source");
+    NodeFacts facts = factsOf("Audio/Source");
     EXPECT_THAT(facts.sourceLayout(), IsEmpty());
     facts.properties.set(SPA_KEY_AUDIO_POSITION, "[ FL, FR, RL, RR ]");
     EXPECT_EQ(facts.sourceLayout(), quad);
@@ -127,7 +127,7 @@ TEST(PipeWire_NodeFacts, FallBackOnProperties) {
 }
 
 TEST(PipeWire_NodeFacts, PassOverParametersThatAreNoFormats) {
-    NodeFacts facts = nodeOf("Audio/Sink");
+    NodeFacts facts = factsOf("Audio/Sink");
     Parameters parameters;
     facts.take(SPA_PARAM_Format, 0, nullptr);
     facts.take(SPA_PARAM_PortConfig, 0, nullptr);

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <bit>
 
-namespace braq::testing {
+namespace braq::tests {
 
 void NumberedPlayback::runCycle(const DeviceCycle& cycle) noexcept {
     const UInt64 first = mFrames.load(std::memory_order_relaxed);
@@ -75,4 +75,4 @@ void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channe
     EXPECT_EQ(at, recorded) << "something is played after the end";
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

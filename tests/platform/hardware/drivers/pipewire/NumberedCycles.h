@@ -8,7 +8,7 @@
 
 // Cycles whose every sample tells which frame and channel it belongs to.
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// Exact for frames below 2^21, never 0, and within what is played without clipping.
 constexpr Float32 numberedSample(UInt64 frame, UInt32 channel) {
@@ -62,4 +62,4 @@ class KeptRecording final : public DeviceCycles {
 /// them all.
 void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channels, const std::vector<UInt64>& rounds);
 
-} // namespace braq::testing
+} // namespace braq::tests

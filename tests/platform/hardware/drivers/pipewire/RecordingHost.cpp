@@ -9,7 +9,7 @@
 #include <iterator>
 #include <utility>
 
-namespace braq::testing {
+namespace braq::tests {
 
 RecordingHost& RecordingHost::withStartedDriver() {
     struct Started {
@@ -113,4 +113,4 @@ void RecordingHost::serverIsThere(const Driver& /*driver*/, bool isThere) {
     change([&] { mServerIsThere = isThere; });
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// A driver's host that keeps what it is told.
 class RecordingHost final : public DriverHost {
@@ -72,4 +72,4 @@ class RecordingHost final : public DriverHost {
     std::optional<bool> mServerIsThere;
 };
 
-} // namespace braq::testing
+} // namespace braq::tests

@@ -9,12 +9,12 @@
 #include <chrono>
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using std::chrono::steady_clock;
 
 namespace {
 
-class PipeWire_ServerLoss : public ::testing::Test {
+class PipeWire_ServerLoss : public testing::Test {
   protected:
     PipeWire_ServerLoss() { server.keep({.name = "test.sink"}); }
 

@@ -12,7 +12,7 @@
 // The devices of a sound server as the rest of the library sees them, with the drivers that ship.
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 
@@ -50,7 +50,7 @@ class Procedure {
     std::atomic<Float32> mLoudest{0.0F};
 };
 
-class PipeWire_Service : public ::testing::Test {
+class PipeWire_Service : public testing::Test {
   protected:
     PipeWire_Service() {
         server.configure("default.clock.allowed-rates", "[ 44100 48000 ]");

@@ -15,12 +15,12 @@
 // Streams are connected to devices by the server's session manager, which is a program of its own.
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 using std::chrono::steady_clock;
 
 namespace {
 
-class PipeWire_SessionManager : public ::testing::Test {
+class PipeWire_SessionManager : public testing::Test {
   protected:
     PipeWire_SessionManager() { server.keep({.name = "test.sink"}); }
 

@@ -11,7 +11,7 @@
 
 using namespace braq;
 using namespace braq::pipewire;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 

@@ -19,7 +19,7 @@
 #include <vector>
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 
@@ -30,7 +30,7 @@ constexpr UInt64 kLongCycle = 4096;
 constexpr std::chrono::milliseconds kLongCycleTime{kLongCycle * 1000 / 48000};
 constexpr UInt64 kPlayedFrames = 110'000; // more than two seconds
 
-class PipeWire_Streaming : public ::testing::Test {
+class PipeWire_Streaming : public testing::Test {
   protected:
     void start(const std::string& positions) {
         server.configure("default.clock.quantum", std::to_string(kLongCycle));

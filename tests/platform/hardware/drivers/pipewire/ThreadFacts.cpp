@@ -6,7 +6,7 @@
 #include <sched.h>
 #include <unistd.h>
 
-namespace braq::testing {
+namespace braq::tests {
 
 ThreadFacts factsOfThisThread() {
     ThreadFacts facts;
@@ -32,4 +32,4 @@ bool hasStackOfTheLibrary(const ThreadFacts& facts) {
     return isEnough && (threads_test::kIsSanitized || facts.stackBytes <= BRAQThreadStackBytes + 2 * page);
 }
 
-} // namespace braq::testing
+} // namespace braq::tests

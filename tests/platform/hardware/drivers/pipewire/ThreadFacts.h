@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace braq::testing {
+namespace braq::tests {
 
 /// What a thread is like.
 struct ThreadFacts {
@@ -20,4 +20,4 @@ ThreadFacts factsOfThisThread();
 /// Whether its stack is as large as the library's threads have it. Sanitizers enlarge stacks; then only not less is shown.
 bool hasStackOfTheLibrary(const ThreadFacts& facts);
 
-} // namespace braq::testing
+} // namespace braq::tests

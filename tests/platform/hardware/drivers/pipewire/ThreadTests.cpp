@@ -14,7 +14,7 @@
 #include <string>
 
 using namespace braq;
-using namespace braq::testing;
+using namespace braq::tests;
 
 namespace {
 

@@ -12,4 +12,9 @@ namespace braq {
 OSStatus takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitPropertyID property, const void* data,
                         UInt32 size);
 
+/// Takes the largest slice that a program sets: 1 to 2^20 frames.
+/// @param limit the one to change; untouched on failure
+/// @return 0, or `kAudioUnitErr_InvalidPropertyValue`
+OSStatus takeSliceLimit(UInt32& limit, const void* data, UInt32 size);
+
 } // namespace braq

@@ -1,16 +1,15 @@
-#include "platform/units/UnitFormat.h"
+#include "platform/units/UnitSettings.h"
 
 #include "platform/foundation/PropertyBytes.h"
 #include "platform/samples/StreamFormat.h"
 
 OSStatus braq::takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitPropertyID property, const void* data,
                               UInt32 size) {
-    constexpr OSStatus wrongSize = kAudioUnitErr_InvalidPropertyValue;
     constexpr UInt32 mostChannels = 1024;
     AudioStreamBasicDescription changed = format;
     const OSStatus status = property == kAudioUnitProperty_StreamFormat
-                                ? take(changed, size, data, wrongSize)
-                                : take(changed.mSampleRate, size, data, wrongSize);
+                                ? take(changed, size, data, wrongUnitPropertySize)
+                                : take(changed.mSampleRate, size, data, wrongUnitPropertySize);
     if (status != 0) {
         return status;
     }
@@ -18,5 +17,18 @@ OSStatus braq::takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitProp
         return kAudioUnitErr_FormatNotSupported;
     }
     format = changed;
+    return 0;
+}
+
+OSStatus braq::takeSliceLimit(UInt32& limit, const void* data, UInt32 size) {
+    constexpr UInt32 largest = 1U << 20;
+    UInt32 wanted = 0;
+    if (const OSStatus status = take(wanted, size, data, wrongUnitPropertySize)) {
+        return status;
+    }
+    if (wanted == 0 || wanted > largest) {
+        return kAudioUnitErr_InvalidPropertyValue;
+    }
+    limit = wanted;
     return 0;
 }
