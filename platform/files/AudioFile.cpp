@@ -13,8 +13,6 @@ using braq::FileWriter;
 using braq::OpenAudioFile;
 using braq::OpenAudioFiles;
 
-constexpr OSStatus wrongSize = kAudioFileBadPropertySizeError;
-
 /// Packets of what was written so far, the one that is not full yet included.
 SInt64 packetsOf(const FileWriter& writer) {
     const SInt64 framesPerPacket = writer.fileFormat().mFramesPerPacket;
@@ -38,8 +36,8 @@ std::optional<AudioFilePacketTableInfo> packetTableOf(const OpenAudioFile& file)
 
 OSStatus translatePacket(const OpenAudioFile& file, UInt32* size, void* data) {
     AudioFramePacketTranslation translation{};
-    if (size == nullptr || braq::take(translation, *size, data, wrongSize) != 0) {
-        return wrongSize;
+    if (size == nullptr || braq::take(translation, *size, data, kAudioFileBadPropertySizeError) != 0) {
+        return kAudioFileBadPropertySizeError;
     }
     if (!file.reader) {
         return kAudioFileUnsupportedPropertyError;
@@ -49,7 +47,7 @@ OSStatus translatePacket(const OpenAudioFile& file, UInt32* size, void* data) {
         return kAudioFilePositionError;
     }
     translation.mFrame = *frame + translation.mFrameOffsetInPacket;
-    return braq::answer(translation, size, data, wrongSize);
+    return braq::answer(translation, size, data, kAudioFileBadPropertySizeError);
 }
 
 } // namespace
@@ -59,19 +57,18 @@ OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UI
     if (open == nullptr) {
         return kAudioFileNotOpenError;
     }
-    if (const OSStatus status = open->drain(); status != 0) {
-        return status;
-    }
     switch (property) {
     case kAudioFilePropertyFileFormat:
-        return braq::answer(open->reader ? open->reader->fileType() : open->writer->fileType(), size, data, wrongSize);
-    case kAudioFilePropertyDataFormat: return braq::answer(open->fileFormat(), size, data, wrongSize);
+        return braq::answer(open->reader ? open->reader->fileType() : open->writer->fileType(), size, data,
+                            kAudioFileBadPropertySizeError);
+    case kAudioFilePropertyDataFormat:
+        return braq::answer(open->fileFormat(), size, data, kAudioFileBadPropertySizeError);
     case kAudioFilePropertyAudioDataPacketCount:
         return braq::answer(open->reader ? open->reader->packetCount() : packetsOf(*open->writer), size, data,
-                            wrongSize);
+                            kAudioFileBadPropertySizeError);
     case kAudioFilePropertyPacketTableInfo:
         if (const auto table = packetTableOf(*open)) {
-            return braq::answer(*table, size, data, wrongSize);
+            return braq::answer(*table, size, data, kAudioFileBadPropertySizeError);
         }
         return kAudioFileUnsupportedPropertyError;
     case kAudioFilePropertyPacketToFrame: return translatePacket(*open, size, data);
@@ -84,9 +81,6 @@ OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPr
     const auto file = OpenAudioFiles::instance().find(converter);
     if (file == nullptr) {
         return kAudioFileNotOpenError;
-    }
-    if (const OSStatus status = file->drain(); status != 0) {
-        return status;
     }
     if (property == kAudioConverterEncodeBitRate) {
         return braq::answer(file->writer ? file->writer->bitRate() : file->readBitRate, size, data,
@@ -110,9 +104,6 @@ OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPr
     const auto file = OpenAudioFiles::instance().find(converter);
     if (file == nullptr) {
         return kAudioFileNotOpenError;
-    }
-    if (const OSStatus status = file->drain(); status != 0) {
-        return status;
     }
     if (property != kAudioConverterEncodeBitRate) {
         return kAudioConverterErr_PropertyNotSupported;

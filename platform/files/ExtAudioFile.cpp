@@ -16,8 +16,6 @@ namespace {
 using braq::OpenAudioFile;
 using braq::OpenAudioFiles;
 
-constexpr OSStatus wrongSize = kExtAudioFileError_InvalidPropertySize;
-
 /// @return 0, or why it names no local file
 OSStatus pathOf(CFURLRef url, std::string& path) {
     if (url == nullptr) {
@@ -32,9 +30,6 @@ OSStatus pathOf(CFURLRef url, std::string& path) {
 }
 
 OSStatus setClientFormat(OpenAudioFile& file, const AudioStreamBasicDescription& format) {
-    if (const OSStatus status = file.drain(); status != 0) {
-        return status;
-    }
     return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format);
 }
 
@@ -42,7 +37,7 @@ OSStatus positions(const OpenAudioFile& file, UInt32* size, void* data) {
     const braq::ChannelPositions known = file.clientPositions();
     const std::size_t bytes = known.size() * sizeof(braq::ChannelPosition);
     if (size == nullptr || data == nullptr || *size < bytes) {
-        return wrongSize;
+        return kExtAudioFileError_InvalidPropertySize;
     }
     std::copy(known.begin(), known.end(), static_cast<braq::ChannelPosition*>(data));
     *size = static_cast<UInt32>(bytes);
@@ -109,10 +104,7 @@ OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
     if (open == nullptr) {
         return kAudioFileNotOpenError;
     }
-    const OSStatus written = open->drain();
-    open->async.reset();
-    const OSStatus closed = open->writer ? open->writer->close() : 0;
-    return written != 0 ? written : closed;
+    return open->writer ? open->writer->close() : 0;
 }
 
 OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32* size, void* data) {
@@ -121,19 +113,19 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
         return kAudioFileNotOpenError;
     }
     switch (property) {
-    case kExtAudioFileProperty_FileDataFormat: return braq::answer(open->fileFormat(), size, data, wrongSize);
-    case kExtAudioFileProperty_ClientDataFormat: return braq::answer(open->clientFormat(), size, data, wrongSize);
+    case kExtAudioFileProperty_FileDataFormat:
+        return braq::answer(open->fileFormat(), size, data, kExtAudioFileError_InvalidPropertySize);
+    case kExtAudioFileProperty_ClientDataFormat:
+        return braq::answer(open->clientFormat(), size, data, kExtAudioFileError_InvalidPropertySize);
     case kBRAQExtAudioFileProperty_ChannelPositions: return positions(*open, size, data);
     case kExtAudioFileProperty_FileLengthFrames:
-        if (const OSStatus status = open->drain()) {
-            return status;
-        }
-        return braq::answer(open->lengthFrames(), size, data, wrongSize);
+        return braq::answer(open->lengthFrames(), size, data, kExtAudioFileError_InvalidPropertySize);
     case kExtAudioFileProperty_ClientMaxPacketSize:
-        return braq::answer(open->clientFormat().mBytesPerPacket, size, data, wrongSize);
-    case kExtAudioFileProperty_AudioFile: return braq::answer(OpenAudioFiles::containerOf(file), size, data, wrongSize);
+        return braq::answer(open->clientFormat().mBytesPerPacket, size, data, kExtAudioFileError_InvalidPropertySize);
+    case kExtAudioFileProperty_AudioFile:
+        return braq::answer(OpenAudioFiles::containerOf(file), size, data, kExtAudioFileError_InvalidPropertySize);
     case kExtAudioFileProperty_AudioConverter:
-        return braq::answer(OpenAudioFiles::converterOf(file), size, data, wrongSize);
+        return braq::answer(OpenAudioFiles::converterOf(file), size, data, kExtAudioFileError_InvalidPropertySize);
     default: return kExtAudioFileError_InvalidProperty;
     }
 }
@@ -145,13 +137,13 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
     }
     if (property == kExtAudioFileProperty_ClientDataFormat) {
         AudioStreamBasicDescription format{};
-        const OSStatus status = braq::take(format, size, data, wrongSize);
+        const OSStatus status = braq::take(format, size, data, kExtAudioFileError_InvalidPropertySize);
         return status == 0 ? setClientFormat(*open, format) : status;
     }
     if (property == kExtAudioFileProperty_ConverterConfig) {
         // A converter takes over each change at once, so there is nothing left to do.
         const void* configuration = nullptr;
-        return braq::take(configuration, size, data, wrongSize);
+        return braq::take(configuration, size, data, kExtAudioFileError_InvalidPropertySize);
     }
     return kExtAudioFileError_InvalidProperty;
 }
@@ -183,11 +175,7 @@ OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBuffe
     if (!open->writer) {
         return kExtAudioFileError_InvalidOperationOrder;
     }
-    if (list == nullptr) {
-        return kAudio_ParamError;
-    }
-    const OSStatus before = open->drain();
-    return before != 0 ? before : open->writer->write(frames, *list);
+    return list != nullptr ? open->writer->write(frames, *list) : kAudio_ParamError;
 }
 
 OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
@@ -198,14 +186,5 @@ OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const Audio
     if (!open->writer) {
         return kExtAudioFileError_InvalidOperationOrder;
     }
-    if (frames > 0 && list == nullptr) {
-        return kAudio_ParamError;
-    }
-    if (!open->async) {
-        open->async = braq::AsyncWriter::start(*open->writer);
-    }
-    if (!open->async) {
-        return kAudioFileUnspecifiedError;
-    }
-    return frames > 0 ? open->async->write(frames, *list) : 0;
+    return frames == 0 ? 0 : ExtAudioFileWrite(file, frames, list);
 }

@@ -29,33 +29,23 @@ braq::OpenAudioFiles& braq::OpenAudioFiles::instance() {
 }
 
 ExtAudioFileRef braq::OpenAudioFiles::add(std::shared_ptr<OpenAudioFile> file) {
-    const std::lock_guard lock(mMutex);
-    mFiles[++mLast] = std::move(file);
-    return reference<ExtAudioFileRef>(mLast, Part::file);
-}
-
-std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::withNumber(std::uintptr_t number) const {
-    const std::lock_guard lock(mMutex);
-    const auto found = mFiles.find(number);
-    return found == mFiles.end() ? nullptr : found->second;
+    return reference<ExtAudioFileRef>(mFiles.add(std::move(file)), Part::file);
 }
 
 std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(ExtAudioFileRef file) const {
-    return withNumber(numberOf(file, Part::file));
+    return mFiles.find(numberOf(file, Part::file));
 }
 
 std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioFileID container) const {
-    return withNumber(numberOf(container, Part::container));
+    return mFiles.find(numberOf(container, Part::container));
 }
 
 std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioConverterRef converter) const {
-    return withNumber(numberOf(converter, Part::converter));
+    return mFiles.find(numberOf(converter, Part::converter));
 }
 
 std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::take(ExtAudioFileRef file) {
-    const std::lock_guard lock(mMutex);
-    const auto found = mFiles.extract(numberOf(file, Part::file));
-    return found.empty() ? nullptr : std::move(found.mapped());
+    return mFiles.take(numberOf(file, Part::file));
 }
 
 AudioFileID braq::OpenAudioFiles::containerOf(ExtAudioFileRef file) {

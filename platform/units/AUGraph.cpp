@@ -1,53 +1,29 @@
 #include "BRAQAudio/platform/graphs.h"
 
+#include "platform/foundation/HandleTable.h"
 #include "platform/hardware/DeviceProcedures.h"
 #include "platform/units/Graph.h"
 
 #include <cstdint>
-#include <map>
 #include <memory>
 
 namespace {
 
-/// The graphs of the process, by numbers that are not used again.
-class Graphs {
-  public:
-    static Graphs& instance() {
-        // Never destroyed: other threads may still use graphs when the process ends.
-        static auto* const graphs = new Graphs;
-        return *graphs;
-    }
+/// The graphs of the process.
+braq::HandleTable<braq::Graph>& graphs() {
+    // Never destroyed: other threads may still use graphs when the process ends.
+    static auto* const table = new braq::HandleTable<braq::Graph>;
+    return *table;
+}
 
-    AUGraph add(std::shared_ptr<braq::Graph> graph) {
-        const std::lock_guard lock(mMutex);
-        mGraphs[++mLast] = std::move(graph);
-        return reinterpret_cast<AUGraph>(mLast);
-    }
-
-    std::shared_ptr<braq::Graph> find(AUGraph reference) const {
-        const std::lock_guard lock(mMutex);
-        const auto found = mGraphs.find(reinterpret_cast<std::uintptr_t>(reference));
-        return found != mGraphs.end() ? found->second : nullptr;
-    }
-
-    std::shared_ptr<braq::Graph> take(AUGraph reference) {
-        const std::lock_guard lock(mMutex);
-        const auto found = mGraphs.extract(reinterpret_cast<std::uintptr_t>(reference));
-        return found.empty() ? nullptr : std::move(found.mapped());
-    }
-
-  private:
-    mutable std::mutex mMutex;
-    std::map<std::uintptr_t, std::shared_ptr<braq::Graph>> mGraphs; // under the mutex
-    std::uintptr_t mLast = 0;                                       // under the mutex
-};
+std::uintptr_t numberOf(AUGraph reference) { return reinterpret_cast<std::uintptr_t>(reference); }
 
 template <class Work>
 OSStatus onGraph(AUGraph reference, Work work) {
     if (braq::DeviceProcedures::isOnIOThread()) {
         return kAudioUnitErr_CannotDoInCurrentContext;
     }
-    const auto graph = Graphs::instance().find(reference);
+    const auto graph = graphs().find(numberOf(reference));
     return graph != nullptr ? work(*graph) : kAudio_ParamError;
 }
 
@@ -60,7 +36,7 @@ OSStatus NewAUGraph(AUGraph* graph) {
     if (graph == nullptr) {
         return kAudio_ParamError;
     }
-    *graph = Graphs::instance().add(std::make_shared<braq::Graph>());
+    *graph = reinterpret_cast<AUGraph>(graphs().add(std::make_shared<braq::Graph>()));
     return 0;
 }
 
@@ -68,7 +44,7 @@ OSStatus DisposeAUGraph(AUGraph graph) {
     if (braq::DeviceProcedures::isOnIOThread()) {
         return kAudioUnitErr_CannotDoInCurrentContext;
     }
-    const auto taken = Graphs::instance().take(graph);
+    const auto taken = graphs().take(numberOf(graph));
     return taken != nullptr ? taken->close() : kAudio_ParamError;
 }
 

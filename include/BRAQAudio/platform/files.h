@@ -178,8 +178,9 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList*
 /// @return 0, or why not; the log has the system's reason
 OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list);
 
-/// Appends a copy of the frames later, in order, on a thread of the file. With 0 frames it prepares that thread.
-/// @return 0, or why an earlier one failed
+/// Appends frames as `ExtAudioFileWrite` does, before it returns: nothing needs to be prepared, so that 0 frames, also of no
+/// list, change nothing. Those who may not wait write with `BRAQAudioFileWriter`.
+/// @return 0, or what `ExtAudioFileWrite` returns
 OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list);
 
 /// Goes to a frame of the file, counted at the file's rate, 0 being the first that is meant to be heard.
