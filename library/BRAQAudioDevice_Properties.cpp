@@ -100,6 +100,14 @@ void BRAQAudioDevice::setRecordingNominalSampleRate(Float64 rate) const { setNom
 
 void BRAQAudioDevice::setPlaybackNominalSampleRate(Float64 rate) const { setNominalSampleRate(rate, playback); }
 
+Float32 BRAQAudioDevice::mixerLevelForDirection(SInt64 direction) const {
+    return readOr(1.0F, mDeviceID, addressOf(kBRAQAudioDevicePropertyMixerLevel, scopeOf(direction)));
+}
+
+Float32 BRAQAudioDevice::recordingMixerLevel() const { return mixerLevelForDirection(record); }
+
+Float32 BRAQAudioDevice::playbackMixerLevel() const { return mixerLevelForDirection(playback); }
+
 UInt32 BRAQAudioDevice::latencyForDirection(SInt64 direction) const {
     return readOr(UInt32{0}, mDeviceID, addressOf(kAudioDevicePropertyLatency, scopeOf(direction)));
 }

@@ -120,6 +120,13 @@ class BRAQ_EXPORT BRAQAudioDevice {
     void setRecordingNominalSampleRate(Float64 rate) const;
     void setPlaybackNominalSampleRate(Float64 rate) const;
 
+    /// The gain that the system's mixer applies to what this program plays or records on the device: linear, of the loudest
+    /// channel, 0 when muted. The system keeps it for the next time that the program runs. 1 if it cannot be read, and before the
+    /// device has run in this process.
+    Float32 mixerLevelForDirection(SInt64 direction) const;
+    Float32 recordingMixerLevel() const;
+    Float32 playbackMixerLevel() const;
+
     /// Frames between a device cycle and the air; 0 if it cannot be read.
     UInt32 latencyForDirection(SInt64 direction) const;
     UInt32 recordingLatency() const;

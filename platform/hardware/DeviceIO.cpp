@@ -41,6 +41,15 @@ OSStatus braq::stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.stop(id); });
 }
 
+bool braq::isIOProcedureStarted(AudioDeviceID device, IOProcedureID id) {
+    bool isStarted = false;
+    onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) {
+        isStarted = procedures.isStarted(id);
+        return kAudioHardwareNoError;
+    });
+    return isStarted;
+}
+
 OSStatus braq::removeIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.remove(id); });
 }

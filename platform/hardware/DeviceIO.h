@@ -49,6 +49,9 @@ OSStatus startIOProcedure(AudioDeviceID device, IOProcedureID id);
 /// @return 0, also when the device is gone, or `kAudioHardwareBadObjectError`
 OSStatus stopIOProcedure(AudioDeviceID device, IOProcedureID id);
 
+/// Whether it is called: it was started, and has not been stopped since by a call, by its device or with it.
+bool isIOProcedureStarted(AudioDeviceID device, IOProcedureID id);
+
 /// As `stopIOProcedure`, and forgets it.
 OSStatus removeIOProcedure(AudioDeviceID device, IOProcedureID id);
 

@@ -72,6 +72,11 @@ OSStatus braq::DeviceProcedures::remove(IOProcedureID id) {
     });
 }
 
+bool braq::DeviceProcedures::isStarted(IOProcedureID id) {
+    const std::lock_guard lock(mControl);
+    return std::ranges::any_of(mEntries, [id](const Entry& entry) { return entry.id == id && entry.isStarted; });
+}
+
 OSStatus braq::DeviceProcedures::startEntry(Entry& entry) {
     if (mIsGone) {
         return kAudioHardwareBadDeviceError;
@@ -134,9 +139,18 @@ void braq::DeviceProcedures::setShape(const CycleShape& shape) {
     replaceMix();
 }
 
+void braq::DeviceProcedures::stopAll() {
+    const std::lock_guard lock(mControl);
+    stopEntries();
+}
+
 void braq::DeviceProcedures::deviceIsGone() {
     const std::lock_guard lock(mControl);
     mIsGone = true;
+    stopEntries();
+}
+
+void braq::DeviceProcedures::stopEntries() {
     for (Entry& entry : mEntries) {
         entry.isStarted = false;
     }

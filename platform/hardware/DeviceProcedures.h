@@ -34,11 +34,14 @@ class DeviceProcedures final : public DeviceCycles {
     OSStatus start(IOProcedureID id);
     OSStatus stop(IOProcedureID id);
     OSStatus remove(IOProcedureID id);
+    bool isStarted(IOProcedureID id);
 
     /// Has the driver do something, but not at the same time as anything else. Any thread but an I/O thread.
     OSStatus callDriver(const std::function<OSStatus(DriverDevice&)>& what);
     /// Prepares for cycles of another size. Any thread but an I/O thread.
     void setShape(const CycleShape& shape);
+    /// Stops every procedure. Any thread but an I/O thread.
+    void stopAll();
     /// Stops everything for good: the device is gone. Any thread but an I/O thread.
     void deviceIsGone();
     /// Logs which procedures threw, each once. Any thread but an I/O thread.
@@ -64,6 +67,7 @@ class DeviceProcedures final : public DeviceCycles {
     OSStatus change(IOProcedureID id, const std::function<OSStatus(std::vector<Entry>::iterator)>& how);
     OSStatus startEntry(Entry& entry);
     void stopEntry(Entry& entry);
+    void stopEntries();
     void replaceMix();
     void stopDriver();
     void setRunning(bool isRunning);

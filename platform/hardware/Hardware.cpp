@@ -216,6 +216,13 @@ void braq::Hardware::propertiesChanged(AudioDeviceID device, const std::vector<A
     mNotifications.post(device, addresses);
 }
 
+void braq::Hardware::deviceStopped(AudioDeviceID id) {
+    if (const auto device = findDevice(id)) {
+        // Here a driver may hold its locks.
+        mNotifications.run([device] { device->procedures.stopAll(); });
+    }
+}
+
 void braq::Hardware::deviceVanished(AudioDeviceID id) {
     std::shared_ptr<Device> device;
     changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {

@@ -40,6 +40,7 @@ class Hardware final : public DriverHost {
     AudioDeviceID deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) override;
     void deviceChanged(AudioDeviceID id, DeviceDescription description) override;
     void propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) override;
+    void deviceStopped(AudioDeviceID id) override;
     void deviceVanished(AudioDeviceID id) override;
     void defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) override;
     void serverIsThere(const Driver& driver, bool isThere) override;

@@ -243,10 +243,12 @@ void DeviceUnit::deviceChanged() {
 
 void DeviceUnit::followDevice() {
     const auto facts = findDeviceFacts(mFacts.id, false);
-    if (!facts) { // it is gone, and has stopped its procedures
-        if (std::exchange(mRuns, false)) {
-            setRunning(false);
-        }
+    // A device that goes, or stops by itself, stops its procedures.
+    if (mRuns && (!facts || !isIOProcedureStarted(mFacts.id, mProcedure))) {
+        mRuns = false;
+        setRunning(false);
+    }
+    if (!facts) {
         return;
     }
     DeviceFacts same = *facts;

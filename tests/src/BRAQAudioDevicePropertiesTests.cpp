@@ -1,5 +1,6 @@
 #include "BRAQAudio/BRAQAudioDevice.h"
 
+#include "tests/platform/units/FakeDevice.h"
 #include "tests/src/DeviceFixture.h"
 #include "tests/src/HardwareHook.h"
 #include "tests/support/CapturedLog.h"
@@ -53,6 +54,20 @@ TEST_F(DeviceProperties, AreThoseOfTheDirection) {
         EXPECT_EQ(device->sampleRateForDirection(direction), 44100.0);
         EXPECT_EQ(device->nominalSampleRateForDirection(direction), 44100.0);
     }
+}
+
+TEST_F(DeviceProperties, TellTheLevelThatTheMixerHasGivenThisProgram) {
+    braq::tests::FakeDevice mixed("mixed", 2, 1);
+    mixed.description().playback.mixerLevel = 0.25F;
+    mixed.description().record.mixerLevel = 0.0F;
+    mixed.publish();
+    const auto of = BRAQAudioDevice::initWithDeviceID(mixed.deviceID());
+    EXPECT_EQ(of->playbackMixerLevel(), 0.25F);
+    EXPECT_EQ(of->mixerLevelForDirection(playbackDirection), 0.25F);
+    EXPECT_EQ(of->recordingMixerLevel(), 0.0F);
+    EXPECT_EQ(of->mixerLevelForDirection(recordDirection), 0.0F);
+    EXPECT_EQ(device->playbackMixerLevel(), 1.0F) << "no mixer has a say in it";
+    EXPECT_EQ(BRAQAudioDevice::initWithDeviceID(0)->playbackMixerLevel(), 1.0F) << "cannot be read";
 }
 
 TEST_F(DeviceProperties, HaveAShortcutForEachDirection) {

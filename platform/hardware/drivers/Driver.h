@@ -106,6 +106,10 @@ class DriverHost {
     /// Notifies addresses of a device as changed, whether or not they were.
     virtual void propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) = 0;
 
+    /// Says that a running device has stopped by itself, although it is still there: its procedures are stopped, `stopIO`
+    /// follows, and it may be started again.
+    virtual void deviceStopped(AudioDeviceID device) = 0;
+
     /// Takes a device back; it has gone or is going. It cycles no more, or soon no more: `stopIO` follows if it runs.
     virtual void deviceVanished(AudioDeviceID device) = 0;
 

@@ -185,6 +185,41 @@ TEST(Units_DeviceChanges, StopItWhenTheDeviceVanishesInTheMiddleOfACycle) {
     }
 }
 
+TEST(Units_DeviceChanges, StopItWhenTheDeviceStopsByItselfUntilItIsStartedAgain) {
+    FakeDevice device("device");
+    Tape tape(numbered);
+    Player player(device.deviceID(), planar(48000.0, 2), tape.body());
+    ASSERT_EQ(player.start(), 0);
+    waitForNotifications();
+    RunningLog log(player.unit);
+    device.cycle(512);
+    EXPECT_EQ(tape.delivered, 512U);
+    device.stopByItself();
+    waitForNotifications();
+    EXPECT_THAT(log.values(), ElementsAre(0U)) << "once";
+    EXPECT_THAT(isRunning(player.unit), Optional(0U));
+    EXPECT_FALSE(device.isRunning()) << "its driver was told to stop";
+    EXPECT_EQ(AudioOutputUnitStart(player.unit), 0);
+    EXPECT_THAT(isRunning(player.unit), Optional(1U));
+    device.cycle(512);
+    EXPECT_EQ(tape.delivered, 1024U);
+    EXPECT_EQ(AudioOutputUnitStop(player.unit), 0);
+    waitForNotifications();
+    EXPECT_THAT(log.values(), ElementsAre(0U, 1U, 0U));
+}
+
+TEST(Units_DeviceChanges, DoNotStopItWhenADeviceThatIsStoppedSaysThatItHasStopped) {
+    FakeDevice device("device");
+    Player player(device.deviceID(), planar(48000.0, 2), playNothing);
+    device.stopByItself();
+    waitForNotifications();
+    RunningLog log(player.unit);
+    ASSERT_EQ(player.start(), 0);
+    waitForNotifications();
+    EXPECT_THAT(log.values(), ElementsAre(1U));
+    EXPECT_TRUE(device.isRunning());
+}
+
 TEST(Units_DeviceChanges, LetItBeStoppedWhileTheDeviceVanishes) {
     for (int round = 0; round < 5; ++round) {
         const auto device = steppedDevice("device");

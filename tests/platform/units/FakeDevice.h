@@ -33,6 +33,9 @@ class FakeDevice {
     }
     /// Tells what the description now says.
     void publish() { Hardware::instance().deviceChanged(mID, mDescription); }
+    /// Tells that it has stopped by itself.
+    void stopByItself() { Hardware::instance().deviceStopped(mID); }
+    bool isRunning() const { return mDriverDevice->cycles.load() != nullptr; }
     void vanish() { Hardware::instance().deviceVanished(mID); }
 
     /// A cycle with the description's rate and channels, silent in. @return what was played

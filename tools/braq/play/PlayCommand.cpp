@@ -34,6 +34,11 @@ class DeviceTrouble : public std::runtime_error {
 
 double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
 
+/// What the system's mixer does to what is heard.
+std::string mixerText(Float32 level) {
+    return level == 0.0F ? "muted in the mixer" : NSStringWithFormat("mixer %+.0f dB", decibelsOf(level));
+}
+
 /// Plays the files, a user at the keys.
 class PlaySession {
   public:
@@ -180,6 +185,9 @@ class PlaySession {
                       .channels = levelsOf(playback),
                       .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
                                 NSStringWithFormat("%+.0f dB", mControls.decibels())}};
+        if (const Float32 level = BRAQAudioDevice::initWithDeviceID(mDevice.id)->playbackMixerLevel(); level != 1.0F) {
+            status.facts.push_back(mixerText(level));
+        }
         const UInt64 underruns = playback.underruns();
         status.facts.push_back(std::to_string(underruns) + (underruns == 1 ? " underrun" : " underruns"));
         mDisplay.show(status);

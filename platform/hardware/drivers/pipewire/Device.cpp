@@ -227,6 +227,11 @@ void Device::lookAgain() {
     }
 }
 
+bool Device::isCutOff() const {
+    return mRun != nullptr && !mRun->isStarting && !mRun->isStopping && mRun->stream != nullptr &&
+           !mRun->stream->isStreaming() && mServer.activeLinksOf(mRun->stream->node()) == 0;
+}
+
 bool Device::hasStream(UInt32 node) const {
     return mRun != nullptr && mRun->stream != nullptr && mRun->stream->node() == node;
 }

@@ -68,6 +68,8 @@ class Device final : public DriverDevice {
     Float32 mixerLevel() const { return mMixerLevel; }
 
     bool isRunning() const { return mRun != nullptr; }
+    /// Whether it was started and nothing connects its stream any more.
+    bool isCutOff() const;
 
     /// Whether that is the node of the device's stream.
     bool hasStream(UInt32 node) const;

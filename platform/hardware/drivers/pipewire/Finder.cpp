@@ -15,6 +15,8 @@ namespace {
 constexpr std::chrono::milliseconds lookInterval{500};
 // One that is only replaced is back by then and nothing is worth a word.
 constexpr std::chrono::milliseconds longestRestart{500};
+// From its end to when what plays and records stops for good, unless a new one has connected it by then.
+constexpr std::chrono::seconds longestCutOff{5};
 
 UInt32 numberIn(const std::string& text) {
     UInt32 number = SPA_ID_INVALID;
@@ -29,9 +31,10 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mDriver(driver),
       mHost(host),
       mSettled(std::move(settled)),
-      mLook(loop, [this] { mPublisher.forEach([](Device& device) { device.look(); }); }),
-      mLookAgain(loop, [this] { mPublisher.forEach([](Device& device) { device.lookAgain(); }); }),
+      mLook(loop, [this] { mPublisher.forEach([](Device& device, AudioDeviceID) { device.look(); }); }),
+      mLookAgain(loop, [this] { mPublisher.forEach([](Device& device, AudioDeviceID) { device.lookAgain(); }); }),
       mMissSessionManager(loop, [this] { missSessionManager(); }),
+      mStopCutOff(loop, [this] { stopCutOff(); }),
       mConnection(new Connection(loop, *this)),
       mPublisher(loop, *this, host) {}
 
@@ -137,7 +140,7 @@ void Finder::linkAppeared(UInt32 id, const Properties& properties) {
     for (const char* const end : {PW_KEY_LINK_OUTPUT_NODE, PW_KEY_LINK_INPUT_NODE}) {
         const UInt32 node = numberIn(properties.get(end));
         bool isOfThisProcess = false;
-        mPublisher.forEach([&](const Device& device) { isOfThisProcess |= device.hasStream(node); });
+        mPublisher.forEach([&](const Device& device, AudioDeviceID) { isOfThisProcess |= device.hasStream(node); });
         if (isOfThisProcess) {
             mLinks[id] = std::make_unique<WatchedLink>(mRegistry, id, node, [this] { lookSoon(); });
         }
@@ -177,6 +180,7 @@ void Finder::vanished(UInt32 id) {
         mDefaultsTable.reset();
         mDefaults = {};
         mMissSessionManager.fireAfter(longestRestart);
+        mStopCutOff.fireAfter(longestCutOff);
     }
     const bool wasNode = mNodes.erase(id) != 0;
     mPorts.erase(id);
@@ -193,11 +197,24 @@ void Finder::vanished(UInt32 id) {
 // 0.4.13 does not get ready to use what was there before it, for any program.
 void Finder::missSessionManager() {
     bool isRunning = false;
-    mPublisher.forEach([&](const Device& device) { isRunning |= device.isRunning(); });
+    mPublisher.forEach([&](const Device& device, AudioDeviceID) { isRunning |= device.isRunning(); });
     if (mCore != nullptr && !hasSessionManager() && isRunning) {
         NSLog("(WARNING) PipeWire : the session manager has ended and taken the connections to devices along; what "
-              "plays and "
-              "records stands still until it is connected again.");
+              "plays and records stands still until it is connected again.");
+    }
+}
+
+// A program that is told can say so, or start again.
+void Finder::stopCutOff() {
+    bool hasStopped = false;
+    mPublisher.forEach([&](const Device& device, AudioDeviceID id) {
+        if (mCore != nullptr && device.isCutOff()) {
+            mHost.deviceStopped(id);
+            hasStopped = true;
+        }
+    });
+    if (hasStopped) {
+        NSLog("(ERROR) PipeWire : what has lost its connections to devices has not got them back, and has stopped.");
     }
 }
 

@@ -52,6 +52,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     void metadataAppeared(UInt32 id, const std::string& name);
     void vanished(UInt32 id);
     void missSessionManager();
+    void stopCutOff();
 
     void describeAll();
     bool hasNode(const std::string& serial) const;
@@ -82,6 +83,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     LoopEvent mLook;
     LoopTimer mLookAgain;
     LoopTimer mMissSessionManager;
+    LoopTimer mStopCutOff;
     Connection* const mConnection;
     Publisher mPublisher;
 

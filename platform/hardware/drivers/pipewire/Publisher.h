@@ -22,11 +22,11 @@ class Publisher {
     /// Null: not published.
     Device* find(const DeviceKey& key) const;
 
-    /// Calls `action` with each published device.
+    /// Calls `action` with each published device and its id.
     template <class Action>
     void forEach(Action action) const {
         for (const auto& [key, published] : mPublished) {
-            action(*published.device);
+            action(*published.device, published.id);
         }
     }
 

@@ -92,6 +92,13 @@ void RecordingHost::propertiesChanged(AudioDeviceID /*device*/,
     ADD_FAILURE() << "nothing that is not described changes";
 }
 
+void RecordingHost::deviceStopped(AudioDeviceID device) {
+    change([&] {
+        ASSERT_TRUE(mDevices.contains(device));
+        ++mDevices[device].stops;
+    });
+}
+
 void RecordingHost::deviceVanished(AudioDeviceID device) {
     // Let go of outside the lock, as the driver holds its own.
     std::shared_ptr<DriverDevice> gone;

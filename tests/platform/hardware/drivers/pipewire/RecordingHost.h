@@ -20,6 +20,7 @@ class RecordingHost final : public DriverHost {
         DeviceDescription description;
         std::shared_ptr<DriverDevice> device;
         int changes = 0;
+        int stops = 0; ///< that it told of by itself
     };
 
     /// A host and a PipeWire driver that is started with it. Neither is ever destroyed: the driver's threads use them as
@@ -56,6 +57,7 @@ class RecordingHost final : public DriverHost {
     AudioDeviceID deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> device) override;
     void deviceChanged(AudioDeviceID device, DeviceDescription description) override;
     void propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) override;
+    void deviceStopped(AudioDeviceID device) override;
     void deviceVanished(AudioDeviceID device) override;
     void defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) override;
     void serverIsThere(const Driver& driver, bool isThere) override;

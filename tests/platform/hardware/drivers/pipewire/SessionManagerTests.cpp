@@ -96,3 +96,29 @@ TEST_F(PipeWire_SessionManager, ThatIsBackHasWhatPlaysAndRecordsGoOn) {
     monitor->stopIO();
     EXPECT_TRUE(playback.timesWereRight());
 }
+
+TEST_F(PipeWire_SessionManager, ThatDoesNotComeBackHasWhatPlaysAndRecordsStop) {
+    server.start();
+    RecordingHost& host = RecordingHost::withStartedDriver();
+    const auto sink = host.waitForDevice("test.sink");
+    const auto monitor = host.waitForDevice("test.sink.monitor");
+    ASSERT_NE(sink, nullptr);
+    ASSERT_NE(monitor, nullptr);
+    NumberedPlayback playback;
+    KeptRecording recording(2, 1);
+    ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
+    ASSERT_EQ(monitor->startIO(recording), kAudioHardwareNoError);
+    const auto begin = steady_clock::now();
+    server.killSessionManager();
+    const auto stops = [&](const char* uid) {
+        const auto* const told = host.find(uid);
+        return told != nullptr ? told->stops : 0;
+    };
+    EXPECT_TRUE(host.waitUntil([&] { return stops("test.sink") == 1 && stops("test.sink.monitor") == 1; }));
+    EXPECT_GE(steady_clock::now() - begin, std::chrono::seconds(4)) << "one that is restarted has time to come back";
+    EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(15));
+    EXPECT_TRUE(hasLogged("has not got them back, and has stopped"));
+    sink->stopIO();
+    monitor->stopIO();
+    EXPECT_EQ(sink->startIO(playback), kAudioHardwareNotRunningError) << "as without one from the beginning";
+}
