@@ -41,7 +41,9 @@ def make_packages(source, **environment):
     run("dpkg-buildpackage", "--build=binary", "--no-sign", "--no-check-builddeps", cwd=source, env={
         **os.environ, **cached,
         "DEB_BUILD_OPTIONS": f"noautodbgsym parallel={os.cpu_count()}",
-        # Most of the time would go into pressing the static library small.
+        # Several sources at once take a third of the time.
+        "BRAQ_CMAKE_OPTIONS": "-DCMAKE_UNITY_BUILD=ON -DCMAKE_UNITY_BUILD_BATCH_SIZE=10",
+        # Most of the rest would go into pressing the static library small.
         "DPKG_DEB_COMPRESSOR_LEVEL": "1",
         **environment,
     })

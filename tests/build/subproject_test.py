@@ -44,7 +44,9 @@ def configure(folder, obtain, *options):
     """Configures a project that obtains the library; returns what CMake said."""
     folder.mkdir(parents=True, exist_ok=True)
     (folder / "CMakeLists.txt").write_text(CONSUMER % obtain, encoding="utf-8")
-    return run(OPTIONS.cmake, "-S", folder, "-B", folder / "build", "-G", "Ninja", *options)
+    # Several sources at once take a third of the time.
+    unity = ["-DCMAKE_UNITY_BUILD=ON", "-DCMAKE_UNITY_BUILD_BATCH_SIZE=10"]
+    return run(OPTIONS.cmake, "-S", folder, "-B", folder / "build", "-G", "Ninja", *unity, *options)
 
 
 def build(folder):

@@ -3,30 +3,46 @@
 // It ends with 0, also when it is interrupted and when nobody reads its output any more; with 1 after a
 // failure; with 2 when the command line is wrong.
 
-#include "tools/braq/Arguments.h"
-#include "tools/braq/devices/DevicesCommand.h"
-#include "tools/braq/info/InfoCommand.h"
-#include "tools/braq/meter/MeterCommand.h"
-#include "tools/braq/play/PlayCommand.h"
-#include "tools/braq/record/RecordCommand.h"
+#include "tools/braq/devices/DevicesArguments.h"
+#include "tools/braq/info/InfoArguments.h"
+#include "tools/braq/meter/MeterArguments.h"
+#include "tools/braq/play/PlayArguments.h"
+#include "tools/braq/record/RecordArguments.h"
 #include "tools/braq/shared/Trouble.h"
 #include "tools/braq/terminal/Output.h"
 
 #include <BRAQAudio/BRAQAudio.h>
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <exception>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
 constexpr int succeeded = 0;
 constexpr int failed = 1;
 constexpr int misused = 2;
+
+struct Subcommand {
+    const char* name;
+    const char* purpose;
+    Run (*add)(CLI::App& command);
+};
+// In the order in which the help lists them.
+constexpr Subcommand subcommands[] = {
+    {"devices", "List the audio devices", addDevices},
+    {"meter", "Show how loud a device's input is, until Ctrl-C", addMeter},
+    {"play", "Play audio files", addPlay},
+    {"record", "Record a device's input into an audio file", addRecord},
+    {"info", "Show what is in audio files, and how loud it is", addInfo},
+};
 
 int answerInstead(const CLI::App& app, const CLI::ParseError& error) {
     std::ostringstream output;
@@ -44,35 +60,6 @@ void logErrorsOnly(const std::string& line) {
     }
 }
 
-std::string problemOfSize(const std::string& text) {
-    return pictureSizeFrom(text) ? "" : "a size is written like 1200x400, from 320x120 to 20000x20000";
-}
-
-// What does not end so is rather a file that the user wants to know of.
-std::string problemOfPictureName(const std::string& text) {
-    return text.ends_with(".png") ? "" : "the name of a picture ends in .png";
-}
-
-CLI::App* addInfo(CLI::App& app, InfoOptions& options) {
-    CLI::App* const info = app.add_subcommand("info", "Show what is in audio files, and how loud it is");
-    info->add_option("files", options.files, "Audio files")->required();
-    info->add_flag("--json", options.json, "As JSON, for programs");
-    CLI::Option* const waveform =
-        info->add_option("--waveform", options.waveform, "Draw the waveform of the file into this PNG file")
-            ->check(problemOfPictureName);
-    info->add_option_function<std::string>(
-            "--size", [&options](const std::string& text) { options.size = pictureSizeFrom(text); },
-            "Width and height of the picture, such as 1200x400")
-        ->check(problemOfSize)
-        ->needs(waveform);
-    info->callback([&options] {
-        if (!options.waveform.empty() && options.files.size() > 1) {
-            throw CLI::ValidationError("--waveform", "is for one file at a time");
-        }
-    });
-    return info;
-}
-
 /// From version 2.5 on, CLI11 would break the lines of tables in the help anew.
 template <class Formatter>
 void keepLines(Formatter& formatter) {
@@ -88,46 +75,18 @@ int run(int argc, char** argv) {
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);
 
-    DevicesOptions options;
-    CLI::App* const devices = app.add_subcommand("devices", "List the audio devices");
-    CLI::Option* const json = devices->add_flag("--json", options.json, "As JSON, for programs");
-    devices->add_flag("--watch", options.watch, "Then tell of each change, until Ctrl-C")->excludes(json);
-
-    MeterOptions meterOptions;
-    CLI::App* const meter = app.add_subcommand("meter", "Show how loud a device's input is, until Ctrl-C");
-    meter->add_option("device", meterOptions.device, "Its UID, or its name or part of it; else the default one");
-    meter->add_option("--channels", meterOptions.channels, "Those to show, such as 1,2; else all")->delimiter(',');
-
-    PlayOptions playOptions;
-    CLI::App* const play = app.add_subcommand("play", "Play audio files");
-    addPlayArguments(*play, playOptions);
-
-    RecordOptions recordOptions;
-    CLI::App* const record = app.add_subcommand("record", "Record a device's input into an audio file");
-    addRecordArguments(*record, recordOptions);
-
-    InfoOptions infoOptions;
-    const CLI::App* const info = addInfo(app, infoOptions);
-
+    std::vector<std::pair<const CLI::App*, Run>> added;
+    for (const Subcommand& each : subcommands) {
+        CLI::App* const command = app.add_subcommand(each.name, each.purpose);
+        added.emplace_back(command, each.add(*command));
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return answerInstead(app, error);
     }
-    if (info->parsed()) {
-        return runInfo(infoOptions) ? succeeded : failed;
-    }
-    if (play->parsed()) {
-        return runPlay(playOptions) ? succeeded : failed;
-    }
-    if (record->parsed()) {
-        runRecord(recordOptions);
-    } else if (meter->parsed()) {
-        runMeter(meterOptions);
-    } else {
-        runDevices(options);
-    }
-    return succeeded;
+    const auto asked = std::ranges::find_if(added, [](const auto& one) { return one.first->parsed(); });
+    return asked->second() ? succeeded : failed;
 }
 
 } // namespace
