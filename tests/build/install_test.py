@@ -70,8 +70,10 @@ class Installed(unittest.TestCase):
     def test_the_header_for_programs_includes_every_public_class_and_function(self):
         listed = run(OPTIONS.compiler, "-std=c++20", "-M", "-I", self.include, "-x", "c++", "-",
                      input="#include <BRAQAudio/BRAQAudio.h>\n", cwd=self.folder)
-        for header in (PROJECT / "include").rglob("*.h"):
-            self.assertIn(str(self.include / header.relative_to(PROJECT / "include")), listed)
+        # The platform's own C interface is included by who uses it.
+        for header in sorted(path.relative_to(PROJECT / "include") for path in (PROJECT / "include").rglob("*.h")):
+            if "platform" not in header.parts:
+                self.assertIn(str(self.include / header), listed)
 
     def test_a_cmake_project_builds_and_runs_with_either_library(self):
         folder = self.consumer("cmake")

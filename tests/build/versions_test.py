@@ -100,7 +100,7 @@ class Recipes(unittest.TestCase):
         for pattern in copied:
             self.assertTrue(list(PROJECT.glob(pattern)), pattern)
         # Whatever the project's own description builds from, without tools and tests.
-        for folder in re.findall(r"add_subdirectory\((\w+)\)|\b(\w+)/\*\.cpp", read("CMakeLists.txt")):
+        for folder in re.findall(r"add_subdirectory\((\w+)\)|\b(\w+)(?:/\w+)*/\*\.cpp", read("CMakeLists.txt")):
             folder = "".join(folder)
             if folder not in ("tools", "examples", "tests", "bench"):
                 self.assertIn(f"{folder}/*", copied)
