@@ -23,7 +23,7 @@ struct FileMuxer {
     /// What libavformat's writer states wrongly, to be set right when the file is complete.
     enum class Correction {
         none,
-        packetTable, ///< the frames of the last packet in a CAF file; one without a packet is also refused when read
+        packetTable, ///< the frames of a CAF file's packets; one without a packet is also refused when read
         sampleCount, ///< the length of an RF64 file that has no frames, or to which writing has failed
     };
 

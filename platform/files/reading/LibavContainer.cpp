@@ -34,9 +34,10 @@ std::string contentFormat(LocalFile& file, SInt64 offset) {
     return format->name;
 }
 
-std::unique_ptr<LibavContainer> LibavContainer::open(LocalFile& file, const std::string& format) {
+std::unique_ptr<LibavContainer> LibavContainer::open(LocalFile& file, const std::string& format, ByteRange blank) {
     const LibavLogScope scope(file.path(), file.libavLinesLeft());
     std::unique_ptr<LibavContainer> container(new LibavContainer(file));
+    container->mIo.blank(blank);
     return container->openInput(format) ? std::move(container) : nullptr;
 }
 

@@ -17,8 +17,9 @@ class LibavContainer {
     /// Reads the headers.
     /// @param file lives longer than the container
     /// @param format libav's name of the only kind that is accepted
+    /// @param blank what libav is to take for zeros
     /// @return null for what cannot be read, or holds no audio; libav has said why
-    static std::unique_ptr<LibavContainer> open(LocalFile& file, const std::string& format);
+    static std::unique_ptr<LibavContainer> open(LocalFile& file, const std::string& format, ByteRange blank = {});
     ~LibavContainer();
     LibavContainer(const LibavContainer&) = delete;
     LibavContainer& operator=(const LibavContainer&) = delete;

@@ -1,5 +1,6 @@
 #include "platform/files/reading/LibavIo.h"
 
+#include <algorithm>
 #include <cstdio>
 
 namespace braq {
@@ -27,6 +28,11 @@ LibavIo::~LibavIo() {
 int LibavIo::read(void* opaque, std::uint8_t* destination, int bytes) {
     auto& io = *static_cast<LibavIo*>(opaque);
     const std::size_t got = io.mFile.read(io.mPosition, destination, static_cast<std::size_t>(bytes));
+    const SInt64 blankFirst = std::max(io.mBlank.first - io.mPosition, SInt64{0});
+    const SInt64 blankEnd = std::min(io.mBlank.first + io.mBlank.bytes - io.mPosition, static_cast<SInt64>(got));
+    if (blankFirst < blankEnd) {
+        std::fill(destination + blankFirst, destination + blankEnd, std::uint8_t{0});
+    }
     io.mPosition += static_cast<SInt64>(got);
     return got == 0 ? AVERROR_EOF : static_cast<int>(got);
 }

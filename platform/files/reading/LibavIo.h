@@ -5,6 +5,12 @@
 
 namespace braq {
 
+/// Bytes of a file, from the first on.
+struct ByteRange {
+    SInt64 first = 0;
+    SInt64 bytes = 0;
+};
+
 /// Lets libav read an open file, so that it never opens one itself.
 class LibavIo {
   public:
@@ -15,6 +21,8 @@ class LibavIo {
     LibavIo(const LibavIo&) = delete;
     LibavIo& operator=(const LibavIo&) = delete;
 
+    /// libav finds zeros there, whatever the file has.
+    void blank(ByteRange range) { mBlank = range; }
     /// Null when there was no memory.
     AVIOContext* get() const { return mContext; }
 
@@ -25,6 +33,7 @@ class LibavIo {
     LocalFile& mFile;
     const SInt64 mStart;
     SInt64 mPosition;
+    ByteRange mBlank;
     AVIOContext* mContext;
 };
 

@@ -80,10 +80,11 @@ std::unique_ptr<SampleSource> openSamples(std::unique_ptr<LocalFile>& file, Liba
 struct CafFacts {
     std::optional<HeardPart> part;
     SInt64 packetsEnd;
+    ByteRange cutOff; ///< where the frames before and behind those to be heard are stated
 };
 
 CafFacts cafFacts(LocalFile& file) {
-    CafFacts facts{{}, file.size()};
+    CafFacts facts{{}, file.size(), {}};
     SInt64 offset = 8;
     std::uint8_t header[12];
     while (file.readAll(offset, header, sizeof header)) {
@@ -93,6 +94,7 @@ CafFacts cafFacts(LocalFile& file) {
         std::uint8_t table[24];
         if (codeAt(header) == BRAQFourCharCode("pakt") && bytes >= 24 && file.readAll(offset, table, sizeof table)) {
             facts.part = HeardPart{bigEndianAt<SInt32>(table + 16), bigEndianAt<SInt64>(table + 8)};
+            facts.cutOff = {offset + 16, 8};
         }
         if (!isInFile) {
             break; // the packets, up to the end of the file
@@ -108,7 +110,9 @@ CafFacts cafFacts(LocalFile& file) {
 } // namespace
 
 std::unique_ptr<SampleSource> openChunks(std::unique_ptr<LocalFile> file, const std::string& format) {
-    auto container = LibavContainer::open(*file, format);
+    // Which frames are heard is decided here. Version 9 of libav refuses a file that has packets, but nothing to be heard.
+    const CafFacts caf = format == "caf" ? cafFacts(*file) : CafFacts{};
+    auto container = LibavContainer::open(*file, format, caf.cutOff);
     if (!container || container->codec().ch_layout.nb_channels <= 0 || container->codec().sample_rate <= 0) {
         return nullptr;
     }
@@ -121,7 +125,6 @@ std::unique_ptr<SampleSource> openChunks(std::unique_ptr<LocalFile> file, const 
     if (type != kAudioFileCAFType) {
         return nullptr;
     }
-    const CafFacts caf = cafFacts(*file);
     auto places = placesByTable(*file, *container, caf.packetsEnd);
     if (!places) {
         return nullptr;

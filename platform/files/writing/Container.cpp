@@ -76,8 +76,10 @@ int Container::open(OutputFile& file, const FileMuxer& muxer, const AVCodecParam
 
 int Container::write(AVPacket& packet) {
     packet.stream_index = 0;
+    if (mCorrection == FileMuxer::Correction::packetTable && packet.size > 0) {
+        mPacketTable.add(static_cast<UInt32>(packet.size), static_cast<UInt32>(packet.duration));
+    }
     av_packet_rescale_ts(&packet, mFrame, mContext->streams[0]->time_base);
-    ++mPackets;
     return av_write_frame(mContext.get(), &packet);
 }
 
@@ -95,16 +97,12 @@ int Container::finish(SInt64 frames) {
     return 0;
 }
 
-/// The table is the trailer. Behind the chunk's type and size and the count of packets it has the frames to be heard, and
-/// those before and behind them.
+/// The table is the trailer.
 void Container::correctPacketTable(std::int64_t trailer, SInt64 frames) {
-    constexpr std::int64_t validFrames = 20;
-    const SInt64 coded = static_cast<SInt64>(mPackets) * mContext->streams[0]->codecpar->frame_size;
-    AVIOContext* const stream = mContext->pb;
-    avio_seek(stream, trailer + validFrames, SEEK_SET);
-    avio_wb64(stream, static_cast<std::uint64_t>(frames));
-    avio_wb32(stream, 0);
-    avio_wb32(stream, static_cast<unsigned>(coded - frames));
+    const auto framesPerPacket = static_cast<UInt32>(mContext->streams[0]->codecpar->frame_size);
+    if (!mPacketTable.isUniform(framesPerPacket, frames)) {
+        mPacketTable.replace(*mContext->pb, trailer, frames);
+    }
 }
 
 /// The chunk of sizes is the first; it has those of the file and of the data before the count.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/files/libav/Libav.h"
+#include "platform/files/writing/CafPacketTable.h"
 #include "platform/files/writing/FileCoding.h"
 #include "platform/files/writing/OutputFile.h"
 
@@ -23,7 +24,7 @@ class Container {
     static int begin(OutputFile& file, const FileMuxer& muxer, const AVCodecParameters& parameters, bool isEmpty,
                      std::unique_ptr<Container>& container);
 
-    /// @param packet with times in frames
+    /// @param packet with times and duration in frames
     /// @return 0 or a negative error of libav
     [[nodiscard]] int write(AVPacket& packet);
     /// Writes index and trailer.
@@ -44,7 +45,7 @@ class Container {
     std::unique_ptr<AVFormatContext, Deleter> mContext;
     FileMuxer::Correction mCorrection{};
     AVRational mFrame{};
-    UInt64 mPackets = 0;
+    CafPacketTable mPacketTable; // of what is corrected by it
 };
 
 } // namespace braq

@@ -173,9 +173,9 @@ int LibavFileWriter::add(AVPacket& packet) {
 int LibavFileWriter::finishCoding() {
     int error = 0;
     if (mFrames == 0 && mCoding.muxer->correction == FileMuxer::Correction::packetTable) {
-        // A packet of silence, none of which is to be heard.
+        // A packet of one frame of silence, which is not to be heard: little for those who hear it all the same.
         mFileFrames.resize(0);
-        mFileFrames.resize(mCoder->framesPerPacket());
+        mFileFrames.resize(1);
         error = mCoder->encode(mFileFrames, [this](AVPacket& packet) { return add(packet); });
     } else if (mResampler != nullptr) {
         mFileFrames.resize(0);

@@ -105,6 +105,18 @@ TEST(FileReader_AAC, IsReadFromCAF) {
     expectTheSameAfterASeek(file, all);
 }
 
+// libav 9 takes such a table for a missing one.
+TEST(FileReader_AAC, IsReadFromCAFOfWhichNothingIsHeard) {
+    constexpr SInt32 priming = 2112;
+    const TemporaryFolder folder;
+    const auto path = folder.path() / "a.caf";
+    writeBytes(path, cafOf(packetsOf(bytesOf(audioFile("lossy-aac.aac"))), priming, 0));
+    ReadFile file(path);
+    EXPECT_EQ(file.reader().fileFormat().mFormatID, kAudioFormatMPEG4AAC);
+    EXPECT_EQ(file.length(), 0);
+    EXPECT_EQ(frames(file.readRest()), 0);
+}
+
 // With this setting, which says so, a decoder doubles the rate of packets that have nothing above the half of it.
 TEST(FileReader_AAC, IsReadWhereItsDecoderDoublesTheRate) {
     const TemporaryFolder folder;

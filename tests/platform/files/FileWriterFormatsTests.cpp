@@ -2,13 +2,20 @@
 
 #include "tests/platform/files/DecodedFile.h"
 #include "tests/platform/files/LinearFlags.h"
+#include "tests/platform/files/ReadFile.h"
 #include "tests/platform/files/Recordings.h"
 #include "tests/support/CapturedLog.h"
 
 #include <gmock/gmock.h>
 
+extern "C" {
+#include <libavformat/version.h>
+}
+
+#include <algorithm>
 #include <fstream>
 #include <iterator>
+#include <utility>
 
 // Every lossless combination of type, coding, depth and byte order is read back bit for bit.
 
@@ -19,7 +26,6 @@ using braq::tests::floating;
 using braq::tests::integer;
 using namespace braq::tests;
 using braq::FileWriter;
-using testing::HasSubstr;
 using testing::IsEmpty;
 
 struct Lossless {
@@ -114,14 +120,12 @@ class Files_FileWriterFormats : public testing::TestWithParam<Lossless> {
         EXPECT_EQ(file.codec, GetParam().codec);
         EXPECT_EQ(file.rate, rate);
         ASSERT_EQ(file.samples.size(), expected.size());
-        // libav does not look at the length that a packet table of CAF states.
-        if (file.container != "caf" || file.codec != "alac") {
-            EXPECT_EQ(file.statedFrames, static_cast<std::int64_t>(expected.front().size()));
-        }
+        EXPECT_EQ(file.statedFrames, static_cast<std::int64_t>(expected.front().size()));
         for (std::size_t channel = 0; channel < expected.size(); ++channel) {
             const std::vector<double> original(expected[channel].begin(), expected[channel].end());
             EXPECT_TRUE(file.samples[channel] == original) << "channel " << channel;
         }
+        EXPECT_TRUE(ReadFile(mPath).readRest() == expected) << "as the library reads it";
     }
 
     const FileFolder mFolder;
@@ -174,15 +178,41 @@ TEST_P(Files_FileWriterFormats, ReadBackAtOtherRates) {
 TEST_P(Files_FileWriterFormats, MakeAValidFileOfNothing) {
     const auto writer = create(2, 44100);
     ASSERT_EQ(writer->close(), 0);
-    const DecodedFile file = decodeFile(mPath);
-    EXPECT_EQ(file.container, GetParam().container);
-    EXPECT_EQ(file.codec, GetParam().codec);
-    EXPECT_EQ(file.rate, 44100);
-    EXPECT_EQ(file.channels, 2);
-    // The table of packets of such a CAF says that nothing in its packet is to be heard; libav does not look at it.
-    const bool isTableIgnored = file.container == "caf" && file.codec == "alac";
-    EXPECT_EQ(file.frames(), isTableIgnored ? 4096 : 0);
+    // The packet table of such a CAF file says that its one frame is not to be heard. Old versions of libav deliver it all
+    // the same; new ones refuse every file whose table leaves nothing to be heard. The next test reads it.
+    const bool hasPacketTable =
+        GetParam().type == kAudioFileCAFType && GetParam().formatID == kAudioFormatAppleLossless;
+    if (!hasPacketTable || LIBAVFORMAT_VERSION_MAJOR <= 61) {
+        const DecodedFile file = decodeFile(mPath);
+        EXPECT_EQ(file.container, GetParam().container);
+        EXPECT_EQ(file.codec, GetParam().codec);
+        EXPECT_EQ(file.rate, 44100);
+        EXPECT_EQ(file.channels, 2);
+        EXPECT_EQ(file.frames(), hasPacketTable ? 1 : 0);
+    }
     EXPECT_THAT(mLog.lines(), IsEmpty());
+}
+
+TEST(Files_FileWriter, MakesACAFOfNothingThatTheReaderOpens) {
+    const FileFolder folder;
+    const CapturedLog log;
+    for (const UInt32 channels : {1U, 2U, 6U}) {
+        std::unique_ptr<FileWriter> writer;
+        ASSERT_EQ(FileWriter::create(folder.file("recording"), kAudioFileCAFType,
+                                     fileFormat(kAudioFormatAppleLossless, 1, 0, channels, 44100), writer),
+                  0);
+        ASSERT_EQ(writer->close(), 0);
+        ReadFile file(folder.file("recording"));
+        EXPECT_EQ(file.reader().fileType(), kAudioFileCAFType);
+        EXPECT_EQ(file.reader().fileFormat().mFormatID, kAudioFormatAppleLossless);
+        EXPECT_EQ(file.reader().fileFormat().mFormatFlags, 1U);
+        EXPECT_EQ(file.reader().fileFormat().mFramesPerPacket, 4096U);
+        EXPECT_EQ(file.reader().fileFormat().mSampleRate, 44100);
+        EXPECT_EQ(file.channels(), channels);
+        EXPECT_EQ(file.length(), 0);
+        EXPECT_EQ(frames(file.readRest()), 0);
+    }
+    EXPECT_THAT(log.lines(), IsEmpty());
 }
 
 TEST_P(Files_FileWriterFormats, TellTheFormatInFull) {
@@ -251,6 +281,22 @@ SInt64 numberAt(const std::string& content, std::size_t position, std::size_t by
     return static_cast<SInt64>(number);
 }
 
+/// The numbers of which the rest of a file consists, seven bits a byte.
+std::vector<SInt64> packedNumbers(const std::string& content, std::size_t position) {
+    std::vector<SInt64> numbers;
+    SInt64 number = 0;
+    for (const char each : content.substr(position)) {
+        const auto byte = static_cast<unsigned char>(each);
+        number = number << 7 | (byte & 0x7F);
+        if (byte < 0x80) {
+            numbers.push_back(std::exchange(number, 0));
+        }
+    }
+    return numbers;
+}
+
+// Where all packets are full their frames stand in the description, else beside their sizes in the packet table. In both
+// cases the frames of the packets are those to be heard and the remainder frames, which is what the format asks for.
 TEST(Files_FileWriter, StatesTheFramesOfACAFThatAreToBeHeard) {
     const FileFolder folder;
     for (const std::size_t frames : {0U, 1U, 4096U, 10000U}) {
@@ -265,11 +311,30 @@ TEST(Files_FileWriter, StatesTheFramesOfACAFThatAreToBeHeard) {
         const std::string content = contentOf(folder.file("recording"));
         const std::size_t table = content.find("pakt");
         ASSERT_NE(table, std::string::npos);
-        const SInt64 packets = numberAt(content, table + 12, 8);
-        EXPECT_EQ(packets, frames == 0 ? 1 : static_cast<SInt64>((frames + 4095) / 4096));
+        SCOPED_TRACE(frames);
+        const bool isUniform = frames == 4096;
+        const SInt64 packets = frames == 0 ? 1 : static_cast<SInt64>((frames + 4095) / 4096);
+        EXPECT_EQ(content.substr(8, 4), "desc");
+        EXPECT_EQ(numberAt(content, 40, 4), isUniform ? 4096 : 0);
+        EXPECT_EQ(numberAt(content, table + 4, 8), static_cast<SInt64>(content.size() - table) - 12);
+        EXPECT_EQ(numberAt(content, table + 12, 8), packets);
         EXPECT_EQ(numberAt(content, table + 20, 8), static_cast<SInt64>(frames));
         EXPECT_EQ(numberAt(content, table + 28, 4), 0);
-        EXPECT_EQ(numberAt(content, table + 32, 4), packets * 4096 - static_cast<SInt64>(frames));
+        EXPECT_EQ(numberAt(content, table + 32, 4), frames == 0 ? 1 : 0);
+
+        const std::vector<SInt64> entries = packedNumbers(content, table + 36);
+        ASSERT_EQ(static_cast<SInt64>(entries.size()), isUniform ? packets : 2 * packets);
+        const std::size_t data = content.find("data");
+        SInt64 bytes = 4; // the count of edits
+        SInt64 left = std::max<SInt64>(static_cast<SInt64>(frames), 1);
+        for (std::size_t i = 0; i < entries.size(); i += isUniform ? 1 : 2) {
+            bytes += entries[i];
+            if (!isUniform) {
+                EXPECT_EQ(entries[i + 1], std::min<SInt64>(left, 4096));
+                left -= entries[i + 1];
+            }
+        }
+        EXPECT_EQ(bytes, numberAt(content, data + 4, 8));
     }
 }
 
