@@ -3,7 +3,7 @@
 #include <mutex>
 #include <utility>
 
-/// A field that any thread may read and set whole. Neither on an I/O thread, which is what `plain` is for.
+/// A field that any thread but an I/O thread may read and set as a whole. An I/O thread may call `plain` only.
 template <class Value>
 class BRAQAtomicProperty {
   public:
@@ -15,13 +15,13 @@ class BRAQAtomicProperty {
         return mValue;
     }
 
-    /// The old value is let go on the calling thread, without a lock.
+    /// The old value is released on the calling thread, after the lock is dropped.
     void set(Value value) {
         const std::lock_guard lock(mMutex);
         std::swap(mValue, value);
     }
 
-    /// The field without a lock, for who knows that nobody sets it meanwhile.
+    /// Reads the field without locking. The caller knows that no other thread sets it at the same time.
     /// @realtime
     const Value& plain() const noexcept { return mValue; }
 

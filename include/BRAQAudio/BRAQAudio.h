@@ -1,7 +1,7 @@
 #pragma once
 
 /// @file
-/// The whole library: everything that an application includes.
+/// Includes the whole library. Applications include this header only.
 
 #include "BRAQAudio/BRAQAtomicProperty.h"
 #include "BRAQAudio/BRAQAudioBuffer.h"

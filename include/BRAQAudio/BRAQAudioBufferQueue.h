@@ -13,45 +13,46 @@ class BRAQAudioBufferQueue;
 
 extern "C" {
 
-/// Copies frames out of the ring into `destination`, one channel a buffer, oldest first. A buffer that is drained goes to
-/// the worker; one that the worker still has ends the copy and counts as an error. The buffer that carries the end of
-/// the stream latches it, and nothing more is delivered until the ring is primed.
+/// Copies frames out of the ring into `destination`, one channel per buffer, oldest first. A drained buffer goes to the
+/// worker. If the worker still has the next buffer, the copy ends there and counts as an error. The buffer that carries
+/// the end of the stream latches it; nothing more is delivered until the ring is primed.
 /// @param frames in: frames wanted; out: frames delivered (fewer on underrun or at the end of the stream, 0 while the
-///        gate is closed). What lies beyond them in `destination` is left as it was.
+///        gate is closed). The rest of `destination` is left as it was.
 /// @realtime One thread at a time. Wakes the worker when a buffer is drained.
 BRAQ_EXPORT void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue* queue, AudioBufferList* destination,
                                               UInt32* frames) noexcept;
-/// Copies `frames` frames from `source`, one channel a buffer, into the ring. A buffer that is full goes to the worker;
-/// one that the worker still has ends the copy and counts as an error: the frames not yet stored are dropped. While the
-/// gate is closed nothing is taken.
+/// Copies `frames` frames from `source`, one channel per buffer, into the ring. A full buffer goes to the worker. If
+/// the worker still has the next buffer, the copy ends there and counts as an error: the remaining frames are dropped.
+/// While the gate is closed nothing is copied.
 /// @realtime One thread at a time. Wakes the worker when a buffer is full.
 BRAQ_EXPORT void BRAQAudioBufferQueueCopyFrom(BRAQAudioBufferQueue* queue, const AudioBufferList* source,
                                               UInt32 frames) noexcept;
-/// End frame of the current buffer: the frames it was filled with, however many of them are left.
+/// End frame of the current buffer: the frames that it was filled with, however many are left.
 /// @realtime
 BRAQ_EXPORT UInt32 BRAQAudioBufferQueueCurrentFrame(const BRAQAudioBufferQueue* queue) noexcept;
-/// Whether the end of the stream was reached; false while the gate is closed.
+/// Whether the end of the stream was reached. False while the gate is closed.
 /// @realtime
 BRAQ_EXPORT bool BRAQAudioBufferQueueReachedEndOfStream(const BRAQAudioBufferQueue* queue) noexcept;
 }
 
 /// A ring of frame buffers between one real-time thread and one worker. The real-time side drains or fills buffers with
-/// the functions above and never waits; the worker hands each to `processBuffer`, which a derived class overrides to
-/// refill it from somewhere or to write it out.
+/// the functions above and never waits. The worker passes each buffer to `processBuffer`, which a derived class
+/// overrides to refill the buffer or to write it out.
 ///
-/// Control operations may be called while the real-time side runs: those that touch the ring close its gate, wait until
-/// no copy is under way and (`prime`, `flush`) until the worker is idle. They are called on any thread but the I/O
-/// thread and the worker's own. Operations of several control threads follow one another.
+/// Control operations may be called while the real-time side runs, on any thread but the I/O thread and the worker's
+/// own. Those that touch the ring close its gate, wait for a copy in progress and (`prime`, `flush`) wait until the
+/// worker is idle. Calls from several control threads are serialised.
 ///
-/// A derived class calls `teardownWorkerThread` in its destructor, before anything that `processBuffer` uses is gone.
+/// A derived class calls `teardownWorkerThread` in its destructor, before it destroys anything that `processBuffer`
+/// uses.
 class BRAQ_EXPORT BRAQAudioBufferQueue {
   public:
-    /// A ring of empty buffers with a worker that runs already.
+    /// Creates a ring of empty buffers and starts its worker.
     /// @param bufferCount buffers in the ring, at least 1
-    /// @param numFrames frames a buffer, at least 1
-    /// @param streamDescription format of the frames: at most 4 bytes a frame (not interleaved), at least 1 channel; held, not
-    ///        copied
-    /// @return null, with a line in the log, for a parameter out of these bounds or when memory or threads run out
+    /// @param numFrames frames per buffer, at least 1
+    /// @param streamDescription format of the frames: at most 4 bytes per frame (not interleaved), at least 1 channel;
+    ///        retained, not copied
+    /// @return null, with a line in the log, if a parameter is out of range or memory or threads run out
     static std::shared_ptr<BRAQAudioBufferQueue>
     initWithBufferCount(UInt64 bufferCount, UInt32 numFrames,
                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
@@ -60,54 +61,56 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     BRAQAudioBufferQueue(const BRAQAudioBufferQueue&) = delete;
     BRAQAudioBufferQueue& operator=(const BRAQAudioBufferQueue&) = delete;
 
-    /// Refills or writes out one buffer and leaves it ready for the other side. For playback: sets it empty, fills it from
-    /// the start, sets its end frame, and sets its end-of-stream flag on the last buffer of the stream. For recording:
-    /// writes its frames out and sets it empty. It leaves the in-progress flag alone and calls no control operation. A
-    /// buffer that it keeps leaving empty, without the end of the stream, goes round as fast as both sides can.
+    /// Refills or writes out one buffer and leaves it ready for the other side. For playback: sets it empty, fills it
+    /// from the start, sets its end frame, and sets the end-of-stream flag on the last buffer of the stream. For
+    /// recording: writes its frames out and sets it empty. An override leaves the in-progress flag alone and calls no
+    /// control operation. If it keeps leaving a buffer empty without setting the end of the stream, the buffer
+    /// circulates as fast as both sides can run.
     ///
-    /// Runs on the worker's thread, or inside `prime` and `flush` on theirs, never on two threads at once. What it throws
-    /// on the worker's thread is kept as `lastError` and, unless the buffer before failed too, logged; the buffer counts
-    /// as processed. From `prime` and `flush` it is passed on to their caller.
+    /// Runs on the worker's thread, or on the caller's inside `prime` and `flush`; never on two threads at once. An
+    /// exception on the worker's thread is kept as `lastError` and logged, unless the buffer before failed too; the
+    /// buffer counts as processed. `prime` and `flush` pass exceptions on to their caller.
     ///
-    /// This class has no idea of either: it raises an NSException named `NSInvalidArgumentException`.
+    /// The implementation of this class raises NSException `NSInvalidArgumentException`.
     virtual void processBuffer(BQueueableAudioBuffer* buffer);
 
-    /// Clears the end of the stream, has every buffer processed on the calling thread in the ring's order, and starts at
-    /// the first. Also takes back buffers that the worker left in progress. The error count stays. When `processBuffer`
-    /// throws, the buffers before that one are filled and the ring stays where it was; the gate opens all the same.
+    /// Clears the end of the stream, processes every buffer on the calling thread in ring order, and starts at the
+    /// first. Also reclaims buffers that the worker left in progress. The error count stays. If `processBuffer` throws,
+    /// the buffers before that one are filled and the ring's position stays; the gate opens all the same.
     void prime();
-    /// Has the current buffer processed on the calling thread if it holds frames: on recording, what the last buffer has.
+    /// Processes the current buffer on the calling thread if it holds frames. When recording, this writes the last,
+    /// partly filled buffer.
     void flush();
     /// Does nothing: the worker runs from creation.
     void startWorker();
     /// Wakes the worker once.
     void stopWorker();
-    /// Ends the worker; the gate stays closed for good. Waits for a copy that is under way and for the buffer that the
-    /// worker is at; what is pending is not processed. A second call does nothing.
+    /// Ends the worker and leaves the gate closed for good. Waits for a copy in progress and for the buffer that the
+    /// worker is processing; pending buffers are not processed. Idempotent.
     void teardownWorkerThread();
 
     /// Whether playback reached the end of the stream. Any thread.
     bool endOfStream() const noexcept { return mEndOfStream.load(std::memory_order_relaxed); }
-    /// The object that it was made with.
+    /// The object passed at creation.
     const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription() const noexcept {
         return mStreamDescription;
     }
     /// Buffers in the ring.
     UInt64 bufferCount() const noexcept { return mNumberBuffers; }
-    /// Times that the real-time side found the current buffer still with the worker: underruns on playback, overruns on
+    /// How often the real-time side found the current buffer still with the worker: underruns on playback, overruns on
     /// recording. Any thread.
     UInt64 errorCount() const noexcept { return mErrorCount.load(std::memory_order_relaxed); }
-    /// What `processBuffer` last threw on the worker's thread, also after its teardown; null if it never did. Any thread
-    /// but the I/O thread.
+    /// The last exception that `processBuffer` threw on the worker's thread, also after teardown. Null if there was
+    /// none. Any thread but the I/O thread.
     std::shared_ptr<NSError> lastError() const;
 
   protected:
-    /// Raises an NSException for what makes `initWithBufferCount` answer null.
+    /// Raises NSException where `initWithBufferCount` returns null.
     BRAQAudioBufferQueue(UInt64 bufferCount, UInt32 numFrames,
                          const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
 
-    /// Waits until the worker has nothing pending and is at no buffer. In a closed stretch of `mGate` only, where nothing
-    /// can be added meanwhile.
+    /// Waits until the worker is idle and has nothing pending. Only in a closed stretch of `mGate`, where nothing can
+    /// be added.
     void waitUntilWorkerIsIdle();
 
     BQueueableAudioBuffer* currentBuffer() const noexcept { return mCurrent.load(std::memory_order_relaxed); }
@@ -123,13 +126,13 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     UInt64 mBufferSizeFrames;
     UInt64 mNumberBuffers;
 
-    // From here to the gate's flags: what the real-time side looks at for every block, in one cache line.
+    // From here to the gate's flags: what the real-time side reads for every block, in one cache line.
     static constexpr std::size_t cacheLineBytes = 64;
     alignas(cacheLineBytes) UInt32 mBytesPerFrame;         // of all copies
     std::atomic<UInt64> mCurrentBuffer{0};                 // real-time side, or the control side behind the gate
     std::atomic<UInt64> mErrorCount{0};                    // real-time side, or the control side behind the gate
     std::atomic<bool> mEndOfStream{false};                 // real-time side, or the control side behind the gate
-    std::atomic<BQueueableAudioBuffer*> mCurrent{nullptr}; // at mCurrentBuffer, without the way through the array
+    std::atomic<BQueueableAudioBuffer*> mCurrent{nullptr}; // at mCurrentBuffer, saves the lookup in the array
     BRAQAudioBufferQueueGate mGate;
 
   private:
@@ -150,5 +153,5 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     void handOver(BQueueableAudioBuffer* buffer) noexcept;
 
     mutable std::mutex mWorkerMutex;     // whether there is a worker; any thread but the real-time side
-    std::shared_ptr<NSError> mLastError; // under mWorkerMutex: of a worker that is gone
+    std::shared_ptr<NSError> mLastError; // under mWorkerMutex: of a worker that was torn down
 };

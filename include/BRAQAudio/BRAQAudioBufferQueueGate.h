@@ -6,29 +6,30 @@
 #include <atomic>
 #include <mutex>
 
-/// Keeps the real-time side of a ring out while a control thread works on it. The real-time side never waits: it finds
-/// the gate closed and goes without. The control side waits for a copy that is under way.
+/// Keeps the real-time side of a ring out while a control thread works on it. The real-time side never waits: if the
+/// gate is closed, it does without. The control side waits for a copy in progress.
 ///
 /// Each side announces itself and then looks for the other, so at least one of them sees the other, provided that no
-/// processor does the two in the opposite order. Seeing to that would cost the real-time side a tenth of the copy of a
-/// block, so the control side does it for both where the system lets it: once it has announced itself, it has every
-/// thread of the process pass a memory barrier. That interrupts other processors for about a microsecond.
+/// processor reorders the two steps. A full barrier on the real-time side would cost a tenth of the copy of a block. So
+/// where the system allows it, the control side orders both: after it has announced itself, it makes every thread of
+/// the process pass a memory barrier. That interrupts the other processors for about a microsecond.
 class BRAQ_EXPORT BRAQAudioBufferQueueGate {
   public:
-    /// Which side keeps the order of what the real-time side does.
+    /// Which side ensures the order on the real-time side.
     enum class OrderKeeper { realtimeSide, controlSide };
 
-    /// With the control side as keeper if the system has the call for it. Never on an I/O thread; the first one of a
-    /// process may take milliseconds.
+    /// The control side is the keeper if the system has the call for it. Not on an I/O thread; the first gate of a
+    /// process may take milliseconds to create.
     BRAQAudioBufferQueueGate();
-    /// @param wanted becomes the real-time side if the system has no call for the control side
+    /// @param wanted becomes the real-time side if the system lacks the call for the control side
     explicit BRAQAudioBufferQueueGate(OrderKeeper wanted);
     OrderKeeper orderKeeper() const noexcept { return mOrderKeeper; }
 
-    /// Holds the gate closed until it is destroyed. Stretches of one thread nest; another thread's wait for their end.
+    /// Holds the gate closed for the lifetime of this object. Stretches of one thread nest; other threads wait for
+    /// their end.
     class [[nodiscard]] ClosedStretch {
       public:
-        /// Returns when no copy is under way. Never on an I/O thread.
+        /// Returns when no copy is in progress. Not on an I/O thread.
         explicit ClosedStretch(BRAQAudioBufferQueueGate& gate);
         ~ClosedStretch();
         ClosedStretch(const ClosedStretch&) = delete;
@@ -39,7 +40,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
         std::lock_guard<std::recursive_mutex> mControl;
     };
 
-    /// Begins a copy. @return false when the gate is closed; `leave` is not called then
+    /// Begins a copy. @return false if the gate is closed; then `leave` must not be called
     /// @realtime One thread at a time.
     bool enter() noexcept {
         if (mCopying.load(std::memory_order_relaxed)) [[unlikely]] {
@@ -63,7 +64,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     /// @realtime Any thread.
     bool isClosed() const noexcept { return mClosures.load(std::memory_order_acquire) != 0; }
 
-    /// Leaves the gate closed for good, beyond the closed stretch that the calling thread is in.
+    /// Leaves the gate closed for good, beyond the closed stretch that the calling thread holds.
     void closeForGood() noexcept { mClosures.fetch_add(1); }
 
   private:

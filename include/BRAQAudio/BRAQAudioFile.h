@@ -8,34 +8,36 @@
 #include <mutex>
 #include <string>
 
-/// One audio file, being recorded to or played from. Whatever its coding, programs see 32-bit float, not interleaved: their
-/// side is the client side. `BRAQExtendedAudioFile` is the richer class, and the one that the rest of the library uses.
+/// One audio file, open for recording or for playback. Whatever the file's coding, programs exchange 32-bit float, not
+/// interleaved, with it: the client format. `BRAQExtendedAudioFile` does more and is the class that the rest of the
+/// library uses.
 ///
-/// A platform call that fails is raised as NSException `NSXErrorExceptionName`, its error in `NSOSStatusErrorDomain`, unless
-/// something else is said. An init operation raises too: it never answers a half-made object.
+/// A failed platform call raises NSException `NSXErrorExceptionName` with an error of `NSOSStatusErrorDomain`, unless
+/// stated otherwise. Init operations raise too; they never return a half-made object.
 ///
-/// A recording is complete when it is closed; `BRAQExtendedAudioFile` says what is left of it if the process is killed before.
+/// A recording is complete when it is closed. `BRAQExtendedAudioFile` says what is left if the process is killed before
+/// that.
 ///
-/// Any thread but an I/O thread; calls of several threads follow one another.
+/// Any thread but an I/O thread. Calls from several threads are serialised.
 class BRAQ_EXPORT BRAQAudioFile {
   public:
-    /// As the one with a URL, for a path in UTF-8.
+    /// Like the one with a URL, for a UTF-8 path.
     static std::shared_ptr<BRAQAudioFile>
     initForRecordingWithFilename(const std::string& path,
                                  const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                                  UInt32 bitrate);
-    /// Creates a file, in the place of one that is there. The extension chooses its type; CAF for one that no type claims.
-    /// The client has the rate of the default input device.
-    /// @param streamDescription what the file holds; a null one is all zero. If the type has linear PCM, but no
-    ///        little-endian linear PCM of so many bits, deliberately the object itself gets the big-endian flag.
-    /// @param bitrate bits a second, see `setBitrate`
+    /// Creates a file and replaces an existing one. The extension selects the file type; CAF if no type has that
+    /// extension. The client rate is that of the default input device.
+    /// @param streamDescription format of the file; null means all zero. If the file type holds linear PCM, but not
+    ///        little-endian linear PCM of that many bits, this object itself is deliberately changed to big-endian.
+    /// @param bitrate bits per second, see `setBitrate`
     static std::shared_ptr<BRAQAudioFile>
     initForRecordingWithFileURL(const std::shared_ptr<NSURL>& url,
                                 const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                                 UInt32 bitrate);
-    /// As the one with a URL, for a path in UTF-8.
+    /// Like the one with a URL, for a UTF-8 path.
     static std::shared_ptr<BRAQAudioFile> initForPlaybackWithFilename(const std::string& path);
-    /// Opens a file; the client has the file's rate.
+    /// Opens a file. The client rate is the file's.
     static std::shared_ptr<BRAQAudioFile> initForPlaybackWithFileURL(const std::shared_ptr<NSURL>& url);
 
     /// Closes the file.
@@ -43,57 +45,56 @@ class BRAQ_EXPORT BRAQAudioFile {
     BRAQAudioFile(const BRAQAudioFile&) = delete;
     BRAQAudioFile& operator=(const BRAQAudioFile&) = delete;
 
-    /// The platform's file. One that is set is disposed of by this object; the one before it is not.
+    /// The platform's file. This object disposes of a file that is set, but not of the one that it replaces.
     ExtAudioFileRef audioFile() const noexcept { return mAudioFile; }
     void setAudioFile(ExtAudioFileRef audioFile) noexcept { mAudioFile = audioFile; }
-    /// What the file was opened under, or what was set since, which moves nothing; null if there is none.
+    /// The URL that the file was opened with, or the one set since, which moves nothing. Null if there is none.
     std::shared_ptr<NSURL> url() const;
     void setUrl(const std::shared_ptr<NSURL>& url);
-    /// A mark for those who read the file; the file itself reads forwards.
+    /// A flag for readers of the file. This class always reads forwards.
     bool reverse() const noexcept { return mReverse; }
     void setReverse(bool reverse) noexcept { mReverse = reverse; }
 
-    /// Sets the client format, with the channels of the file: for recording with the rate of the default input device, for
-    /// playback with that of the file.
+    /// Sets the client format: the file's channels at the rate of the default input device (recording) or of the file
+    /// (playback).
     void setClientDataFormatForRecording();
     void setClientDataFormatForPlayback();
-    /// What programs see.
+    /// The format that programs exchange with this object.
     AudioStreamBasicDescription clientDataFormat() const;
-    /// What the file holds.
+    /// The format in the file.
     AudioStreamBasicDescription fileDataFormat() const;
-    /// A new object for `clientDataFormat`.
+    /// `clientDataFormat` as a new object.
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const;
-    /// A new object for `fileDataFormat`.
+    /// `fileDataFormat` as a new object.
     std::shared_ptr<BRAQAudioStreamBasicDescription> fileStreamDescription() const;
 
-    /// Frames at the file's rate; 0 if they cannot be read.
+    /// Length in frames at the file's rate; 0 if it cannot be read.
     SInt64 frameCount() const;
-    /// Milliseconds: `frameCount` at the client's rate. No number for a rate of 0.
+    /// Length in milliseconds: `frameCount` at the client rate. NaN if that rate is 0.
     Float64 estimatedDuration() const;
-    /// Bytes of the largest packet on the client side.
+    /// Bytes of the largest packet in the client format.
     UInt32 maxPacketSize() const;
-    /// Bits a second of the file's coding.
+    /// Bits per second of the file's coding.
     UInt32 bitrate() const;
-    /// Sets bits a second, deliberately half as many when the client has one channel. Codings that have no bit rate take it
-    /// and ignore it. Before anything is written.
+    /// Sets bits per second; deliberately half of it if the client has one channel. Codings without a bit rate accept
+    /// and ignore it. Call it before anything is written.
     void setBitrate(UInt32 bitrate);
 
-    /// Whether the other file is of this one's class and both have the same frame count and the same URL, which two files
-    /// without a URL have not.
+    /// Whether the other file has the same class, frame count and URL. Two files without a URL are not equal.
     bool isEqual(const BRAQAudioFile& other) const;
     friend bool operator==(const BRAQAudioFile& one, const BRAQAudioFile& other) { return one.isEqual(other); }
 
-    /// Closes the platform's file, whatever comes of it: why it was not written is in the log. All other operations of the
-    /// platform's file fail from then on.
+    /// Closes the platform's file, even if that fails; the log says what could not be written. Afterwards every
+    /// operation on the platform's file fails.
     void closeFile() noexcept;
 
-    // Blocks of an audio queue. A buffer is described as one that holds whole frames of all channels, although the client
-    // format is not interleaved: deliberately so; it fits files of one channel, and others raise.
+    // Buffers of an audio queue. A buffer is described as holding whole frames of all channels, although the client
+    // format is not interleaved. This is deliberate: it fits files of one channel; others raise.
 
-    /// Appends what the buffer holds.
+    /// Appends the frames in the buffer.
     void writeQueueBuffer(const AudioQueueBuffer* buffer);
-    /// Fills the buffer as far as the file goes.
-    /// @param startFrame frame of the file, counted at its rate
+    /// Reads frames into the buffer until it is full or the file ends.
+    /// @param startFrame frame of the file, at the file's rate
     /// @param framesRead out: frames in the buffer, fewer at the end of the file and 0 beyond it
     void readIntoQueueBuffer(AudioQueueBuffer* buffer, SInt64 startFrame, UInt32* framesRead);
 
@@ -114,6 +115,5 @@ class BRAQ_EXPORT BRAQAudioFile {
     std::shared_ptr<NSURL> mUrl; // under mUrlMutex
 
     mutable std::mutex mUrlMutex;
-    mutable std::recursive_mutex
-        mPlatformMutex; // held while the platform's file is used: it takes one thread at a time
+    mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe
 };

@@ -4,7 +4,7 @@
 
 class BRAQAudioFileReader;
 
-/// Consecutive frames of a file.
+/// A range of consecutive frames of a file.
 struct BRAQFrameRange {
     UInt64 location = 0; ///< first frame
     UInt64 length = 0;   ///< frames
@@ -16,23 +16,24 @@ struct BRAQFrameRange {
 
 extern "C" {
 
-/// The frame of the file that the real-time side delivers next: the place in the file at which its current buffer was
-/// filled, and the frames taken out of it since. In reverse that counts up within a buffer, too.
+/// The next frame of the file that the real-time side delivers: the file position at which its current buffer was
+/// filled, plus the frames consumed since. In reverse this, too, counts up within a buffer.
 /// @realtime
 BRAQ_EXPORT SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept;
 }
 
-/// Reads a file ahead of playback, forwards or in reverse, in a loop or to its end. All frames are counted at the client rate
-/// of the file.
+/// Reads a file ahead of playback, forwards or in reverse, in a loop or to its end. All frames are counted at the
+/// file's client rate.
 ///
-/// A loop in reverse deliberately plays its range down once and then delivers silence, until the position or the loop is
-/// changed; its last block may reach below the range. A loop of length 0 goes from its location to the end of the file.
+/// A reverse loop deliberately plays its range once, backwards, and then delivers silence until the position or the
+/// loop changes. Its last block may reach below the range. A loop of length 0 runs from its location to the end of the
+/// file.
 ///
-/// A read that fails ends the stream, as the end of the file does; the log says why. What the file raises passes through,
-/// or, on the worker, becomes `lastError`.
+/// A failed read ends the stream, like the end of the file; the log says why. Exceptions of the file pass through; on
+/// the worker they become `lastError`.
 class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
   public:
-    /// As that of the ring.
+    /// Like that of `BRAQAudioBufferQueue`.
     static std::shared_ptr<BRAQAudioFileReader>
     initWithBufferCount(UInt64 bufferCount, UInt32 numFrames,
                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
@@ -41,32 +42,33 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     /// Refills a buffer with the next frames of the file.
     void processBuffer(BQueueableAudioBuffer* queued) override;
 
-    /// Clears `errorCount` and `endOfStream` and fills all buffers on the calling thread, from the read head on.
+    /// Clears `errorCount` and `endOfStream` and fills all buffers from the read head on, on the calling thread.
     void start() override;
-    /// What was read stays in the ring.
+    /// The frames already read stay in the ring.
     void stop() override;
 
-    /// While running what is heard, as `BRAQAudioFileReaderGetCurrentFrame`; else the read head. Waits for nothing.
+    /// While running, the frame being played, as `BRAQAudioFileReaderGetCurrentFrame`; else the read head. Does not
+    /// wait.
     SInt64 currentFrame() const noexcept;
-    /// Moves the read head. While running, what was read ahead is dropped and the ring filled anew from there, all while the
-    /// gate of the ring is closed.
+    /// Moves the read head. While running, drops the frames read ahead and refills the ring from the new position; the
+    /// ring's gate is closed meanwhile.
     void setCurrentFrame(SInt64 frame);
 
-    /// Plays the range again and again. While running the ring is filled anew from what is heard, or from the beginning of
-    /// the range if that is outside; else the read head stays where it is, and belongs inside the range.
+    /// Loops over the range. While running, the ring is refilled from the frame being played, or from the start of the
+    /// range if that frame is outside it. While stopped, the read head stays where it is; set it inside the range.
     void enableLoopingInRange(const BRAQFrameRange& range);
-    /// Plays on. While running the ring is filled anew from what is heard. The range stays as it was.
+    /// Plays on without looping. While running, the ring is refilled from the frame being played. `loopRange` stays.
     void disableLooping();
     bool isLooping() const;
-    /// Changes just this, from the next buffer on.
+    /// Changes this flag only, from the next buffer on.
     void setLooping(bool looping);
     BRAQFrameRange loopRange() const;
-    /// Changes just this, from the next buffer on.
+    /// Changes the range only, from the next buffer on.
     void setLoopRange(const BRAQFrameRange& range);
 
-    /// The direction of the file; false without one. What was read before a change is played before it is heard.
+    /// The direction of the file; false without a file. After a change, the frames read ahead are played first.
     bool reverse() const;
-    /// Waits for the buffer that is being filled.
+    /// Waits for the buffer being filled.
     void setReverse(bool reverse);
 
   protected:
@@ -75,7 +77,7 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
   private:
     friend SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader*) noexcept;
 
-    /// How a fill finds the loop.
+    /// The loop as one fill sees it.
     struct Loop {
         BRAQFrameRange range;
         bool looping;
@@ -93,6 +95,6 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     bool mLooping = false;                // under mLoopMutex
 
     mutable std::mutex mLoopMutex;
-    std::mutex mDirectionMutex;  // held while a buffer is filled: all of it is read in one direction
-    bool mReadBackwards = false; // under mDirectionMutex: how the last buffer was filled
+    std::mutex mDirectionMutex;  // held while a buffer is filled, so that all of it has one direction
+    bool mReadBackwards = false; // under mDirectionMutex: the direction of the last fill
 };

@@ -7,27 +7,27 @@
 #include <memory>
 #include <mutex>
 
-/// A ring whose worker moves frames from or to a file, so that an I/O thread never touches the file. A reader and a writer
-/// derive from it.
+/// A ring whose worker moves frames from or to a file, so that an I/O thread never touches the file. Base of the reader
+/// and the writer.
 ///
-/// The real-time side uses the ring's functions. All other operations are called on any thread but the I/O thread and the
-/// worker's own, also while the real-time side runs. What went wrong on the worker is `lastError`; `errorCount` counts
-/// underruns of a reader and overruns of a writer since it was started.
+/// The real-time side uses the ring's functions. All other operations may be called on any thread but the I/O thread
+/// and the worker's own, also while the real-time side runs. `lastError` is the last failure on the worker.
+/// `errorCount` counts underruns of a reader, or overruns of a writer, since the start.
 class BRAQ_EXPORT BRAQAudioFileStreamer : public BRAQAudioBufferQueue {
   public:
-    /// As that of the ring.
+    /// Like that of `BRAQAudioBufferQueue`.
     static std::shared_ptr<BRAQAudioFileStreamer>
     initWithBufferCount(UInt64 bufferCount, UInt32 numFrames,
                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
     ~BRAQAudioFileStreamer() override;
 
-    /// Null until it is set. A buffer that is being processed goes on with the file before.
+    /// Null until it is set. A buffer being processed finishes with the previous file.
     std::shared_ptr<BRAQExtendedAudioFile> audioFile() const;
     void setAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile);
     /// Whether it was started and not stopped since. Any thread.
     bool running() const noexcept { return mRunning; }
 
-    /// Derived classes replace both; here they fail an assertion.
+    /// Derived classes override both. Here they fail an assertion.
     virtual void start();
     virtual void stop();
 

@@ -4,28 +4,30 @@
 
 #include <exception>
 
-/// Writes what the real-time side records to a file, a buffer at a time.
+/// Writes what the real-time side records to a file, one buffer at a time.
 ///
-/// Frames that could not be written, because the disk is full, stay in their buffer and are tried again when the ring comes
-/// round to it. Until then the buffers after it wait, so that the file holds its frames in order; what finds no room in the
-/// ring meanwhile is lost and counts as an overrun. The first failure of a run is logged, and the last one is `lastError`.
+/// Frames that cannot be written, for example because the disk is full, stay in their buffer and are retried when the
+/// ring comes round to it. Until then the buffers after it wait, so that the file keeps its frames in order. Frames
+/// that find no room in the ring meanwhile are lost and count as an overrun. The log has the first failure of a run;
+/// `lastError` is the last.
 class BRAQ_EXPORT BRAQAudioFileWriter : public BRAQAudioFileStreamer {
   public:
-    /// As that of the ring.
+    /// Like that of `BRAQAudioBufferQueue`.
     static std::shared_ptr<BRAQAudioFileWriter>
     initWithBufferCount(UInt64 bufferCount, UInt32 numFrames,
                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
-    /// What was not written by `stop` is lost.
+    /// Frames not written by `stop` are lost.
     ~BRAQAudioFileWriter() override;
 
-    /// Writes a buffer to the file and empties it. Raises, without a file too, and then the buffer stays as it is.
+    /// Writes a buffer to the file and empties it. If that fails, or there is no file, it raises and the buffer stays
+    /// as it is.
     void processBuffer(BQueueableAudioBuffer* buffer) override;
 
     /// Clears `errorCount`.
     void start() override;
-    /// Returns when everything that the real-time side has handed over so far is in the file, in order, the partly filled
-    /// buffer last; nothing is taken from the real-time side meanwhile. Raises if that fails: then the writer is still
-    /// running and what could not be written is kept for the next try.
+    /// Returns when all frames that the real-time side has delivered so far are in the file, in order, the partly
+    /// filled buffer last. Nothing is taken from the real-time side meanwhile. Raises if writing fails: the writer
+    /// keeps running, and the unwritten frames are kept for the next attempt.
     void stop() override;
 
   protected:
@@ -37,7 +39,7 @@ class BRAQ_EXPORT BRAQAudioFileWriter : public BRAQAudioFileStreamer {
     UInt64 oldestBuffer() const;
     bool isFull(const BQueueableAudioBuffer* queued) const;
 
-    // Where buffers are processed: on the worker, or behind the gate.
+    // Where buffers are processed: on the worker, or on a control thread behind the gate.
     BQueueableAudioBuffer* mUnwritten = nullptr; // the oldest that could not be written
     std::exception_ptr mWhyUnwritten;
 };

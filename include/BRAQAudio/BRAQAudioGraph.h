@@ -6,22 +6,22 @@
 
 #include <memory>
 
-/// An open graph of the platform. Raises nothing. Any thread but an I/O thread.
+/// An open platform graph. Nothing here raises. Any thread but an I/O thread.
 class BRAQ_EXPORT BRAQAudioGraph {
   public:
-    /// @return null, without a word, if there is no graph to be had
+    /// @return null, without a log line, if no graph can be made
     static std::shared_ptr<BRAQAudioGraph> init();
-    /// Uninitialises and closes the graph, and deliberately does not dispose of it.
+    /// Uninitialises and closes the graph. It deliberately does not dispose of it.
     virtual ~BRAQAudioGraph();
     BRAQAudioGraph(const BRAQAudioGraph&) = delete;
     BRAQAudioGraph& operator=(const BRAQAudioGraph&) = delete;
 
-    /// Adds a node for the first component that fits; 0 fits anything.
-    /// @param error may be null; written only on failure
+    /// Adds a node for the first component that matches; 0 matches anything.
+    /// @param error may be null; written on failure only
     /// @return 0 on failure
     AUNode addNodeWithType(UInt32 type, UInt32 subType, UInt32 manufacturer, std::shared_ptr<NSError>* error);
-    /// The unit of a node, which stays the graph's.
-    /// @param error may be null; written only on failure
+    /// The unit of a node. The graph keeps ownership.
+    /// @param error may be null; written on failure only
     /// @return null on failure
     AudioUnit audioUnitForNode(AUNode node, std::shared_ptr<NSError>* error);
 

@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-/// A delegate of the audio hardware: any object. What it has of these operations is called, on the main thread:
+/// A delegate of the audio hardware: any object. Those of these operations that it has are called on the main thread:
 ///
 ///     void audioHardwareDeviceListDidChange();
 ///     void audioHardwareDefaultInputDeviceDidChange();
@@ -42,52 +42,52 @@ class BRAQAudioHardwareDelegateEntry : public BRAQDelegateEntry {
         }
     }
 
-    // Each calls the object, which has to live; empty if it has no such operation.
+    // Each calls the object, which must be alive. Empty if the object has no such operation.
     std::function<void()> audioHardwareDeviceListDidChange;
     std::function<void()> audioHardwareDefaultInputDeviceDidChange;
     std::function<void()> audioHardwareDefaultOutputDeviceDidChange;
     std::function<void()> audioHardwareDefaultSystemOutputDeviceDidChange;
 };
 
-/// All audio devices of the machine, and word of their coming and going.
+/// All audio devices of the machine, and notifications when they appear and disappear.
 ///
-/// The lookups raise failures of the platform as NSException `NSXErrorExceptionName`. Any thread but an I/O thread, unless
-/// something else is said.
+/// Lookups raise platform failures as NSException `NSXErrorExceptionName`. Any thread but an I/O thread, unless stated
+/// otherwise.
 class BRAQ_EXPORT BRAQAudioHardware {
   public:
-    /// The one that everybody shares. Raises if it cannot listen; the next call tries again.
+    /// The shared instance. Raises if it cannot listen to the hardware; the next call tries again.
     static std::shared_ptr<BRAQAudioHardware> sharedInstance();
 
-    /// @return 0 when no device has that UID
+    /// @return 0 if no device has that UID
     static AudioDeviceID deviceIDForDeviceUID(const std::string& uid);
-    /// @return 0 when there is no such device
+    /// @return 0 if there is no such device
     static AudioDeviceID defaultInputDeviceID();
     static AudioDeviceID defaultOutputDeviceID();
-    /// The device with that id, also when it is 0.
+    /// A device object for the default id, even if that is 0.
     static std::shared_ptr<BRAQAudioDevice> defaultInputDevice();
     static std::shared_ptr<BRAQAudioDevice> defaultOutputDevice();
     // In the platform's order.
     static std::vector<AudioDeviceID> allDeviceIDs();
     static std::vector<std::shared_ptr<BRAQAudioDevice>> allDevices();
-    /// Those with a channel to play on.
+    /// Devices with at least one playback channel.
     static std::vector<std::shared_ptr<BRAQAudioDevice>> playbackDevices();
-    /// Those with a channel to record from.
+    /// Devices with at least one recording channel.
     static std::vector<std::shared_ptr<BRAQAudioDevice>> recordingDevices();
-    /// Those with two channels to record from, or more.
+    /// Devices with at least two recording channels.
     static std::vector<std::shared_ptr<BRAQAudioDevice>> stereoRecordingDevices();
 
-    /// Another one, which listens from now on. Raises if it cannot.
+    /// A separate instance that listens from now on. Raises if it cannot.
     static std::shared_ptr<BRAQAudioHardware> init();
 
     virtual ~BRAQAudioHardware();
     BRAQAudioHardware(const BRAQAudioHardware&) = delete;
     BRAQAudioHardware& operator=(const BRAQAudioHardware&) = delete;
 
-    // Delegates. Main thread; each pass over them calls those that were there when it began. One that throws ends the pass.
-    // Only the list of devices is listened to, deliberately: a new default alone is delivered only if the platform reports
-    // it along with that.
+    // Delegates. Main thread. A notification goes to the delegates present when it began; one that throws ends it. Only
+    // the device list is listened to, deliberately: a change of a default device alone is delivered only if the
+    // platform reports it together with the list.
 
-    /// Appends a delegate, however often it is there already. A null one raises `NSInvalidArgumentException`.
+    /// Appends a delegate, even if it is already there. Raises `NSInvalidArgumentException` for null.
     void addDelegate(const BRAQAudioHardwareDelegateEntry& delegate);
     /// Removes every occurrence of the object.
     void removeDelegate(const BRAQDelegateEntry& delegate);
@@ -97,8 +97,8 @@ class BRAQ_EXPORT BRAQAudioHardware {
   protected:
     BRAQAudioHardware();
 
-    /// How an init operation, here or in a derived class, hands out the object that it made. Delegates of one that was not
-    /// handed out this way are never called.
+    /// Every init operation, here or in a derived class, returns its new object through this. Delegates of an object
+    /// that was not returned through it are never called.
     template <class Hardware>
     static std::shared_ptr<Hardware> handOut(Hardware* made) {
         std::shared_ptr<Hardware> hardware(made);

@@ -11,14 +11,15 @@
 class BRAQAudioUnit;
 
 extern "C" {
-/// Posted by the default notification centre, with the unit as object, after it was found running. On the thread that
-/// notifies changes of hardware.
+/// Posted to the default notification centre, with the unit as object, when the unit has started. On the thread that
+/// delivers hardware notifications.
 BRAQ_EXPORT extern const char kAudioUnitDidStartNotification[] BRAQ_LINKER_NAME(kAudioUnitDidStartNotification);
-/// The same when it was found not running.
+/// Posted in the same way when the unit has stopped.
 BRAQ_EXPORT extern const char kAudioUnitDidStopNotification[] BRAQ_LINKER_NAME(kAudioUnitDidStopNotification);
 }
 
-/// What a unit tells, before it is posted, on the thread that notifies changes of hardware: no I/O thread, nor the main one.
+/// Called before the notification is posted, on the thread that delivers hardware notifications: neither an I/O thread
+/// nor the main thread.
 class BRAQ_EXPORT BRAQAudioUnitDelegate {
   public:
     virtual ~BRAQAudioUnitDelegate();
@@ -26,45 +27,45 @@ class BRAQ_EXPORT BRAQAudioUnitDelegate {
     virtual void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit);
 };
 
-/// A unit that a device drives, as far as all of them are alike: starts, stops, and tells about it. A derived class makes the
+/// Base of the units that a device drives: starts them, stops them and reports both. A derived class creates the
 /// platform's unit in its `audioUnitInitialize` and then calls the one here.
 ///
-/// What the platform reports as failed is raised as NSException `NSXErrorExceptionName`, and nothing is undone. Any thread but
-/// an I/O thread.
+/// Platform failures are raised as NSException `NSXErrorExceptionName`, and nothing is undone. Any thread but an I/O
+/// thread.
 class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shared_from_this<BRAQAudioUnit> {
   public:
-    /// Without a unit of the platform: every operation that needs one raises.
+    /// Creates an object without a platform unit. Every operation that needs one raises.
     static std::shared_ptr<BRAQAudioUnit>
     initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
-    /// The unit of the platform is neither stopped, uninitialised nor let go.
+    /// Does not stop, uninitialise or dispose of the platform's unit.
     ~BRAQAudioUnit() override;
 
-    /// Harmless on a unit that runs: then nothing is told.
+    /// Does nothing, and notifies nobody, if the unit already runs.
     void start();
-    /// Returns when what was pulled is heard and nothing of the unit runs on the I/O thread.
+    /// Returns when everything pulled so far has been heard and the unit no longer runs on the I/O thread.
     void stop();
-    /// Whether it runs; inside what is told about a change, as that change has left it.
+    /// Whether the unit runs. Inside a notification: the state after that change.
     bool isRunning() const;
 
-    /// Has changes of `isRunning` told to the delegate and posted. This is never taken back.
+    /// Reports changes of `isRunning` to the delegate and as notifications. The listener is never removed.
     void installPropertyListener();
-    /// Passes everything on to the platform's unit as it is.
+    /// Passes all arguments to the platform's unit.
     /// @param size bytes at `data`
     void setProperty(AudioUnitPropertyID propertyID, AudioUnitScope scope, AudioUnitElement element, const void* data,
                      UInt32 size);
 
-    /// Gets the platform's unit ready for rendering.
+    /// Prepares the platform's unit for rendering.
     virtual void audioUnitInitialize();
-    /// Stops it and undoes that.
+    /// Stops the unit and undoes `audioUnitInitialize`.
     virtual void audioUnitUninitialize();
 
-    /// A new unit of the platform that plays on the default device, whatever is asked for; the caller's to dispose of.
-    /// @return null, without an error, when the platform has none. Raises if it cannot be made.
+    /// Creates a platform unit that plays on the default device, whatever type is asked for. The caller disposes of it.
+    /// @return null, without an error, if the platform has none. Raises if it cannot be created.
     static AudioUnit openDefaultComponentType(UInt32 type, UInt32 subType);
 
-    /// Null without a delegate, and when it is gone.
+    /// Null if there is no delegate or it was destroyed.
     std::shared_ptr<BRAQAudioUnitDelegate> delegate() const { return mDelegate.get().lock(); }
-    /// Does not keep the delegate alive.
+    /// Does not retain the delegate.
     void setDelegate(const std::shared_ptr<BRAQAudioUnitDelegate>& delegate) { mDelegate.set(delegate); }
     /// The platform's unit; null if there is none.
     AudioUnit audioUnit() const noexcept { return mAudioUnit; }
@@ -79,8 +80,8 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
   protected:
     explicit BRAQAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
 
-    /// How an init operation, here or in a derived class, takes hold of the object that it made. One that was not taken hold
-    /// of this way is never told of changes.
+    /// Every init operation, here or in a derived class, takes ownership of its new object through this. An object
+    /// without this is never notified of changes.
     template <class Unit>
     static std::shared_ptr<Unit> handOut(Unit* made) {
         std::shared_ptr<Unit> unit = own(made);

@@ -20,8 +20,8 @@
 
 class BRAQExtendedAudioFilePlayer;
 
-/// The delegate of a player: any object, which the player does not own. What it has of these operations is called, on the main
-/// thread:
+/// The delegate of a player: any object, not owned by the player. Those of these operations that it has are called on
+/// the main thread:
 ///
 ///     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDidStop(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
@@ -29,7 +29,7 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
   public:
     /// No delegate.
     BRAQExtendedAudioFilePlayerDelegateEntry(std::nullptr_t = nullptr) {}
-    /// @param delegate may be null; has to live until the player has another one
+    /// @param delegate may be null; must live until the player has another one
     template <class Delegate>
     requires std::is_class_v<Delegate> BRAQExtendedAudioFilePlayerDelegateEntry(Delegate* delegate) : object(delegate) {
         using Player = std::shared_ptr<BRAQExtendedAudioFilePlayer>;
@@ -47,100 +47,100 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
     }
 
     const void* object = nullptr; ///< the delegate
-    /// Calls the object; empty if it has no such operation.
+    /// Calls the object. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidReachEndOfFile;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidStop;
 };
 
-/// Plays one audio file on one device: a reader reads it ahead, and an output unit plays what was read. Each channel is heard from
-/// the loudspeaker that the file says it is meant for (`BRAQOutputAudioUnit::setChannelPositions`).
+/// Plays one audio file on one device: a reader reads ahead, and an output unit plays what was read. Each channel is
+/// played on the loudspeaker that the file states for it (`BRAQOutputAudioUnit::setChannelPositions`).
 ///
-/// A player keeps itself alive from the moment that it is made until `invalidate`. Its properties can be observed under the
-/// names "currentFrame" and "currentTime"; setting the frame changes both, and playing on tells nobody.
+/// A player keeps itself alive from creation until `invalidate`. Its properties "currentFrame" and "currentTime" can be
+/// observed. Setting the frame changes both; normal progress of playback does not notify.
 ///
-/// What the platform or the file reports as failed is raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
-/// thread, also while it plays.
+/// Failures of the platform or the file are raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
+/// thread, also while playing.
 class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
                                                 public BRAQAudioUnitDelegate,
                                                 public std::enable_shared_from_this<BRAQExtendedAudioFilePlayer> {
   public:
-    /// @param audioFile opened for playback; not to be read, moved or turned round by anyone else meanwhile
-    /// @param device null: the default one
+    /// @param audioFile opened for playback; nobody else may read it, seek in it or reverse it meanwhile
+    /// @param device null: the default device
     static std::shared_ptr<BRAQExtendedAudioFilePlayer>
     initWithAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                       const std::shared_ptr<BRAQAudioDevice>& device);
-    /// @return null for a file that cannot be opened; the log says why
+    /// @return null if the file cannot be opened; the log says why
     static std::shared_ptr<BRAQExtendedAudioFilePlayer> initWithFileURL(const std::shared_ptr<NSURL>& url,
                                                                         const std::shared_ptr<BRAQAudioDevice>& device);
-    /// The same for a path in UTF-8.
+    /// The same for a UTF-8 path.
     static std::shared_ptr<BRAQExtendedAudioFilePlayer>
     initWithFilename(const std::string& path, const std::shared_ptr<BRAQAudioDevice>& device);
     ~BRAQExtendedAudioFilePlayer() override;
 
-    /// Plays on from `currentFrame`; nothing while it plays. After `stopFilePlaying` that is the frame that would have been
-    /// read next, so what had been read ahead, up to 12,288 frames, is left out; after `pausePlaying` nothing is. At the end
-    /// of the file, set the position first. A device that refuses is not reported; `isPlaying` tells.
+    /// Starts playing at `currentFrame`; does nothing while playing. After `stopFilePlaying`, that is the next frame to
+    /// be read, so up to 12,288 frames read ahead are skipped; after `pausePlaying` none are. At the end of the file,
+    /// set the position first. A device that refuses is not reported; check `isPlaying`.
     void startFilePlaying();
-    /// Returns when what the unit has taken is heard.
+    /// Returns when everything that the unit has pulled was heard.
     void stopFilePlaying();
-    /// Stops the unit and leaves what was read ahead where it is.
+    /// Stops the unit and keeps the frames read ahead.
     void pausePlaying();
-    /// Plays on after `pausePlaying`, without leaving a frame out; nothing after `stopFilePlaying`.
+    /// Resumes after `pausePlaying` without skipping a frame. Does nothing after `stopFilePlaying`.
     void resumePlaying();
     bool isPlaying() const;
 
-    /// Stops for good and lets go of what keeps the player alive: it goes with its last user. Afterwards it neither starts nor
-    /// tells that it reached the end. A second call does nothing.
+    /// Stops for good and drops the player's reference to itself, so that the last user's reference keeps it alive.
+    /// Afterwards it does not start and does not report the end of the file. Idempotent.
     void invalidate();
 
-    /// Below 0 it plays backwards. What was read ahead, up to 12,288 frames, is played in the old direction first. 0 and what is
-    /// no number fail an assertion.
-    /// @param speed 1 is the file's own; its magnitude from 1/32 to 32, else it is raised
+    /// Negative speeds play backwards. Up to 12,288 frames read ahead are first played in the old direction. 0 and NaN
+    /// fail an assertion.
+    /// @param speed 1 is the file's own speed; raises if the magnitude is outside 1/32 to 32
     void setPlaybackSpeed(float speed);
-    /// The magnitude of the speed; deliberately, the direction is not told.
+    /// The magnitude of the speed. The direction is deliberately left out.
     float playbackSpeed() const;
-    /// @param decibels 0 leaves the samples as they are; a gain of 10^(decibels / 20)
+    /// @param decibels 0 leaves the samples unchanged; a gain of 10^(decibels / 20)
     void setPlaybackVolume(double decibels);
-    /// @param level linear gain, 1 as made; below 0 is raised
+    /// @param level linear gain, initially 1; raises if negative
     void setPlaybackLevel(double level);
 
-    /// The client frame of the file that the unit takes next; while stopped, the one that is read next. At other speeds than 1
-    /// it is ahead of what is heard by a few hundred frames. Backwards it counts up within each buffer that was read, of 4,096
-    /// frames, from the end of that.
+    /// The client frame that the unit pulls next; while stopped, the next one to be read. At speeds other than 1 it is
+    /// a few hundred frames ahead of what is heard. Backwards it counts up within each buffer of 4,096 frames read,
+    /// from the end of that buffer.
     SInt64 currentFrame() const;
-    /// What was read ahead is dropped. At the end of the file, a player that has not stopped yet plays on. If it is raised, the
-    /// player has stopped.
+    /// Seeks. Frames read ahead are dropped. At the end of the file, a player that has not stopped yet plays on. If
+    /// this raises, the player has stopped.
     void setCurrentFrame(SInt64 frame);
     /// `currentFrame` in milliseconds at the rate of the file's client format.
     double currentTime() const;
-    /// Goes to the frame in which that time is. What is no number raises NSException `NSInvalidArgumentException`.
+    /// Seeks to the frame that contains this time. NaN raises NSException `NSInvalidArgumentException`.
     void setCurrentTime(double milliseconds);
     /// The length of the file in milliseconds.
     double maxTime() const;
 
-    /// Only kept: deliberately, playback ends at the end of the file all the same. A loop is the reader's
-    /// (`BRAQAudioFileReader::enableLoopingInRange`), with an output unit of one's own.
+    /// Stored only: playback deliberately ends at the end of the file all the same. To loop, use
+    /// `BRAQAudioFileReader::enableLoopingInRange` with your own output unit.
     bool looping() const noexcept { return mLooping.load(std::memory_order_relaxed); }
     void setLooping(bool looping) noexcept { mLooping.store(looping, std::memory_order_relaxed); }
 
     /// Null if there is none.
     const void* delegate() const { return mDelegate.get().object; }
-    /// @param delegate pointer to any object; has to live until another one, or null, is set on the main thread
+    /// @param delegate pointer to any object; must live until another one, or null, is set on the main thread
     void setDelegate(BRAQExtendedAudioFilePlayerDelegateEntry delegate) { mDelegate.set(std::move(delegate)); }
 
     const std::shared_ptr<BRAQOutputAudioUnit>& outputAudioUnit() const noexcept { return mOutputAudioUnit; }
-    /// Underruns since playback was started: how many times the unit was short of frames.
+    /// Underruns since playback was started: how often the unit ran out of frames.
     UInt64 errorCount() const noexcept { return mFileReader->errorCount(); }
-    /// What went wrong in reading ahead; null if nothing did.
+    /// The last failure in reading ahead; null if there was none.
     std::shared_ptr<NSError> lastError() const { return mFileReader->lastError(); }
 
-    /// Both tell the delegate at once. Main thread.
+    /// Both call the delegate at once. Main thread.
     void notifyDelegateOfEOF();
     void notifyDelegateOfStop();
-    /// Has `notifyDelegateOfStop` called on the main thread, later. Deliberately, the player's own unit never calls this.
+    /// Schedules `notifyDelegateOfStop` on the main thread. Deliberately, the player's own unit never calls this.
     void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit) override;
 
-    /// The time depends on the frame.
+    /// "currentTime" depends on "currentFrame".
     std::vector<std::string> keyPathsForValuesAffectingValueForKey(const std::string& key) const override;
 
   private:
@@ -167,5 +167,5 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     std::mutex mTransportMutex; // held while the unit or the reader is started, stopped or moved
     bool mIsInvalid = false;    // under mTransportMutex
     std::atomic<UInt64> mStarts{
-        0}; // written under mTransportMutex: starts and moves; an end is that of the last of them
+        0}; // written under mTransportMutex: counts starts and seeks; an end of file belongs to the last of them
 };

@@ -22,8 +22,8 @@
 
 class BRAQExtendedAudioFileRecorder;
 
-/// The delegate of a recorder: any object, which the recorder does not keep alive. What it has of this operation is called, on
-/// the main thread:
+/// The delegate of a recorder: any object, not retained by the recorder. If it has this operation, it is called on the
+/// main thread:
 ///
 ///     void audioFileRecorderDidStop(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
 class BRAQExtendedAudioFileRecorderDelegateEntry {
@@ -45,75 +45,75 @@ class BRAQExtendedAudioFileRecorderDelegateEntry {
     }
 
     std::weak_ptr<const void> object; ///< the delegate
-    /// Calls the object unless it is gone; empty if it has no such operation.
+    /// Calls the object unless it was destroyed. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder)> audioFileRecorderDidStop;
 };
 
-/// Records one device into one file: an input unit captures, and a writer writes what was captured behind it.
+/// Records one device into one file: an input unit captures, and a writer writes the captured frames behind it.
 ///
-/// A recorder keeps itself alive from the moment that it is made until `invalidate`, and the file is complete when its last
-/// holder, of which the recorder is one, lets go of it. Its properties can be observed under the names "currentFrame" and
-/// "currentTime"; setting the frame changes both, and recording on tells nobody.
+/// A recorder keeps itself alive from creation until `invalidate`. The file is complete when its last owner, and the
+/// recorder is one, releases it. The properties "currentFrame" and "currentTime" can be observed. Setting the frame
+/// changes both; normal progress of recording does not notify.
 ///
-/// What the platform or the file reports as failed is raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
-/// thread, also while it records.
+/// Failures of the platform or the file are raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
+/// thread, also while recording.
 class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
                                                   public BRAQAudioUnitDelegate,
                                                   public std::enable_shared_from_this<BRAQExtendedAudioFileRecorder> {
   public:
-    /// @param file opened for recording; not to be written to by anyone else meanwhile
-    /// @param device null: the default one
-    /// @param channels of the device, from 0, for each channel of the file; nothing: the first ones. Another count than the
-    ///        file's channels fails an assertion.
+    /// @param file opened for recording; nobody else may write to it meanwhile
+    /// @param device null: the default device
+    /// @param channels device channel, from 0, for each channel of the file; nothing: the first ones. A count other
+    ///        than the file's channel count fails an assertion.
     static std::shared_ptr<BRAQExtendedAudioFileRecorder>
     initWithFile(const std::shared_ptr<BRAQExtendedAudioFile>& file, const std::shared_ptr<BRAQAudioDevice>& device,
                  const std::optional<std::vector<SInt32>>& channels);
     ~BRAQExtendedAudioFileRecorder() override;
 
-    /// Records on, behind what is in the file.
+    /// Starts recording, after what is already in the file.
     void startRecording();
-    /// Returns when all that was captured is in the file. Raises if it cannot be written: then what is left is kept, and is
-    /// tried again with the next stop.
+    /// Returns when all captured frames are in the file. Raises if they cannot be written: the rest is kept, and the
+    /// next stop tries again.
     void stopRecording();
     bool isFileRecording() const;
 
-    /// Stops for good and lets go of what keeps the recorder alive: it goes with its last user. What cannot be written is logged
-    /// and lost. Afterwards it does not start. A second call does nothing.
+    /// Stops for good and drops the recorder's reference to itself, so that the last user's reference keeps it alive.
+    /// Frames that cannot be written are lost; the log says so. Afterwards it does not start. Idempotent.
     void invalidate();
 
-    /// Frames that were captured since the recorder was made, whether there was room for them in the writer (`errorCount`) or
-    /// not; as late as one slice.
+    /// Frames captured since the recorder was made, whether the writer had room for them (`errorCount`) or not. Late by
+    /// up to one slice.
     SInt64 currentFrame() const noexcept {
         return static_cast<SInt64>(mCurrentFrame.load(std::memory_order_relaxed) +
                                    mFrameOffset.load(std::memory_order_relaxed));
     }
-    /// Sets what is counted on from; the file stays as it is.
+    /// Sets the frame to count on from. The file does not change.
     void setCurrentFrame(SInt64 frame);
     /// `currentFrame` in milliseconds at the rate of the file's client format.
     double currentTime() const;
-    /// Overruns since recording was started: how many times the writer had no room for what was captured, which is lost.
+    /// Overruns since recording was started: how often the writer had no room for captured frames, which are lost.
     UInt64 errorCount() const noexcept { return mAudioFileWriter->errorCount(); }
-    /// What went wrong in writing behind; null if nothing did.
+    /// The last failure in writing; null if there was none.
     std::shared_ptr<NSError> lastError() const { return mAudioFileWriter->lastError(); }
 
     std::shared_ptr<BRAQInputAudioUnit> inputAudioUnit() const { return mInputAudioUnit.get(); }
-    /// Neither the callback nor the delegate is moved over to it. Not while it records, and not null.
+    /// Neither the callback nor the delegate moves to the new unit. Not null, and not while recording.
     void setInputAudioUnit(const std::shared_ptr<BRAQInputAudioUnit>& unit) { mInputAudioUnit.set(unit); }
     std::shared_ptr<BRAQExtendedAudioFile> recordFile() const { return mRecordFile.get(); }
-    /// What `currentTime` asks for its rate, and not null; the writer goes on with the file that it was given.
+    /// The file whose rate `currentTime` uses; not null. The writer keeps the file that it was given.
     void setRecordFile(const std::shared_ptr<BRAQExtendedAudioFile>& file) { mRecordFile.set(file); }
 
-    /// Null without a delegate, and when it is gone.
+    /// Null if there is no delegate or it was destroyed.
     std::shared_ptr<const void> delegate() const { return mDelegate.get().object.lock(); }
-    /// @param delegate shared pointer to any object, or null; does not keep it alive
+    /// @param delegate shared pointer to any object, or null; not retained
     void setDelegate(BRAQExtendedAudioFileRecorderDelegateEntry delegate) { mDelegate.set(std::move(delegate)); }
 
-    /// Tells the delegate at once. Main thread.
+    /// Calls the delegate at once. Main thread.
     void notifyDelegateOfStop();
-    /// Has `notifyDelegateOfStop` called on the main thread, later.
+    /// Schedules `notifyDelegateOfStop` on the main thread.
     void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit) override;
 
-    /// The time depends on the frame.
+    /// "currentTime" depends on "currentFrame".
     std::vector<std::string> keyPathsForValuesAffectingValueForKey(const std::string& key) const override;
 
   private:
@@ -127,11 +127,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
 
     BRAQAtomicProperty<std::shared_ptr<BRAQInputAudioUnit>> mInputAudioUnit;
     BRAQAtomicProperty<std::shared_ptr<BRAQExtendedAudioFile>> mRecordFile;
-    std::atomic<UInt64> mCurrentFrame{0}; // written by the I/O thread: captured since it was made
+    std::atomic<UInt64> mCurrentFrame{0}; // written by the I/O thread: captured since creation
     BRAQAtomicProperty<BRAQExtendedAudioFileRecorderDelegateEntry> mDelegate;
-    std::shared_ptr<BRAQAudioFileWriter> mAudioFileWriter; // set once, when it is made
+    std::shared_ptr<BRAQAudioFileWriter> mAudioFileWriter; // set once, at creation
 
-    std::atomic<UInt64> mFrameOffset{0}; // written by control threads: what is added to it, modulo 2^64
+    std::atomic<UInt64> mFrameOffset{0}; // written by control threads: offset of currentFrame, modulo 2^64
     std::mutex mTransportMutex;          // held while the writer or the unit is started or stopped
     bool mIsInvalid = false;             // under mTransportMutex
 };

@@ -9,22 +9,22 @@
 #include <optional>
 #include <vector>
 
-/// Takes a slice that was captured. Runs on the device's I/O thread and must not block, allocate or wait; what it throws costs
-/// the slice and is logged once.
+/// Receives a captured slice. Runs on the device's I/O thread and must not block, allocate or wait. If it throws, the
+/// slice is lost; this is logged once.
 /// @param flags in and out
 /// @param time of the first frame, counted in frames of the stream from 0 at each start
 /// @param frames at most the device's buffer size when the unit was made
-/// @param list the frames in the unit's format; good until the callback returns
+/// @param list the frames in the unit's format; valid until the callback returns
 using BRAQInputProcessingBlock = std::function<void(AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
                                                     UInt32 bus, UInt32 frames, AudioBufferList* list)>;
 
 /// Captures from one device.
 class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
   public:
-    /// @param streamDescription of what is delivered: 32-bit float, at any rate
-    /// @param channels of the device, from 0, for each channel of the stream; nothing or none: the first ones. Another count than
-    ///        the stream's channels fails an assertion.
-    /// What the platform refuses is raised, and nothing is undone.
+    /// @param streamDescription format of the frames delivered: 32-bit float, at any rate
+    /// @param channels device channel, from 0, for each channel of the stream; nothing or an empty vector: the first
+    ///        ones. A count other than the stream's channel count fails an assertion.
+    /// Platform failures are raised, and nothing is undone.
     static std::shared_ptr<BRAQInputAudioUnit>
     initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                               const std::shared_ptr<BRAQAudioDevice>& device,
@@ -34,7 +34,7 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
                                                               const std::optional<std::vector<SInt32>>& channels);
     ~BRAQInputAudioUnit() override;
 
-    /// Makes the unit of the platform, for the device and the channels as they are set.
+    /// Creates the platform's unit for the device and the channels that are set.
     void audioUnitInitialize() override;
     void audioUnitUninitialize() override;
 
@@ -42,7 +42,7 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
     /// Not while the unit runs.
     void setInputProcessingBlock(BRAQInputProcessingBlock block) { mInputProcessingBlock.set(std::move(block)); }
     std::shared_ptr<BRAQAudioDevice> device() const { return mDevice.get(); }
-    /// Heard from the next `audioUnitInitialize` on; so are the channels.
+    /// Device and channels take effect with the next `audioUnitInitialize`.
     void setDevice(const std::shared_ptr<BRAQAudioDevice>& device) { mDevice.set(device); }
     std::optional<std::vector<SInt32>> channels() const { return mChannels.get(); }
     void setChannels(std::optional<std::vector<SInt32>> channels) { mChannels.set(std::move(channels)); }
@@ -72,5 +72,5 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
     BRAQAtomicProperty<BRAQInputProcessingBlock> mInputProcessingBlock;
     BRAQAtomicProperty<std::shared_ptr<BRAQAudioDevice>> mDevice;
     BRAQAtomicProperty<std::optional<std::vector<SInt32>>> mChannels;
-    bool mIsMade = false; // what init does has all been done
+    bool mIsMade = false; // init is complete
 };

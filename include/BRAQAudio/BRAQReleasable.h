@@ -4,8 +4,8 @@
 
 #include <memory>
 
-/// Something that an I/O thread takes references of. A reference of its that turns out to be the last does not destroy the
-/// object there: a background thread of the library does.
+/// An object that I/O threads may hold references to. If the last reference is dropped on an I/O thread, a background
+/// thread of the library destroys the object.
 class BRAQ_EXPORT BRAQReleasable {
   public:
     virtual ~BRAQReleasable();
@@ -15,10 +15,10 @@ class BRAQ_EXPORT BRAQReleasable {
   protected:
     BRAQReleasable() = default;
 
-    /// Whether the calling thread, which is no I/O thread, is one that the destructor would wait for.
+    /// Whether the calling thread, which is not an I/O thread, is one that the destructor would wait for.
     virtual bool isOnThreadOfItsOwn() const noexcept { return false; }
 
-    /// The first reference of an object that was just made. Any thread but an I/O thread.
+    /// Takes ownership of a new object. Any thread but an I/O thread.
     template <class Object>
     static std::shared_ptr<Object> own(Object* made) {
         return std::shared_ptr<Object>(made, [](Object* object) { letGo(object); });
@@ -29,5 +29,5 @@ class BRAQ_EXPORT BRAQReleasable {
 
     static void letGo(BRAQReleasable* object) noexcept;
 
-    BRAQReleasable* mNext = nullptr; // of those that wait for the background thread
+    BRAQReleasable* mNext = nullptr; // next of those that wait for the background thread
 };
