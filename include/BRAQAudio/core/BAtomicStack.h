@@ -5,18 +5,19 @@
 
 #include <functional>
 
-/// Answers the link of a record. Must not block, allocate or throw: it runs where the stack's operations run.
+/// Returns the link of a record. Must not block, allocate or throw: it runs wherever the stack operations run.
 using BAtomicStackGetNext = std::function<void*(void* record)>;
 /// Stores `next` as the link of `record`. Must not block, allocate or throw.
 using BAtomicStackSetNext = std::function<void(void* record, void* next)>;
 
-/// A lock-free last-in-first-out list of records that carry their own link. It owns no record and allocates nothing to
-/// push or pop; the link is reached only through the two callbacks, so one stack type serves every record type. A record
-/// stays alive until it is popped; its link means something only while it is on a stack or on a chain of a pop-all.
+/// A lock-free LIFO list of records that carry their own link. The stack owns no record and does not allocate to push
+/// or pop. It accesses the link only through the two callbacks, so one stack type serves every record type. A record
+/// must stay alive until it is popped. Its link is meaningful only while it is on a stack or in a chain returned by a
+/// pop-all.
 ///
-/// Any number of threads push, one thread pops: the tag is too weak to keep two popping threads from an ABA mix-up.
+/// Any number of threads may push, one thread pops: the tag is too weak to protect two popping threads from ABA.
 struct alignas(16) BAtomicStack {
-    // The two words that are always replaced together. Any thread; read and written as the functions below do.
+    // These two words are always replaced together. Any thread; accessed by the functions below.
     UInt64 mTag;
     void* mHead; ///< newest record, null when empty
     BAtomicStackSetNext mSetNext;
@@ -25,37 +26,37 @@ struct alignas(16) BAtomicStack {
 
 extern "C" {
 
-/// A new, empty stack, or null if there is no memory. Keeps copies of both callbacks.
+/// Creates an empty stack; null if out of memory. Copies both callbacks.
 BRAQ_EXPORT BAtomicStack* BAtomicStackCreate(const BAtomicStackGetNext& getNext, const BAtomicStackSetNext& setNext);
-/// Makes a stack in place, in 16-byte-aligned storage; always true.
+/// Initialises a stack in 16-byte-aligned storage. Always returns true.
 BRAQ_EXPORT bool BAtomicStackInitialize(BAtomicStack* stack, const BAtomicStackGetNext& getNext,
                                         const BAtomicStackSetNext& setNext);
-/// Releases both callbacks. Records still on the stack are left alone.
+/// Releases both callbacks. Records still on the stack are not touched.
 BRAQ_EXPORT void BAtomicStackDealloc(BAtomicStack* stack);
-/// As `BAtomicStackDealloc`, then frees the stack.
+/// Like `BAtomicStackDealloc`, then frees the stack.
 BRAQ_EXPORT void BAtomicStackDestroy(BAtomicStack* stack);
 
-/// Puts `record` on top. Never fails and never waits: it repeats only while other threads change the stack.
+/// Puts `record` on top. Never fails and never waits; it retries only while other threads change the stack.
 /// @realtime Any number of threads.
 BRAQ_EXPORT void BAtomicStackPush(BAtomicStack* stack, void* record) noexcept;
-/// Takes the top record off; its link is left as it was.
-/// @return the newest record, or null when the stack is empty (nothing is written then)
+/// Removes the top record. Its link stays as it was.
+/// @return the newest record, or null if the stack is empty (then nothing is written)
 /// @realtime The one popping thread.
 BRAQ_EXPORT void* BAtomicStackPop(BAtomicStack* stack) noexcept;
-/// Takes everything off.
-/// @return the newest record, linked through to the oldest, or null
+/// Removes all records.
+/// @return the newest record, linked down to the oldest, or null
 /// @realtime The one popping thread.
 BRAQ_EXPORT void* BAtomicStackPopAll(BAtomicStack* stack) noexcept;
-/// Takes everything off and turns it round. Allocates and frees a temporary stack. Throws std::bad_alloc,
-/// with everything still on the stack, if there is no memory for it.
-/// @return the oldest record, linked through to the newest, or null
-/// The one popping thread, never an I/O thread.
+/// Removes all records and reverses their order. Allocates and frees a temporary stack. Throws std::bad_alloc if out of
+/// memory; then all records are still on the stack.
+/// @return the oldest record, linked up to the newest, or null
+/// The one popping thread, not on an I/O thread.
 BRAQ_EXPORT void* BAtomicStackPopAllReversed(BAtomicStack* stack);
-/// Push for a stack that only the calling thread can see.
+/// Push onto a stack that only the calling thread can see.
 BRAQ_EXPORT void BAtomicStackNonAtomicPush(BAtomicStack* stack, void* record);
-/// Pop for a stack that only the calling thread can see.
+/// Pop from a stack that only the calling thread can see.
 BRAQ_EXPORT void* BAtomicStackNonAtomicPop(BAtomicStack* stack);
-/// Whether there was no record; old by the time it is looked at.
+/// Whether the stack was empty. Other threads may have changed it by the time this returns.
 /// @realtime Any thread.
 BRAQ_EXPORT bool BAtomicStackIsEmpty(const BAtomicStack* stack) noexcept;
 }

@@ -6,10 +6,10 @@
 #include "BRAQAudio/core/BWorkerErrors.h"
 #include "BRAQAudio/platform/BRAQThread.h"
 
-/// One thread that runs notifications handed over by a real-time thread, in the order in which they were added. It never
-/// destroys a notification. Order of calls for its owner: Create, any number of AddNotification, Teardown, Destroy.
+/// A thread that runs notifications for a real-time thread, in the order in which they were added. It never destroys a
+/// notification. Its owner calls Create, any number of AddNotification, Teardown, Destroy, in this order.
 ///
-/// Its wake-up is not counted, deliberately: a notification added while the thread is not waiting stays pending until the
+/// Wake-ups are not counted, deliberately: a notification added while the thread is not waiting stays pending until the
 /// next signal.
 struct BAudioNotificationQueueWorker {
     std::atomic<bool> mStopRequested;
@@ -17,43 +17,41 @@ struct BAudioNotificationQueueWorker {
     BAtomicStack* mPendingStack; ///< owned; notifications added and not yet taken by the thread
     pthread_mutex_t mExitMutex;
     pthread_cond_t mExitCondition;
-    std::atomic<bool> mExited; ///< once mExitMutex is free, the thread touches this record no more
+    std::atomic<bool> mExited; ///< once mExitMutex is free, the thread no longer touches this record
     BRAQThread mThread;
     BWorkerErrors mErrors;
 };
 
 extern "C" {
 
-/// A new worker whose thread runs already, or null if the system has no memory or thread to give.
-/// Never on an I/O thread.
+/// Creates a worker and starts its thread; null if the system lacks memory or threads. Not on an I/O thread.
 BRAQ_EXPORT BAudioNotificationQueueWorker* BAudioNotificationQueueWorkerCreate(void);
-/// Makes a worker in place and starts its thread. @return false when the system has no memory or thread to give
+/// Initialises a worker in place and starts its thread. @return false if the system lacks memory or threads
 BRAQ_EXPORT bool BAudioNotificationQueueWorkerInitialize(BAudioNotificationQueueWorker* worker);
-/// Releases stack and guard. After Teardown only.
+/// Releases the stack and the guard. After Teardown only.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerDealloc(BAudioNotificationQueueWorker* worker);
-/// As `BAudioNotificationQueueWorkerDealloc`, then frees the record.
+/// Like `BAudioNotificationQueueWorkerDealloc`, then frees the record.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerDestroy(BAudioNotificationQueueWorker* worker);
 
 /// Does nothing: the thread runs from creation.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerStart(BAudioNotificationQueueWorker* worker);
-/// Signals the thread once and nothing else; it does not stop it.
+/// Signals the thread once. Does not stop it.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerStop(BAudioNotificationQueueWorker* worker);
-/// Hands `notification` to the thread, which runs its block and then clears its in-progress flag. One that is still in
-/// progress is not handed over again: the thread is only signalled. Null does nothing.
+/// Passes `notification` to the thread, which runs its block and then clears its in-progress flag. If it is still in
+/// progress, it is not added again; the thread is only signalled. Null does nothing.
 ///
-/// The thread clears a notification's flag before it reads its link. One that is added again in just that moment, while
-/// others were added behind it, may leave these in progress and never run. Events that must not be lost have a worker of
-/// their own.
+/// The thread clears a notification's flag before it reads its link. If the notification is added again at that very
+/// moment, the notifications added behind it may stay in progress and never run. Use a separate worker for events that
+/// must not be lost.
 /// @realtime One thread at a time for each notification. Wakes the worker.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerAddNotification(BAudioNotificationQueueWorker* worker,
                                                               BQueueableAudioNotification* notification) noexcept;
-/// Stops the thread and returns when it has left its loop, after the notification it may be at. What is pending then
-/// stays in progress. A second call returns at once.
-/// Never on an I/O thread, nor on the worker's own.
+/// Stops the thread. Returns when the thread has left its loop, after the notification that it is running. Pending
+/// notifications stay in progress. Idempotent. Not on an I/O thread or on the worker's own.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerTeardown(BAudioNotificationQueueWorker* worker);
 
 /// The last error that a block threw, as an error object.
-/// @param error may be null; written only when there is one
+/// @param error may be null; written only if there is one
 /// @return whether there is one
 /// Any thread but an I/O thread.
 BRAQ_EXPORT bool BAudioNotificationQueueWorkerLastError(BAudioNotificationQueueWorker* worker,

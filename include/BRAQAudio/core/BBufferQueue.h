@@ -6,15 +6,15 @@
 #include <cstddef>
 #include <type_traits>
 
-/// A first-in-first-out ring of 32-bit elements (one sample each) whose reader looks before it consumes. It takes no
-/// lock and allocates only when made: one thread at a time uses it. Asking for more than there is, or adding more than
+/// A FIFO ring of 32-bit elements (one sample each). Reading does not consume; `BBufferQueueAdvance` does. No locks,
+/// and no allocation after creation; one thread at a time uses it. Reading more than it holds, or appending more than
 /// fits, ends the process with the C library's assertion message.
 struct BBufferQueue {
     UInt32* mBuffer;    ///< owned, mLength elements
     UInt64 mLength;     ///< capacity in elements
     UInt64 mReadIndex;  ///< oldest element
     UInt64 mWriteIndex; ///< where the next element goes: (mReadIndex + mUsed) modulo mLength
-    UInt64 mUsed;       ///< elements held
+    UInt64 mUsed;       ///< elements in the queue
 };
 static_assert(std::is_standard_layout_v<BBufferQueue> && sizeof(BBufferQueue) == 40);
 static_assert(offsetof(BBufferQueue, mBuffer) == 0 && offsetof(BBufferQueue, mLength) == 8 &&
@@ -23,31 +23,31 @@ static_assert(offsetof(BBufferQueue, mBuffer) == 0 && offsetof(BBufferQueue, mLe
 
 extern "C" {
 
-/// A new, empty queue of `length` elements, or null if there is no memory.
+/// Creates an empty queue of `length` elements; null if out of memory.
 BRAQ_EXPORT BBufferQueue* BBufferQueueCreate(UInt32 length);
-/// Makes a queue in place. @return false if there is no memory
+/// Initialises a queue in place. @return false if out of memory
 BRAQ_EXPORT bool BBufferQueueInitialize(BBufferQueue* queue, UInt32 length);
 /// Frees the elements.
 BRAQ_EXPORT void BBufferQueueDealloc(BBufferQueue* queue);
-/// As `BBufferQueueDealloc`, then frees the record.
+/// Like `BBufferQueueDealloc`, then frees the record.
 BRAQ_EXPORT void BBufferQueueDestroy(BBufferQueue* queue);
 
-/// Copies `count` elements in, behind the newest. They must fit.
+/// Appends `count` elements. They must fit.
 /// @realtime
 BRAQ_EXPORT void BBufferQueueAppend(BBufferQueue* queue, const void* source, UInt64 count) noexcept;
-/// Copies the `count` oldest elements out and leaves them in the queue. At least `count` must be held.
+/// Copies the `count` oldest elements and leaves them in the queue, which must hold at least `count`.
 /// @realtime
 BRAQ_EXPORT void BBufferQueueRead(const BBufferQueue* queue, void* destination, UInt64 count) noexcept;
-/// Removes the `count` oldest elements. At least `count` must be held.
+/// Removes the `count` oldest elements. The queue must hold at least `count`.
 /// @realtime
 BRAQ_EXPORT void BBufferQueueAdvance(BBufferQueue* queue, UInt64 count) noexcept;
-/// Empties the queue; the memory keeps what it held.
+/// Empties the queue. The memory is not cleared.
 /// @realtime
 BRAQ_EXPORT void BBufferQueueClear(BBufferQueue* queue) noexcept;
 /// Capacity in elements.
 /// @realtime
 BRAQ_EXPORT UInt64 BBufferQueueLength(const BBufferQueue* queue) noexcept;
-/// Elements held.
+/// Elements in the queue.
 /// @realtime
 BRAQ_EXPORT UInt64 BBufferQueueUsed(const BBufferQueue* queue) noexcept;
 }

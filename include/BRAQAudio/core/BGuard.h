@@ -2,7 +2,7 @@
 
 #include "BRAQAudio/core/BMutex.h"
 
-/// A mutex with a condition that threads wait on. Every BMutex operation applies to `mMutex`.
+/// A mutex with a condition variable. Every BMutex operation applies to `mMutex`.
 struct BGuard {
     BMutex mMutex;
     pthread_cond_t mCondition;
@@ -12,22 +12,23 @@ static_assert(offsetof(BGuard, mMutex) == 0 && offsetof(BGuard, mCondition) == s
 
 extern "C" {
 
-/// A new guard, or null if the platform mutex could not be made.
+/// Creates a guard; null if the platform mutex cannot be created.
 /// @param name must outlive the guard
 BRAQ_EXPORT BGuard* BGuardCreate(const char* name);
-/// Makes a guard in place; a condition that cannot be made ends the process. @return false when the mutex cannot be made
+/// Initialises a guard in place. Ends the process if the condition variable cannot be created. @return false if the
+/// mutex cannot be created
 BRAQ_EXPORT bool BGuardInitialize(BGuard* guard, const char* name);
-/// Destroys condition and mutex; no thread may wait on the guard or hold it.
+/// Destroys the condition variable and the mutex. No thread may wait on the guard or hold it.
 BRAQ_EXPORT void BGuardDealloc(BGuard* guard);
-/// As `BGuardDealloc`, then frees the record.
+/// Like `BGuardDealloc`, then frees the record.
 BRAQ_EXPORT void BGuardDestroy(BGuard* guard);
 
-/// Gives the guard's mutex up, waits to be notified, and has it again on return. The calling thread must own it. May
-/// return without having been notified.
+/// Releases the mutex, waits for a notification, and reacquires the mutex. The calling thread must own it. Spurious
+/// wake-ups are possible.
 BRAQ_EXPORT void BGuardWait(BGuard* guard);
-/// Wakes one waiting thread, if there is one: a notification that finds nobody waiting is lost. The mutex is not taken.
+/// Wakes one waiting thread, if there is one; otherwise the notification is lost. Does not take the mutex.
 /// @realtime Wakes a thread.
 BRAQ_EXPORT void BGuardNotify(BGuard* guard) noexcept;
-/// Wakes every waiting thread. The mutex is not taken.
+/// Wakes all waiting threads. Does not take the mutex.
 BRAQ_EXPORT void BGuardNotifyAll(BGuard* guard);
 }

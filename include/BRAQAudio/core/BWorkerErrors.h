@@ -5,9 +5,9 @@
 #include <memory>
 #include <mutex>
 
-/// What the closures that a worker runs have thrown. Any thread but an I/O thread reads it.
+/// What the blocks that a worker runs have thrown. Read on any thread but an I/O thread.
 struct BWorkerErrors {
     std::mutex mMutex;
-    std::shared_ptr<NSError> mLast; ///< null until something was thrown
-    bool mFailing = false;          ///< worker's thread: the last closure threw
+    std::shared_ptr<NSError> mLast; ///< null until a block throws
+    bool mFailing = false;          ///< worker's thread: whether the last block threw
 };

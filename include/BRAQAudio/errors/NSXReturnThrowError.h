@@ -1,6 +1,6 @@
 #pragma once
 
-// The one check of platform results, and what follows a failure: raise it, hand it out, or log it and go on.
+// The one check of platform results, and the three responses to a failure: raise it, return it, or log it and continue.
 
 #include "BRAQAudio/platform/foundation.h"
 #include "BRAQAudio/platform/types.h"
@@ -12,16 +12,16 @@
 
 extern "C" {
 
-/// Name of every raised status error; its details hold the error under the key "error".
+/// Name of every exception raised for a status. Its details hold the error under the key "error".
 BRAQ_EXPORT extern const char NSXErrorExceptionName[] BRAQ_LINKER_NAME(NSXErrorExceptionName);
-/// Domain of an error made from a null pointer.
+/// Domain of errors made from null pointers.
 BRAQ_EXPORT extern const char NULLPointerErrorDomain[] BRAQ_LINKER_NAME(NULLPointerErrorDomain);
-/// Domain of an error made from a false boolean.
+/// Domain of errors made from false booleans.
 BRAQ_EXPORT extern const char BOOLErrorDomain[] BRAQ_LINKER_NAME(BOOLErrorDomain);
 /// For errors that applications make from failed assertions of their own.
 BRAQ_EXPORT extern const char AssertionFailureErrorDomain[] BRAQ_LINKER_NAME(AssertionFailureErrorDomain);
 
-/// Makes an error out of a checked result, if that result means failure.
+/// Makes an error from a checked result if that result means failure.
 ///
 /// | typeCode                     | fails when                             | domain                   | code       |
 /// |------------------------------|----------------------------------------|--------------------------|------------|
@@ -33,8 +33,8 @@ BRAQ_EXPORT extern const char AssertionFailureErrorDomain[] BRAQ_LINKER_NAME(Ass
 /// | "i": status                  | not 0                                  | `NSMachErrorDomain`      | the result |
 /// | "l", "s": long, short        | not 0                                  | `NSOSStatusErrorDomain`  | the result |
 ///
-/// Only the first character counts, but for "r*". Any other code is a failed assertion. A code is kept as the low 32 bits
-/// of the result, sign-extended. Details: "reportingFile", "reportingLine", "reportingMethod", "origin".
+/// Only the first character counts, except for "r*". Any other code fails an assertion. The error code is the low 32
+/// bits of the result, sign-extended. Details: "reportingFile", "reportingLine", "reportingMethod", "origin".
 /// @param file the reporting source file
 /// @param method full name of the reporting operation, such as "-[BRAQAudioUnit start]"
 /// @param origin source text of the checked call
@@ -51,53 +51,53 @@ BRAQ_EXPORT std::shared_ptr<NSError> NSXMakeErrorWithErrstr_tImp(const char* mes
 BRAQ_END_CXX_RETURN
 }
 
-/// The domain that the errors of a call site are handed on in.
+/// The domain of the errors of a call site.
 enum class NSXStatusDomain {
-    asChecked, ///< the one that the check of a status gives
+    asChecked, ///< the domain that the check of a status gives
     osStatus,  ///< `NSOSStatusErrorDomain`: code and details as checked
 };
 
-/// Where a status is checked; one constant an operation.
+/// Where a status is checked. One constant per operation.
 struct NSXCallSite {
     const char* file;   ///< reporting source file, such as "src/BRAQAudioUnit"
     const char* method; ///< such as "-[BRAQAudioUnit start]" or "+[Class operation]"
     NSXStatusDomain domain = NSXStatusDomain::asChecked;
 };
 
-// The three follow-ups, each one line where the call is made:
+// The three responses, each one line at the call:
 //
 //     constexpr NSXCallSite here{"src/BRAQAudioUnit", "-[BRAQAudioUnit start]"};
 //     NSXRaiseOnFailure(AudioOutputUnitStart(mAudioUnit), "AudioOutputUnitStart( mAudioUnit )", here);
 //     if (NSXReturnOnFailure(AUGraphOpen(graph), "AUGraphOpen( graph )", here, error)) return nullptr;
 //     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
 //
-// `origin` is a literal, because it is what a user sees in a report and must not change when the code around it does.
-// `line` is that of the call, unless reports are to name the same line for good. Any thread but an I/O thread.
+// `origin` is a literal: users see it in reports, so it must not change when the code around it does. `line` is the
+// line of the call, unless reports must name the same line for good. Any thread but an I/O thread.
 
-/// Raises an NSException named `NSXErrorExceptionName` if `status` is not 0: reason = the error's description, the error
-/// itself under the key "error".
+/// Raises an NSException named `NSXErrorExceptionName` if `status` is not 0. Its reason is the error's description; the
+/// error is under the key "error".
 BRAQ_EXPORT void NSXRaiseOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
                                    unsigned int line = __builtin_LINE());
 
-/// Stores the error in `*error` (if given) if `status` is not 0.
-/// @return true when `status` is a failure
+/// Stores the error in `*error` (unless null) if `status` is not 0.
+/// @return true if `status` is a failure
 [[nodiscard]] BRAQ_EXPORT bool NSXReturnOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
                                                   std::shared_ptr<NSError>* error,
                                                   unsigned int line = __builtin_LINE());
 
-/// Logs the localised description of the error if `status` is not 0. The caller goes on with its next step.
+/// Logs the error's localised description if `status` is not 0. The caller goes on with its next step.
 BRAQ_EXPORT void NSXLogOnFailure(OSStatus status, const char* origin, const NSXCallSite& site,
                                  unsigned int line = __builtin_LINE());
 
-/// Writes "(ERROR) FILE : MESSAGE" to the log, FILE being the last path component of `file`.
+/// Writes "(ERROR) FILE : MESSAGE" to the log. FILE is the last path component of `file`.
 BRAQ_EXPORT void NSXLogError(const char* file, const std::string& message);
 
-/// The failure of `NSXAssertParameter`.
+/// Reports the failure of `NSXAssertParameter`.
 [[noreturn]] BRAQ_EXPORT void NSXParameterFailed(const char* parameter, const char* method, const void* object,
                                                  const char* file, int line);
 
-/// Fails with "Invalid parameter not satisfying: PARAMETER" through the assertion handler when `holds` is false.
-/// @param object the object that was called; null in a class operation
+/// Fails with "Invalid parameter not satisfying: PARAMETER" through the assertion handler if `holds` is false.
+/// @param object the receiver; null in a class operation
 inline void NSXAssertParameter(bool holds, const char* parameter, const char* method, const void* object,
                                const char* file, int line) {
     if (!holds) {
@@ -105,9 +105,9 @@ inline void NSXAssertParameter(bool holds, const char* parameter, const char* me
     }
 }
 
-/// The error that a caught exception stands for: the one under "error" of a raised status error, else one that carries
-/// the exception's text. Never null for an exception that is not null.
+/// The error of a caught exception: the one under "error" of a raised status error, else a new one with the exception's
+/// text. Never null unless `exception` is null.
 BRAQ_EXPORT std::shared_ptr<NSError> NSXErrorFromException(const std::exception_ptr& exception);
 
-/// Domain of errors made by `NSXErrorFromException` from exceptions that carry no error.
+/// Domain of the errors that `NSXErrorFromException` makes from exceptions without an error.
 extern "C" BRAQ_EXPORT const char BRAQExceptionErrorDomain[];

@@ -12,55 +12,56 @@ namespace braq {
 class SoftwareDevice;
 }
 
-/// What makes the cycles of a software device run.
+/// What drives the cycles of a software device.
 enum class BRAQSoftwareClock {
-    monotonic, ///< a real-time thread, at the device's rate by CLOCK_MONOTONIC
-    stepped,   ///< `BRAQSoftwareDevice::step` and nothing else
+    monotonic, ///< a real-time thread, at the device's rate on CLOCK_MONOTONIC
+    stepped,   ///< calls of `BRAQSoftwareDevice::step` only
 };
 
 /// A stream of a software device.
 struct BRAQSoftwareStream {
     UInt32 channels = 2;
     UInt32 latencyFrames = 0;
-    UInt32 startingChannel = 0; ///< 0: the one after the stream before it, the first stream's being 1
+    UInt32 startingChannel = 0; ///< 0: after the previous stream, from 1
 };
 
 /// One direction of a software device.
 struct BRAQSoftwareDirection {
-    std::vector<BRAQSoftwareStream> streams; ///< none: the device has not got this direction
+    std::vector<BRAQSoftwareStream> streams; ///< empty: the device does not have this direction
     UInt32 latencyFrames = 0;
     UInt32 safetyOffsetFrames = 0;
-    /// Of each channel, over all streams. None: those of `BRAQChannelPosition`'s table for 1, 2, 4, 6 and 8 channels, and unknown
-    /// ones for other counts.
+    /// Of each channel, over all streams. Empty: the positions of `BRAQChannelPosition`'s table for 1, 2, 4, 6 and 8
+    /// channels, else unknown.
     std::vector<BRAQChannelPosition> positions{};
 };
 
-/// How a software device is made. The defaults give a stereo device that plays and records nothing but silence.
+/// Options of a new software device. The defaults make a stereo device that plays, and records only silence.
 struct BRAQSoftwareDeviceOptions {
-    std::string uid{}; ///< not empty, and not that of another device
+    std::string uid{}; ///< not empty, and not the UID of another device
     std::string name = "Software device";
     std::string manufacturer = "BRAQAudio";
     UInt32 transportType = kAudioDeviceTransportTypeVirtual;
     BRAQSoftwareDirection playback = {.streams = {BRAQSoftwareStream{}}};
     BRAQSoftwareDirection record = {.streams = {BRAQSoftwareStream{}}};
-    Float64 sampleRate = 48000.0;                                            ///< frames a second, one of `sampleRates`
-    std::vector<Float64> sampleRates = {44100.0, 48000.0, 88200.0, 96000.0}; ///< that can be set
-    UInt32 bufferFrames = 512; ///< of one cycle, within the range that follows
+    Float64 sampleRate = 48000.0; ///< frames per second, one of `sampleRates`
+    std::vector<Float64> sampleRates = {44100.0, 48000.0, 88200.0, 96000.0}; ///< the rates that can be set
+    UInt32 bufferFrames = 512; ///< frames per cycle, within the range below
     UInt32 minimumBufferFrames = 16;
     UInt32 maximumBufferFrames = 8192;
-    /// What is played is recorded, bit for bit, channel by channel as far as there are both. The delay is that of the
-    /// longest cycle so far; before the first played frame comes silence.
+    /// Whether playback is recorded, bit for bit, channel by channel as far as both directions have them. The delay is
+    /// the longest cycle so far; silence is recorded before the first played frame.
     bool loopback = false;
     BRAQSoftwareClock clock = BRAQSoftwareClock::monotonic;
 };
 
-/// An audio device without hardware, for machines without sound, for off-line rendering and for tests. Published from
-/// creation until it is removed or destroyed. Any thread but an I/O thread, unless something else is said.
+/// An audio device without hardware: for machines without sound, for offline rendering and for tests. It is published
+/// from creation until it is removed or destroyed. Any thread but an I/O thread, unless stated otherwise.
 class BRAQ_EXPORT BRAQSoftwareDevice {
   public:
-    /// Makes and publishes a device.
-    /// @return null, with the reason in the log, for an empty or taken UID, no rate or one not offered, a buffer size
-    ///         outside its range, a stream without channels, or positions that are not as many as the channels
+    /// Creates and publishes a device.
+    /// @return null, with the reason in the log, for an empty or taken UID, no sample rate or one that is not offered,
+    ///        a buffer size outside its range, a stream without channels, or a number of positions other than the
+    ///        number of channels
     static std::shared_ptr<BRAQSoftwareDevice> deviceWithOptions(const BRAQSoftwareDeviceOptions& options);
     ~BRAQSoftwareDevice();
     BRAQSoftwareDevice(const BRAQSoftwareDevice&) = delete;
@@ -68,38 +69,39 @@ class BRAQ_EXPORT BRAQSoftwareDevice {
 
     AudioDeviceID deviceID() const noexcept;
 
-    /// Takes the device away, as if it were pulled out. Harmless when repeated.
+    /// Removes the device, as if it were unplugged. Idempotent.
     void remove();
 
-    /// Makes it what is played on, or recorded from, by default, until another one is made so or it is removed.
+    /// Make this the default device for playback or recording, until another device becomes the default or this one is
+    /// removed.
     void makeDefaultPlaybackDevice();
     void makeDefaultRecordDevice();
 
-    /// Runs one cycle of exactly `frames` frames on the calling thread. Its host time is that of `hostTimeOfStep`.
-    /// @param input a pointer to `frames` samples for each record channel, or null: what loops back, else silence
+    /// Runs one cycle of exactly `frames` frames on the calling thread, at the host time `hostTimeOfStep`.
+    /// @param input a pointer to `frames` samples for each record channel; null: the loopback, else silence
     /// @param output a pointer to room for `frames` samples for each playback channel, or null
-    /// @return whether a cycle ran: not when the device is not running, gone, or has another clock
+    /// @return whether a cycle ran; false if the device is not running, was removed, or has another clock
     /// One thread at a time. @realtime once the device runs, if no other thread steps, starts or stops it.
     bool step(UInt32 frames, const Float32* const* input = nullptr, Float32* const* output = nullptr);
 
-    /// When the next step begins by a stepped device's own clock, in nanoseconds: the time of its start and the time that
-    /// the frames since have taken at the rates that they had. Of another device: 0.
+    /// The host time of the next step by a stepped device's own clock, in nanoseconds: the time of its start plus the
+    /// duration of the frames since, at the rates that they had. 0 for a device with another clock.
     UInt64 hostTimeOfStep() const;
 
-    // Faults, to see how a program takes them.
+    // Fault injection, to test how programs handle faults.
 
-    /// The next `count` starts are refused with `status`.
+    /// Makes the next `count` starts fail with `status`.
     void failStarts(UInt32 count, OSStatus status);
-    /// The device is gone after `cycles` more cycles, in the middle of the next one: its input is delivered, its output is
-    /// lost. With 0, the next cycle is the one.
+    /// Removes the device after `cycles` more cycles, in the middle of the next one: its input is delivered, its output
+    /// is lost. 0 means the next cycle.
     void vanishAfterCycles(UInt32 cycles);
-    /// The rate is another one from the next cycle on, without anybody having set it.
+    /// Changes the rate from the next cycle on, although nobody has set it.
     void changeSampleRate(Float64 rate);
-    /// Reading a property of the device, or of one of its streams, reports `status` from now on; 0 ends that.
-    /// `kAudioHardwareUnknownPropertyError` makes it one that the object has not got.
-    /// @param object the device's id or that of a stream of it
+    /// Makes reads of a property of the device, or of one of its streams, fail with `status` from now on; 0 ends that.
+    /// With `kAudioHardwareUnknownPropertyError` the object no longer has the property.
+    /// @param object the id of the device or of one of its streams
     void failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, OSStatus status);
-    /// Reports properties as changed, all in one notification, whether they were or not.
+    /// Reports properties as changed, all in one notification, whether they changed or not.
     void notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses);
 
   private:

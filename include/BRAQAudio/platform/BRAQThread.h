@@ -3,7 +3,7 @@
 #include <pthread.h>
 #include <sys/types.h>
 
-/// Names a thread to the scheduler; on Linux the kernel's thread id. 0 is no thread.
+/// The scheduler's id of a thread; on Linux the kernel's thread id. 0 is no thread.
 using thread_act_t = pid_t;
 
 /// A thread of the library.

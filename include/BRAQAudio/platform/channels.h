@@ -1,13 +1,14 @@
 #pragma once
 
-// Which loudspeaker a channel is meant for.
+// The loudspeaker positions of channels.
 
 #include "BRAQAudio/platform/types.h"
 
-/// The loudspeaker that a channel is meant for. Records of the C interface hold it as a UInt32; values do not change.
+/// The loudspeaker that a channel is meant for. Records of the C interface hold it as a UInt32; the values never
+/// change.
 ///
-/// Where channels come without positions, these are taken for them, by their count: those of WAVE files and of libav, and for four
-/// channels those of FLAC, Vorbis and Opus.
+/// Channels without stated positions get these defaults by their count. They are those of WAVE files and of libav, and
+/// for four channels those of FLAC, Vorbis and Opus.
 ///
 /// | channels | positions |
 /// |---|---|

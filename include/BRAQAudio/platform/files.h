@@ -1,16 +1,16 @@
 #pragma once
 
-// Audio files: containers, codecs, and conversion between a file's format and the one that its user works in.
+// Audio files: containers, codecs, and conversion between the file's format and the client format.
 
 #include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/foundation/NSURL.h"
 #include "BRAQAudio/platform/types.h"
 
-/// Names an open file. Checked at each call: a null one, or one that was disposed of, is answered with a status.
+/// A reference to an open file. Every call checks it: null or a disposed file returns an error status.
 using ExtAudioFileRef = struct OpaqueExtAudioFile*;
-/// Names the container of an open file; good as long as the file is.
+/// The container of an open file; valid as long as the file.
 using AudioFileID = struct OpaqueAudioFileID*;
-/// Names the converter of an open file; good as long as the file is.
+/// The converter of an open file; valid as long as the file.
 using AudioConverterRef = struct OpaqueAudioConverter*;
 
 using AudioFileTypeID = UInt32;
@@ -36,7 +36,7 @@ constexpr UInt32 kAudioFormatFLAC = BRAQFourCharCode("flac");
 constexpr UInt32 kAudioFormatOpus = BRAQFourCharCode("opus");
 constexpr UInt32 kBRAQAudioFormatVorbis = BRAQFourCharCode("vorb");
 
-/// Replaces a file that is there.
+/// Replaces an existing file.
 constexpr UInt32 kAudioFileFlags_EraseFile = 1;
 
 // Properties of an open file.
@@ -47,10 +47,11 @@ constexpr ExtAudioFilePropertyID kExtAudioFileProperty_FileLengthFrames =
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_ClientMaxPacketSize = BRAQFourCharCode("cmps"); ///< UInt32 bytes
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_AudioFile = BRAQFourCharCode("afil");           ///< AudioFileID
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_AudioConverter = BRAQFourCharCode("acnv"); ///< AudioConverterRef
-/// BRAQChannelPosition[], one for each channel of the client format: what the file says of its channels, and the usual positions
-/// of so many (`BRAQChannelPosition`) where they are mixed to another count. None where the file says nothing.
+/// BRAQChannelPosition[], one for each channel of the client format: as the file states them, or the default positions
+/// of the channel count (`BRAQChannelPosition`) if the channels are mixed to another count. Empty if the file states
+/// none.
 constexpr ExtAudioFilePropertyID kBRAQExtAudioFileProperty_ChannelPositions = BRAQFourCharCode("bqcp");
-/// Null, set only: takes over what was changed in the converter.
+/// Null, set only: applies changes made to the converter.
 constexpr ExtAudioFilePropertyID kExtAudioFileProperty_ConverterConfig = BRAQFourCharCode("accf");
 
 // Properties of its container.
@@ -60,7 +61,7 @@ constexpr AudioFilePropertyID kAudioFilePropertyAudioDataPacketCount = BRAQFourC
 constexpr AudioFilePropertyID kAudioFilePropertyPacketTableInfo = BRAQFourCharCode("pnfo");
 constexpr AudioFilePropertyID kAudioFilePropertyPacketToFrame = BRAQFourCharCode("pkfr");
 
-// What is true of all files.
+// Properties of all files.
 constexpr AudioFilePropertyID kAudioFileGlobalInfo_TypesForExtension = BRAQFourCharCode("text"); ///< from a CFStringRef
 /// From an AudioFileTypeAndFormatID: AudioStreamBasicDescription[].
 constexpr AudioFilePropertyID kAudioFileGlobalInfo_AvailableStreamDescriptionsForFormat = BRAQFourCharCode("sdid");
@@ -76,15 +77,15 @@ struct AudioFileTypeAndFormatID {
 };
 static_assert(sizeof(AudioFileTypeAndFormatID) == 8);
 
-/// Which of the frames in a file's packets are meant to be heard.
+/// Which frames of a file's packets are audio, without priming and padding.
 struct AudioFilePacketTableInfo {
     SInt64 mNumberValidFrames;
-    SInt32 mPrimingFrames;   ///< before them
-    SInt32 mRemainderFrames; ///< after them
+    SInt32 mPrimingFrames;   ///< priming, before them
+    SInt32 mRemainderFrames; ///< padding, after them
 };
 static_assert(sizeof(AudioFilePacketTableInfo) == 16);
 
-/// Where a frame is: the packet that it lies in, and how many frames come before it there.
+/// The position of a frame: its packet, and the number of frames before it in that packet.
 struct AudioFramePacketTranslation {
     SInt64 mFrame;
     SInt64 mPacket;
@@ -92,7 +93,7 @@ struct AudioFramePacketTranslation {
 };
 static_assert(sizeof(AudioFramePacketTranslation) == 24);
 
-/// Frames that a coding adds before and after those that are meant to be heard.
+/// Priming and padding: frames that a coding adds before and after the audio.
 struct AudioConverterPrimeInfo {
     UInt32 leadingFrames;
     UInt32 trailingFrames;
@@ -130,29 +131,30 @@ constexpr OSStatus kExtAudioFileError_AsyncWriteBufferOverflow = -66570;
 constexpr OSStatus kAudioConverterErr_PropertyNotSupported = static_cast<OSStatus>(BRAQFourCharCode("prop"));
 constexpr OSStatus kAudioConverterErr_BadPropertySizeError = static_cast<OSStatus>(BRAQFourCharCode("!siz"));
 
-/// Unused; there is no channel layout to hand over yet.
+/// Unused: channel layouts cannot be passed yet.
 struct AudioChannelLayout;
 
 extern "C" {
 
-// Any thread but an I/O thread. One file is used by one thread at a time; two files are independent. Nothing has to be
-// started before.
+// Any thread but an I/O thread. One thread at a time uses a file; separate files are independent. No initialisation is
+// needed.
 
-/// Opens a local regular file for reading; the client format is the file's own as planar float until it is set.
-/// @return 0; -43 when there is no such file; 'prm?' without permission; 'dta?' for what holds no audio that can be read;
-///         'wht?' for a URL that is no file URL, a directory or device. `*file` is written on success only.
+/// Opens a local regular file for reading. The initial client format is the file's own as planar float.
+/// @return 0; -43 if there is no such file; 'prm?' without permission; 'dta?' if it holds no audio that can be read;
+///        'wht?' for a URL that is not a file URL, a directory or a device. `*file` is written on success only.
 OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file);
 
 /// Creates a file for writing.
 /// @param layout ignored
-/// @param flags without `kAudioFileFlags_EraseFile` a file that is there is left alone
+/// @param flags without `kAudioFileFlags_EraseFile` an existing file is not replaced
 /// @return 0; 'typ?' for a type that cannot be written; 'fmt?' for a format that the type cannot hold; 'prm?' without
-///         permission or for a file that is to be left alone; -43 when there is no such folder; 'wht?' else
+///        permission or for an existing file that must not be replaced; -43 if the folder does not exist; 'wht?'
+///        otherwise
 OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format,
                                    const AudioChannelLayout* layout, UInt32 flags, ExtAudioFileRef* file);
 
-/// Writes what is still to be written, and closes the file.
-/// @return 0, why writing failed, or `kAudioFileNotOpenError` for a reference that is none
+/// Writes all pending data and closes the file.
+/// @return 0, the reason why writing failed, or `kAudioFileNotOpenError` for an invalid reference
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 
 /// Reads a property of a file.
@@ -161,44 +163,44 @@ OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 ///         `kAudioFileNotOpenError`
 OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32* size, void* data);
 
-/// Changes a property of a file. The client format is linear PCM, 32-bit float, planar or interleaved; a rate of 0 means
-/// the file's.
+/// Changes a property of a file. The client format is linear PCM, 32-bit float, planar or interleaved. A rate of 0
+/// means the file's rate.
 /// @return as `ExtAudioFileGetProperty`; `kExtAudioFileError_NonPCMClientFormat` or
-///         `kExtAudioFileError_InvalidDataFormat` for another client format
+///        `kExtAudioFileError_InvalidDataFormat` for another client format
 OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32 size, const void* data);
 
 /// Reads from the current position on, in the client format.
-/// @param frames in: wanted; out: read, fewer at the end of the file and where it is cut off, 0 beyond it
-/// @param list large enough; the byte sizes of its buffers become what was read
-/// @return 0; `kAudio_ParamError` for a list that does not fit the client format; `kExtAudioFileError_InvalidOperationOrder`
-///         for a file that is being written
+/// @param frames in: frames wanted; out: frames read, fewer at the end of the file and where it is truncated, 0 beyond
+/// @param list large enough; the byte sizes of its buffers are set to what was read
+/// @return 0; `kAudio_ParamError` for a list that does not fit the client format;
+///        `kExtAudioFileError_InvalidOperationOrder` for a file being written
 OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList* list);
 
-/// Appends frames in the client format. Of a call that fails nothing is in the file; what was written before is.
-/// @return 0, or why not; the log has the system's reason
+/// Appends frames in the client format. If a call fails, nothing of it is in the file; earlier frames are.
+/// @return 0 or the reason; the log has the system's reason
 OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list);
 
-/// Appends frames as `ExtAudioFileWrite` does, before it returns: nothing needs to be prepared, so that 0 frames, also of no
-/// list, change nothing. Those who may not wait write with `BRAQAudioFileWriter`.
-/// @return 0, or what `ExtAudioFileWrite` returns
+/// Appends frames as `ExtAudioFileWrite` does, synchronously. No preparation is needed, so a call with 0 frames, even
+/// without a list, changes nothing. Callers that must not wait use `BRAQAudioFileWriter`.
+/// @return as `ExtAudioFileWrite`
 OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list);
 
-/// Goes to a frame of the file, counted at the file's rate, 0 being the first that is meant to be heard.
-/// @return 0; `kExtAudioFileError_InvalidSeek` below 0; beyond the end nothing is read
+/// Seeks to a frame of the file, at the file's rate. 0 is the first frame after the priming.
+/// @return 0; `kExtAudioFileError_InvalidSeek` below 0. Beyond the end, reads deliver nothing.
 OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame);
 
 /// Reads a property of a container. `kAudioFilePropertyPacketToFrame` takes `mPacket` and `mFrameOffsetInPacket` from
-/// `data` and answers `mFrame`, counted from the first frame of the first packet.
+/// `data` and sets `mFrame`, counted from the first frame of the first packet.
 /// @return 0, `kAudioFileUnsupportedPropertyError`, `kAudioFileBadPropertySizeError`, `kAudioFileNotOpenError`, or
-///         `kAudioFilePositionError` for a packet that is not there
+///        `kAudioFilePositionError` for a packet that does not exist
 OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UInt32* size, void* data);
 
-/// @param specifier what the property is asked of: a CFStringRef, or an AudioFileTypeAndFormatID
-/// @return 0; 'typ?' for an extension or type that is unknown; 'fmt?' for a format that the type cannot hold;
-///         `kAudioFileUnsupportedPropertyError`; `kAudioFileBadPropertySizeError` for a specifier of another size
+/// @param specifier what the property is about: a CFStringRef or an AudioFileTypeAndFormatID
+/// @return 0; 'typ?' for an unknown extension or type; 'fmt?' for a format that the type cannot hold;
+///        `kAudioFileUnsupportedPropertyError`; `kAudioFileBadPropertySizeError` for a specifier of another size
 OSStatus AudioFileGetGlobalInfoSize(AudioFilePropertyID property, UInt32 specifierSize, const void* specifier,
                                     UInt32* size);
-/// As many whole entries as fit; otherwise as `AudioFileGetGlobalInfoSize`.
+/// Returns as many whole entries as fit; otherwise like `AudioFileGetGlobalInfoSize`.
 OSStatus AudioFileGetGlobalInfo(AudioFilePropertyID property, UInt32 specifierSize, const void* specifier, UInt32* size,
                                 void* data);
 
@@ -206,7 +208,7 @@ OSStatus AudioFileGetGlobalInfo(AudioFilePropertyID property, UInt32 specifierSi
 ///         `kAudioFileNotOpenError`
 OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32* size,
                                    void* data);
-/// As `AudioConverterGetProperty`.
+/// Errors as `AudioConverterGetProperty`.
 OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32 size,
                                    const void* data);
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the library expects of a desktop system's base: error objects, the log, strings, notifications, the main queue.
+// The foundation of the library on a desktop system: error objects, the log, strings, notifications, the main queue.
 
 #include "BRAQAudio/platform/foundation/BRAQMainQueue.h"
 #include "BRAQAudio/platform/foundation/CFString.h"

@@ -1,13 +1,13 @@
 #pragma once
 
-// Graphs: units that pull from each other, started as one.
+// Graphs: units that pull from each other and are started together.
 
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/units.h"
 
-/// A checked reference to a graph, as `AudioUnit` is one to a unit.
+/// A checked reference to a graph, like `AudioUnit` to a unit.
 using AUGraph = struct OpaqueAUGraph*;
-/// A place of a unit in a graph; from 1.
+/// A node of a graph, which holds one unit; from 1.
 using AUNode = SInt32;
 
 constexpr OSStatus kAUGraphErr_NodeNotFound = -10860;
@@ -17,43 +17,43 @@ constexpr OSStatus kAUGraphErr_InvalidAudioUnit = -10864;
 
 extern "C" {
 
-// Any thread but an I/O thread, where these answer `kAudioUnitErr_CannotDoInCurrentContext`. A graph that is null or was
-// disposed of answers `kAudio_ParamError`. Operations on one graph take turns.
+// Any thread but an I/O thread, where these return `kAudioUnitErr_CannotDoInCurrentContext`. A null or disposed graph
+// returns `kAudio_ParamError`. Operations on one graph are serialised.
 
-/// Makes a graph without nodes, closed.
+/// Creates a closed graph without nodes.
 BRAQ_EXPORT OSStatus NewAUGraph(AUGraph* graph);
-/// Stops and uninitialises the graph, lets its units go and forgets it.
+/// Stops and uninitialises the graph, disposes of its units, and frees it.
 BRAQ_EXPORT OSStatus DisposeAUGraph(AUGraph graph);
 
-/// Makes the units of the nodes. Harmless when repeated; a graph without nodes opens too.
-/// @return 0, or `kAUGraphErr_InvalidAudioUnit` when a node's unit cannot be made, and then it stays closed
+/// Creates the units of the nodes. Idempotent. A graph without nodes can be opened, too.
+/// @return 0, or `kAUGraphErr_InvalidAudioUnit` if a node's unit cannot be created; then the graph stays closed
 BRAQ_EXPORT OSStatus AUGraphOpen(AUGraph graph);
-/// Stops and uninitialises it and lets the units go; nodes and connections stay.
+/// Stops and uninitialises the graph and disposes of its units. Nodes and connections stay.
 BRAQ_EXPORT OSStatus AUGraphClose(AUGraph graph);
 
-/// Adds a node; in an open graph it gets its unit at once.
-/// @return 0, or `kAUGraphErr_InvalidAudioUnit` when no component fits, and then there is no node
+/// Adds a node. In an open graph its unit is created at once.
+/// @return 0, or `kAUGraphErr_InvalidAudioUnit` if no component matches; then no node is added
 BRAQ_EXPORT OSStatus AUGraphAddNode(AUGraph graph, const AudioComponentDescription* description, AUNode* node);
-/// @param description may be null: takes what the node was added with
-/// @param unit may be null: takes the node's unit, which stays the graph's; null in a closed graph
+/// @param description may be null; receives the description that the node was added with
+/// @param unit may be null; receives the node's unit, which the graph owns; null in a closed graph
 /// @return 0 or `kAUGraphErr_NodeNotFound`
 BRAQ_EXPORT OSStatus AUGraphNodeInfo(AUGraph graph, AUNode node, AudioComponentDescription* description,
                                      AudioUnit* unit);
-/// Has an input of one node pull from an output of another.
-/// @return 0, `kAUGraphErr_NodeNotFound`, or `kAUGraphErr_InvalidConnection`: from an output unit, from itself, in a circle, or
-///         into an input that has a connection
+/// Connects an output of one node to an input of another.
+/// @return 0, `kAUGraphErr_NodeNotFound`, or `kAUGraphErr_InvalidConnection`: from an output unit, from itself, in a
+///        cycle, or into an input that is already connected
 BRAQ_EXPORT OSStatus AUGraphConnectNodeInput(AUGraph graph, AUNode source, UInt32 sourceOutput, AUNode destination,
                                              UInt32 destinationInput);
 
-/// Initialises the units, each after those that it pulls from. Harmless when repeated.
-/// @return 0, what a unit answers, `kAudioUnitErr_Uninitialized` for a closed graph, or `kAUGraphErr_OutputNodeErr` when there
-///         is not exactly one output unit; then nothing stays initialised
+/// Initialises the units, each after those that it pulls from. Idempotent.
+/// @return 0, the error of a unit, `kAudioUnitErr_Uninitialized` for a closed graph, or `kAUGraphErr_OutputNodeErr`
+///        unless there is exactly one output unit; on failure nothing stays initialised
 BRAQ_EXPORT OSStatus AUGraphInitialize(AUGraph graph);
-/// Stops the graph and undoes it.
+/// Stops the graph and uninitialises its units.
 BRAQ_EXPORT OSStatus AUGraphUninitialize(AUGraph graph);
 
-/// Starts the one output unit. @return as `AudioOutputUnitStart`, or `kAUGraphErr_OutputNodeErr`
+/// Starts the output unit. @return as `AudioOutputUnitStart`, or `kAUGraphErr_OutputNodeErr`
 BRAQ_EXPORT OSStatus AUGraphStart(AUGraph graph);
-/// As `AudioOutputUnitStop`.
+/// Stops the output unit, like `AudioOutputUnitStop`.
 BRAQ_EXPORT OSStatus AUGraphStop(AUGraph graph);
 }

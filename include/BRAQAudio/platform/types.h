@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// The records and scalar types of the platform interface. Sizes and field orders are part of that interface and are
-// checked below; a four-character code holds its first character in the most significant byte.
+// The records and scalar types of the platform interface. Their sizes and field orders are part of that interface and
+// are checked below. A four-character code holds its first character in the most significant byte.
 
 using UInt8 = std::uint8_t;
 using SInt16 = std::int16_t;
@@ -19,14 +19,14 @@ using Float64 = double;
 /// Result of a platform call; 0 is success.
 using OSStatus = SInt32;
 
-/// An argument that makes no sense, of whatever call.
+/// An invalid argument, of any call.
 constexpr OSStatus kAudio_ParamError = -50;
 
-/// Handle of a platform hardware object; 0 is no object.
+/// Id of a hardware object; 0 is no object.
 using AudioObjectID = UInt32;
 using AudioDeviceID = AudioObjectID;
 
-/// A four-character code as the number that the interface passes: 'l','p','c','m' becomes 0x6C70636D.
+/// A four-character code as a number: 'l','p','c','m' becomes 0x6C70636D.
 constexpr UInt32 BRAQFourCharCode(const char (&code)[5]) {
     return (UInt32{static_cast<unsigned char>(code[0])} << 24) | (UInt32{static_cast<unsigned char>(code[1])} << 16) |
            (UInt32{static_cast<unsigned char>(code[2])} << 8) | UInt32{static_cast<unsigned char>(code[3])};
@@ -34,12 +34,12 @@ constexpr UInt32 BRAQFourCharCode(const char (&code)[5]) {
 
 /// An audio stream format.
 struct AudioStreamBasicDescription {
-    Float64 mSampleRate; ///< frames a second; 0 when not known
+    Float64 mSampleRate; ///< frames per second; 0 if unknown
     UInt32 mFormatID;    ///< four-character code of the coding
     UInt32 mFormatFlags;
     UInt32 mBytesPerPacket;
     UInt32 mFramesPerPacket;
-    UInt32 mBytesPerFrame; ///< bytes of one frame in one buffer: all channels when interleaved, one when not
+    UInt32 mBytesPerFrame; ///< bytes of one frame in one buffer: all channels if interleaved, else one
     UInt32 mChannelsPerFrame;
     UInt32 mBitsPerChannel;
     UInt32 mReserved;
@@ -54,7 +54,7 @@ struct AudioBuffer {
 };
 static_assert(sizeof(AudioBuffer) == 16);
 
-/// A count of buffers followed by that many buffers; the record is allocated with room for all of them.
+/// A count of buffers, followed by that many buffers. The record is allocated with room for all of them.
 struct AudioBufferList {
     UInt32 mNumberBuffers;
     AudioBuffer mBuffers[1]; ///< mNumberBuffers of them
@@ -66,7 +66,7 @@ constexpr std::size_t AudioBufferListByteSize(UInt32 bufferCount) {
     return offsetof(AudioBufferList, mBuffers) + bufferCount * sizeof(AudioBuffer);
 }
 
-/// A time in a stream of broadcast time code.
+/// A SMPTE time code.
 struct SMPTETime {
     SInt16 mSubframes;
     SInt16 mSubframeDivisor;
@@ -80,26 +80,26 @@ struct SMPTETime {
 };
 static_assert(sizeof(SMPTETime) == 24);
 
-// Which fields of an AudioTimeStamp hold something.
+// Which fields of an AudioTimeStamp are valid.
 constexpr UInt32 kAudioTimeStampSampleTimeValid = 1;
 constexpr UInt32 kAudioTimeStampHostTimeValid = 2;
 constexpr UInt32 kAudioTimeStampRateScalarValid = 4;
 constexpr UInt32 kAudioTimeStampWordClockTimeValid = 8;
 constexpr UInt32 kAudioTimeStampSMPTETimeValid = 16;
 
-/// One moment in the times of several clocks.
+/// One moment on several clocks.
 struct AudioTimeStamp {
     Float64 mSampleTime; ///< frames of the device, counted from its start
     UInt64 mHostTime;    ///< nanoseconds of CLOCK_MONOTONIC
-    Float64 mRateScalar; ///< length of a frame in host time, relative to what the nominal rate says
+    Float64 mRateScalar; ///< length of a frame in host time, relative to the nominal rate
     UInt64 mWordClockTime;
     SMPTETime mSMPTETime;
-    UInt32 mFlags; ///< kAudioTimeStamp…Valid of the fields that hold something
+    UInt32 mFlags; ///< kAudioTimeStamp…Valid of the valid fields
     UInt32 mReserved;
 };
 static_assert(sizeof(AudioTimeStamp) == 64);
 
-/// The smallest and the largest of the values that something may have.
+/// The range of the values that something may have.
 struct AudioValueRange {
     Float64 mMinimum;
     Float64 mMaximum;
@@ -107,7 +107,7 @@ struct AudioValueRange {
 };
 static_assert(sizeof(AudioValueRange) == 16);
 
-/// A question in one type and room for its answer in another.
+/// A value of one type and room for its translation into another.
 struct AudioValueTranslation {
     void* mInputData;
     UInt32 mInputDataSize;

@@ -11,40 +11,39 @@
 #include <mutex>
 #include <vector>
 
-/// Closures that wait for the thread that runs the application's loop; delegates of the library are called through it.
-/// An application with a loop of its own watches `fileDescriptor()` and calls `drain()` when it becomes readable; one
-/// without calls `run()`. Closures run in the order in which they were submitted, each after the one before has returned.
-/// One that throws is logged as "(ERROR) BRAQMainQueue : WHAT", and the next one runs.
+/// The queue of closures for the thread that runs the application's main loop. The library calls delegates through it.
+/// An application with its own loop watches `fileDescriptor()` and calls `drain()` when it becomes readable; one
+/// without a loop calls `run()`. Closures run one at a time, in the order in which they were submitted. A closure that
+/// throws is logged as "(ERROR) BRAQMainQueue : WHAT", and the next one runs.
 class BRAQ_EXPORT BRAQMainQueue {
   public:
-    /// The one main queue of the process.
+    /// The main queue of the process.
     static BRAQMainQueue& mainQueue();
 
     BRAQMainQueue(const BRAQMainQueue&) = delete;
     BRAQMainQueue& operator=(const BRAQMainQueue&) = delete;
 
-    /// Appends `closure`; it waits as long as nobody drains or runs the queue. Any thread but an I/O thread.
+    /// Appends `closure`. It waits until the queue is drained or run. Any thread but an I/O thread.
     void submit(std::function<void()> closure);
 
-    /// A descriptor that polls readable exactly while something waits. It is only to be watched: not read, not closed. It is
-    /// not inherited by programs that the process executes. Any thread.
-    /// @return -1, with `errno`, when the process has no descriptor left; the next call tries again
+    /// A descriptor that polls readable exactly while closures are pending. Only poll it; do not read or close it.
+    /// Programs that the process executes do not inherit it. Any thread.
+    /// @return -1, with `errno`, if the process has no descriptors left; the next call tries again
     int fileDescriptor();
 
-    /// Runs what was waiting when the call began, on the calling thread; what is submitted meanwhile waits for a later
-    /// drain. A closure may itself drain or run the queue: the inner call takes over what is left, in order. The queue
-    /// belongs to one thread; another one that drains waits until the first is done, so the order holds all the same,
-    /// but a closure that waits for such a thread waits for ever.
-    /// @return how many closures ran in this call, those of inner calls not counted
+    /// Runs the closures that were pending when the call began, on the calling thread. Closures submitted meanwhile
+    /// wait for a later drain. A closure may itself drain or run the queue: the inner call takes over the rest, in
+    /// order. The queue belongs to one thread. If a second thread drains, it waits for the first, so the order still
+    /// holds; but a closure that waits for such a thread deadlocks.
+    /// @return closures run by this call, not counting inner calls
     std::size_t drain();
 
-    /// Runs closures, and waits for more, until `stop` ends it. Needs no descriptor. From inside a closure it runs a loop
-    /// within the loop. Which thread may: as `drain`.
+    /// Runs closures, and waits for more, until `stop` ends it. Needs no descriptor. Inside a closure it is a nested
+    /// loop. Threads as for `drain`.
     void run();
 
-    /// Ends the `run` that was begun last and has not been ended, once everything that was submitted before this call has
-    /// run. Without a `run`, it ends the next one likewise; a `drain` that comes to it first drops it. Any thread but an
-    /// I/O thread.
+    /// Ends the innermost active `run` once everything submitted before this call has run. Without a `run`, it ends the
+    /// next one; a `drain` that reaches it first discards it. Any thread but an I/O thread.
     void stop();
 
   private:
@@ -66,11 +65,11 @@ class BRAQ_EXPORT BRAQMainQueue {
     void raiseDescriptor() const;
     void lowerDescriptor() const;
 
-    std::recursive_mutex mTurn; // held while closures run, by the thread that runs them
+    std::recursive_mutex mTurn; // held by the thread that runs closures
     std::mutex mMutex;
     std::condition_variable mHasNews;
     std::deque<Entry> mWaiting;              // under mMutex
-    std::vector<std::shared_ptr<Run>> mRuns; // under mMutex: not ended, innermost last
+    std::vector<std::shared_ptr<Run>> mRuns; // under mMutex: active runs, innermost last
     std::uint64_t mSubmitted = 0;            // under mMutex: entries ever appended
-    int mDescriptor = -1;                    // under mMutex: an event counter, above 0 while something waits
+    int mDescriptor = -1;                    // under mMutex: an eventfd, above 0 while closures are pending
 };

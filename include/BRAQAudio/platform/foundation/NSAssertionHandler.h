@@ -5,13 +5,13 @@
 #include <memory>
 #include <string>
 
-/// Hears of every failed assertion of the object layer, from any thread. The default raises an NSException named
+/// Receives every failed assertion of the object layer, on any thread. The default handler raises an NSException named
 /// `NSInternalInconsistencyException` whose reason holds the place and the description.
 class BRAQ_EXPORT NSAssertionHandler {
   public:
     virtual ~NSAssertionHandler();
 
-    /// @param object the object that was called; null in a class operation
+    /// @param object the receiver; null in a class operation
     /// @param file the reporting source file, without path
     virtual void handleFailureInMethod(const std::string& method, const void* object, const std::string& file, int line,
                                        const std::string& description);
@@ -19,14 +19,14 @@ class BRAQ_EXPORT NSAssertionHandler {
     virtual void handleFailureInFunction(const std::string& function, const std::string& file, int line,
                                          const std::string& description);
 
-    /// The handler in force, never null. Any thread.
+    /// The current handler, never null. Any thread.
     static std::shared_ptr<NSAssertionHandler> currentHandler();
-    /// Puts `handler` in force for the whole process; null restores the default. Any thread.
+    /// Sets the handler of the whole process; null restores the default. Any thread.
     static void setCurrentHandler(std::shared_ptr<NSAssertionHandler> handler);
 };
 
-/// Reports a failed assertion to the current handler and raises what the default handler raises if that one returns: a
-/// method never goes on after a failed assertion.
+/// Reports a failed assertion to the current handler. If the handler returns, this raises what the default handler
+/// raises: a method never continues after a failed assertion.
 [[noreturn]] BRAQ_EXPORT void NSAssertionFailedInMethod(const std::string& method, const void* object,
                                                         const std::string& file, int line,
                                                         const std::string& description);

@@ -10,20 +10,20 @@
 
 class NSError;
 
-/// A detail of an error: a text, a number, or the error below it.
+/// A detail of an error: a string, a number, or the underlying error.
 using NSUserInfoValue = std::variant<std::string, std::int64_t, double, std::shared_ptr<NSError>>;
 using NSUserInfo = std::map<std::string, NSUserInfoValue>;
 
-/// Key of the detail that `NSError::localizedDescription` answers.
+/// Key of the string that `NSError::localizedDescription` returns.
 extern "C" BRAQ_EXPORT const char NSLocalizedDescriptionKey[] BRAQ_LINKER_NAME(NSLocalizedDescriptionKey);
-/// Key of a detail that says why the operation failed.
+/// Key of the reason why the operation failed.
 extern "C" BRAQ_EXPORT const char NSLocalizedFailureReasonErrorKey[] BRAQ_LINKER_NAME(NSLocalizedFailureReasonErrorKey);
 extern "C" BRAQ_EXPORT const char NSCocoaErrorDomain[] BRAQ_LINKER_NAME(NSCocoaErrorDomain);
 extern "C" BRAQ_EXPORT const char NSPOSIXErrorDomain[] BRAQ_LINKER_NAME(NSPOSIXErrorDomain);
 extern "C" BRAQ_EXPORT const char NSMachErrorDomain[] BRAQ_LINKER_NAME(NSMachErrorDomain);
 extern "C" BRAQ_EXPORT const char NSOSStatusErrorDomain[] BRAQ_LINKER_NAME(NSOSStatusErrorDomain);
 
-/// What failed: a domain, a code within it, and details by key. Immutable, so any thread may read it.
+/// An error: a domain, a code within it, and details by key. Immutable, so any thread may read it.
 class BRAQ_EXPORT NSError {
   public:
     static std::shared_ptr<NSError> errorWithDomain(std::string domain, std::int64_t code, NSUserInfo userInfo = {});
@@ -32,11 +32,10 @@ class BRAQ_EXPORT NSError {
     std::int64_t code() const noexcept { return mCode; }
     const NSUserInfo& userInfo() const noexcept { return mUserInfo; }
 
-    /// The text under `NSLocalizedDescriptionKey`, else
-    /// "The operation couldn't be completed. (DOMAIN error CODE.)".
+    /// The string under `NSLocalizedDescriptionKey`, else "The operation couldn't be completed. (DOMAIN error CODE.)".
     std::string localizedDescription() const;
 
-    /// One line: domain, code, then every detail in key order. Line ends inside become spaces.
+    /// One line: domain, code, then every detail in key order. Line breaks become spaces.
     std::string description() const;
 
   private:

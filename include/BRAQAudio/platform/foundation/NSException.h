@@ -8,7 +8,7 @@
 extern "C" BRAQ_EXPORT const char NSInvalidArgumentException[] BRAQ_LINKER_NAME(NSInvalidArgumentException);
 extern "C" BRAQ_EXPORT const char NSInternalInconsistencyException[] BRAQ_LINKER_NAME(NSInternalInconsistencyException);
 
-/// A raised error. Copying never throws beyond what the strings inside do.
+/// A raised error. Copying it throws only if copying its strings does.
 class BRAQ_EXPORT NSException : public std::exception {
   public:
     NSException(std::string name, std::string reason, NSUserInfo userInfo = {});

@@ -12,14 +12,14 @@ namespace braq {
 class KeyObservers;
 }
 
-/// Base of objects whose properties can be observed under their names. Any thread but an I/O thread.
+/// Base of objects with observable properties. Any thread but an I/O thread.
 class BRAQ_EXPORT NSKeyValueObserving {
   public:
     NSKeyValueObserving(const NSKeyValueObserving&) = delete;
     NSKeyValueObserving& operator=(const NSKeyValueObserving&) = delete;
 
-    /// Has `closure` called with `key` after each change of that property, or of one that it depends on.
-    /// @return a token; the observer is removed when it goes. It may outlive the object.
+    /// Calls `closure` with `key` after each change of that property, or of one that it depends on.
+    /// @return a token; destroying it removes the observer. It may outlive the object.
     [[nodiscard]] NSObserverToken addObserver(const std::string& key,
                                               std::function<void(const std::string& key)> closure);
 
@@ -27,14 +27,14 @@ class BRAQ_EXPORT NSKeyValueObserving {
     NSKeyValueObserving();
     virtual ~NSKeyValueObserving();
 
-    /// The properties whose change also changes `key`; none unless a derived class says so. Declarations chain, also in a
-    /// circle. Asked when an observer is added.
+    /// The properties whose changes also change `key`; none by default. Dependencies are transitive and may be
+    /// circular. Asked when an observer is added.
     virtual std::vector<std::string> keyPathsForValuesAffectingValueForKey(const std::string& key) const;
 
-    /// For setters, after the change: calls every observer of `key` and of the keys that depend on it, each once, in the order
-    /// in which they were added, on the calling thread. No lock is held meanwhile: observers may add, remove and set. What
-    /// an observer throws is logged as "(ERROR) NSKeyValueObserving : WHAT"; the others are called all the same. An
-    /// observer may let the object go, so a setter touches nothing of it afterwards.
+    /// For setters, after the change: calls every observer of `key` and of the keys that depend on it, once each, in
+    /// the order in which they were added, on the calling thread. No lock is held: observers may add, remove and set.
+    /// If an observer throws, that is logged as "(ERROR) NSKeyValueObserving : WHAT" and the others are still called.
+    /// An observer may release the object, so a setter must not touch it afterwards.
     void didChangeValueForKey(const std::string& key) const;
 
   private:

@@ -5,16 +5,16 @@
 #include <functional>
 #include <string>
 
-/// Receives each line of the log, without a line end. Called on whichever thread logs, one call at a time, so it must
-/// not wait for a thread that may log. A line whose sink throws, or that is logged from inside the sink, goes where the
-/// default writes.
+/// Receives each line of the log, without a line end. Called on the thread that logs, one call at a time, so it must
+/// not wait for a thread that may log. If the sink throws, or logs from inside itself, that line goes to the default
+/// destination.
 using NSLogSink = std::function<void(const std::string& line)>;
 
-/// Writes one line to the log. Line ends inside `line` become spaces; `errno` is left as it was. Any thread but an I/O
+/// Writes one line to the log. Line breaks inside `line` become spaces. `errno` is preserved. Any thread but an I/O
 /// thread.
 BRAQ_EXPORT void NSLog(const std::string& line);
 
-/// Replaces where the log goes; an empty sink restores the default, which writes to standard error and to syslog.
-/// The sink that was in force is not running and is not called again when this returns, except from inside that sink.
-/// @return the sink that was in force; empty for the default
+/// Replaces the destination of the log. An empty sink restores the default: standard error and syslog. When this
+/// returns, the previous sink is not running and is not called again, except if called from inside that sink.
+/// @return the previous sink; empty for the default
 BRAQ_EXPORT NSLogSink NSLogSetSink(NSLogSink sink);

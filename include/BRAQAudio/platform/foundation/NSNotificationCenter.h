@@ -14,13 +14,13 @@ namespace braq {
 class NotificationObservers;
 }
 
-/// Something that happened: a name, the object that it happened to, and details by key. Keeps the object alive.
+/// An event: a name, the object that it is about, and details by key. Retains the object.
 class NSNotification {
   public:
     explicit NSNotification(std::string name, NSUserInfo userInfo = {})
         : mName(std::move(name)), mUserInfo(std::move(userInfo)) {}
 
-    /// @param object may be null, which is the same as none
+    /// @param object may be null: no object
     template <class Object>
     NSNotification(std::string name, std::shared_ptr<Object> object, NSUserInfo userInfo = {})
         : mName(std::move(name)), mIdentity(object), mObject(std::move(object)), mUserInfo(std::move(userInfo)) {}
@@ -28,14 +28,14 @@ class NSNotification {
     const std::string& name() const noexcept { return mName; }
     const NSUserInfo& userInfo() const noexcept { return mUserInfo; }
 
-    /// The object, asked for under exactly the type that it was posted as; null for another type, or when there is none.
+    /// The object, as exactly the type that it was posted with; null for another type or without an object.
     template <class Object>
     std::shared_ptr<Object> object() const {
         const auto* object = std::any_cast<std::shared_ptr<Object>>(&mObject);
         return object != nullptr ? *object : nullptr;
     }
 
-    /// The object without its type, to compare with; null when there is none.
+    /// The object without its type, for comparison; null without an object.
     const std::shared_ptr<const void>& identity() const noexcept { return mIdentity; }
 
   private:
@@ -45,22 +45,23 @@ class NSNotification {
     NSUserInfo mUserInfo;
 };
 
-/// Carries notifications from whoever posts them to whoever asked for their name. Any thread but an I/O thread.
+/// Delivers notifications to the observers of their name. Any thread but an I/O thread.
 class BRAQ_EXPORT NSNotificationCenter {
   public:
-    /// The one centre of the process.
+    /// The notification centre of the process.
     static NSNotificationCenter& defaultCenter();
 
-    /// Has `closure` called with every notification of that name and, where `object` is not null, about that object. Two
-    /// pointers mean the same object when they share ownership. The centre does not keep the object alive, and an object
-    /// that takes the memory of a dead one is never mistaken for it.
-    /// @return a token; the observer is removed when it goes
+    /// Calls `closure` with every notification of that name and, if `object` is not null, about that object. Two
+    /// pointers mean the same object if they share ownership. The centre does not retain the object, and never mistakes
+    /// a new object for a dead one at the same address.
+    /// @return a token; destroying it removes the observer
     [[nodiscard]] NSObserverToken addObserver(std::string name, const std::shared_ptr<const void>& object,
                                               std::function<void(const NSNotification&)> closure);
 
-    /// Calls the observers that were added before, in that order, on the calling thread, and returns after the last. No lock
-    /// is held meanwhile: observers may add, remove and post. One that is removed before its turn is not called. What an
-    /// observer throws is logged as "(ERROR) NSNotificationCenter : WHAT"; the others are called all the same.
+    /// Calls the observers that are registered when the call begins, in order of registration, on the calling thread,
+    /// and returns after the last. No lock is held: observers may add, remove and post. An observer that is removed
+    /// before it was called is not called. If an observer throws, that is logged as "(ERROR) NSNotificationCenter :
+    /// WHAT" and the others are still called.
     void postNotification(const NSNotification& notification);
 
   private:

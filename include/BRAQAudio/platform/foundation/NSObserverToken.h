@@ -8,20 +8,20 @@ namespace braq {
 class Registration;
 }
 
-/// Keeps one observer in place: the observer is removed when its token is destroyed, assigned to, or `remove`d. Two threads
-/// must not use one token at once; otherwise any thread but an I/O thread. It may outlive what it observes.
+/// Owns one registration of an observer. The observer is removed when the token is destroyed, assigned to, or
+/// `remove`d. A token is not thread-safe; otherwise any thread but an I/O thread. It may outlive the observed object.
 class BRAQ_EXPORT NSObserverToken {
   public:
-    /// A token of no observer.
+    /// A token without an observer.
     NSObserverToken() noexcept;
     explicit NSObserverToken(std::shared_ptr<braq::Registration> registration) noexcept;
     ~NSObserverToken();
     NSObserverToken(NSObserverToken&& other) noexcept;
     NSObserverToken& operator=(NSObserverToken&& other) noexcept;
 
-    /// Removes the observer: when this returns its closure is not running on another thread, is not called again, and is
-    /// destroyed. From inside the closure it returns at once; the closure is destroyed when it ends. Harmless when
-    /// repeated. Must not be called with a lock held that the closure takes.
+    /// Removes the observer. When this returns, the closure is not running on another thread, is not called again, and
+    /// is destroyed. Inside the closure itself it returns at once; the closure is destroyed when it ends. Idempotent.
+    /// Must not be called while holding a lock that the closure takes.
     void remove();
 
   private:

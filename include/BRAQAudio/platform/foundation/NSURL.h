@@ -6,25 +6,25 @@
 #include <optional>
 #include <string>
 
-/// Where a resource is. Immutable, so any thread may read it.
+/// A URL. Immutable, so any thread may read it.
 class BRAQ_EXPORT NSURL {
   public:
-    /// A file URL for a path, absolute or relative to the working directory of now; the path is UTF-8 and taken as it is. One
-    /// with a null character in it names no file, so the URL is none of a file.
+    /// A file URL for a UTF-8 path, absolute or relative to the current working directory. The path is not normalised.
+    /// A path with a null character names no file, so the result is not a file URL.
     static std::shared_ptr<NSURL> fileURLWithPath(const std::string& path);
-    /// A URL as it is written: percent-encoded, with a scheme.
-    /// @return null for a text that is no URL: without a scheme, or with a percent sign that two hexadecimal digits do not
-    ///         follow
+    /// A URL from percent-encoded text with a scheme.
+    /// @return null for text that is not a URL: without a scheme, or with a percent sign that is not followed by two
+    ///        hexadecimal digits
     static std::shared_ptr<NSURL> urlWithString(const std::string& text);
 
-    /// Whether it names a local file: scheme "file", and no host but "localhost".
+    /// Whether it names a local file: scheme "file" and no host, or "localhost".
     bool isFileURL() const noexcept { return mPath.has_value(); }
     /// The decoded path of a file URL; empty for any other.
     std::string path() const { return mPath.value_or(std::string()); }
-    /// As it is written, percent-encoded.
+    /// The percent-encoded text.
     const std::string& absoluteString() const noexcept { return mText; }
 
-    /// Whether both are written the same.
+    /// Whether both have the same text.
     bool isEqual(const NSURL* other) const noexcept { return other != nullptr && other->mText == mText; }
 
   private:
@@ -34,5 +34,5 @@ class BRAQ_EXPORT NSURL {
     std::optional<std::string> mPath;
 };
 
-/// A URL as the C interface takes it.
+/// A URL in the C interface.
 using CFURLRef = const NSURL*;
