@@ -1,4 +1,4 @@
-// Copies an audio file into another format, saying how far it is. The new file's name chooses its type.
+// Copies an audio file into another format and shows the progress. The new file's name selects its type.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>
@@ -19,7 +19,7 @@ namespace {
 struct Type {
     std::string_view extension;
     AudioFileTypeID type;
-    std::string_view coding; // unless another one is asked for
+    std::string_view coding; // unless another one is requested
 };
 constexpr Type types[] = {
     {".wav", kAudioFileWAVEType, "pcm16"},    {".wave", kAudioFileWAVEType, "pcm16"},
@@ -61,7 +61,7 @@ struct Job {
     UInt32 bitrate = 0; // 0 leaves it to the coding
 };
 
-volatile std::sig_atomic_t interrupted = 0; // by which signal
+volatile std::sig_atomic_t interrupted = 0; // the signal's number
 
 int usage(const std::string& problem) {
     std::cerr << "copy: " << problem
@@ -86,7 +86,7 @@ std::string extensionOf(const std::string& path) {
     return extension;
 }
 
-// @return what makes no sense; empty if everything does
+// @return what is wrong; empty if everything is right
 std::string parse(int argc, char** argv, Job& job) {
     if (argc < 3 || argc > 5) {
         return "two to four arguments are needed";
@@ -101,20 +101,20 @@ std::string parse(int argc, char** argv, Job& job) {
     const std::string_view name = argc > 3 ? std::string_view(argv[3]) : type->coding;
     const auto* const coding = std::ranges::find(codings, name, &Coding::name);
     if (coding == std::end(codings)) {
-        return std::string(name) + " is no coding";
+        return std::string(name) + " is not a coding";
     }
     job.coding = *coding;
     if (argc > 4) {
         const std::string_view text = argv[4];
         const auto [end, problem] = std::from_chars(text.begin(), text.end(), job.bitrate);
         if (problem != std::errc() || end != text.end() || job.bitrate == 0) {
-            return std::string(text) + " is no number of bits a second";
+            return std::string(text) + " is not a number of bits per second";
         }
     }
     return {};
 }
 
-// In the words of somebody who copies files.
+// In words for people who copy files.
 std::string reasonOf(const NSError& error) {
     switch (error.code()) {
     case kAudioFileFileNotFoundError: return "there is no such file or folder";
@@ -133,7 +133,7 @@ std::string reasonOf(const NSException& raised) {
                                             : raised.reason();
 }
 
-// What the new file holds: the channels and the rate of the old one, coded as was asked for.
+// The format of the new file: the channels and the rate of the old one, with the requested coding.
 std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionFor(const Job& job, const BRAQExtendedAudioFile& source) {
     const bool isUnsigned =
         job.coding.bits == 8 && (job.type.type == kAudioFileWAVEType || job.type.type == kAudioFileRF64Type);
@@ -147,7 +147,7 @@ std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionFor(const Job& job, 
     return made;
 }
 
-// One line, written anew whenever the number changes.
+// One line, rewritten whenever the number changes.
 class Progress {
   public:
     explicit Progress(SInt64 total) : mTotal(total) {}
@@ -179,7 +179,7 @@ SInt64 copyFrames(BRAQExtendedAudioFile& source, BRAQExtendedAudioFile& target) 
     Progress progress(source.frameCount());
     SInt64 done = 0;
     for (UInt32 frames = blockFrames; frames == blockFrames && interrupted == 0; done += frames) {
-        source.readIntoAudioBufferList(block.get(), 0, &frames); // the byte sizes become what was read
+        source.readIntoAudioBufferList(block.get(), 0, &frames); // sets the byte sizes to what was read
         target.writeAudioBufferList(block.get(), &frames);
         progress.show(done + frames);
     }

@@ -1,4 +1,4 @@
-// Fails in the ways in which the library fails, and says what a program learns from each.
+// Provokes each kind of failure that the library reports, and shows what a program learns from it.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <iostream>
@@ -8,7 +8,7 @@
 
 namespace {
 
-// The error below a raised one; null if there is none.
+// The error inside a raised exception; null if there is none.
 std::shared_ptr<NSError> errorOf(const NSException& raised) {
     const auto found = raised.userInfo().find("error");
     const auto* const error =
@@ -19,18 +19,18 @@ std::shared_ptr<NSError> errorOf(const NSException& raised) {
 } // namespace
 
 int main() {
-    // A log of one's own, instead of standard error and syslog.
+    // Your own log, instead of standard error and syslog.
     NSLogSetSink([](const std::string& line) { std::cout << "log: " << line << "\n"; });
 
-    // Handed out: a file that a user names is often missing, so opening it answers null and says why.
+    // Returned: a file that a user names is often missing, so opening it returns null and an error.
     std::shared_ptr<NSError> error;
     const auto url = NSURL::fileURLWithPath("/nowhere/song.flac");
     if (BRAQExtendedAudioFile::initForPlaybackWithFileURL(url, &error) == nullptr) {
-        std::cout << "handed out: " << error->domain() << " " << error->code() << "\n";
+        std::cout << "returned: " << error->domain() << " " << error->code() << "\n";
         std::cout << (error->code() == kAudioFileFileNotFoundError ? "there is no such file\n" : "something else\n");
     }
 
-    // Raised: what has no other answer.
+    // Raised: an operation without a value for failure.
     try {
         const auto format = BRAQAudioStreamBasicDescription::pcm16StreamDescription();
         format->setSampleRate(48000);
@@ -40,7 +40,7 @@ int main() {
         std::cout << "raised: " << raised.name() << " " << errorOf(raised)->code() << "\n";
     }
 
-    // A wrong call: fails an assertion, which is raised unless the program has a handler of its own.
+    // Wrong call: fails an assertion. It is raised unless the program has its own assertion handler.
     try {
         BRAQAudioBuffer::initWithNumberFrames(64, 2)->copyFramesIntoAudioBufferList(nullptr, 4, nullptr, nullptr);
     } catch (const NSException& raised) {

@@ -1,8 +1,8 @@
-// A window that plays an audio file: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the library's
-// main queue, through which delegates are called.
+// A window that plays an audio file: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the
+// library's main queue, through which delegates are called.
 #include <BRAQAudio/BRAQAudio.h>
 
-// Later versions deprecate the file dialog that this one has.
+// Later versions deprecate the file dialog used here.
 #define GDK_VERSION_MIN_REQUIRED GDK_VERSION_4_8
 #include <glib-unix.h>
 #include <gtk/gtk.h>
@@ -23,10 +23,10 @@ constexpr std::array speeds = {0.5F, 0.75F, 1.0F, 1.25F, 1.5F, 2.0F, -1.0F};
 constexpr std::array<const char*, speeds.size() + 1> speedNames = {"0.5×", "0.75×", "1×",       "1.25×",
                                                                    "1.5×", "2×",    "Backwards"};
 constexpr guint usualSpeed = 2;
-constexpr double quietestVolume = -40.0;  // decibels; there nothing is heard at all
-constexpr double quietestLevel = -60.0;   // decibels, where a level begins to show
+constexpr double quietestVolume = -40.0;  // decibels; inaudible there
+constexpr double quietestLevel = -60.0;   // decibels, where the bar begins
 constexpr double levelFallBetween = 0.03; // of the length of the bar
-constexpr guint millisecondsBetween = 40; // two looks at position and levels
+constexpr guint millisecondsBetween = 40; // between two updates of position and levels
 
 std::string timeText(double milliseconds) {
     const auto seconds = static_cast<long>(milliseconds / 1000.0);
@@ -61,7 +61,7 @@ GtkWidget* box(GtkOrientation orientation, int spacing, std::initializer_list<Gt
     return made;
 }
 
-// Any object can be a delegate; what it has of the operations is called, from the main loop.
+// Any object can be a delegate. Those of the operations that it has are called from the main loop.
 struct DeviceListener {
     void audioHardwareDeviceListDidChange() const { onChange(); }
     std::function<void()> onChange;
@@ -122,8 +122,8 @@ class Window {
 
     std::shared_ptr<BRAQExtendedAudioFile> mFile;         // null until one is opened
     std::shared_ptr<BRAQAudioDevice> mDevice;             // that the player plays on
-    std::string mDeviceName;                              // which a device that is gone does not tell
-    std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null without a file, or when no device takes it
+    std::string mDeviceName;                              // a removed device cannot be asked for it
+    std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null without a file, or if no device plays it
     const std::shared_ptr<DeviceListener> mDeviceListener =
         std::make_shared<DeviceListener>(DeviceListener{[this] { attempt([this] { checkDevice(); }); }});
 };
@@ -134,7 +134,7 @@ Window::Window(GtkApplication* application) : mWindow(GTK_WINDOW(gtk_application
     addAction<&Window::togglePlaying>("play");
     connect<&Window::setSpeed>(mSpeed, "notify::selected");
     connect<&Window::setVolume>(mVolume, "value-changed");
-    // Only what the user does, not what follows the playback.
+    // Emitted for user actions only, not when the position follows the playback.
     const auto seekTo = +[](Window* self, GtkScrollType /*how*/, double time) -> gboolean {
         self->attempt([&] { self->seek(time); });
         return FALSE;
@@ -145,7 +145,7 @@ Window::Window(GtkApplication* application) : mWindow(GTK_WINDOW(gtk_application
 
 Window::~Window() {
     BRAQAudioHardware::sharedInstance()->removeDelegate(mDeviceListener);
-    mDeviceListener->onChange = [] {}; // somebody may be about to call it
+    mDeviceListener->onChange = [] {}; // a call may be on its way
     letPlayerGo();
     g_clear_object(&mChooser);
 }
@@ -169,7 +169,7 @@ void Window::layOut() {
     for (GtkWidget* const level : mLevels) {
         for (const char* const offset :
              {GTK_LEVEL_BAR_OFFSET_LOW, GTK_LEVEL_BAR_OFFSET_HIGH, GTK_LEVEL_BAR_OFFSET_FULL}) {
-            gtk_level_bar_remove_offset_value(GTK_LEVEL_BAR(level), offset); // one colour, however loud
+            gtk_level_bar_remove_offset_value(GTK_LEVEL_BAR(level), offset); // one colour at every level
         }
     }
     gtk_widget_set_hexpand(mPosition, TRUE);
@@ -211,14 +211,14 @@ void Window::addAction(const char* name) {
     g_object_unref(action);
 }
 
-// Has a signal call an operation of the window.
+// Connects a signal to an operation of the window.
 template <auto operation>
 void Window::connect(gpointer object, const char* signal) {
     const auto call = +[](Window* self) { self->attempt([self] { (self->*operation)(); }); };
     g_signal_connect_swapped(object, signal, G_CALLBACK(call), this);
 }
 
-// What is thrown cannot pass through GLib, and is for the user to know.
+// An exception must not pass through GLib; the user is told instead.
 void Window::attempt(const std::function<void()>& step) {
     try {
         step();
@@ -242,7 +242,7 @@ void Window::chooseFile() {
     gtk_native_dialog_show(GTK_NATIVE_DIALOG(mChooser));
 }
 
-// What was played before goes on when the file cannot be opened.
+// If the file cannot be opened, the previous one plays on.
 void Window::open(GFile* file) {
     const std::unique_ptr<char, decltype(&g_free)> name(g_file_get_basename(file), &g_free);
     const std::unique_ptr<char, decltype(&g_free)> uri(g_file_get_uri(file), &g_free);
@@ -260,7 +260,7 @@ void Window::open(GFile* file) {
     });
 }
 
-// A player is one of a file and a device, so another file or another device needs another player.
+// A player belongs to one file and one device, so another file or another device needs another player.
 void Window::makePlayer(double time) {
     letPlayerGo();
     showPaused();
@@ -274,7 +274,7 @@ void Window::makePlayer(double time) {
     showPlayer();
 }
 
-// The widgets may be gone already.
+// The widgets may be destroyed already.
 void Window::letPlayerGo() {
     g_clear_handle_id(&mTimer, g_source_remove);
     if (mPlayer != nullptr) {
@@ -328,7 +328,7 @@ void Window::pause() {
     showPaused();
 }
 
-// Called by the player, because the operation has this name.
+// Called by the player, which finds the operation by its name.
 void Window::audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
     attempt([&] {
         pause();
@@ -365,7 +365,7 @@ void Window::setVolume() {
     }
 }
 
-// Where playing begins: backwards, at the end.
+// Where playback begins: at the end if backwards.
 double Window::beginning() const {
     const bool isBackwards = speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))] < 0.0F;
     return isBackwards ? mFile->estimatedDuration() : 0.0;
@@ -398,7 +398,7 @@ void Window::showPosition() {
     gtk_label_set_text(GTK_LABEL(mElapsed), timeText(time).c_str());
 }
 
-// A bar jumps to the highest sample since the last look, and falls slowly.
+// A bar jumps to the highest sample since the last update, and falls slowly.
 void Window::showLevels() {
     for (UInt32 channel = 0; channel < mLevels.size(); ++channel) {
         GtkLevelBar* const bar = GTK_LEVEL_BAR(mLevels[channel]);
@@ -413,7 +413,7 @@ void Window::say(const std::string& message) {
     gtk_widget_set_visible(mMessage, message.empty() ? FALSE : TRUE);
 }
 
-// The application, which has one window.
+// The application, with one window.
 struct Program {
     GtkApplication* application;
     std::unique_ptr<Window> window;

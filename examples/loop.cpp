@@ -1,4 +1,4 @@
-// Plays a part of an audio file three times at half speed, on the default device.
+// Plays part of an audio file three times at half speed on the default device.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <chrono>
@@ -19,7 +19,7 @@ int main(int argc, char** argv) try {
         std::cerr << argv[1] << ": " << error->localizedDescription() << "\n";
         return 1;
     }
-    // The reader's worker reads ahead; the unit takes frames from the reader in the device's cycles.
+    // The reader's worker reads ahead; the unit pulls frames from the reader in the device's cycles.
     const auto reader = BRAQAudioFileReader::initWithBufferCount(3, 4096, file->streamDescription());
     reader->setAudioFile(file);
     reader->setCurrentFrame(static_cast<SInt64>(range.location));
@@ -37,7 +37,7 @@ int main(int argc, char** argv) try {
     }
     const double seconds = 3 * static_cast<double>(range.length) / file->streamDescription()->sampleRate() / 0.5;
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-    unit->stop(); // what was read is heard
+    unit->stop(); // returns when everything pulled was heard
     reader->stop();
     std::cout << "stopped at frame " << reader->currentFrame() << "\n";
 } catch (const NSException& failure) {

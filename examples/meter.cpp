@@ -1,4 +1,4 @@
-// Shows how loud the default input is, five times a second, until Ctrl-C.
+// Shows the level of the default input, five times a second, until Ctrl-C.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>
@@ -24,14 +24,14 @@ int main() try {
     channels.resize(std::min<std::size_t>(channels.size(), device->numberOfRecordChannels()));
     const auto meter = BRAQAudioInputMeter::initWithDevice(device, channels);
 
-    std::atomic<bool> hasStopped{false}; // the device was pulled out
+    std::atomic<bool> hasStopped{false}; // the device was unplugged
     const auto token = NSNotificationCenter::defaultCenter().addObserver(
         kAudioUnitDidStopNotification, nullptr, [&](const NSNotification&) { hasStopped = true; });
     std::signal(SIGINT, [](int) { interrupted = 1; });
 
     meter->start();
     while (interrupted == 0 && !hasStopped) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a level is that of the last eighth of a second
+        std::this_thread::sleep_for(std::chrono::milliseconds(200)); // a level covers the last eighth of a second
         const std::atomic<double>* levels = meter->levels();
         for (std::size_t channel = 0; channel < channels.size(); ++channel) {
             std::cout << std::fixed << std::setprecision(1) << std::setw(8) << levels[channel].load() << " dB";

@@ -1,4 +1,4 @@
-// Finds the loudest sample of an audio file, whatever its format.
+// Finds the peak of an audio file of any format.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>
@@ -24,7 +24,7 @@ int main(int argc, char** argv) {
     std::vector<Float32> peaks(channels);
     UInt32 frames = blockFrames;
     while (frames == blockFrames) {
-        file->readIntoAudioBufferList(block, 0, &frames); // goes on where the last call ended
+        file->readIntoAudioBufferList(block, 0, &frames); // continues where the last call ended
         for (UInt32 channel = 0; channel < channels; ++channel) {
             const auto* const samples = static_cast<const Float32*>(block->mBuffers[channel].mData);
             for (UInt32 frame = 0; frame < frames; ++frame) {

@@ -1,5 +1,5 @@
-// An event loop of one's own that carries the main queue: each line that is entered makes a device appear or vanish, and the
-// delegate tells of it.
+// An event loop that carries the main queue: each line entered makes a device appear or disappear, and the delegate
+// reports it.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <poll.h>

@@ -1,4 +1,5 @@
-// A small window that plays an audio file. Qt's event loop carries the library's main queue, through which delegates are called.
+// A small window that plays an audio file. Qt's event loop carries the library's main queue, through which delegates
+// are called.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <QApplication>
@@ -30,7 +31,7 @@ class Window : public QWidget {
     Window(const Window&) = delete;
     Window& operator=(const Window&) = delete;
 
-    // The player calls this, because of its name.
+    // Called by the player, which finds it by its name.
     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 
   private:
@@ -55,7 +56,7 @@ Window::Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player) : mPlayer(st
     row->addWidget(&mTime);
 
     connect(&mButton, &QPushButton::clicked, this, &Window::togglePlaying);
-    // Only what the user does, not what follows the playback.
+    // Emitted for user actions only, not when the position follows the playback.
     connect(&mPosition, &QSlider::actionTriggered, this,
             [this] { mPlayer->setCurrentTime(mPosition.sliderPosition()); });
     connect(&mTimer, &QTimer::timeout, this, &Window::look);
@@ -82,7 +83,7 @@ void Window::togglePlaying() {
     look();
 }
 
-// A device that is gone does not play any more, which shows here as well.
+// Also shows that a removed device no longer plays.
 void Window::look() {
     const auto icon = mPlayer->isPlaying() ? QStyle::SP_MediaPause : QStyle::SP_MediaPlay;
     mButton.setIcon(style()->standardIcon(icon));

@@ -1,4 +1,4 @@
-// Records the default input into a WAVE file, for so many seconds or until Ctrl-C, and shows how long and how loud it is.
+// Records the default input into a WAVE file, for some seconds or until Ctrl-C, and shows time and level.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <poll.h>
@@ -20,7 +20,7 @@ namespace {
 
 volatile std::sig_atomic_t interrupted = 0;
 
-// Hears that the recording has ended, whoever ended it; the device may have been pulled out.
+// Notified when recording stops for any reason, for example because the device was unplugged.
 struct Listener {
     void audioFileRecorderDidStop(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& /*recorder*/) {
         hasStopped = true;
@@ -39,7 +39,7 @@ std::shared_ptr<BRAQExtendedAudioFile> makeFile(const std::string& path,
     return BRAQExtendedAudioFile::initForRecordingWithFilename(path, kAudioFileWAVEType, format, 0, device);
 }
 
-// Runs the main queue, so that delegates are called, for as long as that.
+// Waits for so long, and calls delegates meanwhile.
 void wait(double milliseconds) {
     auto& queue = BRAQMainQueue::mainQueue();
     pollfd watched{queue.fileDescriptor(), POLLIN, 0};
@@ -61,7 +61,8 @@ void record(double seconds, const std::string& path) {
     const UInt32 metered = std::min(device->numberOfRecordChannels(), UInt32{2});
     const auto meter =
         BRAQAudioInputMeter::initWithDevice(device, metered == 1 ? std::vector<SInt32>{0} : std::vector<SInt32>{0, 1});
-    // Both keep themselves alive until then. The file is complete when the recorder, which is the last to hold it, has gone.
+    // Both keep themselves alive until they are invalidated. The recorder holds the last reference to the file, which
+    // is complete when the recorder is destroyed.
     const std::shared_ptr<void> atTheEnd(nullptr, [&](void*) {
         recorder->invalidate();
         meter->invalidate();
@@ -71,14 +72,14 @@ void record(double seconds, const std::string& path) {
 
     meter->start();
     recorder->startRecording();
-    constexpr double untilNextLine = 200.0; // a level is that of the last eighth of a second
+    constexpr double untilNextLine = 200.0; // a level covers the last eighth of a second
     while (interrupted == 0 && !listener->hasStopped && recorder->currentTime() < seconds * 1000.0) {
         wait(std::clamp(seconds * 1000.0 - recorder->currentTime(), 1.0, untilNextLine));
         showProgress(recorder->currentTime() / 1000.0, meter->levels(), metered);
     }
     std::cerr << "\n";
     const bool isGone = listener->hasStopped;
-    recorder->stopRecording(); // returns when all that was captured is in the file
+    recorder->stopRecording(); // returns when all captured frames are in the file
     std::cout << recorder->currentFrame() << " frames recorded, " << recorder->errorCount() << " overruns\n";
     if (isGone) {
         throw std::runtime_error("the device is gone");

@@ -1,5 +1,5 @@
-// A worker fills a ring with half a second of a tone while this thread plays the part of a device: every 10 ms it takes
-// 480 frames, without ever waiting for the worker.
+// A worker fills a ring with half a second of a tone while this thread acts as a device: every 10 ms it takes 480
+// frames, without ever waiting for the worker.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Lists the audio devices and then tells what becomes of them, until Ctrl-C.
+// Lists the audio devices and reports changes until Ctrl-C.
 #include <BRAQAudio/BRAQAudio.h>
 
 #include <iostream>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// Any object can be a delegate; what it has of the operations is called, on the thread that runs the main queue.
+// Any object can be a delegate. Those of the operations that it has are called on the thread that runs the main queue.
 struct RateListener {
     void audioDeviceNominalSampleRateDidChange(const std::shared_ptr<BRAQAudioDevice>& device) {
         std::cout << device->deviceName().value_or("?") << ": " << device->playbackNominalSampleRate() << " Hz"
@@ -36,8 +36,8 @@ class ListListener {
 
   private:
     struct Known {
-        std::shared_ptr<BRAQAudioDevice> device; // whoever wants to hear of a device keeps it
-        std::string name;                        // which nobody can ask for once it is gone
+        std::shared_ptr<BRAQAudioDevice> device; // keeps the notifications coming
+        std::string name;                        // a removed device cannot be asked for it
     };
 
     Known welcome(const std::shared_ptr<BRAQAudioDevice>& device) {
@@ -48,7 +48,7 @@ class ListListener {
         try {
             device->addDelegate(mRateListener);
         } catch (const NSException&) {
-            // It has gone meanwhile, which the next change of the list is about.
+            // It was removed meanwhile; the next change of the list follows.
         }
         return {device, name};
     }
@@ -62,6 +62,6 @@ class ListListener {
 int main() {
     const auto listener = std::make_shared<ListListener>();
     BRAQAudioHardware::sharedInstance()->addDelegate(listener);
-    listener->audioHardwareDeviceListDidChange(); // everything is new
+    listener->audioHardwareDeviceListDidChange(); // lists all devices
     BRAQMainQueue::mainQueue().run();             // or any event loop that watches the queue's descriptor
 }
