@@ -69,9 +69,9 @@ class Copy(unittest.TestCase):
         target = self.folder / "a.wav"
         for arguments, problem in (([], "arguments"), ([REFERENCE], "arguments"),
                                    ([REFERENCE, self.folder / "a.xyz"], "a.xyz has no extension that says what to write"),
-                                   ([REFERENCE, self.folder / "a"], "has no extension"), ([REFERENCE, target, "mp3"], "mp3 is no coding"),
-                                   ([REFERENCE, target, "pcm16", "many"], "many is no number"),
-                                   ([REFERENCE, target, "pcm16", "0"], "0 is no number"),
+                                   ([REFERENCE, self.folder / "a"], "has no extension"), ([REFERENCE, target, "mp3"], "mp3 is not a coding"),
+                                   ([REFERENCE, target, "pcm16", "many"], "many is not a number"),
+                                   ([REFERENCE, target, "pcm16", "0"], "0 is not a number"),
                                    ([REFERENCE, target, "pcm16", "1", "2"], "arguments")):
             with self.subTest(arguments):
                 result = copy(*arguments)

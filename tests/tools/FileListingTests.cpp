@@ -76,7 +76,7 @@ TEST(FileListing, SaysWhatCouldNotBeReadOrMeasured) {
     facts.framesRead = 22049;
     facts.samplesLeftOut = 3;
     EXPECT_THAT(fileAsText(facts), HasSubstr("  frames       22050, of which 22049 can be read\n"));
-    EXPECT_THAT(fileAsText(facts), HasSubstr("without 3 samples that are no finite numbers\n"));
+    EXPECT_THAT(fileAsText(facts), HasSubstr("without 3 samples that are not finite\n"));
 }
 
 TEST(FileListing, IsFitForATerminal) {

@@ -426,7 +426,7 @@ class Record(ToolTest):
         self.run_tool("record", self.path("a.wav"), "--duration", "0.1")
         result = self.run_tool("record", self.path("a.wav"), "--duration", "0.2")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
-        self.assertIn("is there already; --force replaces it", result.stderr)
+        self.assertIn("already exists; --force replaces it", result.stderr)
         self.assertEqual(self.frames_of("a.wav"), 4800)
         self.assertEqual(self.run_tool("record", self.path("a.wav"), "--duration", "0.2", "--force").returncode, 0)
         self.assertEqual(self.frames_of("a.wav"), 9600)

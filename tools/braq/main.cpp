@@ -1,7 +1,7 @@
-// braq: what the library can do, from the command line.
+// braq: the command-line program of the library.
 //
-// It ends with 0, also when it is interrupted and when nobody reads its output any more; with 1 after a
-// failure; with 2 when the command line is wrong.
+// Exit status: 0 on success, also if interrupted or if the reader closes the pipe; 1 after a failure; 2 if the command
+// line is wrong.
 
 #include "tools/braq/devices/DevicesArguments.h"
 #include "tools/braq/info/InfoArguments.h"
@@ -38,10 +38,10 @@ struct Subcommand {
 // In the order in which the help lists them.
 constexpr Subcommand subcommands[] = {
     {"devices", "List the audio devices", addDevices},
-    {"meter", "Show how loud a device's input is, until Ctrl-C", addMeter},
+    {"meter", "Show the input level of a device, until Ctrl-C", addMeter},
     {"play", "Play audio files", addPlay},
     {"record", "Record a device's input into an audio file", addRecord},
-    {"info", "Show what is in audio files, and how loud it is", addInfo},
+    {"info", "Show the format and levels of audio files", addInfo},
 };
 
 int answerInstead(const CLI::App& app, const CLI::ParseError& error) {
@@ -53,14 +53,14 @@ int answerInstead(const CLI::App& app, const CLI::ParseError& error) {
     return status == 0 ? succeeded : misused;
 }
 
-// What the library says besides its errors, such as how its threads are scheduled, is not what a user of the tool asked for.
+// Users of the tool want errors only, not the library's other messages, such as how its threads are scheduled.
 void logErrorsOnly(const std::string& line) {
     if (line.starts_with("(ERROR)")) {
         std::fprintf(stderr, "braq: %s\n", line.c_str());
     }
 }
 
-/// From version 2.5 on, CLI11 would break the lines of tables in the help anew.
+/// From version 2.5 on, CLI11 would rewrap the lines of tables in the help.
 template <class Formatter>
 void keepLines(Formatter& formatter) {
     if constexpr (requires { formatter.enable_footer_formatting(false); }) {
@@ -70,7 +70,7 @@ void keepLines(Formatter& formatter) {
 }
 
 int run(int argc, char** argv) {
-    CLI::App app("Plays and records audio files, and looks at files and audio devices.", "braq");
+    CLI::App app("Plays and records audio files, and inspects files and audio devices.", "braq");
     keepLines(*app.get_formatter());
     app.set_version_flag("--version", "braq " BRAQ_TOOL_VERSION);
     app.require_subcommand(1);

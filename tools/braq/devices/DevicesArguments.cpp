@@ -7,7 +7,7 @@
 Run addDevices(CLI::App& devices) {
     const auto options = std::make_shared<DevicesOptions>();
     CLI::Option* const json = devices.add_flag("--json", options->json, "As JSON, for programs");
-    devices.add_flag("--watch", options->watch, "Then tell of each change, until Ctrl-C")->excludes(json);
+    devices.add_flag("--watch", options->watch, "Then report changes, until Ctrl-C")->excludes(json);
     return [options] {
         runDevices(*options);
         return true;

@@ -13,7 +13,7 @@
 namespace {
 
 void watchUntilInterrupted() {
-    // Nobody says when a default has changed.
+    // A change of a default is not notified.
     constexpr auto betweenLooks = std::chrono::seconds(1);
     using Clock = std::chrono::steady_clock;
 
@@ -25,7 +25,7 @@ void watchUntilInterrupted() {
     auto nextLook = Clock::now() + betweenLooks;
     while (true) {
         pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
-                            {STDOUT_FILENO, 0, 0}, // reports that its reader is gone
+                            {STDOUT_FILENO, 0, 0}, // reports that the reader closed the pipe
                             {queue.fileDescriptor(), POLLIN, 0}};
         const auto wait = std::chrono::ceil<std::chrono::milliseconds>(nextLook - Clock::now());
         const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));

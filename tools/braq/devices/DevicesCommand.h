@@ -1,11 +1,11 @@
 #pragma once
 
-/// What `braq devices` is asked for.
+/// Options of `braq devices`.
 struct DevicesOptions {
     bool json = false;
     bool watch = false;
 };
 
-/// Lists the devices, and with `watch` then tells of each change until it is interrupted or nobody reads any more.
+/// Lists the devices. With `watch` it then reports changes until it is interrupted or the reader closes the pipe.
 /// Throws what `writeOutput` and the library throw.
 void runDevices(const DevicesOptions& options);

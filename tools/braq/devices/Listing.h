@@ -9,5 +9,5 @@
 std::string devicesAsTable(const std::vector<DeviceFacts>& devices);
 
 /// The same for programs, as one JSON object: "devices" is an array in the same order. "playback" and "recording" are
-/// null where a device has not got that direction.
+/// null if a device does not have that direction.
 std::string devicesAsJSON(const std::vector<DeviceFacts>& devices);

@@ -16,7 +16,7 @@ namespace {
 
 std::string nameOf(const DeviceFacts& device) { return printable(device.name) + " (" + printable(device.uid) + ")"; }
 
-// By id: a device that was plugged in again has the same UID but is another one.
+// By id: a device that is plugged in again has the same UID but a new id.
 const DeviceFacts* find(const std::vector<DeviceFacts>& devices, AudioDeviceID id) {
     const auto found = std::ranges::find(devices, id, &DeviceFacts::id);
     return found != devices.end() ? &*found : nullptr;
@@ -38,7 +38,7 @@ Watch::Watch(std::function<void(const std::string&)> tell)
 
 Watch::~Watch() {
     BRAQAudioHardware::sharedInstance()->removeDelegate(mListener);
-    mListener->onChange = [] {}; // a call that is queued already keeps its device, and so the listener
+    mListener->onChange = [] {}; // a queued call still holds its device, and so the listener
 }
 
 void Watch::look() {
@@ -84,7 +84,7 @@ void Watch::listenTo(const std::vector<DeviceFacts>& now) {
             try {
                 device->addDelegate(mListener);
             } catch (const NSException&) {
-                // It is gone already; the next look, which its going brings about, says so.
+                // It was removed already; the next look, which the removal triggers, reports that.
             }
         }
     }

@@ -8,21 +8,21 @@
 #include <string>
 #include <vector>
 
-/// Tells of every change among the devices, a line each. What the library reports comes through the main queue; new
-/// defaults are found by looking again. Main thread.
+/// Reports every change among the devices, one line each. Notifications of the library come through the main queue; new
+/// defaults are found by polling. Main thread.
 class Watch {
   public:
-    /// Looks for the first time, silently.
-    /// @param tell gets each line, with its end
+    /// Takes the first look, without a report.
+    /// @param tell receives each line, including its line end
     explicit Watch(std::function<void(const std::string& line)> tell);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
 
-    /// What was there at the last look.
+    /// The devices at the last look.
     const std::vector<DeviceFacts>& devices() const noexcept { return mDevices; }
 
-    /// Looks, and tells what is another than at the last look.
+    /// Looks at the devices and reports the differences from the last look.
     void look();
 
   private:

@@ -25,7 +25,7 @@ constexpr std::array codecs{
     Codec{kAudioFormatOpus, "Opus", false},
 };
 
-// Lossless codings say in their flags what depth they hold.
+// Lossless codings state their bit depth in their flags.
 std::optional<UInt32> bitsOf(const AudioStreamBasicDescription& format, bool isLossless) {
     if (format.mFormatID == kAudioFormatLinearPCM) {
         return format.mBitsPerChannel;
@@ -46,8 +46,8 @@ SampleKind kindOf(const AudioStreamBasicDescription& format, bool isLossless) {
                                                                         : SampleKind::unsignedInteger;
 }
 
-// The library keeps no bit rate of files that it reads: that of linear PCM follows from its format, any other is the
-// average of the whole file, with its headers and tags.
+// The library has no bit rate for files that it reads. For linear PCM it follows from the format; otherwise it is the
+// average of the whole file, including headers and tags.
 std::optional<Float64> bitRateOf(const AudioFileFacts& facts, const AudioStreamBasicDescription& format) {
     if (format.mFormatID == kAudioFormatLinearPCM) {
         return format.mSampleRate * format.mChannelsPerFrame * format.mBitsPerChannel;
@@ -58,7 +58,7 @@ std::optional<Float64> bitRateOf(const AudioFileFacts& facts, const AudioStreamB
                                         : std::nullopt;
 }
 
-// Zeros also mean that a file does not say; lossless codings add nothing that they do not say.
+// Zeros may also mean that the file does not state them; a lossless coding states what it adds.
 std::optional<AudioConverterPrimeInfo> addedFramesOf(const BRAQExtendedAudioFile& file, bool isLossless) {
     const AudioConverterPrimeInfo info = file.primeInfo();
     const bool isSaid = info.leadingFrames != 0 || info.trailingFrames != 0;

@@ -9,39 +9,39 @@
 #include <string>
 #include <vector>
 
-/// How a coding keeps samples.
+/// The type of the stored samples.
 enum class SampleKind { unknown, signedInteger, unsignedInteger, real };
 
-/// What the tool says of an audio file. Texts are empty and optional numbers nothing where it is not known.
+/// What the tool shows about an audio file. Unknown texts are empty and unknown numbers have no value.
 struct AudioFileFacts {
     std::string path;
     std::string container;
     std::string codec;
     SampleKind kind = SampleKind::unknown;
-    std::optional<UInt32> bits; ///< of a stored sample
-    Float64 rate = 0.0;         ///< frames a second
+    std::optional<UInt32> bits; ///< per stored sample
+    Float64 rate = 0.0;         ///< Hz
     UInt32 channels = 0;
-    std::string layout;             ///< "mono" or "stereo": a number of channels alone tells no more
-    std::optional<Float64> bitRate; ///< bits a second
-    SInt64 frames = 0;              ///< that are meant to be heard
-    std::optional<AudioConverterPrimeInfo> addedFrames; ///< that the coding has around them
+    std::string layout;                                 ///< "mono" or "stereo"; empty for other channel counts
+    std::optional<Float64> bitRate;                     ///< bits per second
+    SInt64 frames = 0;                                  ///< without priming and padding
+    std::optional<AudioConverterPrimeInfo> addedFrames; ///< priming and padding
 
-    // What reading the whole file has brought.
+    // Results of reading the whole file.
     SInt64 framesRead = 0; ///< fewer than `frames` in a damaged file
     std::vector<ChannelLevels> levels;
-    std::uint64_t samplesLeftOut = 0; ///< of the levels: infinite ones, and what is no number
+    std::uint64_t samplesLeftOut = 0; ///< infinite and NaN samples, left out of the levels
 
     Float64 seconds() const { return rate > 0.0 ? static_cast<Float64>(frames) / rate : 0.0; }
 };
 
-/// All that is known without reading the file to its end. Throws what the library throws.
+/// Everything that is known without reading the whole file. Throws what the library throws.
 AudioFileFacts factsOf(const std::string& path, const BRAQExtendedAudioFile& file);
 
-/// What a channel, counted from 0, is called where there is little room: "L", "R", else by its number.
+/// A short name of a channel, counted from 0: "L", "R", else its number.
 std::string channelName(const AudioFileFacts& facts, std::size_t channel);
 
-/// Its samples as they are stored: "16-bit integer", "32-bit float"; empty if unknown.
+/// The type of the stored samples: "16-bit integer", "32-bit float"; empty if unknown.
 std::string sampleText(const AudioFileFacts& facts);
 
-/// What matters most, in a few words: "FLAC, 16-bit integer, 44100 Hz, stereo".
+/// A short summary: "FLAC, 16-bit integer, 44100 Hz, stereo".
 std::string summaryOf(const AudioFileFacts& facts);

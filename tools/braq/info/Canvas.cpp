@@ -22,7 +22,7 @@ void check(cairo_status_t status) {
     }
 }
 
-/// Without its last character, of however many bytes.
+/// Without its last character, of any number of bytes.
 std::string withoutLastCharacter(std::string line) {
     const auto isContinued = [&] { return (static_cast<unsigned char>(line.back()) & 0xC0U) == 0x80U; };
     while (line.size() > 1 && isContinued()) {
@@ -34,7 +34,7 @@ std::string withoutLastCharacter(std::string line) {
 
 } // namespace
 
-// What fails is remembered by the drawing library, which then draws nothing any more, and found by `asPNG`.
+// The drawing library remembers a failure, then ignores all further calls. `asPNG` checks for it.
 Canvas::Canvas(int width, int height)
     : mSurface(cairo_image_surface_create(CAIRO_FORMAT_RGB24, width, height), &cairo_surface_destroy),
       mContext(cairo_create(mSurface.get()), &cairo_destroy) {}
@@ -69,7 +69,7 @@ void Canvas::write(const std::string& line, Font font, Colour colour, double x, 
     const double before = anchor == Anchor::left ? 0.0 : anchor == Anchor::centre ? width / 2.0 : width;
     use(colour);
     use(font);
-    // On whole pixels letters are sharper.
+    // Text is sharper at whole pixels.
     cairo_move_to(mContext.get(), std::round(x - before), std::round(baseline));
     cairo_show_text(mContext.get(), line.c_str());
 }

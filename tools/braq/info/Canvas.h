@@ -26,23 +26,23 @@ struct Font {
     Weight weight = Weight::normal;
 };
 
-/// A picture that is drawn on, in pixels from its upper left corner. One thread at a time.
+/// A picture to draw on, in pixels from its upper left corner. One thread at a time.
 class Canvas {
   public:
     Canvas(int width, int height);
 
     void fill(Colour colour, const Rectangle& area);
-    /// Sharp lines, one pixel thick.
+    /// Sharp lines, one pixel wide.
     void horizontalLine(Colour colour, double from, double to, double y);
     void verticalLine(Colour colour, double x, double from, double to);
 
     /// @param line printable
-    /// @param x of that point of the line that `anchor` names
+    /// @param x position of the point of the line that `anchor` names
     void write(const std::string& line, Font font, Colour colour, double x, double baseline, Anchor anchor);
-    /// With the middle of its digits at `y`.
+    /// With the middle of the digits at `y`.
     void writeCentred(const std::string& line, Font font, Colour colour, double x, double y, Anchor anchor);
     double widthOf(const std::string& line, Font font);
-    /// The line, or as much of it as fits, with an ellipsis.
+    /// The line, truncated with an ellipsis if it does not fit.
     std::string shortened(const std::string& line, Font font, double width);
 
     /// Throws std::runtime_error if anything could not be drawn.

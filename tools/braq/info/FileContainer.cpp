@@ -12,7 +12,7 @@ struct Signature {
     const char* name;
 };
 
-// The first one that fits counts. The library has found audio in the file, so a few bytes are enough.
+// The first match counts. The library has found audio in the file, so a few bytes are enough.
 constexpr std::array signatures{
     Signature{0, "RIFF", "WAVE"}, Signature{0, "RF64", "RF64"}, Signature{0, "BW64", "BW64"},
     Signature{8, "AIFF", "AIFF"}, Signature{8, "AIFC", "AIFC"}, Signature{0, "caff", "CAF"},
@@ -33,7 +33,7 @@ std::string fileContainer(const std::string& path, UInt32 formatID) {
     switch (formatID) {
     case kAudioFormatMPEGLayer3: return "MP3";
     case kAudioFormatMPEG4AAC: return "ADTS";
-    case kAudioFormatFLAC: return "FLAC"; // behind tags
+    case kAudioFormatFLAC: return "FLAC"; // preceded by tags
     default: return "";
     }
 }

@@ -114,7 +114,7 @@ std::string fileAsText(const AudioFileFacts& facts) {
                                                   levelText(facts.levels[channel].rms) + " dBFS");
     }
     if (facts.samplesLeftOut > 0) {
-        text += line("", "without " + std::to_string(facts.samplesLeftOut) + " samples that are no finite numbers");
+        text += line("", "without " + std::to_string(facts.samplesLeftOut) + " samples that are not finite");
     }
     return text;
 }

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-/// What is known of a file, for people: its name, then a line for each fact, indented.
+/// The facts about a file for people: its name, then one indented line per fact.
 std::string fileAsText(const AudioFileFacts& facts);
 
-/// The same of several files for programs, as one JSON object: "files" is an array in the same order. What is not known is
-/// null, as is the level of silence.
+/// The same for several files, for programs, as one JSON object: "files" is an array in the same order. Unknown values
+/// and the level of silence are null.
 std::string filesAsJSON(const std::vector<AudioFileFacts>& files);

@@ -4,6 +4,6 @@
 
 #include <string>
 
-/// Why a file cannot be opened or read, in words for whoever named it.
+/// Why a file cannot be opened or read, in words for users.
 std::string problemOf(const NSError& error);
 std::string problemOf(const NSException& raised);

@@ -10,7 +10,7 @@ std::string problemOfSize(const std::string& text) {
     return pictureSizeFrom(text) ? "" : "a size is written like 1200x400, from 320x120 to 20000x20000";
 }
 
-// What does not end so is rather a file that the user wants to know of.
+// Anything else is more likely an audio file that the user wants to inspect.
 std::string problemOfPictureName(const std::string& text) {
     return text.ends_with(".png") ? "" : "the name of a picture ends in .png";
 }
@@ -31,7 +31,7 @@ Run addInfo(CLI::App& info) {
         ->needs(waveform);
     info.callback([options] {
         if (!options->waveform.empty() && options->files.size() > 1) {
-            throw CLI::ValidationError("--waveform", "is for one file at a time");
+            throw CLI::ValidationError("--waveform", "takes one file only");
         }
     });
     return [options] { return runInfo(*options); };

@@ -56,7 +56,7 @@ File openFile(const std::string& path) {
 }
 
 /// Reads the whole file.
-/// @param waveform gets the same frames; may be null
+/// @param waveform receives the same frames; may be null
 void measure(BRAQExtendedAudioFile& file, AudioFileFacts& facts, Waveform* waveform, const Interruption& interruption) {
     const Block block(BRAQAudioBufferListCreate(facts.channels, sizeof(Float32), blockFrames, false),
                       &BRAQAudioBufferListDestroy);
@@ -71,7 +71,7 @@ void measure(BRAQExtendedAudioFile& file, AudioFileFacts& facts, Waveform* wavef
     Progress progress(printable(facts.path), facts.frames);
     for (UInt32 frames = blockFrames; frames == blockFrames; facts.framesRead += frames) {
         throwIfInterrupted(interruption);
-        file.readIntoAudioBufferList(block.get(), 0, &frames); // the byte sizes become what was read
+        file.readIntoAudioBufferList(block.get(), 0, &frames); // sets the byte sizes to what was read
         levels.add(planes.data(), frames);
         if (waveform != nullptr) {
             waveform->add(planes.data(), frames);

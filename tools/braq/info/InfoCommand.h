@@ -6,15 +6,15 @@
 #include <string>
 #include <vector>
 
-/// What `braq info` is asked for.
+/// Options of `braq info`.
 struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;
-    std::string waveform; ///< where to write a picture of the only file; empty: nowhere
+    std::string waveform; ///< picture file for the only audio file; empty: none
     std::optional<PictureSize> size;
 };
 
-/// Shows what is in each file, and says on the standard error of which one that cannot be done. Interrupted, it shows the
-/// files that it was done with.
+/// Shows the facts of each file, and reports files that fail on the standard error. If interrupted, it shows the files
+/// that are done.
 /// @return whether nothing failed. Throws what `writeOutput` throws.
 bool runInfo(const InfoOptions& options);

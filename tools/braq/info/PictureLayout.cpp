@@ -8,7 +8,7 @@ namespace {
 
 constexpr int usualWidth = 1200;
 constexpr double usualLane = 149.0;
-constexpr double usualGap = 16.0; // two labels fit, one above the other
+constexpr double usualGap = 16.0; // room for two labels, one above the other
 constexpr double smallestLane = 12.0;
 
 double gapFor(double heightOfAChannel) { return std::min(usualGap, heightOfAChannel / 6.0); }

@@ -9,18 +9,17 @@ struct PictureSize {
     int height = 0;
 };
 
-/// The size that a text such as "1200x400" says; nothing for one that says none, and beyond `smallestPicture` and
-/// `largestPicture`.
+/// Parses a size such as "1200x400". Nothing for other text, and outside `smallestPicture` to `largestPicture`.
 std::optional<PictureSize> pictureSizeFrom(const std::string& text);
 
 constexpr PictureSize smallestPicture{320, 120};
 constexpr PictureSize largestPicture{20000, 20000};
 
-/// Where the parts of the picture of a waveform are, in pixels from its upper left corner: the lanes of the channels below
-/// each other, a title above them, the time axis below, the channels' names and the amplitudes beside.
+/// The layout of a waveform picture, in pixels from its upper left corner: the channels' lanes below each other, a
+/// title above them, the time axis below, and the channels' names and the amplitudes beside.
 struct PictureLayout {
-    /// @param wanted nothing: as wide as a page, and as high as makes lanes that are easily read
-    /// Throws std::runtime_error when the lanes are too low to be seen.
+    /// @param wanted nothing: as wide as a page, and high enough for readable lanes
+    /// Throws std::runtime_error if the lanes would be too low.
     PictureLayout(std::optional<PictureSize> wanted, std::size_t channels);
 
     int left() const noexcept { return 92; }

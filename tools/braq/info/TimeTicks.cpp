@@ -10,14 +10,14 @@ namespace {
 constexpr double minute = 60.0;
 constexpr double hour = 3600.0;
 
-/// Seconds between two marks.
+/// Seconds between two ticks.
 struct Step {
     double seconds;
-    int decimals; // that its labels need
+    int decimals; // of the labels
 };
 
-/// 1, 2 or 5 times a power of ten below a second, then what divides minutes, hours and days; then days, twice as many each
-/// time.
+/// Steps of 1, 2 or 5 times a power of ten below a second, then divisors of minutes, hours and days; then days,
+/// doubling each time.
 Step stepFor(double seconds, double most) {
     constexpr int mostDecimals = 6;
     for (int decimals = mostDecimals; decimals > 0; --decimals) {
@@ -48,7 +48,7 @@ std::string timeText(double seconds, double total, int decimals) {
     if (total < minute) {
         return NSStringWithFormat("%.*f s", decimals, seconds);
     }
-    // Rounded before it is taken apart: 59.9996 s are a minute and not 60 s.
+    // Rounds first: 59.9996 s are 1:00 and not 60 s.
     const double unit = std::pow(10.0, decimals);
     const double rounded = std::round(seconds * unit) / unit;
     const auto minutes = static_cast<std::int64_t>(rounded / minute);

@@ -3,17 +3,17 @@
 #include <string>
 #include <vector>
 
-/// A time as it is read best: seconds ("1.25 s") up to a minute, then "m:ss" and "h:mm:ss".
-/// @param total chooses the form, so that all times of one sound look alike
+/// A time in its most readable form: seconds ("1.25 s") up to a minute, then "m:ss" and "h:mm:ss".
+/// @param total selects the form, so that all times of one file have the same form
 /// @param decimals of the seconds
 std::string timeText(double seconds, double total, int decimals);
 
-/// A mark on a time axis.
+/// A tick on a time axis.
 struct TimeTick {
     double seconds;
     std::string label;
 };
 
-/// Marks from 0 to `seconds`, as far from each other as makes round numbers.
-/// @param most more marks than that after the first one there are not
+/// Ticks from 0 to `seconds` at round numbers.
+/// @param most maximum number of ticks after the first one
 std::vector<TimeTick> timeTicks(double seconds, double most);

@@ -6,7 +6,7 @@
 
 namespace {
 
-// Some 186 years at 48,000 Hz: what a damaged file says may be more, and frames are multiplied by columns.
+// About 186 years at 48,000 Hz. A damaged file may state more, and frames are multiplied by columns.
 constexpr std::uint64_t mostFrames = std::uint64_t{1} << 48;
 
 void addTo(WaveformColumn& column, std::span<const float> samples) {

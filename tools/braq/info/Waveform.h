@@ -4,26 +4,26 @@
 #include <cstdint>
 #include <vector>
 
-/// What one column of a picture shows of one channel.
+/// One column of a picture for one channel.
 struct WaveformColumn {
     float lowest = 0.0F;
     float highest = 0.0F;
-    double squares = 0.0; ///< their sum
+    double squares = 0.0; ///< sum of squares
     std::uint64_t samples = 0;
 
-    /// Root mean square; 0 without samples.
+    /// RMS; 0 without samples.
     double rms() const;
 };
 
-/// A sound summed up in columns of a picture, block by block. A frame on the border of two columns belongs to both, so that
-/// no column is empty, however few frames there are. Samples that are infinite or no numbers are left out.
+/// Reduces audio to the columns of a picture, block by block. A frame on the border of two columns belongs to both, so
+/// that no column is empty, however few frames there are. Infinite and NaN samples are left out.
 class Waveform {
   public:
-    /// @param frames in all; of those beyond nothing is shown
+    /// @param frames total; frames beyond are not shown
     /// @param columns at least 1
     Waveform(std::size_t channels, std::uint64_t frames, std::size_t columns);
 
-    /// @param planes samples of the next frames, one plane a channel
+    /// @param planes samples of the next frames, one plane per channel
     void add(const float* const* planes, std::size_t frames);
 
     std::size_t channels() const noexcept { return mChannels.size(); }

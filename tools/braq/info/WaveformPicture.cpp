@@ -25,7 +25,7 @@ constexpr double titleSize = 16.0;
 constexpr double nameSize = 13.0;
 constexpr double labelSize = 11.0;
 
-/// Labels of an amplitude axis, the most important one first: where there is no room, the others are left out.
+/// Labels of an amplitude axis, the most important one first. If space is short, the others are omitted.
 struct AmplitudeLabel {
     double amplitude;
     const char* text;
@@ -84,7 +84,7 @@ class WaveformDrawing {
         constexpr double swatch = 10.0;
         double x = mLayout.right() - 8.0;
         if (mLayout.columns() < narrow) {
-            return x; // the title is of more use
+            return x; // the title is more useful
         }
         for (const auto& [name, colour] : {std::pair{"RMS", loudness}, std::pair{"peak", envelope}}) {
             mCanvas.write(name, {labelSize}, lesserText, x, titleBaseline, Anchor::right);
@@ -155,7 +155,7 @@ class WaveformDrawing {
         }
     }
 
-    /// At least a pixel high, so that a sound that hardly moves is seen.
+    /// At least one pixel high, so that very quiet audio is visible.
     void drawBar(Colour colour, std::size_t channel, double x, double low, double high) {
         const double top = yOf(channel, high);
         const double height = yOf(channel, low) - top;

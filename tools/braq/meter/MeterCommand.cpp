@@ -20,10 +20,10 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Whether the program is to end, waiting for it for so long.
+/// Waits until `until` at most. @return whether the program must end
 bool isInterrupted(const Interruption& interruption, Clock::time_point until) {
     pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
-                        {STDOUT_FILENO, 0, 0}}; // reports that its reader is gone
+                        {STDOUT_FILENO, 0, 0}}; // reports that the reader closed the pipe
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
     const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
     return interruption.isRequested() || ready > 0;
@@ -37,7 +37,7 @@ void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Inter
     }
     const Clock::duration betweenPictures =
         isTerminal ? Clock::duration(std::chrono::seconds(1)) / 30 : Clock::duration(std::chrono::seconds(1));
-    constexpr std::chrono::milliseconds untilMeaningful{150}; // a level is that of the last eighth of a second
+    constexpr std::chrono::milliseconds untilMeaningful{150}; // a level covers the last eighth of a second
     auto next = Clock::now() + std::max<Clock::duration>(betweenPictures, untilMeaningful);
     while (!isInterrupted(interruption, next)) {
         if (hasStopped) {
@@ -49,7 +49,7 @@ void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Inter
         } else {
             writeOutput(meterLine(levels));
         }
-        next = std::max(next + betweenPictures, Clock::now()); // what was missed stays so
+        next = std::max(next + betweenPictures, Clock::now()); // missed updates are skipped
     }
 }
 

@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-/// One line a channel, each with its end: number, bar and level, of `columns` columns at most; where there is no room, the
-/// bar goes first.
+/// One line per channel, each with its line end: number, bar and level, at most `columns` columns. If space is short,
+/// the bar is omitted first.
 std::string meterPicture(const std::vector<MeteredChannel>& channels, std::size_t columns);
 
-/// All channels in one line, for who is no terminal.
+/// All channels in one line, for output that is not a terminal.
 std::string meterLine(const std::vector<MeteredChannel>& channels);

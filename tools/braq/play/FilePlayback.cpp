@@ -16,7 +16,7 @@ FilePlayback::~FilePlayback() {
     mPlayer->invalidate();
 }
 
-// A notification that is lost, as when threads or memory run out, is not waited for.
+// Does not rely on the notification alone: it is lost if threads or memory run out.
 bool FilePlayback::hasEnded() {
     constexpr std::chrono::milliseconds patience{500};
     const auto now = std::chrono::steady_clock::now();
@@ -28,7 +28,7 @@ bool FilePlayback::hasEnded() {
     return mHasHeardOfEnd || (mAtEndSince && now - *mAtEndSince > patience);
 }
 
-// In reverse the reader counts up within a buffer that it plays down.
+// In reverse the reader counts up within a buffer that is played backwards.
 SInt64 FilePlayback::frame() {
     const SInt64 told = mPlayer->currentFrame();
     if (!mIsReverse) {
@@ -38,7 +38,7 @@ SInt64 FilePlayback::frame() {
     return mLowestFrame;
 }
 
-// The player starts its reader anew, which then counts from 0.
+// The player restarts its reader, which then counts from 0.
 void FilePlayback::goTo(SInt64 frame) {
     mUnderrunsBefore += mPlayer->errorCount();
     mPlayer->setCurrentFrame(frame);
@@ -46,7 +46,7 @@ void FilePlayback::goTo(SInt64 frame) {
     mLowestFrame = frame;
 }
 
-// What was read ahead in the old direction is dropped.
+// Drops the frames read ahead in the old direction.
 void FilePlayback::setSpeed(double speed) {
     const bool turns = (speed < 0.0) != mIsReverse;
     const SInt64 place = frame();

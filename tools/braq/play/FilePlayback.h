@@ -38,6 +38,6 @@ class FilePlayback final : public Playback {
     bool mHasHeardOfEnd = false;
     std::optional<std::chrono::steady_clock::time_point> mAtEndSince;
     bool mIsReverse = false;
-    SInt64 mLowestFrame; // since it went there or turned round
+    SInt64 mLowestFrame; // since the last seek or reversal
     UInt64 mUnderrunsBefore = 0;
 };

@@ -6,8 +6,8 @@
 
 namespace {
 
-// Each turn ends with a buffer that is not full and one that is empty, so a short file needs many small ones to be as far
-// ahead as a long one.
+// Each pass of the loop ends with a partly filled and an empty buffer, so a short file needs many small buffers to be
+// as far ahead as a long one.
 std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& file) {
     constexpr SInt64 mostFrames = 4096;
     constexpr SInt64 framesAhead = 16384;
@@ -29,10 +29,10 @@ LoopPlayback::LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
         throw std::bad_alloc();
     }
     if (frames() == 0) {
-        throw std::runtime_error("there is nothing in it to be played again and again");
+        throw std::runtime_error("it is empty: there is nothing to loop");
     }
     mReader->setAudioFile(file);
-    mReader->enableLoopingInRange({0, 0}); // to where the file really ends
+    mReader->enableLoopingInRange({0, 0}); // to the actual end of the file
     mUnit->setAudioBufferQueue(mReader);
     mUnit->setChannelPositions(file->channelPositions());
     mUnit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {});
@@ -49,7 +49,7 @@ void LoopPlayback::start() {
 }
 
 void LoopPlayback::goTo(SInt64 frame) {
-    mUnderrunsBefore += mReader->errorCount(); // it starts anew, and counts from 0
+    mUnderrunsBefore += mReader->errorCount(); // the reader restarts and counts from 0
     mReader->setCurrentFrame(frame);
 }
 

@@ -2,7 +2,7 @@
 
 #include "tools/braq/play/Playback.h"
 
-/// Plays a file forwards again and again, without a gap.
+/// Plays a file forwards in a gapless loop.
 class LoopPlayback final : public Playback {
   public:
     LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file, const std::shared_ptr<BRAQAudioDevice>& device);

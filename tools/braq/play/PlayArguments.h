@@ -2,6 +2,6 @@
 
 #include "tools/braq/shared/Arguments.h"
 
-/// Has the subcommand read what it is asked for. What is written wrongly is refused when the command line is read.
-/// @return what then runs it
+/// Defines the options of the subcommand. Invalid ones are refused while the command line is parsed.
+/// @return the function that runs it
 Run addPlay(CLI::App& play);

@@ -26,7 +26,7 @@ namespace {
 
 using Clock = Attention::Clock;
 
-/// The device is gone or refuses: no other file can be played either.
+/// The device was removed or refuses: no other file can be played either.
 class DeviceTrouble : public std::runtime_error {
   public:
     using std::runtime_error::runtime_error;
@@ -34,12 +34,12 @@ class DeviceTrouble : public std::runtime_error {
 
 double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
 
-/// What the system's mixer does to what is heard.
+/// The gain of the system's mixer.
 std::string mixerText(Float32 level) {
     return level == 0.0F ? "muted in the mixer" : NSStringWithFormat("mixer %+.0f dB", decibelsOf(level));
 }
 
-/// Plays the files, a user at the keys.
+/// Plays the files, controlled by the keyboard.
 class PlaySession {
   public:
     explicit PlaySession(const PlayOptions& options)
@@ -115,7 +115,7 @@ class PlaySession {
         }
         const double frame = *start * playback.rate();
         if (frame > static_cast<double>(playback.frames())) {
-            throw std::runtime_error("it has no " + timeText(*start) + " to start at; it is " + lengthOf(playback) +
+            throw std::runtime_error("it cannot start at " + timeText(*start) + ": it is " + lengthOf(playback) +
                                      " long");
         }
         playback.goTo(static_cast<SInt64>(frame));
@@ -163,7 +163,7 @@ class PlaySession {
         }
     }
 
-    // Nobody says that a device has stopped.
+    // Polled, because nothing notifies that a device has stopped.
     void requireDevice(const Playback& playback) const {
         if (mControls.isPaused() || playback.isRunning()) {
             return;
@@ -223,7 +223,7 @@ class PlaySession {
     }
 
     const PlayOptions& mOptions;
-    Attention mAttention; // before what has threads
+    Attention mAttention; // before anything that starts threads
     const DeviceFacts mDevice;
     PlayControls mControls;
     Display mDisplay;
@@ -235,7 +235,7 @@ class PlaySession {
 
 bool runPlay(const PlayOptions& options) {
     if (options.loop && options.speed < 0.0) {
-        throw WrongUsage("--loop plays forwards only; choose a speed above 0");
+        throw WrongUsage("--loop plays forwards only; use a speed above 0");
     }
     return PlaySession(options).run();
 }

@@ -4,18 +4,19 @@
 #include <string>
 #include <vector>
 
-/// What `braq play` is asked for.
+/// Options of `braq play`.
 struct PlayOptions {
     std::vector<std::string> files;
-    std::string device; ///< UID or name; empty: the default one
-    double speed = 1.0; ///< below 0 backwards
+    std::string device; ///< UID or name; empty: the default device
+    double speed = 1.0; ///< negative: backwards
     double decibels = 0.0;
     std::optional<double> startSeconds{}; ///< in the first file
-    bool loop = false;                    ///< not with a speed below 0
+    bool loop = false;                    ///< not with a negative speed
     bool unscaledDownmix = false;
 };
 
-/// Plays files one after the other until the last one ends or the user has enough of it.
-/// @return false when there were some that could not be played, of which the user was told
-/// Throws `WrongUsage` for a loop backwards, and std::runtime_error for a device that is not there, and when it goes; what `writeOutput` and the library throw too.
+/// Plays files one after the other until the last one ends or the user quits.
+/// @return false if some could not be played; the user was told which
+/// Throws `WrongUsage` for a backwards loop, and std::runtime_error for a device that does not exist or is removed;
+/// also what `writeOutput` and the library throw.
 bool runPlay(const PlayOptions& options);

@@ -53,8 +53,8 @@ void PlayControls::turnRound(Playback& playback) {
     }
 }
 
-// By whole semitones, so that it comes back to the speed of the file. What is outside of the range was set so, and a key never
-// takes it further out.
+// In whole semitones, so that keys get back to the file's own speed exactly. A speed outside the range comes from the
+// command line; a key never takes it further out.
 void PlayControls::changeSpeed(int semitones, Playback& playback) {
     constexpr int semitonesAnOctave = 12;
     constexpr int furthest = 2 * semitonesAnOctave; // a quarter to four times

@@ -3,19 +3,19 @@
 #include "tools/braq/play/Playback.h"
 #include "tools/braq/terminal/Keys.h"
 
-/// What a user has a playback do, from file to file.
+/// Keyboard control of a playback, kept from file to file.
 class PlayControls {
   public:
-    /// What a key asks of the program itself.
+    /// What a key requests from the program itself.
     enum class Wish { nothing, next, previous, quit, help };
 
     static constexpr const char* help =
         "space pause   left/right 5 s   up/down volume   +/- speed   r reverse   n/p next/previous file   q quit";
 
-    /// @param speed below 0 backwards, which not every playback can
+    /// @param speed negative: backwards, which not every playback supports
     PlayControls(double speed, double decibels);
 
-    /// Starts a playback, from the place where it is, as it is set; also after a pause.
+    /// Starts a playback at its position with the current settings; also after a pause.
     void start(Playback& playback);
     Wish press(Key key, Playback& playback);
 

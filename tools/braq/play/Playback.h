@@ -4,39 +4,40 @@
 
 #include <memory>
 
-/// A file that plays on a device. Main thread; raises what the library raises.
+/// A file being played on a device. Main thread; raises what the library raises.
 class Playback {
   public:
     virtual ~Playback() = default;
     Playback(const Playback&) = delete;
     Playback& operator=(const Playback&) = delete;
 
-    /// Of the file.
+    /// Frames of the file.
     SInt64 frames() const noexcept { return mFrames; }
     Float64 rate() const noexcept { return mRate; }
     UInt32 channels() const noexcept { return mChannels; }
 
-    /// Plays from the place where it is.
+    /// Plays from the current position.
     virtual void start() = 0;
-    /// Both leave nothing out.
+    /// Neither loses a frame.
     virtual void pause() = 0;
     virtual void resume() = 0;
-    /// Also false when the device is gone.
+    /// Also false if the device was removed.
     virtual bool isRunning() const = 0;
-    /// Whether all of the file was played.
+    /// Whether the whole file was played.
     virtual bool hasEnded() = 0;
 
-    /// The frame of the file that is played now.
+    /// The frame of the file being played.
     virtual SInt64 frame() = 0;
     virtual void goTo(SInt64 frame) = 0;
     virtual bool canPlayBackwards() const = 0;
-    /// @param speed below 0 backwards, heard at once; its magnitude from 1/32 to 32
+    /// @param speed magnitude from 1/32 to 32; negative: backwards; takes effect at once
     virtual void setSpeed(double speed) = 0;
     virtual void setVolume(double decibels) = 0;
-    /// Before it plays. Otherwise channels that are mixed for a device that has fewer are scaled so that no sum clips.
+    /// Before it plays. By default, channels that are mixed because the device has fewer are scaled so that no sum
+    /// clips.
     virtual void setUnscaledDownmix(bool unscaled) = 0;
 
-    /// The highest absolute sample since this was last asked.
+    /// The peak since the last call.
     virtual float takeLevel(UInt32 channel) = 0;
     virtual UInt64 underruns() const = 0;
     /// Why reading ended too early; null if it did not.

@@ -27,7 +27,7 @@ namespace {
 
 using Clock = Attention::Clock;
 
-/// Records into a file, a user at the keys.
+/// Records into a file, controlled by the keyboard.
 class RecordSession {
   public:
     RecordSession(const RecordOptions& options, const RecordFormat& format)
@@ -41,7 +41,7 @@ class RecordSession {
     void run() {
         const std::string trouble = tryToRecord();
         const SInt64 frames = mFile->framesWritten();
-        mFile->closeFile(); // what the recorder has yet to tell keeps it, and so the file, for a while
+        mFile->closeFile(); // a pending notification still holds the recorder, and so the file
         if (frames == 0 && !trouble.empty()) {
             std::error_code ignored;
             std::filesystem::remove(mOptions.file, ignored);
@@ -57,7 +57,7 @@ class RecordSession {
   private:
     std::shared_ptr<RecordedFile> create(const RecordFormat& format) {
         if (!mOptions.force && std::filesystem::exists(std::filesystem::symlink_status(mOptions.file))) {
-            throw std::runtime_error(printable(mOptions.file) + " is there already; --force replaces it");
+            throw std::runtime_error(printable(mOptions.file) + " already exists; --force replaces it");
         }
         mRate = mDevice->recordingNominalSampleRate();
         if (mOptions.durationSeconds) {
@@ -107,7 +107,7 @@ class RecordSession {
     std::string recordOn(BRAQExtendedAudioFileRecorder& recorder) {
         Display display;
         Meters meters(mDevice, mChannels);
-        // A level is that of the last eighth of a second; before, it means nothing.
+        // A level covers the last eighth of a second; before that it is meaningless.
         constexpr double meaninglessSeconds = 0.25;
         const double firstLevel = static_cast<double>(recorder.currentFrame()) / mRate + meaninglessSeconds;
         bool hasSaidSo = false;
@@ -153,7 +153,7 @@ class RecordSession {
         return status;
     }
 
-    // What closing a file could not write is only logged.
+    // A failure while closing a file is only logged.
     void requireReadable(SInt64 frames) const {
         std::shared_ptr<NSError> error;
         if (frames != 0 && BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(mOptions.file),
@@ -169,7 +169,7 @@ class RecordSession {
     }
 
     const RecordOptions& mOptions;
-    Attention mAttention; // before what has threads
+    Attention mAttention; // before anything that starts threads
     const DeviceFacts mFacts;
     const std::vector<unsigned> mChannels;
     const std::shared_ptr<BRAQAudioDevice> mDevice;

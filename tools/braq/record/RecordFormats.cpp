@@ -32,7 +32,7 @@ constexpr Format formats[] = {
     {"aac", kAudioFormatMPEG4AAC, 0, 0},
 };
 
-// The usual one first.
+// The default first.
 constexpr std::string_view linear[] = {"pcm16", "pcm24", "pcm32", "float"};
 constexpr std::string_view integers[] = {"pcm16", "pcm24", "pcm32"};
 constexpr std::string_view linearAndLossless[] = {"pcm16", "pcm24", "pcm32", "float", "alac", "alac24"};
@@ -73,7 +73,7 @@ std::string joined(std::span<const std::string_view> words) {
     return text;
 }
 
-// In lower case, with its dot.
+// In lower case, with the dot.
 std::string endingOf(const std::string& path) {
     std::string ending = std::filesystem::path(path).extension().string();
     std::ranges::transform(ending, ending.begin(),
@@ -92,13 +92,13 @@ RecordFormat chooseRecordFormat(const std::string& path, const std::string& name
     const auto* const type =
         std::ranges::find_if(types, [&](const Type& one) { return contains(one.endings, ending); });
     if (type == std::end(types)) {
-        throw WrongUsage(printable(path) + ": the ending of a file's name chooses its type; there are:\n" +
+        throw WrongUsage(printable(path) + ": the extension selects the file type; supported are:\n" +
                          recordFormatsHelp());
     }
     const std::string_view chosen = name.empty() ? type->formats.front() : std::string_view(name);
     if (!contains(type->formats, chosen)) {
-        throw WrongUsage("a file that ends in " + ending + " cannot hold '" + printable(name) + "', but " +
-                         joined(type->formats) + "; there are:\n" + recordFormatsHelp());
+        throw WrongUsage("a file with the extension " + ending + " cannot hold '" + printable(name) + "', only " +
+                         joined(type->formats) + "; supported are:\n" + recordFormatsHelp());
     }
     const auto* const format = std::ranges::find(formats, chosen, &Format::name);
     return {type->type, format->formatID, format->bits, format->flags};

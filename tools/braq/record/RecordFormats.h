@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-/// How a recording is kept: the type of its file and the format in it.
+/// The file type and the format of a recording.
 struct RecordFormat {
     AudioFileTypeID fileType = 0;
     UInt32 formatID = 0;
@@ -14,21 +14,21 @@ struct RecordFormat {
     UInt32 flags = 0;
 };
 
-/// @param path whose ending chooses the type
-/// @param name of the format; empty: the usual one of the type
-/// Throws `WrongUsage` that says what there is instead.
+/// @param path its extension selects the type
+/// @param name of the format; empty: the default of the type
+/// Throws `WrongUsage` with the supported ones.
 RecordFormat chooseRecordFormat(const std::string& path, const std::string& name);
 
-/// What a file holds that is made for it.
+/// The description for creating the file.
 std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionOf(const RecordFormat& format, UInt32 channels,
                                                                Float64 rate);
 
-/// Which endings there are and which formats each can have, the usual one first, a line each.
+/// The extensions and the formats of each, the default first, one line each.
 std::string recordFormatsHelp();
 
 /// The same as a list of pairs.
 struct EndingWithFormat {
-    std::string ending; ///< with its dot
+    std::string ending; ///< with the dot
     std::string format;
 };
 std::vector<EndingWithFormat> recordFormats();

@@ -7,20 +7,20 @@
 #include <optional>
 #include <string>
 
-/// A new file that takes so many frames and no more, and knows how many it has.
+/// A new file that accepts a limited number of frames, and counts them.
 class RecordedFile final : public BRAQExtendedAudioFile {
   public:
-    /// Creates it, in the place of one that is there. Raises what the library raises.
-    /// @param device that it is recorded from
-    /// @param most frames at the device's rate; nothing: no end
+    /// Creates the file and replaces an existing one. Raises what the library raises.
+    /// @param device the recorded device
+    /// @param most frames at the device's rate; nothing: unlimited
     static std::shared_ptr<RecordedFile> create(const std::string& path, AudioFileTypeID fileType,
                                                 const std::shared_ptr<BRAQAudioStreamBasicDescription>& description,
                                                 const std::shared_ptr<BRAQAudioDevice>& device,
                                                 std::optional<SInt64> most);
 
-    /// In the file; any thread.
+    /// Frames in the file; any thread.
     SInt64 framesWritten() const noexcept { return mWritten; }
-    /// What is beyond its frames is left out.
+    /// Drops frames beyond the limit.
     void writeAudioBufferList(AudioBufferList* list, UInt32* framesWritten) override;
 
   private:

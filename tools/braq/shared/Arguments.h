@@ -6,10 +6,10 @@
 #include <optional>
 #include <string>
 
-/// What a subcommand does once the command line is read. @return whether nothing failed
+/// Runs a subcommand after the command line was parsed. @return whether nothing failed
 using Run = std::function<bool()>;
 
-/// A number for which `isAllowed`; the words say which ones that are.
+/// Accepts a number for which `isAllowed`. The words describe such numbers.
 template <class IsAllowed>
 CLI::Validator numbers(const std::string& words, IsAllowed isAllowed) {
     return {[=](const std::string& text) {

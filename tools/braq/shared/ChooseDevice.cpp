@@ -24,7 +24,7 @@ std::string namesOf(const std::vector<DeviceFacts>& devices) {
     return names;
 }
 
-/// What a device is wanted for.
+/// The purpose of a device.
 struct Use {
     DirectionFacts DeviceFacts::*direction;
     const char* words;

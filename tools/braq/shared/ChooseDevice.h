@@ -5,13 +5,13 @@
 #include <string>
 #include <vector>
 
-/// The device that a user means: by its UID, or by its name or a part of that, whatever its case, that no other device of
-/// those that record has; empty: the default one. Throws std::runtime_error that says what there is instead.
+/// Finds the recording device that a user means: by its UID, its name, or a part of the name, ignoring case, that no
+/// other recording device has; empty: the default device. Throws std::runtime_error that lists the alternatives.
 DeviceFacts chooseRecordDevice(const std::vector<DeviceFacts>& devices, const std::string& meant);
 
-/// The same among those that play.
+/// The same among devices that play.
 DeviceFacts choosePlaybackDevice(const std::vector<DeviceFacts>& devices, const std::string& meant);
 
-/// The channels that a user means, from 1; none: all that the device records. Throws std::runtime_error for one that it has
-/// not got.
+/// The channels that a user means, from 1; empty: all record channels of the device. Throws std::runtime_error for a
+/// channel that the device does not have.
 std::vector<unsigned> chooseRecordChannels(const DeviceFacts& device, const std::vector<unsigned>& meant);

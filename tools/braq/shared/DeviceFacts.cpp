@@ -10,7 +10,7 @@ std::vector<DeviceFacts> lookAtDevices() {
     for (const auto& device : BRAQAudioHardware::allDevices()) {
         const auto uid = device->deviceUID();
         if (!uid) {
-            continue; // gone since the list was read
+            continue; // removed since the list was read
         }
         DeviceFacts facts{.id = device->deviceID(), .uid = *uid, .name = device->deviceName().value_or("")};
         facts.transportType = device->transportType();

@@ -21,7 +21,7 @@ std::runtime_error failureOf(const std::string& path) {
     return std::runtime_error("cannot write " + printable(path) + ": " + std::strerror(error));
 }
 
-/// Permissions of what is there, if anything is.
+/// Permissions of the existing file, if there is one.
 std::optional<mode_t> permissionsOf(const std::string& path) {
     struct stat there {};
     if (::lstat(path.c_str(), &there) != 0) {
@@ -31,12 +31,12 @@ std::optional<mode_t> permissionsOf(const std::string& path) {
         throw failureOf(path);
     }
     if (!S_ISREG(there.st_mode)) {
-        throw std::runtime_error(printable(path) + " is there and no regular file; it is left alone");
+        throw std::runtime_error(printable(path) + " exists and is not a regular file; it was left alone");
     }
     return there.st_mode & 07777U;
 }
 
-/// A new file that is gone again unless it is given its name.
+/// A new file that is deleted again unless it gets its final name.
 class UnfinishedFile {
   public:
     explicit UnfinishedFile(const std::string& path)
@@ -76,7 +76,7 @@ class UnfinishedFile {
     }
 
     void finish() {
-        // Some file systems tell only now that the disk is full.
+        // Some file systems report a full disk only here.
         if (::fsync(mDescriptor) != 0 || ::close(std::exchange(mDescriptor, -1)) != 0 ||
             ::rename(mUnfinished.c_str(), mPath.c_str()) != 0) {
             throw failureOf(mPath);

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-/// Lines of cells that stand below each other in a terminal.
+/// Text cells in aligned columns for a terminal.
 class Table {
   public:
     enum class Align { left, right };
@@ -14,10 +14,10 @@ class Table {
 
     explicit Table(std::vector<Column> columns) : mColumns(std::move(columns)) {}
 
-    /// @param cells printable texts, one a column
+    /// @param cells printable texts, one per column
     void addRow(std::vector<std::string> cells) { mRows.push_back(std::move(cells)); }
 
-    /// The titles and the rows, each a line; no line ends with spaces.
+    /// The titles and the rows, one line each, without trailing spaces.
     std::string text() const;
 
   private:

@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Has this thread read text as UTF-8, whatever the user's locale.
+/// Makes this thread decode text as UTF-8, whatever the user's locale.
 class ReadingUTF8 {
   public:
     ReadingUTF8() : mBefore(::uselocale(utf8())) {}
@@ -24,7 +24,7 @@ class ReadingUTF8 {
     const locale_t mBefore;
 };
 
-/// Calls `visit(character, its bytes)` for each character; for a byte that belongs to none, with WEOF.
+/// Calls `visit(character, its bytes)` for each character; with WEOF for each invalid byte.
 template <class Visit>
 void forEachCharacter(std::string_view text, Visit visit) {
     const ReadingUTF8 reading;
@@ -33,7 +33,7 @@ void forEachCharacter(std::string_view text, Visit visit) {
         std::mbstate_t state{};
         const std::size_t read = std::mbrtowc(&character, text.data(), text.size(), &state);
         const bool isCharacter = read != static_cast<std::size_t>(-1) && read != static_cast<std::size_t>(-2);
-        const std::size_t length = isCharacter && read > 0 ? read : 1; // the zero character is said to have none
+        const std::size_t length = isCharacter && read > 0 ? read : 1; // 0 is returned for the null character
         visit(isCharacter ? static_cast<wint_t>(character) : WEOF, text.substr(0, length));
         text.remove_prefix(length);
     }
@@ -42,7 +42,7 @@ void forEachCharacter(std::string_view text, Visit visit) {
 constexpr std::string_view replacement = "\xEF\xBF\xBD"; // U+FFFD
 
 bool isPrintable(wint_t character) {
-    // Marks of writing direction print nothing and turn around what follows them.
+    // Bidirectional marks print nothing and reverse the text after them.
     const bool turnsAround =
         (character >= 0x202A && character <= 0x202E) || (character >= 0x2066 && character <= 0x2069);
     return character != WEOF && std::iswprint(character) != 0 && !turnsAround;

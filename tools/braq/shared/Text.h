@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <string>
 
-/// A text that others chose, such as the name of a device, fit for a terminal: what would move the cursor or change colours,
-/// and what is no UTF-8, becomes U+FFFD.
+/// Makes a text from outside, such as a device name, safe for a terminal: control characters and invalid UTF-8 become
+/// U+FFFD.
 std::string printable(const std::string& text);
 
-/// The same for what is no terminal: only what is no UTF-8 becomes U+FFFD.
+/// The same for output that is not a terminal: only invalid UTF-8 becomes U+FFFD.
 std::string asUTF8(const std::string& text);
 
-/// How many columns of a terminal a printable text takes: wide characters take two, accents of their own none.
+/// The width of a printable text in terminal columns: wide characters take two, combining accents none.
 std::size_t columnsOf(const std::string& text);

@@ -21,7 +21,7 @@ std::vector<std::string_view> partsOf(std::string_view text) {
     return parts;
 }
 
-/// A number of digits, with a point among them where a fraction is allowed.
+/// Digits, with a decimal point if a fraction is allowed.
 std::optional<double> number(std::string_view text, bool hasFraction) {
     double value = 0.0;
     const auto [end, problem] = std::from_chars(text.begin(), text.end(), value, std::chars_format::fixed);
@@ -49,7 +49,7 @@ std::optional<double> secondsIn(const std::string& text) {
 std::string timeText(double seconds) {
     constexpr std::int64_t tenthsAMinute = 600;
     constexpr std::int64_t minutesAnHour = 60;
-    constexpr double halfAMicrosecond = 0.5e-6; // what a division of frames is off by does not cost a tenth
+    constexpr double halfAMicrosecond = 0.5e-6; // the rounding error of dividing frames must not cost a tenth
     const auto tenths = static_cast<std::int64_t>(std::floor((std::max(seconds, 0.0) + halfAMicrosecond) * 10.0));
     const std::int64_t minutes = tenths / tenthsAMinute;
     const double rest = static_cast<double>(tenths % tenthsAMinute) / 10.0;

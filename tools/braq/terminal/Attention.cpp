@@ -10,7 +10,7 @@
 Attention::Happened Attention::wait(Clock::time_point until) {
     BRAQMainQueue& queue = BRAQMainQueue::mainQueue();
     pollfd watched[] = {{mInterruption.descriptor(), POLLIN, 0},
-                        {STDOUT_FILENO, 0, 0}, // reports that its reader is gone
+                        {STDOUT_FILENO, 0, 0}, // reports that the reader closed the pipe
                         {mJobControl.descriptor(), POLLIN, 0},
                         {mKeyboard.descriptor(), POLLIN, 0},
                         {queue.fileDescriptor(), POLLIN, 0}};

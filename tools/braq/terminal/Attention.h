@@ -8,24 +8,24 @@
 #include <chrono>
 #include <vector>
 
-/// Everything that a command with a keyboard waits for. Made before any thread of the library is. Main thread.
+/// Everything that a command with a keyboard waits for. Create it before any thread of the library. Main thread.
 class Attention {
   public:
     using Clock = std::chrono::steady_clock;
 
-    /// What happened while it waited.
+    /// What ended the wait.
     struct Happened {
-        bool isToEnd = false; ///< interrupted, or the terminal or who reads the output is gone
+        bool isToEnd = false; ///< interrupted, or the terminal or the reader of the output is closed
         bool isToSuspend = false;
         std::vector<Key> keys{};
     };
 
     explicit Attention(Keyboard::Suspending suspending) : mKeyboard(suspending) {}
 
-    /// Waits until something happens or `until` is there, and runs what waits in the main queue.
+    /// Waits for an event, at most until `until`, and runs closures pending in the main queue.
     Happened wait(Clock::time_point until);
 
-    /// Suspends the program, its terminal given back, and returns when it goes on.
+    /// Restores the terminal, suspends the program, and returns when it continues.
     void suspend();
 
   private:

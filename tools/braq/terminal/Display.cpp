@@ -28,7 +28,7 @@ Display::~Display() {
     NSLogSetSink(std::move(mSinkBefore));
     try {
         complainOfWhatWasLogged();
-    } catch (const std::exception&) { // nobody reads any more
+    } catch (const std::exception&) { // the reader closed the pipe
     }
 }
 

@@ -11,28 +11,28 @@
 #include <string>
 #include <vector>
 
-/// How often a command shows what it does.
+/// Time between two updates of the display.
 constexpr std::chrono::milliseconds betweenPictures{50};
 
-/// What a command shows while it works: on a terminal a line that is drawn over and over, and above it what is said; elsewhere
-/// only that. Main thread. Operations throw what `writeOutput` throws.
+/// The output of a command while it works: on a terminal a line that is redrawn, with messages above it; elsewhere
+/// messages only. Main thread. Operations throw what `writeOutput` throws.
 class Display {
   public:
     Display();
-    /// Says what is left to be said, and gives the log back.
+    /// Writes pending messages and restores the log.
     ~Display();
     Display(const Display&) = delete;
     Display& operator=(const Display&) = delete;
 
     bool isTerminal() const noexcept { return mIsTerminal; }
-    /// A line that stays; on a terminal above what is shown.
+    /// A line that stays, on a terminal above the redrawn one.
     void say(const std::string& line);
-    /// The same for something that went wrong, which goes to the standard error.
+    /// The same for a problem, to the standard error.
     void complain(const std::string& line);
-    /// Does nothing where there is no terminal.
+    /// Does nothing without a terminal.
     void show(const Status& status);
 
-    /// Gives the terminal its cursor back while the program is suspended.
+    /// Restores the cursor while the program is suspended.
     void suspend() { mDrawing.reset(); }
     void resume();
 
@@ -43,5 +43,5 @@ class Display {
     std::optional<Drawing> mDrawing;
     NSLogSink mSinkBefore;
     std::mutex mLogMutex;
-    std::vector<std::string> mLogged; // under mLogMutex: errors, which the next picture would draw over
+    std::vector<std::string> mLogged; // under mLogMutex: errors, which the next redraw would overwrite
 };

@@ -10,7 +10,7 @@
 
 Drawing::Drawing() { writeOutput("\x1b[?25l"); }
 
-// If nobody reads any more, there is no terminal.
+// If the reader closed the pipe, there is no terminal.
 Drawing::~Drawing() {
     try {
         writeOutput("\x1b[?25h");

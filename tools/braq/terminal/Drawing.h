@@ -3,19 +3,18 @@
 #include <cstddef>
 #include <string>
 
-/// Lines that are drawn over and over at one place of a terminal, without its cursor. Operations throw what `writeOutput`
-/// throws.
+/// Lines that are redrawn in place on a terminal, with the cursor hidden. Operations throw what `writeOutput` throws.
 class Drawing {
   public:
     Drawing();
-    /// Whatever happened, the terminal gets its cursor back.
+    /// Restores the cursor in any case.
     ~Drawing();
     Drawing(const Drawing&) = delete;
     Drawing& operator=(const Drawing&) = delete;
 
-    /// @param lines each with its end, none wider than the terminal
+    /// @param lines each with its line end, none wider than the terminal
     void draw(const std::string& lines);
-    /// Takes the lines away, for something else to be written in their place; the next ones are drawn below that.
+    /// Erases the lines, so that something else can be written in their place; the next ones are drawn below that.
     void erase();
 
   private:
@@ -24,5 +23,5 @@ class Drawing {
     std::size_t mLines = 0; // above the cursor
 };
 
-/// How wide the terminal is that is written to; as is usual for what does not say.
+/// The width of the output terminal; the usual width if it does not tell.
 std::size_t terminalColumns();

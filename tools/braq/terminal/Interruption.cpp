@@ -53,7 +53,7 @@ Interruption::Interruption(std::chrono::milliseconds patience) : mPatience(patie
     mSignals = opened(::signalfd(-1, &signals, SFD_CLOEXEC));
     mRequest = opened(::eventfd(0, EFD_CLOEXEC));
     mEnd = opened(::eventfd(0, EFD_CLOEXEC));
-    // The thread takes no signal from those that are waited for elsewhere, such as by job control.
+    // Blocks all signals in the thread, so that it takes none that others wait for, such as job control.
     ::sigset_t every;
     ::sigset_t before;
     ::sigfillset(&every);
@@ -111,7 +111,7 @@ int Interruption::takeSignal() const {
 }
 
 /// Waits for a signal.
-/// @param longest below 0: without end
+/// @param longest negative: no limit
 /// @return false: it is over
 bool Interruption::isToWatch(std::chrono::milliseconds longest, bool& hasSignal) const {
     pollfd watched[] = {{mSignals, POLLIN, 0}, {mEnd, POLLIN, 0}};

@@ -4,24 +4,24 @@
 #include <chrono>
 #include <thread>
 
-/// Ctrl-C, SIGTERM and a terminal that is closed, as something to wait for. Made before any other thread is, so that none of
-/// them is interrupted.
+/// Ctrl-C, SIGTERM and a closed terminal as events to wait for. Create it before any other thread, so that none of them
+/// is interrupted.
 ///
-/// A program that does not look for so long after a signal hangs, and is ended by the signal as if nobody waited for it. A
-/// signal that comes again after a fifth of that time ends it at once, whether it has looked or not.
+/// If a program does not react for `patience` after a signal, it hangs; the signal then ends it as if nobody waited for
+/// it. A second signal after a fifth of that time ends it at once, whether it has reacted or not.
 class Interruption {
   public:
     /// Throws std::system_error.
-    /// @param patience so long may the program be kept from looking by what else runs on a busy machine
+    /// @param patience how long other load on the machine may keep the program from reacting
     explicit Interruption(std::chrono::milliseconds patience = std::chrono::seconds(10));
     ~Interruption();
     Interruption(const Interruption&) = delete;
     Interruption& operator=(const Interruption&) = delete;
 
-    /// Readable once the program is to end.
+    /// Readable when the program must end.
     int descriptor() const noexcept { return mRequest; }
 
-    /// Whether the program is to end. Whoever asks and hears so ends it in its own time.
+    /// Whether the program must end. A caller that gets true ends the program in its own time.
     bool isRequested() const noexcept;
 
   private:

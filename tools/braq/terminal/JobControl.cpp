@@ -41,7 +41,7 @@ bool JobControl::isToSuspend() const {
     return isToSuspend;
 }
 
-// Not SIGSTOP: a program that no shell could have go on is not stopped by this.
+// Not SIGSTOP: a program that no shell could continue is not stopped by this.
 void JobControl::suspend() {
     const ::sigset_t suspending = setOf({SIGTSTP});
     ::pthread_sigmask(SIG_UNBLOCK, &suspending, nullptr);

@@ -1,6 +1,7 @@
 #pragma once
 
-/// Ctrl-Z, and going on after it, as something to wait for. Made before any other thread is, so that none of them is stopped.
+/// Ctrl-Z and continuing after it, as events to wait for. Create it before any other thread, so that none of them is
+/// stopped.
 class JobControl {
   public:
     /// Throws std::system_error.
@@ -9,11 +10,11 @@ class JobControl {
     JobControl(const JobControl&) = delete;
     JobControl& operator=(const JobControl&) = delete;
 
-    /// Readable when the program is to be suspended, and when it goes on.
+    /// Readable when the program must be suspended, and when it continues.
     int descriptor() const noexcept { return mDescriptor; }
-    /// Takes what made the descriptor readable. @return whether the program is to be suspended
+    /// Consumes the event. @return whether the program must be suspended
     bool isToSuspend() const;
-    /// Suspends the program as Ctrl-Z does, and returns when it goes on.
+    /// Suspends the program as Ctrl-Z does. Returns when it continues.
     static void suspend();
 
   private:

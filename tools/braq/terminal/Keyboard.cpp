@@ -8,7 +8,7 @@
 
 namespace {
 
-// Who changes a terminal, or reads from it, in the background is stopped.
+// A background process that changes a terminal or reads from it is stopped.
 bool isInForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
 
 } // namespace
@@ -20,9 +20,9 @@ void Keyboard::take() {
     }
     ::termios settings = mBefore;
     settings.c_lflag &= ~static_cast<tcflag_t>(ICANON | ECHO);
-    settings.c_cc[VMIN] = 0; // an interruption takes away what was typed before it, and nobody waits for more then
+    settings.c_cc[VMIN] = 0; // an interruption discards typed keys, and a blocking read would then hang
     settings.c_cc[VTIME] = 0;
-    settings.c_cc[VQUIT] = _POSIX_VDISABLE; // it would leave the terminal like this
+    settings.c_cc[VQUIT] = _POSIX_VDISABLE; // it would leave the terminal in this mode
     if (mSuspending == Suspending::impossible) {
         settings.c_cc[VSUSP] = _POSIX_VDISABLE;
     }

@@ -10,7 +10,7 @@ std::optional<Key> character(char typed) {
     switch (typed) {
     case ' ': return Key::space;
     case '+':
-    case '=': return Key::plus; // where the plus sign is beside it, with shift
+    case '=': return Key::plus; // shares its key with plus
     case '-': return Key::minus;
     case 'r': return Key::r;
     case 'n': return Key::n;

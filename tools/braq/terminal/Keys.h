@@ -4,15 +4,15 @@
 #include <string_view>
 #include <vector>
 
-/// What a user presses. A character key has its character's name.
+/// A key. A character key is named after its character.
 enum class Key { space, left, right, up, down, plus, minus, r, n, p, q, questionMark };
 
-/// Finds keys in what a terminal sends for them.
+/// Decodes the keys in the characters that a terminal sends.
 class Keys {
   public:
-    /// @return the keys that are complete now; others than those of `Key` are left out
+    /// @return the keys that are complete now; keys other than those of `Key` are ignored
     std::vector<Key> add(std::string_view typed);
 
   private:
-    std::string mSequence; // of a key that is not complete: escape and what followed it
+    std::string mSequence; // of an incomplete key: escape and what followed it
 };

@@ -7,7 +7,7 @@ namespace {
 
 constexpr double lowest = -60.0; // decibels at the left end of a bar
 
-// What is no number has no length.
+// NaN has length 0.
 std::size_t columnOf(double level, std::size_t columns) {
     if (!(level > lowest)) {
         return 0;

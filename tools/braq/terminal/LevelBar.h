@@ -5,11 +5,11 @@
 
 /// A channel's levels in decibels relative to full scale; minus infinity for silence.
 struct MeteredChannel {
-    unsigned number = 1; ///< as users count
+    unsigned number = 1; ///< from 1
     double level;
     double held;
 };
 
-/// As long as the channel is loud, from -60 decibels on, with a mark for what is held.
-/// @param columns that it takes
+/// A bar for the level, from -60 dB, with a mark for the peak hold.
+/// @param columns its width
 std::string levelBar(const MeteredChannel& channel, std::size_t columns);

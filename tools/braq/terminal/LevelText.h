@@ -2,5 +2,5 @@
 
 #include <string>
 
-/// Decibels to one decimal: "-12.3", and "-inf" for what is hardly there.
+/// Decibels to one decimal: "-12.3"; "-inf" for silence or almost silence.
 std::string levelText(double decibels);

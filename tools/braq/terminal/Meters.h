@@ -9,11 +9,11 @@
 #include <memory>
 #include <vector>
 
-/// Channels of a device with their meters, of which each has one or two. Main thread.
+/// Channels of a device and their meters, each of which has one or two channels. Main thread.
 class Meters {
   public:
-    /// Starts to measure. Raises what the library raises.
-    /// @param channels from 1, each of them one that the device has
+    /// Starts metering. Raises what the library raises.
+    /// @param channels from 1; the device must have all of them
     Meters(const std::shared_ptr<BRAQAudioDevice>& device, const std::vector<unsigned>& channels);
     ~Meters() { invalidate(); }
     Meters(const Meters&) = delete;

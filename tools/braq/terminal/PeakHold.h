@@ -1,13 +1,13 @@
 #pragma once
 
-/// The highest level of late: stays for a while and then falls.
+/// A peak hold: keeps the highest recent level for a while, then falls.
 class PeakHold {
   public:
     static constexpr double holdSeconds = 1.0;
     static constexpr double fallPerSecond = 20.0; ///< decibels
 
     /// @param level decibels now, minus infinity for silence
-    /// @param seconds since the last one
+    /// @param seconds since the last call
     /// @return the held level
     double add(double level, double seconds);
 

@@ -4,11 +4,10 @@
 #include <cstdint>
 #include <string>
 
-/// A line on the terminal that says how far a long piece of work is, and is gone when that is done. Nothing if the standard
-/// error is no terminal.
+/// A progress line on the terminal, erased at the end. Nothing if the standard error is not a terminal.
 class Progress {
   public:
-    /// @param of what is worked at; printable
+    /// @param of name of the work; printable
     Progress(std::string of, std::int64_t total);
     ~Progress();
     Progress(const Progress&) = delete;

@@ -27,7 +27,7 @@ MeteredChannel loudest(const std::vector<MeteredChannel>& channels) {
     return both;
 }
 
-/// Of `columns` columns at most, which are enough for one.
+/// At most `columns` columns, which are enough for one bar.
 std::string bars(const std::vector<MeteredChannel>& channels, std::size_t columns) {
     const std::size_t ofEach = (columns + 1) / channels.size(); // with the space between them
     if (ofEach < shortestStatusBar + aroundABar + 1) {

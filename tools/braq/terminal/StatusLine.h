@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-/// How playing or recording is getting on.
+/// The state of playing or recording.
 struct Status {
-    std::string mark; ///< what it does, in a letter or two
+    std::string mark; ///< the activity, in a letter or two
     double seconds = 0.0;
-    std::optional<double> length{}; ///< of all, in seconds
+    std::optional<double> length{}; ///< total, in seconds
     std::vector<MeteredChannel> channels{};
-    std::vector<std::string> facts{}; ///< in ASCII; where there is no room, the last ones go first
+    std::vector<std::string> facts{}; ///< in ASCII; if space is short, the last ones are omitted first
 };
 
-/// All of it in one line of `columns` columns at most, without an end. Bars take what is left: one a channel, where there is
-/// less room one for the loudest channel, then none.
+/// The whole status in one line of at most `columns` columns, without a line end. Bars take the remaining width: one
+/// per channel, with less space one for the loudest channel, then none.
 std::string statusLine(const Status& status, std::size_t columns);
