@@ -3,6 +3,9 @@
 #include <mutex>
 #include <utility>
 
+/// @addtogroup core
+/// @{
+
 /// A field that any thread but an I/O thread may read and set as a whole. An I/O thread may call `plain` only.
 template <class Value>
 class BRAQAtomicProperty {
@@ -29,3 +32,5 @@ class BRAQAtomicProperty {
     mutable std::mutex mMutex;
     Value mValue{};
 };
+
+/// @}

@@ -5,6 +5,9 @@
 
 #include <memory>
 
+/// @addtogroup core
+/// @{
+
 /// A frame buffer as an object: a block of non-interleaved 32-bit samples with a read and a write position. Not
 /// thread-safe: one thread at a time.
 class BRAQ_EXPORT BRAQAudioBuffer {
@@ -62,3 +65,5 @@ class BRAQ_EXPORT BRAQAudioBuffer {
     UInt32 mEndFrame = 0;
     bool mEndOfStream = false;
 };
+
+/// @}

@@ -3,6 +3,9 @@
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/types.h"
 
+/// @addtogroup core
+/// @{
+
 extern "C" {
 
 /// Allocates a list with uninitialised sample memory: one buffer for all channels if interleaved, else one buffer per
@@ -26,3 +29,5 @@ BRAQ_EXPORT void BRAQAudioBufferListCopyTo(const AudioBufferList* list, AudioBuf
 /// @realtime
 BRAQ_EXPORT UInt32 BRAQAudioBufferListCapacityInFrames(const AudioBufferList* list, UInt32 bytesPerSample) noexcept;
 }
+
+/// @}

@@ -9,6 +9,9 @@
 #include <memory>
 #include <mutex>
 
+/// @addtogroup core
+/// @{
+
 class BRAQAudioBufferQueue;
 
 extern "C" {
@@ -155,3 +158,5 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     mutable std::mutex mWorkerMutex;     // whether there is a worker; any thread but the real-time side
     std::shared_ptr<NSError> mLastError; // under mWorkerMutex: of a worker that was torn down
 };
+
+/// @}

@@ -6,6 +6,9 @@
 #include <atomic>
 #include <mutex>
 
+/// @addtogroup core
+/// @{
+
 /// Keeps the real-time side of a ring out while a control thread works on it. The real-time side never waits: if the
 /// gate is closed, it does without. The control side waits for a copy in progress.
 ///
@@ -76,3 +79,5 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     std::atomic<UInt32> mClosures{0};   // written by the control side only
     std::recursive_mutex mControlMutex; // control threads
 };
+
+/// @}

@@ -14,6 +14,9 @@
 #include <utility>
 #include <vector>
 
+/// @addtogroup devices
+/// @{
+
 class BRAQAudioDevice;
 
 /// Domain of the errors of time translation. Their code is -1.
@@ -195,3 +198,5 @@ class BRAQ_EXPORT BRAQAudioDevice {
     const AudioDeviceID mDeviceID;
     std::vector<BRAQAudioDeviceDelegateEntry> mDelegates;
 };
+
+/// @}

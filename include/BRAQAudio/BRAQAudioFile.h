@@ -8,6 +8,9 @@
 #include <mutex>
 #include <string>
 
+/// @addtogroup files
+/// @{
+
 /// One audio file, open for recording or for playback. Whatever the file's coding, programs exchange 32-bit float, not
 /// interleaved, with it: the client format. `BRAQExtendedAudioFile` does more and is the class that the rest of the
 /// library uses.
@@ -117,3 +120,5 @@ class BRAQ_EXPORT BRAQAudioFile {
     mutable std::mutex mUrlMutex;
     mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe
 };
+
+/// @}

@@ -2,6 +2,9 @@
 
 #include "BRAQAudio/BRAQAudioFileStreamer.h"
 
+/// @addtogroup play
+/// @{
+
 class BRAQAudioFileReader;
 
 /// A range of consecutive frames of a file.
@@ -98,3 +101,5 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     std::mutex mDirectionMutex;  // held while a buffer is filled, so that all of it has one direction
     bool mReadBackwards = false; // under mDirectionMutex: the direction of the last fill
 };
+
+/// @}

@@ -7,6 +7,9 @@
 #include <memory>
 #include <mutex>
 
+/// @addtogroup files
+/// @{
+
 /// A ring whose worker moves frames from or to a file, so that an I/O thread never touches the file. Base of the reader
 /// and the writer.
 ///
@@ -40,3 +43,5 @@ class BRAQ_EXPORT BRAQAudioFileStreamer : public BRAQAudioBufferQueue {
   private:
     mutable std::mutex mAudioFileMutex;
 };
+
+/// @}

@@ -4,6 +4,9 @@
 
 #include <exception>
 
+/// @addtogroup record
+/// @{
+
 /// Writes what the real-time side records to a file, one buffer at a time.
 ///
 /// Frames that cannot be written, for example because the disk is full, stay in their buffer and are retried when the
@@ -43,3 +46,5 @@ class BRAQ_EXPORT BRAQAudioFileWriter : public BRAQAudioFileStreamer {
     BQueueableAudioBuffer* mUnwritten = nullptr; // the oldest that could not be written
     std::exception_ptr mWhyUnwritten;
 };
+
+/// @}

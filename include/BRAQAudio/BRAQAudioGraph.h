@@ -6,6 +6,9 @@
 
 #include <memory>
 
+/// @addtogroup units
+/// @{
+
 /// An open platform graph. Nothing here raises. Any thread but an I/O thread.
 class BRAQ_EXPORT BRAQAudioGraph {
   public:
@@ -33,3 +36,5 @@ class BRAQ_EXPORT BRAQAudioGraph {
   private:
     AUGraph mGraph;
 };
+
+/// @}

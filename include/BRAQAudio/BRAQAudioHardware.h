@@ -12,6 +12,9 @@
 #include <utility>
 #include <vector>
 
+/// @addtogroup devices
+/// @{
+
 /// A delegate of the audio hardware: any object. Those of these operations that it has are called on the main thread:
 ///
 ///     void audioHardwareDeviceListDidChange();
@@ -111,3 +114,5 @@ class BRAQ_EXPORT BRAQAudioHardware {
 
     std::vector<BRAQAudioHardwareDelegateEntry> mDelegates;
 };
+
+/// @}

@@ -9,6 +9,9 @@
 #include <optional>
 #include <vector>
 
+/// @addtogroup record
+/// @{
+
 /// Measures the level of one or two input channels of a device over the last eighth of a second.
 ///
 /// A meter keeps itself alive from creation until `invalidate`.
@@ -74,3 +77,5 @@ class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQ
     std::mutex mMutex;                                       // whether it is invalid; starting and stopping
     bool mIsInvalid = false;                                 // under mMutex
 };
+
+/// @}

@@ -6,6 +6,9 @@
 #include <memory>
 #include <string>
 
+/// @addtogroup files
+/// @{
+
 /// An audio stream format as a mutable value. No operation reports errors. One thread at a time uses an object; not on
 /// an I/O thread unless marked.
 ///
@@ -121,3 +124,5 @@ class BRAQ_EXPORT BRAQAudioStreamBasicDescription {
 
     AudioStreamBasicDescription mASBD{};
 };
+
+/// @}

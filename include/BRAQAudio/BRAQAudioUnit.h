@@ -8,6 +8,9 @@
 
 #include <memory>
 
+/// @addtogroup units
+/// @{
+
 class BRAQAudioUnit;
 
 extern "C" {
@@ -100,3 +103,5 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
   private:
     BRAQAtomicProperty<std::shared_ptr<BRAQAudioStreamBasicDescription>> mStreamDescription;
 };
+
+/// @}

@@ -3,6 +3,9 @@
 #include <memory>
 #include <type_traits>
 
+/// @addtogroup devices
+/// @{
+
 /// A strong reference to a delegate in a list of delegates, compared by object identity. A delegate is an object of any
 /// class, without a required base. A class that has delegates derives its own entry from this one, with a function for
 /// each operation that a delegate may have. Any thread; copies are independent.
@@ -34,3 +37,5 @@ class BRAQDelegateEntry {
 
     std::shared_ptr<const void> mObject;
 };
+
+/// @}

@@ -13,6 +13,9 @@
 #include <variant>
 #include <vector>
 
+/// @addtogroup files
+/// @{
+
 /// Option keys for the format and the sample rate that a file is read in.
 extern "C" BRAQ_EXPORT const char kBRAQExtendedAudioFileClientDataFormatKey[];
 extern "C" BRAQ_EXPORT const char kBRAQExtendedAudioFileClientSampleRateKey[];
@@ -215,3 +218,5 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     mutable std::mutex mUrlMutex;
     mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe
 };
+
+/// @}

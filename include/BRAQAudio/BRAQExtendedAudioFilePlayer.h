@@ -18,6 +18,9 @@
 #include <utility>
 #include <vector>
 
+/// @addtogroup play
+/// @{
+
 class BRAQExtendedAudioFilePlayer;
 
 /// The delegate of a player: any object, not owned by the player. Those of these operations that it has are called on
@@ -169,3 +172,5 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     std::atomic<UInt64> mStarts{
         0}; // written under mTransportMutex: counts starts and seeks; an end of file belongs to the last of them
 };
+
+/// @}

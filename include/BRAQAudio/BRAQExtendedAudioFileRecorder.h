@@ -20,6 +20,9 @@
 #include <utility>
 #include <vector>
 
+/// @addtogroup record
+/// @{
+
 class BRAQExtendedAudioFileRecorder;
 
 /// The delegate of a recorder: any object, not retained by the recorder. If it has this operation, it is called on the
@@ -135,3 +138,5 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     std::mutex mTransportMutex;          // held while the writer or the unit is started or stopped
     bool mIsInvalid = false;             // under mTransportMutex
 };
+
+/// @}

@@ -9,6 +9,9 @@
 #include <optional>
 #include <vector>
 
+/// @addtogroup record
+/// @{
+
 /// Receives a captured slice. Runs on the device's I/O thread and must not block, allocate or wait. If it throws, the
 /// slice is lost; this is logged once.
 /// @param flags in and out
@@ -74,3 +77,5 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
     BRAQAtomicProperty<std::optional<std::vector<SInt32>>> mChannels;
     bool mIsMade = false; // init is complete
 };
+
+/// @}

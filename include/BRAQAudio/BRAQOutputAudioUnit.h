@@ -12,6 +12,9 @@
 #include <memory>
 #include <vector>
 
+/// @addtogroup play
+/// @{
+
 /// Plays the frames of a ring on one device, at a rate and a level that may change while it plays. At rate 1 and level
 /// 1, on a device with the same sample rate, the device gets the ring's frames unchanged.
 ///
@@ -122,3 +125,5 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     std::atomic<float> mPlaybackLevel{1.0F};       // any thread: as set
     bool mIsMade = false;                          // init is complete
 };
+
+/// @}

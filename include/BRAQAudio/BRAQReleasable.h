@@ -4,6 +4,9 @@
 
 #include <memory>
 
+/// @addtogroup units
+/// @{
+
 /// An object that I/O threads may hold references to. If the last reference is dropped on an I/O thread, a background
 /// thread of the library destroys the object.
 class BRAQ_EXPORT BRAQReleasable {
@@ -31,3 +34,5 @@ class BRAQ_EXPORT BRAQReleasable {
 
     BRAQReleasable* mNext = nullptr; // next of those that wait for the background thread
 };
+
+/// @}

@@ -49,6 +49,23 @@ class Pages(unittest.TestCase):
         listed = re.findall(r"\]\(([\w-]+\.md)\)", text_of(PROJECT / "docs/guide/README.md"))
         self.assertEqual(sorted(listed), [page.name for page in GUIDE if page.name != "README.md"])
 
+    def test_pages_are_made_in_the_order_of_the_index(self):
+        listed = re.findall(r"\]\(([\w-]+\.md)\)", text_of(PROJECT / "docs/guide/README.md"))
+        made = re.findall(r"docs/guide/([\w-]+\.md) \\", text_of(PROJECT / "docs/Doxyfile"))
+        self.assertEqual(made, ["README.md", *listed])
+
+    def test_every_public_declaration_is_in_a_group(self):
+        defined = set(re.findall(r"@defgroup (\w+)", text_of(PROJECT / "docs/groups.dox")))
+        used = set()
+        for header in sorted((PROJECT / "include").rglob("*.h")):
+            found = re.findall(r"(?m)^/// @addtogroup (\w+)\n/// @\{$", text_of(header))
+            includes_only = re.fullmatch(r"(\s*(#.*|//.*)\n)*", text_of(header))
+            if not includes_only:
+                self.assertEqual(len(found), 1, header.relative_to(PROJECT))
+                self.assertTrue(text_of(header).endswith("\n/// @}\n"), header.relative_to(PROJECT))
+            used.update(found)
+        self.assertLessEqual(used, defined)
+
 
 if __name__ == "__main__":
     unittest.main()

@@ -5,6 +5,9 @@
 
 #include <functional>
 
+/// @addtogroup core
+/// @{
+
 /// Returns the link of a record. Must not block, allocate or throw: it runs wherever the stack operations run.
 using BAtomicStackGetNext = std::function<void*(void* record)>;
 /// Stores `next` as the link of `record`. Must not block, allocate or throw.
@@ -60,3 +63,5 @@ BRAQ_EXPORT void* BAtomicStackNonAtomicPop(BAtomicStack* stack);
 /// @realtime Any thread.
 BRAQ_EXPORT bool BAtomicStackIsEmpty(const BAtomicStack* stack) noexcept;
 }
+
+/// @}

@@ -6,6 +6,9 @@
 #include <atomic>
 #include <type_traits>
 
+/// @addtogroup core
+/// @{
+
 /// A block of non-interleaved 32-bit samples with a read and a write position. One side owns it at a time; ownership is
 /// passed on by other means (the in-progress flag of a queueable buffer). The functions check nothing.
 struct BAudioBuffer {
@@ -70,3 +73,5 @@ BRAQ_EXPORT bool BAudioBufferCopyInto(BAudioBuffer* buffer, AudioBufferList* des
 BRAQ_EXPORT bool BAudioBufferCopyFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32 bytesPerFrame,
                                       UInt32* framesProduced, UInt32* framesRequired) noexcept;
 }
+
+/// @}

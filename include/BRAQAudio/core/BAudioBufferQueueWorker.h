@@ -8,6 +8,9 @@
 #include <pthread.h>
 #include <semaphore.h>
 
+/// @addtogroup core
+/// @{
+
 /// A thread that refills or writes out buffers for a real-time thread, in the order in which they were added. Its owner
 /// calls Create, any number of AddBuffer, Teardown, Destroy, in this order.
 struct BAudioBufferQueueWorker {
@@ -56,3 +59,5 @@ BRAQ_EXPORT void BAudioBufferQueueWorkerWaitUntilIdle(BAudioBufferQueueWorker* w
 /// Any thread but an I/O thread.
 BRAQ_EXPORT bool BAudioBufferQueueWorkerLastError(BAudioBufferQueueWorker* worker, std::shared_ptr<NSError>* error);
 }
+
+/// @}

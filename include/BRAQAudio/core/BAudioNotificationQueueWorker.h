@@ -6,6 +6,9 @@
 #include "BRAQAudio/core/BWorkerErrors.h"
 #include "BRAQAudio/platform/BRAQThread.h"
 
+/// @addtogroup core
+/// @{
+
 /// A thread that runs notifications for a real-time thread, in the order in which they were added. It never destroys a
 /// notification. Its owner calls Create, any number of AddNotification, Teardown, Destroy, in this order.
 ///
@@ -57,3 +60,5 @@ BRAQ_EXPORT void BAudioNotificationQueueWorkerTeardown(BAudioNotificationQueueWo
 BRAQ_EXPORT bool BAudioNotificationQueueWorkerLastError(BAudioNotificationQueueWorker* worker,
                                                         std::shared_ptr<NSError>* error);
 }
+
+/// @}

@@ -6,6 +6,9 @@
 #include <cstddef>
 #include <type_traits>
 
+/// @addtogroup core
+/// @{
+
 /// A FIFO ring of 32-bit elements (one sample each). Reading does not consume; `BBufferQueueAdvance` does. No locks,
 /// and no allocation after creation; one thread at a time uses it. Reading more than it holds, or appending more than
 /// fits, ends the process with the C library's assertion message.
@@ -51,3 +54,5 @@ BRAQ_EXPORT UInt64 BBufferQueueLength(const BBufferQueue* queue) noexcept;
 /// @realtime
 BRAQ_EXPORT UInt64 BBufferQueueUsed(const BBufferQueue* queue) noexcept;
 }
+
+/// @}

@@ -2,6 +2,9 @@
 
 #include "BRAQAudio/core/BMutex.h"
 
+/// @addtogroup core
+/// @{
+
 /// A mutex with a condition variable. Every BMutex operation applies to `mMutex`.
 struct BGuard {
     BMutex mMutex;
@@ -32,3 +35,5 @@ BRAQ_EXPORT void BGuardNotify(BGuard* guard) noexcept;
 /// Wakes all waiting threads. Does not take the mutex.
 BRAQ_EXPORT void BGuardNotifyAll(BGuard* guard);
 }
+
+/// @}

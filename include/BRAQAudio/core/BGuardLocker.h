@@ -2,6 +2,9 @@
 
 #include "BRAQAudio/core/BGuard.h"
 
+/// @addtogroup core
+/// @{
+
 /// A scoped lock of a guard. It unlocks only what it locked itself, so lockers of one thread nest.
 struct BGuardLocker {
     BGuard* mGuard;
@@ -28,3 +31,5 @@ BRAQ_EXPORT void BGuardLockerNotify(BGuardLocker* locker);
 /// `BGuardNotifyAll` on the locker's guard.
 BRAQ_EXPORT void BGuardLockerNotifyAll(BGuardLocker* locker);
 }
+
+/// @}

@@ -8,6 +8,9 @@
 #include <cstddef>
 #include <type_traits>
 
+/// @addtogroup core
+/// @{
+
 /// A mutex that knows its owner. If the owner locks again, the call succeeds without locking twice: lock returns
 /// whether this call took the lock, and only that caller unlocks.
 ///
@@ -47,3 +50,5 @@ BRAQ_EXPORT bool BMutexTry(BMutex* mutex, bool* newlyLocked);
 BRAQ_EXPORT bool BMutexIsFree(const BMutex* mutex);
 BRAQ_EXPORT bool BMutexIsOwnedByCurrentThread(const BMutex* mutex);
 }
+
+/// @}

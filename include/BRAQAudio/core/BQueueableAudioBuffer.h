@@ -4,6 +4,9 @@
 
 #include <functional>
 
+/// @addtogroup core
+/// @{
+
 struct BQueueableAudioBuffer;
 
 /// Processes a buffer that was passed to a worker. May block, allocate and throw. Runs on the worker's thread.
@@ -57,3 +60,5 @@ BRAQ_EXPORT BQueueableAudioBuffer* BQueueableAudioBufferNext(const BQueueableAud
 /// @realtime
 BRAQ_EXPORT void BQueueableAudioBufferSetNext(BQueueableAudioBuffer* buffer, BQueueableAudioBuffer* next) noexcept;
 }
+
+/// @}

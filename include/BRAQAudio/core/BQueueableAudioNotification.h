@@ -5,6 +5,9 @@
 #include <atomic>
 #include <functional>
 
+/// @addtogroup core
+/// @{
+
 struct BQueueableAudioNotification;
 
 /// Runs on the thread of a notification worker, which does nothing else meanwhile. May block, allocate and throw.
@@ -48,3 +51,5 @@ BQueueableAudioNotificationNext(const BQueueableAudioNotification* notification)
 BRAQ_EXPORT void BQueueableAudioNotificationSetNext(BQueueableAudioNotification* notification,
                                                     BQueueableAudioNotification* next) noexcept;
 }
+
+/// @}

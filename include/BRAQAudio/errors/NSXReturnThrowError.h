@@ -10,6 +10,9 @@
 #include <memory>
 #include <string>
 
+/// @addtogroup errors
+/// @{
+
 extern "C" {
 
 /// Name of every exception raised for a status. Its details hold the error under the key "error".
@@ -111,3 +114,5 @@ BRAQ_EXPORT std::shared_ptr<NSError> NSXErrorFromException(const std::exception_
 
 /// Domain of the errors that `NSXErrorFromException` makes from exceptions without an error.
 extern "C" BRAQ_EXPORT const char BRAQExceptionErrorDomain[];
+
+/// @}

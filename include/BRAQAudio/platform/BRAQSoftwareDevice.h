@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+/// @addtogroup devices
+/// @{
+
 namespace braq {
 class SoftwareDevice;
 }
@@ -109,3 +112,5 @@ class BRAQ_EXPORT BRAQSoftwareDevice {
 
     const std::shared_ptr<braq::SoftwareDevice> mDevice;
 };
+
+/// @}

@@ -3,6 +3,9 @@
 #include <pthread.h>
 #include <sys/types.h>
 
+/// @addtogroup threads
+/// @{
+
 /// The scheduler's id of a thread; on Linux the kernel's thread id. 0 is no thread.
 using thread_act_t = pid_t;
 
@@ -11,3 +14,5 @@ struct BRAQThread {
     pthread_t mThread;
     thread_act_t mPort;
 };
+
+/// @}

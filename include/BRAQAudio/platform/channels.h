@@ -4,6 +4,9 @@
 
 #include "BRAQAudio/platform/types.h"
 
+/// @addtogroup records
+/// @{
+
 /// The loudspeaker that a channel is meant for. Records of the C interface hold it as a UInt32; the values never
 /// change.
 ///
@@ -35,3 +38,5 @@ enum class BRAQChannelPosition : UInt32 {
     frontLeftOfCenter = 11,
     frontRightOfCenter = 12,
 };
+
+/// @}

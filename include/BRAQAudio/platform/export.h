@@ -1,5 +1,8 @@
 #pragma once
 
+/// @addtogroup platform
+/// @{
+
 /// Exports a name from the shared library. All other names are hidden.
 #define BRAQ_EXPORT [[gnu::visibility("default")]]
 
@@ -17,3 +20,5 @@
 #define BRAQ_BEGIN_CXX_RETURN
 #define BRAQ_END_CXX_RETURN
 #endif
+
+/// @}

@@ -6,6 +6,9 @@
 #include "BRAQAudio/platform/foundation/NSURL.h"
 #include "BRAQAudio/platform/types.h"
 
+/// @addtogroup filetypes
+/// @{
+
 /// A reference to an open file. Every call checks it: null or a disposed file returns an error status.
 using ExtAudioFileRef = struct OpaqueExtAudioFile*;
 /// The container of an open file; valid as long as the file.
@@ -212,3 +215,5 @@ OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPr
 OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32 size,
                                    const void* data);
 }
+
+/// @}

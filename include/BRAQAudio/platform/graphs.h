@@ -5,6 +5,9 @@
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/units.h"
 
+/// @addtogroup audiounits
+/// @{
+
 /// A checked reference to a graph, like `AudioUnit` to a unit.
 using AUGraph = struct OpaqueAUGraph*;
 /// A node of a graph, which holds one unit; from 1.
@@ -57,3 +60,5 @@ BRAQ_EXPORT OSStatus AUGraphStart(AUGraph graph);
 /// Stops the output unit, like `AudioOutputUnitStop`.
 BRAQ_EXPORT OSStatus AUGraphStop(AUGraph graph);
 }
+
+/// @}

@@ -4,6 +4,9 @@
 
 #include "BRAQAudio/platform/types.h"
 
+/// @addtogroup hardware
+/// @{
+
 constexpr AudioObjectID kAudioObjectUnknown = 0;
 constexpr AudioObjectID kAudioObjectSystemObject = 1;
 
@@ -148,3 +151,5 @@ OSStatus AudioObjectRemovePropertyListener(AudioObjectID object, const AudioObje
 ///        not a device
 OSStatus AudioDeviceTranslateTime(AudioDeviceID device, const AudioTimeStamp* in, AudioTimeStamp* out);
 }
+
+/// @}

@@ -7,6 +7,9 @@
 
 #include <cstddef>
 
+/// @addtogroup threads
+/// @{
+
 using kern_return_t = int;
 using integer_t = int;
 
@@ -106,3 +109,5 @@ bool BRAQThreadCanBarrierAll() noexcept;
 /// @return false if the system refuses
 /// Any thread but an I/O thread.
 bool BRAQThreadBarrierAll() noexcept;
+
+/// @}

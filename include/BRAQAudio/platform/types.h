@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <cstdint>
 
+/// @addtogroup records
+/// @{
+
 // The records and scalar types of the platform interface. Their sizes and field orders are part of that interface and
 // are checked below. A four-character code holds its first character in the most significant byte.
 
@@ -126,3 +129,5 @@ constexpr UInt32 kAudioFormatFlagIsSignedInteger = 4;
 constexpr UInt32 kAudioFormatFlagIsPacked = 8;
 constexpr UInt32 kAudioFormatFlagIsAlignedHigh = 16;
 constexpr UInt32 kAudioFormatFlagIsNonInterleaved = 32;
+
+/// @}

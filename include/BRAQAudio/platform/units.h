@@ -6,6 +6,9 @@
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/types.h"
 
+/// @addtogroup audiounits
+/// @{
+
 /// A kind of component. In a search, 0 matches anything.
 struct AudioComponentDescription {
     UInt32 componentType;
@@ -196,3 +199,5 @@ BRAQ_EXPORT OSStatus AudioOutputUnitStart(AudioUnit unit);
 /// left the cycle, or shortly after that should have happened if the device stands still. Idempotent.
 BRAQ_EXPORT OSStatus AudioOutputUnitStop(AudioUnit unit);
 }
+
+/// @}

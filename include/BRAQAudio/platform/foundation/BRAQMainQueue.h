@@ -11,6 +11,9 @@
 #include <mutex>
 #include <vector>
 
+/// @addtogroup foundation
+/// @{
+
 /// The queue of closures for the thread that runs the application's main loop. The library calls delegates through it.
 /// An application with its own loop watches `fileDescriptor()` and calls `drain()` when it becomes readable; one
 /// without a loop calls `run()`. Closures run one at a time, in the order in which they were submitted. A closure that
@@ -73,3 +76,5 @@ class BRAQ_EXPORT BRAQMainQueue {
     std::uint64_t mSubmitted = 0;            // under mMutex: entries ever appended
     int mDescriptor = -1;                    // under mMutex: an eventfd, above 0 while closures are pending
 };
+
+/// @}

@@ -3,6 +3,9 @@
 #include <cstddef>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 // Reference-counted strings of the C interface. Any thread but an I/O thread.
 
 /// A count of UTF-16 units, or an index of one.
@@ -52,3 +55,5 @@ CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacit
 
 /// The text in UTF-8; each unpaired surrogate becomes U+FFFD; empty for null.
 std::string CFStringCopyUTF8(CFStringRef string);
+
+/// @}

@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 /// Receives every failed assertion of the object layer, on any thread. The default handler raises an NSException named
 /// `NSInternalInconsistencyException` whose reason holds the place and the description.
 class BRAQ_EXPORT NSAssertionHandler {
@@ -32,3 +35,5 @@ class BRAQ_EXPORT NSAssertionHandler {
                                                         const std::string& description);
 [[noreturn]] BRAQ_EXPORT void NSAssertionFailedInFunction(const std::string& function, const std::string& file,
                                                           int line, const std::string& description);
+
+/// @}

@@ -5,6 +5,9 @@
 #include <memory>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 /// A source of translated strings: a directory with `LANGUAGE/LC_MESSAGES/TABLE.mo` files in gettext format. The
 /// language is that of the application's locale, which only the application sets (`setlocale(LC_ALL, "")` at its
 /// start); without that, every string is its key. Immutable. Any thread but an I/O thread.
@@ -31,3 +34,5 @@ class BRAQ_EXPORT NSBundle {
 
     const std::string mLocaleDirectory;
 };
+
+/// @}

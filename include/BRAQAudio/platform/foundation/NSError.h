@@ -8,6 +8,9 @@
 #include <string>
 #include <variant>
 
+/// @addtogroup foundation
+/// @{
+
 class NSError;
 
 /// A detail of an error: a string, a number, or the underlying error.
@@ -45,3 +48,5 @@ class BRAQ_EXPORT NSError {
     std::int64_t mCode;
     NSUserInfo mUserInfo;
 };
+
+/// @}

@@ -5,6 +5,9 @@
 #include <exception>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 extern "C" BRAQ_EXPORT const char NSInvalidArgumentException[] BRAQ_LINKER_NAME(NSInvalidArgumentException);
 extern "C" BRAQ_EXPORT const char NSInternalInconsistencyException[] BRAQ_LINKER_NAME(NSInternalInconsistencyException);
 
@@ -26,3 +29,5 @@ class BRAQ_EXPORT NSException : public std::exception {
     std::string mReason;
     NSUserInfo mUserInfo;
 };
+
+/// @}

@@ -8,6 +8,9 @@
 #include <string>
 #include <vector>
 
+/// @addtogroup foundation
+/// @{
+
 namespace braq {
 class KeyObservers;
 }
@@ -40,3 +43,5 @@ class BRAQ_EXPORT NSKeyValueObserving {
   private:
     const std::shared_ptr<braq::KeyObservers> mObservers;
 };
+
+/// @}

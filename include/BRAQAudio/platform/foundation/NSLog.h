@@ -5,6 +5,9 @@
 #include <functional>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 /// Receives each line of the log, without a line end. Called on the thread that logs, one call at a time, so it must
 /// not wait for a thread that may log. If the sink throws, or logs from inside itself, that line goes to the default
 /// destination.
@@ -18,3 +21,5 @@ BRAQ_EXPORT void NSLog(const std::string& line);
 /// returns, the previous sink is not running and is not called again, except if called from inside that sink.
 /// @return the previous sink; empty for the default
 BRAQ_EXPORT NSLogSink NSLogSetSink(NSLogSink sink);
+
+/// @}

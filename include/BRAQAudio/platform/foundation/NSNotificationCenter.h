@@ -10,6 +10,9 @@
 #include <string>
 #include <utility>
 
+/// @addtogroup foundation
+/// @{
+
 namespace braq {
 class NotificationObservers;
 }
@@ -69,3 +72,5 @@ class BRAQ_EXPORT NSNotificationCenter {
 
     const std::shared_ptr<braq::NotificationObservers> mObservers;
 };
+
+/// @}

@@ -4,6 +4,9 @@
 
 #include <memory>
 
+/// @addtogroup foundation
+/// @{
+
 namespace braq {
 class Registration;
 }
@@ -27,3 +30,5 @@ class BRAQ_EXPORT NSObserverToken {
   private:
     std::shared_ptr<braq::Registration> mRegistration;
 };
+
+/// @}

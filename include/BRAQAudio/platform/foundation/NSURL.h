@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 
+/// @addtogroup foundation
+/// @{
+
 /// A URL. Immutable, so any thread may read it.
 class BRAQ_EXPORT NSURL {
   public:
@@ -36,3 +39,5 @@ class BRAQ_EXPORT NSURL {
 
 /// A URL in the C interface.
 using CFURLRef = const NSURL*;
+
+/// @}
