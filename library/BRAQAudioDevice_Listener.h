@@ -2,8 +2,8 @@
 
 #include "BRAQAudio/platform/hardware.h"
 
-/// Has the delegates of a device called on the main thread, once for each address of the nominal sample rate.
-/// @param clientData the BRAQAudioDevice; nothing happens if it is gone or has another id
+/// Calls the delegates of a device on the main thread, once for each address of the nominal sample rate.
+/// @param clientData the BRAQAudioDevice; nothing happens if it was destroyed or has another id
 /// @return 0
 /// The notification thread.
 OSStatus BRAQAudioDevicePropertyListenerProc(AudioObjectID object, UInt32 addressCount,

@@ -3,7 +3,7 @@
 #include "BRAQAudio/core/BAudioBuffer.h"
 #include "library/core/BSamples.h"
 
-// The two copies of a frame buffer, for the exported functions and for the ring, whose every block goes through them.
+// The two copies of a frame buffer, for the exported functions and for the ring, which uses them for every block.
 namespace braq {
 
 /// See `BAudioBufferCopyInto`.
@@ -28,11 +28,11 @@ inline bool copyFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32
     return full;
 }
 
-// Nearly every block begins and ends inside one buffer. These do just that, with nothing to come back to after the copy:
-// what a function keeps for later it must fetch from behind the copy's stores, which takes a fifth of the copy's time.
+// Nearly every block begins and ends inside one buffer. These functions handle just that case, with nothing to do after
+// the copy: values kept across the copy would be reloaded behind its stores, which takes a fifth of the copy's time.
 
-/// Moves `frames` frames out if the buffer holds more than these and is not the last of its stream.
-/// @return whether it did; nothing was done if not
+/// Moves `frames` frames out if the buffer holds more than that and is not the last of its stream.
+/// @return whether it did; otherwise nothing was changed
 inline bool copyPartInto(BAudioBuffer* buffer, AudioBufferList* destination, UInt32 bytesPerFrame,
                          UInt32 frames) noexcept {
     const UInt32 startFrame = buffer->mStartFrame.load(std::memory_order_relaxed);
@@ -46,8 +46,8 @@ inline bool copyPartInto(BAudioBuffer* buffer, AudioBufferList* destination, UIn
     return true;
 }
 
-/// Moves `frames` frames in if the buffer has room for more than these.
-/// @return whether it did; nothing was done if not
+/// Moves `frames` frames in if the buffer has room for more than that.
+/// @return whether it did; otherwise nothing was changed
 inline bool copyPartFrom(BAudioBuffer* buffer, const AudioBufferList* source, UInt32 bytesPerFrame,
                          UInt32 frames) noexcept {
     const UInt32 endFrame = buffer->mEndFrame.load(std::memory_order_relaxed);

@@ -3,11 +3,11 @@
 #include <cstddef>
 #include <cstdlib>
 
-// Records come zero-filled from the C heap, so that every field that an initialiser does not name is 0, false or null.
-// Their `Initialize` then constructs in place what is more than bytes.
+// Records are zero-filled memory of the C heap, so fields that an initialiser does not set are 0, false or null.
+// `Initialize` then constructs non-trivial fields in place.
 namespace braq {
 
-/// A zero-filled record made by `initialize(record)`, or null if there is no memory or `initialize` answers false.
+/// A zero-filled record initialised by `initialize(record)`; null if out of memory or if `initialize` returns false.
 template <class Record, class Initialize>
 Record* createRecord(Initialize initialize) {
     static_assert(alignof(Record) <= alignof(std::max_align_t), "calloc aligns no further");
@@ -20,7 +20,7 @@ Record* createRecord(Initialize initialize) {
             return record;
         }
     } catch (...) {
-        // A closure that cannot be copied is one more thing that the record could not get.
+        // A closure that cannot be copied counts as a failure to initialise.
     }
     std::free(record);
     return nullptr;

@@ -6,17 +6,17 @@
 #include <cstddef>
 #include <cstring>
 
-// What the frame buffers, as record and as object, and the public buffer lists share: how sample memory is laid out, and
-// the one copy in each direction. Inline, because a block of audio is so small that calls between these would show.
+// Shared by the frame buffers, as record and as object, and the public buffer lists: the layout of sample memory, and
+// the one copy in each direction. Inline, because blocks of audio are so small that calls would show in measurements.
 namespace braq {
 
-/// A list of `bufferCount` buffers of `channelsPerBuffer` channels and `byteSize` bytes each, contents undefined, or null
-/// if there is no memory. Each buffer begins at a cache line.
+/// A list of `bufferCount` buffers of `channelsPerBuffer` channels and `byteSize` bytes each, uninitialised; null if
+/// out of memory. Each buffer begins at a cache line.
 AudioBufferList* createSamples(UInt32 bufferCount, UInt32 channelsPerBuffer, UInt32 byteSize);
 /// Frees the samples and the list; null does nothing.
 void destroySamples(AudioBufferList* list) noexcept;
 
-/// Frames in a caller's list so far, and frames to go.
+/// Frames in a caller's list so far, and frames left to copy.
 struct FrameCounters {
     UInt32& produced;
     UInt32& required;
@@ -27,8 +27,8 @@ struct FrameCounters {
     }
 };
 
-/// `frames` frames from `source`, starting at `sourceFrame`, to `destination`, starting at `destinationFrame`, for the
-/// first `bufferCount` buffers.
+/// Copies `frames` frames from `source`, starting at `sourceFrame`, to `destination`, starting at `destinationFrame`,
+/// for the first `bufferCount` buffers.
 inline void copyFrames(AudioBufferList* destination, UInt32 destinationFrame, const AudioBufferList* source,
                        UInt32 sourceFrame, UInt32 bufferCount, UInt32 bytesPerFrame, UInt32 frames) noexcept {
     const UInt32 destinationByte = destinationFrame * bytesPerFrame;
@@ -40,7 +40,7 @@ inline void copyFrames(AudioBufferList* destination, UInt32 destinationFrame, co
     }
 }
 
-/// Frame buffer to caller: see `BAudioBufferCopyInto`. `startFrame` is moved on.
+/// Frame buffer to caller, see `BAudioBufferCopyInto`. Advances `startFrame`.
 inline bool drainFrames(const AudioBufferList* held, UInt32& startFrame, UInt32 endFrame, bool endOfStream,
                         AudioBufferList* destination, UInt32 bytesPerFrame, const FrameCounters& counters) noexcept {
     const UInt32 available = endFrame - startFrame;
@@ -56,20 +56,20 @@ inline bool drainFrames(const AudioBufferList* held, UInt32& startFrame, UInt32 
 }
 
 inline UInt32 capacityInFrames(UInt32 byteSize, UInt32 bytesPerFrame) noexcept {
-    // The usual size apart, because dividing by a constant takes a tenth of the time of copying a block less.
+    // The usual size is a separate case: dividing by a constant saves a tenth of the time of copying a block.
     if (bytesPerFrame == sizeof(Float32)) {
         return byteSize / UInt32{sizeof(Float32)};
     }
     return bytesPerFrame == 0 ? 0 : byteSize / bytesPerFrame;
 }
 
-/// Frames that a fill took, and whether the buffer is full after it.
+/// Frames that a fill took, and whether the buffer is now full.
 struct Fill {
     UInt32 frames;
     bool full;
 };
 
-/// Caller to frame buffer of `byteSize` bytes a channel that holds `heldFrames`: see `BAudioBufferCopyFrom`.
+/// Caller to a frame buffer of `byteSize` bytes per channel that holds `heldFrames`, see `BAudioBufferCopyFrom`.
 inline Fill fillFrames(AudioBufferList* held, UInt32 heldFrames, UInt32 byteSize, const AudioBufferList* source,
                        UInt32 bytesPerFrame, const FrameCounters& counters) noexcept {
     const UInt32 capacity = capacityInFrames(byteSize, bytesPerFrame);

@@ -8,21 +8,21 @@
 #include <cstddef>
 #include <exception>
 
-// What the buffer worker and the notification worker share: how their thread starts, survives what it runs, and ends.
+// Shared by the buffer worker and the notification worker: how their thread starts, survives exceptions, and ends.
 namespace braq {
 
 /// Starts a worker's thread with fixed scheduling at a precedence of 63 minus the base priority of the calling thread.
-/// @return false when the system has no thread to give
+/// @return false if the system refuses a thread
 [[nodiscard]] bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*), void* worker);
 
-/// Records linked from the oldest to the newest, and their number, counted before any of them can be linked anew.
+/// Records linked from the oldest to the newest, and their number, counted before any of them can be relinked.
 struct Chain {
-    void* oldest; ///< null when there is none
+    void* oldest; ///< null if empty
     std::size_t length;
 };
 
-/// Takes everything pending. Turns the links round in place: `BAtomicStackPopAllReversed` would ask the heap for a
-/// temporary stack, which costs time before the first record is processed and can fail.
+/// Takes all pending records. Reverses the links in place: `BAtomicStackPopAllReversed` would allocate a temporary
+/// stack, which delays the first record and can fail.
 Chain takePending(BAtomicStack* pending) noexcept;
 
 /// Which exceptions of a worker's closures are logged. All are kept.
@@ -31,15 +31,15 @@ enum class WorkerLog {
     firstOfARun, ///< not those that directly follow another one: a full disk fails every buffer
 };
 
-/// Keeps an exception that a worker's closure threw, and logs it if `log` says so.
+/// Keeps an exception thrown by a worker's closure, and logs it if `log` says so.
 /// @param file reported in the log
 void keepWorkerError(BWorkerErrors& errors, const char* file, WorkerLog log,
                      const std::exception_ptr& exception) noexcept;
 
-/// Copies the last error out. @return false when there is none; `*error` is untouched then
+/// Copies the last error. @return false if there is none; then `*error` is not written
 bool lastWorkerError(BWorkerErrors& errors, std::shared_ptr<NSError>* error);
 
-/// Runs one closure of other people's: what it throws ends neither the process nor the worker.
+/// Runs a user's closure. An exception ends neither the process nor the worker.
 template <class Block, class Record>
 void runBlock(const Block& block, Record* record, BWorkerErrors& errors, const char* file, WorkerLog log) noexcept {
     try {
@@ -50,17 +50,17 @@ void runBlock(const Block& block, Record* record, BWorkerErrors& errors, const c
     }
 }
 
-/// The handshake by which a worker's thread says that it will touch the worker no more.
+/// The handshake by which a worker's thread announces that it no longer touches the worker.
 struct WorkerExit {
     pthread_mutex_t& mutex;
     pthread_cond_t& condition;
     std::atomic<bool>& exited;
 
-    /// The last act of the thread.
+    /// The last action of the thread.
     void announce() const;
     /// Returns when the thread has announced its exit.
     void await() const;
-    /// As `await`, calling `wake` every millisecond until then: for a wake-up that can be missed.
+    /// Like `await`, but calls `wake` every millisecond meanwhile, for a wake-up that can be lost.
     template <class Wake>
     void awaitWaking(Wake wake) const {
         pthread_mutex_lock(&mutex);
@@ -75,10 +75,10 @@ struct WorkerExit {
     void waitAMillisecond() const;
 };
 
-/// Points at which tests hold a worker, to show what happens when its thread is delayed exactly there.
+/// Points at which tests stop a worker, to show what happens if its thread is delayed exactly there.
 enum class WorkerPoint {
-    beforeWait,  ///< stop was looked at, the wait not begun
-    flagCleared, ///< a record was given back, its link not yet read
+    beforeWait,  ///< stop was checked, the wait has not begun
+    flagCleared, ///< a record was returned, its link not yet read
 };
 using WorkerPointHook = void (*)(WorkerPoint point, void* record);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// What the two file classes do in the same way.
+// Shared by the two file classes.
 
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
@@ -20,21 +20,21 @@ Value fileProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, const 
     return value;
 }
 
-/// The record of a description; all zero for a null one.
+/// The record of a description; all zero if it is null.
 AudioStreamBasicDescription recordOf(const BRAQAudioStreamBasicDescription* description);
 
-/// The format that the library processes, not interleaved.
+/// The library's processing format, not interleaved.
 AudioStreamBasicDescription processingFormat(UInt32 channels, Float64 sampleRate);
 
-/// The first type that files with such a name have; CAF for a name that says nothing.
+/// The first file type with this path's extension; CAF if there is none.
 AudioFileTypeID fileTypeForPath(const std::string& path);
 
-/// Adds the big-endian flag to a description, unless files of that type hold little-endian linear PCM of as many bits.
-/// Deliberately asks for linear PCM whatever the coding is, and compares nothing but the bits, so the flag is also added to
-/// the description of a coding that has no byte order. Nothing changes where the type holds no linear PCM at all.
+/// Adds the big-endian flag to a description, unless files of that type hold little-endian linear PCM with as many
+/// bits. Deliberately, this queries linear PCM whatever the coding, and compares only the bits, so descriptions of
+/// codings without a byte order get the flag as well. Nothing changes if the type holds no linear PCM at all.
 void chooseByteOrder(AudioFileTypeID type, BRAQAudioStreamBasicDescription* description);
 
-/// `value` as an integer; what is too large or too small for one becomes the largest or the smallest, no number 0.
+/// `value` as an integer. Out of range values saturate, NaN becomes 0.
 SInt64 truncated(Float32 value) noexcept;
 
 } // namespace braq

@@ -2,9 +2,9 @@
 
 #include "BRAQAudio/platform/hardware.h"
 
-/// Has the delegates of a BRAQAudioHardware called on the main thread, once for each address that is of their concern.
-/// @param object is not looked at
-/// @param clientData the BRAQAudioHardware; nothing happens if it is gone
+/// Calls the delegates of a BRAQAudioHardware on the main thread, once for each relevant address.
+/// @param object ignored
+/// @param clientData the BRAQAudioHardware; nothing happens if it was destroyed
 /// @return 0
 /// The notification thread.
 OSStatus AudioHardwarePropertyListener(AudioObjectID object, UInt32 addressCount,

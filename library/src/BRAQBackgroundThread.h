@@ -11,24 +11,24 @@
 #include <mutex>
 #include <utility>
 
-/// The thread of the library that does what other threads must not wait for. Starts with its first use by another thread than
-/// an I/O thread, and runs as long as the process.
+/// The library's background thread, for work that other threads must not wait for. It starts when it is first used by a
+/// thread other than an I/O thread, and runs as long as the process.
 class BRAQBackgroundThread {
   public:
     static BRAQBackgroundThread& instance();
 
-    /// The same, for those that know that it has started.
+    /// The same for callers that know that it has started.
     /// @realtime
     static BRAQBackgroundThread& started() noexcept;
 
-    /// Runs `work` there, in order. What it throws is logged. Any thread but an I/O thread.
+    /// Runs `work` there, in order. Exceptions are logged. Any thread but an I/O thread.
     void run(std::function<void()> work);
 
     /// Destroys the object there.
     /// @realtime Any thread.
     void destroy(BRAQReleasable* object) noexcept;
 
-    /// Destroys there what the calling thread has let go during a device cycle.
+    /// Destroys there what the calling thread has released during a device cycle.
     /// @realtime
     void destroyPending() noexcept;
 
@@ -41,21 +41,23 @@ class BRAQBackgroundThread {
     bool runOne();
 
     sem_t mWake;
-    std::atomic<BRAQReleasable*> mToDestroy{nullptr}; // all: atomic; linked by mNext, the last one first
+    std::atomic<BRAQReleasable*> mToDestroy{nullptr}; // all: atomic; linked by mNext, newest first
     std::mutex mMutex;
-    std::deque<std::function<void()>> mWork; // under the mutex
+    std::deque<std::function<void()>> mWork; // under mMutex
 };
 
-/// A reference that a procedure on an I/O thread takes of the object that it was installed for, which keeps nothing but an
-/// address. The address is good as long as the procedure is installed: the object's destructor removes it before it goes.
+/// A reference that a procedure on an I/O thread takes to the object that it was installed for, of which it only has
+/// the address. The address is valid as long as the procedure is installed: the object's destructor removes the
+/// procedure first.
 /// @realtime
 template <class Object>
 class BRAQIOReference {
   public:
-    /// @param address of an object; finds nothing if that has begun to be destroyed
+    /// @param address of an object; finds nothing if its destruction has begun
     explicit BRAQIOReference(void* address) noexcept
         : mObject(std::static_pointer_cast<Object>(static_cast<Object*>(address)->weak_from_this().lock())) {}
-    // Only when this reference is gone whole is the object handed over, so that its last bookkeeping is not freed here.
+    // The object is handed over only after this reference is completely released, so that its control block is not
+    // freed here.
     ~BRAQIOReference() {
         mObject.reset();
         BRAQBackgroundThread::started().destroyPending();

@@ -4,7 +4,7 @@
 
 namespace braq {
 
-/// The options that a dictionary holds. Raises for a value of the wrong kind.
+/// The options in a dictionary. Raises for a value of the wrong type.
 BRAQExtendedAudioFileOptions optionsIn(const BRAQExtendedAudioFileOptionDictionary& dictionary);
 
 } // namespace braq

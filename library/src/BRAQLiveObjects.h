@@ -1,6 +1,6 @@
 #pragma once
 
-// How the platform's threads find the object that a procedure of theirs was installed for.
+// How platform threads find the object that a procedure was installed for.
 
 #include <map>
 #include <memory>
@@ -8,31 +8,32 @@
 
 namespace braq {
 
-/// The objects of a class that procedures of the platform are installed with. The platform keeps nothing but an address,
-/// and may still use it when the object is being destroyed or is gone: then nothing is found. Any thread but an I/O thread.
+/// The objects of a class that platform procedures are installed with. The platform keeps only an address, and may use
+/// it while the object is being destroyed or later; the lookup then returns nothing. Any thread but an I/O thread.
 template <class Object>
 class LiveObjects {
   public:
-    /// Those of the class.
+    /// The registry of this class.
     static LiveObjects& all() {
-        // Never destroyed: threads of the platform may ask while the process exits.
+        // Never destroyed: platform threads may use it while the process exits.
         static LiveObjects& objects = *new LiveObjects;
         return objects;
     }
 
-    /// Makes the object one that is found under its address, until it is removed.
+    /// Registers the object under its address until it is removed.
     void add(const std::shared_ptr<Object>& object) {
         const std::lock_guard lock(mMutex);
         mObjects[object.get()] = object;
     }
 
-    /// Follows each `add`, at the latest in the object's destructor: after that, its address may be another one's.
+    /// Must follow each `add`, at the latest in the object's destructor: afterwards another object may have its
+    /// address.
     void remove(const Object* object) noexcept {
         const std::lock_guard lock(mMutex);
         mObjects.erase(object);
     }
 
-    /// @return null for an address of no object, and for an object that has begun to be destroyed
+    /// @return null for an unknown address, and for an object whose destruction has begun
     std::shared_ptr<Object> find(const void* address) const {
         const std::lock_guard lock(mMutex);
         const auto found = mObjects.find(address);

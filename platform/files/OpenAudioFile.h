@@ -8,12 +8,12 @@
 
 namespace braq {
 
-/// An open file: one that is read or one that is written.
+/// An open file, for reading or for writing.
 struct OpenAudioFile {
     std::unique_ptr<FileReader> reader; ///< or
     std::unique_ptr<FileWriter> writer;
-    UInt32 readBitRate = 0;      ///< what a reader's converter was told; it has no use for it
-    bool isMisfitLogged = false; ///< of the lists since the last one that fitted the client format
+    UInt32 readBitRate = 0;      ///< set on a reader's converter, without effect
+    bool isMisfitLogged = false; ///< for lists since the last one that fitted the client format
 
     AudioStreamBasicDescription fileFormat() const { return reader ? reader->fileFormat() : writer->fileFormat(); }
     AudioStreamBasicDescription clientFormat() const {
@@ -30,11 +30,11 @@ class OpenAudioFiles {
     static OpenAudioFiles& instance();
 
     ExtAudioFileRef add(std::shared_ptr<OpenAudioFile> file);
-    /// Null for what names no open file.
+    /// Null for an unknown reference.
     std::shared_ptr<OpenAudioFile> find(ExtAudioFileRef file) const;
     std::shared_ptr<OpenAudioFile> find(AudioFileID container) const;
     std::shared_ptr<OpenAudioFile> find(AudioConverterRef converter) const;
-    /// The file is found no more. @return it, or null
+    /// Removes the file from the table. @return the file, or null
     std::shared_ptr<OpenAudioFile> take(ExtAudioFileRef file);
 
     static AudioFileID containerOf(ExtAudioFileRef file);

@@ -2,7 +2,7 @@
 
 namespace braq {
 
-/// Marks, while it lives on a thread's stack, that this thread is in the middle of calling `callback`.
+/// While it lives on a thread's stack, this thread is calling `callback`.
 class CallInProgress {
   public:
     explicit CallInProgress(const void* callback) noexcept;
@@ -10,7 +10,7 @@ class CallInProgress {
     CallInProgress(const CallInProgress&) = delete;
     CallInProgress& operator=(const CallInProgress&) = delete;
 
-    /// Whether the calling thread is in the middle of calling `callback`, at whatever depth.
+    /// Whether the calling thread is inside a call of `callback`, at any depth.
     static bool isInside(const void* callback) noexcept;
 
   private:

@@ -4,10 +4,10 @@
 
 namespace braq {
 
-/// Logs the exception that is being handled as "(ERROR) WHERE : WHAT". Only inside a catch clause. Never throws.
+/// Logs the exception being handled as "(ERROR) WHERE : WHAT". Only inside a catch clause. Never throws.
 void logCaughtException(const char* where) noexcept;
 
-/// Runs `work`; what it throws ends here and is in the log.
+/// Runs `work`. Exceptions are caught and logged.
 template <class Work>
 void runAndLogExceptions(const char* where, Work&& work) noexcept {
     try {

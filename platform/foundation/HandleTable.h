@@ -8,8 +8,8 @@
 
 namespace braq {
 
-/// Objects by numbers from 1 on, which programs know them by. No number is used again, so that what was taken away is known to
-/// be. Any thread but an I/O thread.
+/// Objects by handle: numbers from 1, which programs hold. A number is never reused, so stale handles are detected. Any
+/// thread but an I/O thread.
 template <class Object>
 class HandleTable {
   public:
@@ -19,14 +19,14 @@ class HandleTable {
         return mLast;
     }
 
-    /// Null for what is no number of an object.
+    /// Null for an unknown number.
     std::shared_ptr<Object> find(std::uintptr_t number) const {
         const std::lock_guard lock(mMutex);
         const auto found = mObjects.find(number);
         return found != mObjects.end() ? found->second : nullptr;
     }
 
-    /// The object is not found any more. @return it, or null
+    /// Removes the object. @return the object, or null
     std::shared_ptr<Object> take(std::uintptr_t number) {
         const std::lock_guard lock(mMutex);
         const auto found = mObjects.extract(number);
@@ -35,8 +35,8 @@ class HandleTable {
 
   private:
     mutable std::mutex mMutex;
-    std::map<std::uintptr_t, std::shared_ptr<Object>> mObjects; // under the mutex
-    std::uintptr_t mLast = 0;                                   // under the mutex
+    std::map<std::uintptr_t, std::shared_ptr<Object>> mObjects; // under mMutex
+    std::uintptr_t mLast = 0;                                   // under mMutex
 };
 
 } // namespace braq

@@ -12,8 +12,9 @@
 
 namespace braq {
 
-/// Observers in the order in which they were added, each with an interest and a closure over `Argument`. Observers may add,
-/// remove and deliver from inside. Made with `std::make_shared`; observers may outlive it. Any thread but an I/O thread.
+/// Observers in order of registration, each with an interest and a closure that takes an `Argument`. Observers may add,
+/// remove and deliver inside a call. Create it with `std::make_shared`; observers may outlive it. Any thread but an I/O
+/// thread.
 template <class Interest, class Argument>
 class ObserverList : public std::enable_shared_from_this<ObserverList<Interest, Argument>> {
   public:
@@ -24,9 +25,10 @@ class ObserverList : public std::enable_shared_from_this<ObserverList<Interest, 
         return observer;
     }
 
-    /// Calls, on this thread and without a lock, each observer whose interest `isMeant` accepts and that was added before
-    /// and is not removed when its turn comes. `argument` makes the argument from the interest. What an observer throws
-    /// is logged under `where` and the next one is called. An observer may let the list go.
+    /// Calls each observer that was registered when the call began and whose interest `isMeant` accepts, on this thread
+    /// and without a lock; not those removed before they are reached. `argument` makes the argument from the interest.
+    /// Exceptions of an observer are logged under `where`, and the next one is called. An observer may release the
+    /// list.
     template <class IsMeant, class MakeArgument>
     void deliver(const char* where, IsMeant isMeant, MakeArgument argument) const {
         for (const auto& observer : observersMeant(isMeant)) {
@@ -69,7 +71,7 @@ class ObserverList : public std::enable_shared_from_this<ObserverList<Interest, 
     }
 
     mutable std::mutex mMutex;
-    std::vector<std::shared_ptr<Observer>> mObservers; // under the mutex
+    std::vector<std::shared_ptr<Observer>> mObservers; // under mMutex
 };
 
 } // namespace braq

@@ -7,7 +7,7 @@
 
 namespace braq {
 
-/// Hands out a property of exactly its size. @return 0 or `wrongSize`, and then nothing is written
+/// Returns a property of exactly its size. @return 0 or `wrongSize`; then nothing is written
 template <class T>
 OSStatus answer(const T& value, UInt32* size, void* data, OSStatus wrongSize) {
     static_assert(std::is_trivially_copyable_v<T>);
@@ -18,7 +18,7 @@ OSStatus answer(const T& value, UInt32* size, void* data, OSStatus wrongSize) {
     return 0;
 }
 
-/// Takes in a property of exactly its size. @return 0 or `wrongSize`, and then `value` is untouched
+/// Takes a property of exactly its size. @return 0 or `wrongSize`; then `value` is not changed
 template <class T>
 OSStatus take(T& value, UInt32 size, const void* data, OSStatus wrongSize) {
     static_assert(std::is_trivially_copyable_v<T>);

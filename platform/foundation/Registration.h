@@ -2,7 +2,7 @@
 
 namespace braq {
 
-/// What an observer's token holds.
+/// What an observer's token owns.
 class Registration {
   public:
     Registration() = default;
@@ -10,7 +10,7 @@ class Registration {
     Registration(const Registration&) = delete;
     Registration& operator=(const Registration&) = delete;
 
-    /// Ends the observation; when it returns the closure is not running on another thread and is not called again.
+    /// Ends the observation. When this returns, the closure is not running on another thread and is not called again.
     virtual void end() = 0;
 };
 

@@ -10,9 +10,9 @@
 
 namespace braq {
 
-/// A closure that can be taken back while other threads may be calling it. Calls may overlap, on several threads and
-/// nested; no lock is held while one runs. Whoever calls it keeps it alive until the call returns. Any thread but an I/O
-/// thread.
+/// A closure that can be revoked while other threads may be calling it. Calls may overlap, on several threads and
+/// nested; no lock is held while one runs. The caller keeps this object alive until the call returns. Any thread but an
+/// I/O thread.
 template <class... Arguments>
 class RevocableCallback {
   public:
@@ -21,7 +21,7 @@ class RevocableCallback {
     RevocableCallback(const RevocableCallback&) = delete;
     RevocableCallback& operator=(const RevocableCallback&) = delete;
 
-    /// Calls the closure unless it was revoked; what the closure throws comes out.
+    /// Calls the closure unless it was revoked. Exceptions of the closure pass through.
     /// @return whether it was called
     bool call(Arguments... arguments) {
         const Admission admission(*this);
@@ -32,11 +32,11 @@ class RevocableCallback {
         return true;
     }
 
-    /// When this returns the closure will not be called again, is not running on another thread, and is destroyed. From
-    /// inside the closure it returns at once, and the closure is destroyed when its last call ends. Harmless when
-    /// repeated. Two callbacks that revoke each other on two threads at once wait for each other for ever.
+    /// When this returns, the closure is not called again, is not running on another thread, and is destroyed. Inside
+    /// the closure it returns at once, and the closure is destroyed when its last call ends. Idempotent. Two callbacks
+    /// that revoke each other on two threads at the same time deadlock.
     void revoke() {
-        std::shared_ptr<const std::function<void(Arguments...)>> closure; // destroyed after the lock is gone
+        std::shared_ptr<const std::function<void(Arguments...)>> closure; // destroyed after the lock is released
         std::unique_lock lock(mMutex);
         closure = std::move(mClosure);
         if (!CallInProgress::isInside(this)) {
@@ -51,7 +51,8 @@ class RevocableCallback {
             closure = callback.mClosure;
             ++callback.mCalls;
         }
-        // What the closure holds may revoke in its destructor, so the closure goes while the call still counts as running.
+        // The closure may own objects whose destructors revoke, so it is destroyed while the call still counts as
+        // running.
         ~Admission() {
             closure.reset();
             const std::lock_guard lock(callback.mMutex);
@@ -69,8 +70,8 @@ class RevocableCallback {
 
     std::mutex mMutex;
     std::condition_variable mIsIdle;
-    std::shared_ptr<const std::function<void(Arguments...)>> mClosure; // under the mutex; null once revoked
-    int mCalls = 0;                                                    // under the mutex
+    std::shared_ptr<const std::function<void(Arguments...)>> mClosure; // under mMutex; null once revoked
+    int mCalls = 0;                                                    // under mMutex
 };
 
 } // namespace braq

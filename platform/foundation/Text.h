@@ -4,7 +4,7 @@
 
 namespace braq {
 
-/// `text` with every line end replaced by a space, so that it stays one line in a log.
+/// `text` with every line break replaced by a space, so that it is one line in a log.
 std::string oneLine(std::string text);
 
 } // namespace braq

@@ -4,11 +4,11 @@
 
 namespace braq {
 
-/// Most channels that a user of a file may ask for.
+/// Most channels of a client format.
 constexpr UInt32 mostClientChannels = 256;
 
-/// @return 0 for a format in which frames can be delivered, else `kExtAudioFileError_NonPCMClientFormat` or
-///         `kExtAudioFileError_InvalidDataFormat`
+/// @return 0 for a supported client format, else `kExtAudioFileError_NonPCMClientFormat` or
+///        `kExtAudioFileError_InvalidDataFormat`
 OSStatus checkClientFormat(const AudioStreamBasicDescription& format);
 
 } // namespace braq

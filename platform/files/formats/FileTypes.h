@@ -7,36 +7,37 @@
 
 namespace braq {
 
-// What types of file there are. Any thread.
+// The supported file types. Any thread.
 
-/// The types that claim a file name extension, given without its dot, in either case; the canonical one first. Empty for
-/// an extension that no type claims.
+/// The types with a file name extension, given without its dot, in either case; the default type first. Empty for an
+/// unknown extension.
 std::vector<AudioFileTypeID> fileTypesOfExtension(std::string_view extension);
 
-/// What a type holds of a coding: linear PCM in an entry for each combination of depth, sort and byte order; other
-/// codings in an entry for each value of the flags that files have. Rate, channels and byte counts are 0: any.
-/// @return 0; 'typ?' for a type that is unknown; 'fmt?' for a coding that the type cannot hold
+/// The formats that a type holds of a coding. Linear PCM: one entry for each combination of bit depth, sample type and
+/// byte order. Other codings: one entry for each value of the flags that files have. Rate, channels and byte counts are
+/// 0: any.
+/// @return 0; 'typ?' for an unknown type; 'fmt?' for a coding that the type cannot hold
 OSStatus streamDescriptions(AudioFileTypeID type, UInt32 formatID, std::vector<AudioStreamBasicDescription>& found);
 
-/// How a coding is written into a type of file.
+/// How a coding is written into a file type.
 struct FileMuxer {
-    /// What libavformat's writer states wrongly, to be set right when the file is complete.
+    /// What libavformat's muxer states wrongly and is corrected when the file is complete.
     enum class Correction {
         none,
-        packetTable, ///< the frames of a CAF file's packets; one without a packet is also refused when read
+        packetTable, ///< the frames of a CAF file's packets; a file without packets is also refused on reading
         sampleCount, ///< the length of an RF64 file that has no frames, or to which writing has failed
     };
 
-    const char* name;    ///< libavformat's name of what writes the container
-    const char* options; ///< for it, as "key=value:key=value"
-    UInt64 largestFile;  ///< bytes that the container's own sizes can state
+    const char* name;    ///< libavformat's name of the muxer
+    const char* options; ///< of the muxer, as "key=value:key=value"
+    UInt64 largestFile;  ///< bytes that the container's own size fields can state
     Correction correction = Correction::none;
 };
 
-/// @return null when such files cannot be written
+/// @return null if such files cannot be written
 const FileMuxer* fileMuxer(AudioFileTypeID type, UInt32 formatID);
 
-/// Whether any coding can be written into a type of file.
+/// Whether any coding can be written into a file type.
 bool isWritableType(AudioFileTypeID type);
 
 } // namespace braq

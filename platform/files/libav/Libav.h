@@ -1,6 +1,6 @@
 #pragma once
 
-// The C headers of libav, and owners for its records.
+// libav's C headers, and owners of its records.
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -6,14 +6,14 @@ struct AVChannelLayout;
 
 namespace braq {
 
-/// What libav says of the positions of channels.
-/// @return none when it does not know them; unknown ones among them for those that have no name here
+/// The channel positions of a libav layout.
+/// @return empty if it does not state them; unknown for positions without a name here
 ChannelPositions positionsOf(const AVChannelLayout& layout);
 
-/// The usual layout of so many channels, as `usualPositions` where that has one.
+/// The default layout of a channel count, like `usualPositions` if that has one.
 void setUsualLayout(UInt32 channels, AVChannelLayout& layout);
 
-/// The positions of a mask as WAVE files have it: one bit a channel, in ascending order.
+/// The positions of a mask in WAVE files: one bit per channel, in ascending order.
 ChannelPositions positionsOfMask(UInt64 mask);
 
 } // namespace braq

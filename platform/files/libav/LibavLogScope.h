@@ -5,13 +5,13 @@
 
 namespace braq {
 
-/// While it lives, what libav says on this thread, warnings and worse, goes to the log with the name of the file that is
-/// worked on. What libav says to others in the process stays theirs.
+/// While it lives, libav's messages on this thread, warnings and worse, go to the log with the name of the file being
+/// worked on. Other users of libav in the process keep theirs.
 class LibavLogScope {
   public:
-    /// @param file lives as long as this object
-    /// @param linesLeft lines that libav may still write about that file: a damaged one has a complaint in each packet.
-    ///        Null for silence.
+    /// @param file must outlive this object
+    /// @param linesLeft lines that libav may still log about this file, because a damaged file has a complaint in each
+    ///        packet. Null silences it.
     LibavLogScope(const std::string& file, unsigned* linesLeft);
     ~LibavLogScope();
     LibavLogScope(const LibavLogScope&) = delete;

@@ -7,8 +7,8 @@
 
 namespace braq {
 
-/// Makes reading a coded source backwards, block by block, nearly as quick as forwards: such blocks are cut from longer
-/// ones, so that the decoder prepares once for many of them.
+/// Makes reading a coded source backwards, block by block, nearly as fast as forwards: blocks are cut from longer ones,
+/// so that the decoder's preroll is paid once for many of them.
 class BackwardReading : public SampleSource {
   public:
     explicit BackwardReading(std::unique_ptr<SampleSource> source) : mSource(std::move(source)) {}
@@ -25,9 +25,9 @@ class BackwardReading : public SampleSource {
 
     const std::unique_ptr<SampleSource> mSource;
     std::unique_ptr<Planes> mFrames; // null until it is read backwards
-    SInt64 mBegin = 0;               // of what mFrames holds
+    SInt64 mBegin = 0;               // first frame in mFrames
     SInt64 mEnd = 0;
-    SInt64 mLastFirst = 0; // frame that the last call began with
+    SInt64 mLastFirst = 0; // first frame of the last call
 };
 
 } // namespace braq

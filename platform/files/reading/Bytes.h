@@ -11,7 +11,7 @@ inline UInt16 reverseBytes(UInt16 value) { return __builtin_bswap16(value); }
 inline UInt32 reverseBytes(UInt32 value) { return __builtin_bswap32(value); }
 inline UInt64 reverseBytes(UInt64 value) { return __builtin_bswap64(value); }
 
-/// The integer at `bytes`, which need not be aligned, in the order in which this machine has it.
+/// The integer at `bytes`, in native byte order; need not be aligned.
 template <class Integer>
 Integer nativeAt(const std::uint8_t* bytes) {
     Integer value;
@@ -33,7 +33,7 @@ Integer bigEndianAt(const std::uint8_t* bytes) {
     return static_cast<Integer>(reverseBytes(nativeAt<Unsigned>(bytes)));
 }
 
-/// Four characters, as `BRAQFourCharCode` has them.
+/// Four characters, like `BRAQFourCharCode`.
 inline UInt32 codeAt(const std::uint8_t* bytes) { return bigEndianAt<UInt32>(bytes); }
 
 } // namespace braq

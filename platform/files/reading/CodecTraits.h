@@ -10,23 +10,24 @@ extern "C" {
 
 namespace braq {
 
-/// What is particular about a coding.
+/// The properties of a coding that reading depends on.
 struct CodecTraits {
     AVCodecID codec;
     UInt32 formatID;
-    // Both are to be decoded before the first packet whose frames are wanted.
+    // Preroll: both are decoded before the first packet whose frames are wanted.
     UInt32 prerollPackets;
     UInt32 prerollFrames;
-    /// Where it is not 0, decoding starts anew at every so many frames, also while reading on: a decoder that keeps a state
-    /// for ever would otherwise deliver what depends on where reading began.
+    /// If not 0, decoding restarts at every multiple of this number of frames, also while reading on. A decoder that
+    /// keeps its state forever would otherwise deliver frames that depend on where reading began.
     UInt32 restartFrames;
-    /// Whether a packet, by its first byte, is one of those of which `forgettingFrames` in a row leave nothing in the decoder
-    /// of what came before them: then a new start would change nothing, and there is none. Null where no packet is.
+    /// Whether a packet, judged by its first byte, is one of those of which `forgettingFrames` in a row leave no trace
+    /// of earlier packets in the decoder. After them a restart would change nothing, so none is made. Null if no packet
+    /// is.
     bool (*isForgetful)(std::uint8_t firstByte);
     UInt32 forgettingFrames;
 };
 
-/// Null for a coding that is not offered.
+/// Null for an unsupported coding.
 const CodecTraits* codecTraits(AVCodecID codec);
 
 } // namespace braq

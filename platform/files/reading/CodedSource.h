@@ -11,10 +11,10 @@
 
 namespace braq {
 
-/// Frames out of coded packets.
+/// Decodes packets into frames.
 class CodedSource : public SampleSource {
   public:
-    /// @param primingFrames of the packets come before the first frame that is meant to be heard
+    /// @param primingFrames frames of the packets before the first frame of audio
     CodedSource(std::unique_ptr<LocalFile> file, std::unique_ptr<PacketSource> packets,
                 std::unique_ptr<PacketDecoder> decoder, const FileFacts& facts, SInt64 primingFrames,
                 const CodecTraits& coding);
@@ -43,15 +43,15 @@ class CodedSource : public SampleSource {
     const CodecTraits& mCoding;
     const PacketPointer mPacket;
 
-    // The frames that are at hand, counted as the packets do, and how many of them the decoder's block has: the others
-    // are silence in the place of what is missing or damaged.
+    // The frames at hand, counted as the packets do, and how many of them are in the decoder's block. The rest is
+    // silence that replaces missing or damaged packets.
     SInt64 mBegin = 0;
     SInt64 mEnd = 0;
     SInt64 mBlockBegin = 0;
     SInt64 mBlockEnd = 0;
-    SInt64 mWanted = 0;     // where decoding was to begin; what comes before only prepares the decoder
-    bool mIsPlaced = false; // whether the packets go on at mEnd
-    SInt64 mForgetful = 0;  // frames of forgetful packets that were decoded last, one after the other
+    SInt64 mWanted = 0;     // where decoding was to begin; earlier frames are preroll
+    bool mIsPlaced = false; // whether the packets continue at mEnd
+    SInt64 mForgetful = 0;  // consecutive frames of forgetful packets decoded last
     std::vector<float*> mPlanes;
 };
 

@@ -9,36 +9,37 @@
 
 namespace braq {
 
-/// A file being read, in planar or interleaved float at any rate. One thread at a time.
+/// A file being read, as planar or interleaved float at any rate. One thread at a time.
 class FileReader {
   public:
-    /// @return 0, or why it cannot be read, as `ExtAudioFileOpenURL`
+    /// @return 0, or why it cannot be read, like `ExtAudioFileOpenURL`
     static OSStatus open(const std::string& path, std::unique_ptr<FileReader>& reader);
     virtual ~FileReader() = default;
     FileReader(const FileReader&) = delete;
     FileReader& operator=(const FileReader&) = delete;
 
     virtual AudioFileTypeID fileType() const = 0;
-    /// Frames per packet are 0 where packets differ.
+    /// Frames per packet is 0 if it varies.
     virtual AudioStreamBasicDescription fileFormat() const = 0;
-    /// Frames that are meant to be heard, at the file's rate. Exact.
+    /// Length in frames at the file's rate, without priming and padding. Exact.
     virtual SInt64 lengthFrames() const = 0;
     virtual SInt64 packetCount() const = 0;
-    /// Nothing where the coding has neither priming nor padding.
+    /// Nothing if the coding has neither priming nor padding.
     virtual std::optional<AudioFilePacketTableInfo> packetTable() const = 0;
-    /// First frame of a packet, counted from the first frame of the first one; nothing for a packet that is not there.
+    /// First frame of a packet, counted from the first frame of the first packet; nothing for a packet that does not
+    /// exist.
     virtual std::optional<SInt64> frameOfPacket(SInt64 packet) = 0;
 
     virtual AudioStreamBasicDescription clientFormat() const = 0;
-    /// Of each channel of the client format; none where the file does not say them.
+    /// Of each channel of the client format; empty if the file does not state them.
     virtual ChannelPositions clientPositions() const = 0;
-    /// Also goes on from the frame that was reached.
+    /// Reading continues at the frame that was reached.
     /// @return 0, `kExtAudioFileError_NonPCMClientFormat` or `kExtAudioFileError_InvalidDataFormat`
     virtual OSStatus setClientFormat(const AudioStreamBasicDescription& format) = 0;
 
-    /// As `ExtAudioFileRead`.
+    /// Like `ExtAudioFileRead`.
     virtual OSStatus read(UInt32& frames, AudioBufferList& list) = 0;
-    /// As `ExtAudioFileSeek`. Costs nothing until the next read.
+    /// Like `ExtAudioFileSeek`. Costs nothing until the next read.
     virtual OSStatus seek(SInt64 frame) = 0;
 
   protected:

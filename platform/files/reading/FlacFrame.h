@@ -6,14 +6,14 @@
 
 namespace braq {
 
-/// What the STREAMINFO block of a FLAC file says.
+/// The STREAMINFO block of a FLAC file.
 struct FlacStream {
-    UInt32 shortestBlock; ///< frames, the last block excepted
+    UInt32 shortestBlock; ///< frames, except for the last block
     UInt32 longestBlock;  ///< frames
     UInt32 sampleRate;
     UInt32 channels;
     UInt32 bitsPerSample;
-    SInt64 totalFrames; ///< 0 when not known
+    SInt64 totalFrames; ///< 0 if unknown
 
     bool hasConstantBlocks() const { return shortestBlock == longestBlock; }
 };
@@ -28,10 +28,10 @@ struct FlacFrame {
     UInt32 headerBytes;
 };
 
-/// Longest header there is.
+/// The longest possible header.
 constexpr std::size_t flacHeaderBytes = 16;
 
-/// Nothing when the bytes do not begin with a header whose checksum is right and that fits the stream.
+/// Nothing unless the bytes begin with a header with a correct checksum that fits the stream.
 std::optional<FlacFrame> flacFrame(std::span<const std::uint8_t> bytes, const FlacStream& stream);
 
 } // namespace braq

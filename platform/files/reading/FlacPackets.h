@@ -8,16 +8,16 @@
 
 namespace braq {
 
-/// The packets of a FLAC file. Each one says which frames it holds, so that any is found by trying in ever smaller parts
-/// of the file; its checksum tells where it ends, and whether it is damaged.
+/// The packets of a FLAC file. Each packet states its frame number, so any frame is found by bisecting the file. The
+/// checksum tells where a packet ends, and whether it is damaged.
 class FlacPackets : public PacketSource {
   public:
-    /// @param file lives longer than this object
+    /// @param file must outlive this object
     /// @param begin of the first packet
-    /// @param end of the last one
+    /// @param end of the last packet
     FlacPackets(LocalFile& file, const FlacStream& stream, SInt64 begin, SInt64 end);
 
-    /// Frames up to the end of the last whole packet.
+    /// Frames up to the end of the last complete packet.
     SInt64 frames() const { return mFrames; }
 
     void seek(SInt64 frame) override;
@@ -32,7 +32,7 @@ class FlacPackets : public PacketSource {
     };
     struct Successor {
         Place place;
-        bool isProved; // the checksum of the bytes before it is right
+        bool isProved; // the checksum of the bytes before it is correct
     };
     std::optional<FlacFrame> frameAt(SInt64 offset);
     std::optional<Place> findHeader(SInt64 from, SInt64 to, SInt64 afterFrame);
@@ -50,7 +50,7 @@ class FlacPackets : public PacketSource {
     const SInt64 mEnd;
     const SInt64 mFrames;
     std::optional<Place> mNext;
-    std::vector<SInt64> mFirstFrames; // of packets of different lengths, when they were asked for
+    std::vector<SInt64> mFirstFrames; // of packets of varying length, once they were asked for
 };
 
 } // namespace braq

@@ -7,18 +7,18 @@
 
 namespace braq {
 
-/// The name that libav has for the kind of content that begins at an offset; by the content alone, not by the file's name.
-/// Empty for none.
+/// libav's name for the format of the content at an offset; by the content alone, not by the file's name. Empty for
+/// none.
 std::string contentFormat(LocalFile& file, SInt64 offset);
 
-/// A container as libav sees it.
+/// A container demuxed by libav.
 class LibavContainer {
   public:
     /// Reads the headers.
-    /// @param file lives longer than the container
-    /// @param format libav's name of the only kind that is accepted
-    /// @param blank what libav is to take for zeros
-    /// @return null for what cannot be read, or holds no audio; libav has said why
+    /// @param file must outlive the container
+    /// @param format libav's name of the only format that is accepted
+    /// @param blank bytes that libav reads as zeros
+    /// @return null if it cannot be read or holds no audio; libav has logged why
     static std::unique_ptr<LibavContainer> open(LocalFile& file, const std::string& format, ByteRange blank = {});
     ~LibavContainer();
     LibavContainer(const LibavContainer&) = delete;
@@ -27,9 +27,9 @@ class LibavContainer {
     /// The first audio stream.
     AVStream& stream() const { return *mContext->streams[mStream]; }
     const AVCodecParameters& codec() const { return *stream().codecpar; }
-    /// Where in the file the first packet is, for a container of one run of samples, before any is read.
+    /// Offset of the first packet in the file, for a container with a single run of samples, before anything is read.
     SInt64 samplesOffset() const { return avio_tell(mContext->pb); }
-    /// A text about the file; empty for none.
+    /// A text tag of the file; empty if there is none.
     std::string metadata(const char* key) const;
     /// The next packet of the stream. @return false at the end
     bool next(AVPacket& packet);

@@ -5,25 +5,25 @@
 
 namespace braq {
 
-/// Bytes of a file, from the first on.
+/// A range of bytes of a file.
 struct ByteRange {
     SInt64 first = 0;
     SInt64 bytes = 0;
 };
 
-/// Lets libav read an open file, so that it never opens one itself.
+/// Lets libav read an open file, so that it never opens files itself.
 class LibavIo {
   public:
-    /// @param file lives longer than this object
-    /// @param start where in the file the content begins for libav
+    /// @param file must outlive this object
+    /// @param start offset in the file at which libav's content begins
     explicit LibavIo(LocalFile& file, SInt64 start = 0);
     ~LibavIo();
     LibavIo(const LibavIo&) = delete;
     LibavIo& operator=(const LibavIo&) = delete;
 
-    /// libav finds zeros there, whatever the file has.
+    /// libav reads zeros there, whatever the file contains.
     void blank(ByteRange range) { mBlank = range; }
-    /// Null when there was no memory.
+    /// Null if out of memory.
     AVIOContext* get() const { return mContext; }
 
   private:

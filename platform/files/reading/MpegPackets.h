@@ -8,24 +8,24 @@
 
 namespace braq {
 
-/// Packets that follow each other without a container: MP3 and ADTS. Where each one begins is learnt on the way.
+/// Packets without a container: MP3 and ADTS. Their offsets are collected while reading.
 class MpegPackets : public PacketSource {
   public:
     using Parse = std::optional<MpegFrame> (*)(std::span<const std::uint8_t>);
 
     /// Finds the first packet.
-    /// @param file lives longer than this object
-    /// @param begin, end of what may hold packets; tags before and after them are left out
-    /// @return null when there are no packets
+    /// @param file must outlive this object
+    /// @param begin, end of the part that may hold packets; tags before and after it are excluded
+    /// @return null if there are no packets
     static std::unique_ptr<MpegPackets> find(LocalFile& file, SInt64 begin, SInt64 end, Parse parse,
                                              UInt32 prerollPackets);
 
     const MpegFrame& firstFrame() const { return mFirstFrame; }
     SInt64 beginOffset() const { return mOffsets.front(); }
     SInt64 endOffset() const { return mEnd; }
-    /// Leaves out the first packet. Before anything else is asked.
+    /// Skips the first packet. Call it before any other operation.
     void skipFirst();
-    /// A count that the file gives: it is believed until the packets turn out to be fewer.
+    /// The packet count stated in the file. It is used unless there turn out to be fewer packets.
     void setPacketCount(SInt64 count) { mStatedCount = count; }
     void setFramesPerPacket(UInt32 frames) { mFramesPerPacket = frames; }
 
@@ -51,8 +51,8 @@ class MpegPackets : public PacketSource {
     const UInt32 mPreroll;
     MpegFrame mFirstFrame;
     UInt32 mFramesPerPacket;
-    std::vector<SInt64> mOffsets; // of the packets that are known so far, at least one
-    bool mIsComplete = false;     // mOffsets has them all
+    std::vector<SInt64> mOffsets; // of the packets known so far, at least one
+    bool mIsComplete = false;     // whether mOffsets has all of them
     std::optional<SInt64> mStatedCount;
     SInt64 mNext = 0;
 };

@@ -11,19 +11,19 @@ struct AVVorbisParseContext;
 
 namespace braq {
 
-/// The packets of one stream of an Ogg file. Which frames each of them holds is learnt on the way.
+/// The packets of one stream of an Ogg file. Which frames they hold is found out while reading.
 class OggPackets : public PacketSource {
   public:
-    /// @param file lives longer than this object
-    /// @param prerollPackets, prerollFrames both are gone back before a packet that is sought
+    /// @param file must outlive this object
+    /// @param prerollPackets, prerollFrames distance to go back before the packet sought; both apply
     OggPackets(LocalFile& file, const OggStream& stream, UInt32 prerollPackets, UInt32 prerollFrames);
     ~OggPackets() override;
 
-    /// Frames of the packets up to the end that the stream states in the last page that is whole.
+    /// Frames of the packets up to the end that the stream states in the last complete page.
     SInt64 statedFrames();
-    /// Frames of the first packets that are there, but before the stream's beginning.
+    /// Frames of the first packets that lie before the stream's beginning.
     SInt64 framesBeforeOrigin();
-    /// Of the first packet that has any; 0 without one.
+    /// Frames of the first packet that has any; 0 without one.
     UInt32 framesOfFirstPacket();
 
     void seek(SInt64 frame) override;
@@ -57,13 +57,13 @@ class OggPackets : public PacketSource {
     std::unique_ptr<AVVorbisParseContext, VorbisDeleter> mVorbis; // null for Opus
 
     std::vector<Place> mPlaces;
-    bool mIsComplete = false;        // mPlaces has all packets
-    SInt64 mScanOffset;              // of the page to look at next
-    std::optional<UInt32> mSequence; // of the page that was looked at last
-    std::optional<Place> mBegun;     // the packet that goes on on the next page
-    SInt64 mScanFrame = 0;           // first one of the next packet
-    std::optional<SInt64> mOrigin;   // what the stream calls the first frame of the first packet
-    bool mIsVorbisFirst = true;      // the next packet only prepares the one after it
+    bool mIsComplete = false;        // whether mPlaces has all packets
+    SInt64 mScanOffset;              // offset of the next page to scan
+    std::optional<UInt32> mSequence; // of the page scanned last
+    std::optional<Place> mBegun;     // the packet that continues on the next page
+    SInt64 mScanFrame = 0;           // first frame of the next packet
+    std::optional<SInt64> mOrigin;   // the stream's number of the first frame of the first packet
+    bool mIsVorbisFirst = true;      // the next packet is preroll only
 
     std::size_t mNext = 0;
     std::vector<std::uint8_t> mBytes;

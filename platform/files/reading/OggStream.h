@@ -7,15 +7,15 @@
 
 namespace braq {
 
-/// The first stream of an Ogg file that can be decoded.
+/// The first decodable stream of an Ogg file.
 struct OggStream {
     UInt32 number;
     CodecParametersPointer codec;
     SInt64 packetsOffset; ///< of the first page after the headers
-    UInt32 primingFrames; ///< that the headers tell
+    UInt32 primingFrames; ///< as stated by the headers
 };
 
-/// @return nothing when there is none, or when its headers are not whole
+/// @return nothing if there is none, or if its headers are incomplete
 std::optional<OggStream> oggStream(LocalFile& file, SInt64 begin);
 
 } // namespace braq

@@ -9,23 +9,23 @@
 
 namespace braq {
 
-/// Which frames of the packets are heard.
+/// Which frames of the packets are audio.
 struct HeardPart {
     SInt64 priming;
     SInt64 frames;
 };
 
-/// Where the packets are by the container's table, as far as they lie whole in the file.
-/// @param end of the last packet, for a table that says only where packets begin
-/// @return nothing when the table is about another file
+/// The packets' places by the container's table, as far as they are completely in the file.
+/// @param end of the last packet, for a table with begins only
+/// @return nothing if the table belongs to another file
 std::optional<std::vector<PacketPlace>> placesByTable(LocalFile& file, LibavContainer& container, SInt64 end);
-/// The same by a look through the whole file, for a container that has no one table.
+/// The same by reading the whole file, for a container without a single table.
 std::vector<PacketPlace> placesByReading(LocalFile& file, LibavContainer& container);
 
 /// Packets in a container with a table.
 /// @param file is taken on success
-/// @param heard is called with the rate and the frames that all packets have
-/// @return null when they cannot be decoded
+/// @param heard is called with the rate and the frames of all packets
+/// @return null if they cannot be decoded
 std::unique_ptr<SampleSource> openTable(std::unique_ptr<LocalFile>& file, const LibavContainer& container,
                                         AudioFileTypeID type, std::vector<PacketPlace> places,
                                         const std::function<HeardPart(Float64 sampleRate, SInt64 frames)>& heard);

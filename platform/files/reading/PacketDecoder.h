@@ -8,22 +8,22 @@
 
 namespace braq {
 
-/// A decoder of packets that each hold the frames of one block.
+/// A decoder of packets that each hold one block of frames.
 class PacketDecoder {
   public:
-    /// @return null when the coding, or what is particular about this stream of it, is not known
+    /// @return null if the coding, or this variant of it, is not supported
     static std::unique_ptr<PacketDecoder> make(const AVCodecParameters& parameters);
 
-    /// Forgets all that came before.
+    /// Resets the decoder.
     void restart();
-    /// @return 0, or libav's reason. The block is empty when the packet was one that only prepares the next.
+    /// @return 0 or libav's error. The block is empty if the packet only prepares the next one.
     int decode(const AVPacket& packet);
 
-    /// The block that was decoded last.
+    /// The block decoded last.
     const AVFrame& block() const { return *mBlock; }
     UInt32 channels() const { return static_cast<UInt32>(mBlock->ch_layout.nb_channels); }
     UInt32 frames() const { return static_cast<UInt32>(mBlock->nb_samples); }
-    /// Converts frames of the block. A plane that the block has no channel for gets its first one.
+    /// Converts frames of the block. A plane for a channel that the block lacks gets its first channel.
     void copy(UInt32 first, UInt32 frames, UInt32 channels, float* const* planes) const;
 
     const AVCodecContext& context() const { return *mContext; }

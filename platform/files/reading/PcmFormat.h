@@ -10,20 +10,20 @@ extern "C" {
 
 namespace braq {
 
-/// How a file holds linear samples.
+/// The format of linear samples in a file.
 struct PcmFormat {
     AVCodecID codec;
     UInt32 bytesPerSample;
     UInt32 formatFlags; ///< of `AudioStreamBasicDescription`
-    /// Takes `frames` interleaved frames apart into one plane of floats a channel, full scale being 1. Up to 3 bytes
-    /// before `samples` are looked at, too.
+    /// Deinterleaves `frames` frames into one plane of floats per channel, full scale being 1. May read up to 3 bytes
+    /// before `samples`.
     void (*split)(const std::uint8_t* samples, UInt32 frames, UInt32 channels, float* const* planes);
 };
 
-/// Null for what is no linear coding that can be read.
+/// Null if it is not a supported linear coding.
 const PcmFormat* pcmFormat(AVCodecID codec);
 
-/// How a file with such samples, interleaved, describes itself.
+/// The description of a file with such samples, interleaved.
 AudioStreamBasicDescription linearFormat(const PcmFormat& pcm, Float64 sampleRate, UInt32 channels);
 
 } // namespace braq

@@ -9,17 +9,17 @@
 
 namespace braq {
 
-/// Whole frames that lie behind each other in a file.
+/// A run of contiguous whole frames in a file.
 struct PcmExtent {
     SInt64 offset;
     SInt64 firstFrame;
     SInt64 frames;
 };
 
-/// Linear samples, taken from the file straight into the caller's planes.
+/// Linear samples, read from the file straight into the caller's planes.
 class PcmSource : public SampleSource {
   public:
-    /// @param extents in the order of their frames, without gaps
+    /// @param extents in frame order, without gaps
     PcmSource(std::unique_ptr<LocalFile> file, const PcmFormat& pcm, const FileFacts& facts,
               std::vector<PcmExtent> extents);
 
@@ -40,10 +40,10 @@ class PcmSource : public SampleSource {
     const std::unique_ptr<LocalFile> mFile;
     const PcmFormat& mPcm;
     const FileFacts mFacts;
-    const bool mIsFloat; // already what the caller wants
+    const bool mIsFloat; // already in the caller's format
     const std::vector<PcmExtent> mExtents;
     std::vector<std::uint8_t> mRaw;
-    const UInt32 mFramesAtOnce; // of those in mRaw
+    const UInt32 mFramesAtOnce; // that fit into mRaw
     std::vector<float*> mPlanes;
 };
 

@@ -9,30 +9,29 @@ struct soxr;
 
 namespace braq {
 
-/// A file's frames at another rate. Frame k is the sound k / rate seconds after the frame that was sought, and the stream
+/// A file's frames at another rate. Frame k is the audio k / rate seconds after the frame that was sought. The stream
 /// is as long as the rest of the file, to the nearest frame.
 ///
-/// What comes out depends on where reading began, not on the sizes that it is read in: the file is converted in blocks of
-/// one size. Before the frame that was sought the converter is given those that come before it in the file, so that the
-/// sound begins as if it had been running; where the rates have no common measure that is short enough, it begins out of
-/// silence.
+/// The output depends on where reading began, not on the sizes of the calls: the file is converted in blocks of one
+/// size. The converter first gets the frames before the one that was sought, so that the audio begins as if the
+/// converter had been running. If the ratio of the rates has no short enough period, it begins from silence.
 class RateConverter {
   public:
-    /// @param source lives longer than this object
+    /// @param source must outlive this object
     RateConverter(MixedSource& source, Float64 rate);
     ~RateConverter();
     RateConverter(const RateConverter&) = delete;
     RateConverter& operator=(const RateConverter&) = delete;
 
-    /// @return false when the converter cannot convert between these rates
+    /// @return false if the converter does not support these rates
     bool isGood() const { return mConverter != nullptr; }
 
-    /// Frame 0 becomes that of the file.
+    /// Frame 0 becomes this frame of the file.
     void seek(SInt64 fileFrame);
-    /// The file's frame that is nearest to the next one.
+    /// The file's frame nearest to the next one.
     SInt64 positionInFile() const;
 
-    /// @return frames, fewer at the end
+    /// @return frames; fewer at the end
     UInt32 read(UInt32 frames, float* const* planes);
 
   private:
@@ -48,21 +47,21 @@ class RateConverter {
     const Float64 mRate;
     const Float64 mFileRate;
     std::unique_ptr<soxr, Deleter> mConverter;
-    SInt64 mLeadInFile = 0; // frames that the converter is given before the one that was sought
-    SInt64 mLeadOut = 0;    // what they become
+    SInt64 mLeadInFile = 0; // frames given to the converter before the one that was sought
+    SInt64 mLeadOut = 0;    // the same in output frames
 
     bool mIsStarted = false;
     SInt64 mStart = 0;     // the frame that was sought
     SInt64 mTotal = 0;     // frames to deliver
     SInt64 mDelivered = 0; // of them
-    SInt64 mNextInput = 0; // frame of the file, below 0 for silence before it
+    SInt64 mNextInput = 0; // frame of the file, negative for silence before it
     bool mIsAtEnd = false; // of the file
-    SInt64 mSkip = 0;      // frames of the lead that are still to come out
+    SInt64 mSkip = 0;      // lead frames that are still to come out
     Planes mInput;
-    UInt32 mInputBegin = 0; // of what the converter has not taken yet
+    UInt32 mInputBegin = 0; // first frame that the converter has not taken yet
     UInt32 mInputEnd = 0;
     Planes mOutput;
-    UInt32 mOutputBegin = 0; // of what was not delivered yet
+    UInt32 mOutputBegin = 0; // first frame that was not delivered yet
     UInt32 mOutputEnd = 0;
     std::vector<float*> mPlanes;
 };

@@ -7,15 +7,15 @@
 
 namespace braq {
 
-/// What a file says about itself.
+/// What a file states about itself.
 struct FileFacts {
     AudioFileTypeID type = 0;
     AudioStreamBasicDescription format{};
-    SInt64 lengthFrames = 0;      ///< that are meant to be heard
-    ChannelPositions positions{}; ///< of each channel, or none where the file does not say them
+    SInt64 lengthFrames = 0;      ///< without priming and padding
+    ChannelPositions positions{}; ///< of each channel; empty if the file does not state them
 };
 
-/// The frames of a file that are meant to be heard, as planar float at the file's rate. One thread at a time.
+/// The frames of a file, without priming and padding, as planar float at the file's rate. One thread at a time.
 class SampleSource {
   public:
     virtual ~SampleSource() = default;
@@ -25,16 +25,15 @@ class SampleSource {
     virtual const FileFacts& facts() const = 0;
     virtual SInt64 packetCount() = 0;
     virtual std::optional<AudioFilePacketTableInfo> packetTable() = 0;
-    /// As `FileReader::frameOfPacket`.
+    /// Like `FileReader::frameOfPacket`.
     virtual std::optional<SInt64> frameOfPacket(SInt64 packet) = 0;
 
-    /// Going on where the last call ended is quick; what comes out does not depend on what was read before.
-    /// @param first frame, from 0 on
-    /// @param planes one a channel of the file
-    /// @return frames, fewer where the file ends or can be read no further; why goes to the log
+    /// Continuing where the last call ended is fast. The result does not depend on earlier reads.
+    /// @param first frame, from 0
+    /// @param planes one per channel of the file
+    /// @return frames; fewer if the file ends or cannot be read any further, which is logged
     virtual UInt32 read(SInt64 first, UInt32 frames, float* const* planes) = 0;
-    /// As `read`, with the samples of all channels of a frame beside each other. Nothing from a source that has planes
-    /// anyhow.
+    /// Like `read`, but interleaved. Nothing from a source that is planar internally.
     virtual std::optional<UInt32> readInterleaved(SInt64 /*first*/, UInt32 /*frames*/, float* /*samples*/) {
         return {};
     }

@@ -14,14 +14,14 @@ struct PacketPlace {
 };
 static_assert(sizeof(PacketPlace) == 8, "What is kept for each packet of a file is bounded; a long file has millions");
 
-/// Packets whose places are in a table of the container, all of the same number of frames.
+/// Packets whose places are in a table of the container, all with the same number of frames.
 class TablePackets : public PacketSource {
   public:
-    /// @param file lives longer than this object
+    /// @param file must outlive this object
     TablePackets(LocalFile& file, std::vector<PacketPlace> places)
         : mFile(file), mWindow(file), mPlaces(std::move(places)) {}
 
-    /// @param prerollPackets to go back before a packet that is sought
+    /// @param prerollPackets to decode before the packet sought
     void setFrames(UInt32 framesPerPacket, UInt32 prerollPackets);
 
     void seek(SInt64 frame) override;

@@ -4,7 +4,7 @@
 
 namespace braq {
 
-/// Where in a file the sound lies between tags, which hold text and pictures and can look like sound.
+/// The bounds of the audio in a file between tags, which hold text and pictures and can look like audio.
 struct SoundBounds {
     SInt64 begin; ///< after ID3v2 tags
     SInt64 end;   ///< before APE and ID3v1 tags

@@ -9,17 +9,17 @@
 
 namespace braq {
 
-/// What stands around the packets of a file: header, index, trailer.
+/// What surrounds the packets of a file: header, index, trailer.
 class Container {
   public:
-    /// Bytes that are enough for a header and for a trailer without packets.
+    /// An upper bound for the bytes of a header and a trailer without packets.
     static constexpr UInt64 ownBytes = UInt64{16} * 1024;
-    /// Bytes that are enough for a packet's part of an index.
+    /// An upper bound for the bytes of one packet in an index.
     static constexpr UInt64 indexBytesOfPacket = 16;
 
     /// Writes the header.
     /// @param parameters of the coding
-    /// @param isEmpty no packet is going to follow
+    /// @param isEmpty no packets will follow
     /// @return 0 or a negative error of libav
     static int begin(OutputFile& file, const FileMuxer& muxer, const AVCodecParameters& parameters, bool isEmpty,
                      std::unique_ptr<Container>& container);
@@ -28,7 +28,7 @@ class Container {
     /// @return 0 or a negative error of libav
     [[nodiscard]] int write(AVPacket& packet);
     /// Writes index and trailer.
-    /// @param frames that the packets are for
+    /// @param frames frames in the packets
     /// @return 0 or a negative error of libav
     [[nodiscard]] int finish(SInt64 frames);
 

@@ -8,7 +8,7 @@ namespace braq {
 /// An open encoder of libav for a coding other than linear PCM.
 /// @param rate of the file
 /// @param bitRate for codings that have one
-/// @return null when the coding does not take the rate or the channels
+/// @return null if the coding does not support the rate or the channels
 CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bitRate);
 
 } // namespace braq

@@ -11,8 +11,8 @@
 
 namespace braq {
 
-/// Frames go from the client's list through the converter of rates, if there is one, and the coder into the container.
-/// The file itself is made by `createFile`.
+/// Frames go from the client's list through the rate converter, if there is one, and the coder into the container.
+/// `createFile` creates the file itself.
 class LibavFileWriter final : public FileWriter {
   public:
     LibavFileWriter(std::string path, const FileCoding& coding);
@@ -30,7 +30,7 @@ class LibavFileWriter final : public FileWriter {
     OSStatus write(UInt32 frames, const AudioBufferList& list) override;
     OSStatus close() override;
 
-    /// Looks whether a coder takes the rate, and takes from it what depends on that.
+    /// Checks whether a coder supports the rate, and sets what depends on it.
     OSStatus settleRate(Float64 rate);
     OSStatus createFile() { return OutputFile::create(mPath, mCoding.muxer->largestFile, Container::ownBytes, mFile); }
 
@@ -46,19 +46,19 @@ class LibavFileWriter final : public FileWriter {
     void giveUp(OSStatus status, UInt64 bytes, SInt64 frames);
 
     const std::string mPath;
-    const bool mFollowsClient; // the file was given no rate
-    const UInt32 mOwnBitRate;  // unless another is set; 0 where the coding has none
+    const bool mFollowsClient; // the file was created without a rate
+    const UInt32 mOwnBitRate;  // unless another is set; 0 if the coding has none
     FileCoding mCoding;
-    std::unique_ptr<OutputFile> mFile;         // null: was not created
-    std::unique_ptr<Coder> mCoder;             // from the first write on, or closing
-    std::unique_ptr<Container> mContainer;     // from the first write on that found space, or closing
-    std::unique_ptr<PushResampler> mResampler; // where the rates differ
+    std::unique_ptr<OutputFile> mFile;         // null: not created
+    std::unique_ptr<Coder> mCoder;             // from the first write or closing on
+    std::unique_ptr<Container> mContainer;     // from the first write that found space, or closing, on
+    std::unique_ptr<PushResampler> mResampler; // if the rates differ
     AudioStreamBasicDescription mClientFormat;
     FramePlanes mClientFrames;
     FramePlanes mFileFrames;
     UInt32 mBitRate;
     UInt32 mPrimingFrames = 0;
-    SInt64 mFrames = 0;    // given to the coder
+    SInt64 mFrames = 0;    // passed to the coder
     UInt64 mPackets = 0;   // in the container
     OSStatus mFailure = 0; // after which nothing can follow
     bool mIsClosed = false;

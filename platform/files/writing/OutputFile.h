@@ -15,14 +15,14 @@ struct StreamDeleter {
     }
 };
 
-/// A regular file being written, as a stream of libav. Space is reserved before it is needed, so that a full disk is met
-/// before frames are coded, and never halfway through a packet or an index. One thread at a time.
+/// A regular file being written, as a stream for libav. Space is reserved in advance, so that a full disk is detected
+/// before frames are encoded, and never in the middle of a packet or an index. One thread at a time.
 class OutputFile {
   public:
-    /// Creates the file, or empties the one that is there, and reserves its first bytes; a file that this call made does not
-    /// stay when it fails.
-    /// @param limit bytes that the file may have
-    /// @return 0, or why not, as `ExtAudioFileCreateWithURL`
+    /// Creates the file, or empties an existing one, and reserves its first bytes. If it fails, a file created by this
+    /// call is deleted.
+    /// @param limit maximum size of the file in bytes
+    /// @return 0, or why not, like `ExtAudioFileCreateWithURL`
     static OSStatus create(const std::string& path, UInt64 limit, UInt64 reservedBytes,
                            std::unique_ptr<OutputFile>& file);
     ~OutputFile();
@@ -30,23 +30,22 @@ class OutputFile {
     OutputFile& operator=(const OutputFile&) = delete;
 
     AVIOContext* stream() { return mStream.get(); }
-    /// Bytes from the start to the end of what the stream was given, when it was flushed.
+    /// Size of the stream in bytes when it was last flushed.
     UInt64 size() const;
 
     /// Makes sure that the file can grow to `bytes`.
-    /// @return 0, or a status after the reason was logged; what is reserved already stays
+    /// @return 0, or a status after the reason was logged; what was reserved before stays
     OSStatus reserve(UInt64 bytes);
-    /// Hands what the stream still holds to the system.
+    /// Passes buffered data to the system.
     /// @return 0, or a status after the reason was logged
     OSStatus flush();
 
-    /// After a failure: forgets what the stream holds, and goes on behind the first `bytes`; what follows them goes.
+    /// After a failure: discards buffered data and truncates the file to the first `bytes`.
     void goBackTo(UInt64 bytes);
-    /// After a failure: forgets what the stream holds, and goes on where that would have ended; what is missing reads as
-    /// zeros.
+    /// After a failure: discards buffered data and continues behind it; the gap reads as zeros.
     void skipWhatFailed();
 
-    /// Flushes, gives back what is reserved and not used, and closes. Harmless when repeated.
+    /// Flushes, frees reserved space that was not used, and closes. Idempotent.
     /// @return 0, or a status after the reason was logged
     OSStatus close();
 
@@ -66,7 +65,7 @@ class OutputFile {
     std::unique_ptr<AVIOContext, StreamDeleter> mStream;
     UInt64 mPosition = 0;
     UInt64 mSize = 0;
-    UInt64 mReserved = 0;   // bytes from the start that the system has promised
+    UInt64 mReserved = 0;   // bytes from the start that the system has reserved
     bool mDiscards = false; // the stream is being cleared
     int mReasonLogged = 0;  // of the failures since the last success
 };
