@@ -10,9 +10,9 @@
 
 namespace braq {
 
-/// How large the cycles of a device are.
+/// The size of a device's cycles.
 struct CycleShape {
-    UInt32 sliceFrames = 0; ///< longer cycles are cut into slices of this size
+    UInt32 sliceFrames = 0; ///< longer cycles are split into slices of this size
     UInt32 inputChannels = 0;
     UInt32 outputChannels = 0;
     bool operator==(const CycleShape&) const = default;
@@ -28,26 +28,26 @@ struct MixedProcedure {
     std::shared_ptr<std::atomic<bool>> hasThrown; // set on the I/O thread
 };
 
-/// The procedures that run in a device's cycles, and the memory that calling and summing them takes. Made by control
-/// threads; what the I/O thread has is used by it alone.
+/// The procedures that run in a device's cycles, and the memory for calling and mixing them. Control threads create it;
+/// the I/O thread that has it is its only user.
 class CycleMix {
   public:
     CycleMix(const CycleShape& shape, std::vector<MixedProcedure> procedures);
     CycleMix(const CycleMix&) = delete;
     CycleMix& operator=(const CycleMix&) = delete;
 
-    /// Calls every procedure for each slice of the cycle and leaves the sum of what they play in the cycle's output.
-    /// Channels beyond the shape's are silent.
+    /// Calls every procedure for each slice of the cycle and mixes what they play into the cycle's output. Channels
+    /// beyond the shape's are silent.
     /// @return whether a procedure threw for the first time
     /// @realtime The device's I/O thread.
     bool run(const DeviceCycle& cycle) noexcept;
 
   private:
-    /// A buffer list with one buffer a channel.
+    /// A buffer list with one buffer per channel.
     class ChannelList {
       public:
         explicit ChannelList(UInt32 channels);
-        /// Points the buffers at `frames` samples of each channel; those that there is no pointer for stay empty.
+        /// Points the buffers at `frames` samples of each channel. Buffers without a pointer stay empty.
         AudioBufferList* pointAt(const Float32* const* samples, UInt32 channels, UInt32 offset, UInt32 frames) noexcept;
 
       private:
@@ -63,8 +63,8 @@ class CycleMix {
     const UInt32 mOutputChannels;
     ChannelList mInput;
     ChannelList mOutput;
-    bool mThrewFirst = false;               // in the cycle under way
-    std::vector<Float32> mScratch;          // what a procedure plays before it is added
+    bool mThrewFirst = false;               // in the current cycle
+    std::vector<Float32> mScratch;          // output of one procedure before it is mixed
     std::vector<Float32*> mScratchChannels; // into mScratch
 };
 

@@ -10,10 +10,10 @@ namespace braq {
 
 enum class Direction { playback, record };
 
-/// What is known of a device at one time, and under which ids its streams are objects.
+/// The state of a device at one time, and the object ids of its streams.
 struct DeviceState {
     DeviceDescription description;
-    std::vector<AudioObjectID> playbackStreams; ///< as many as the description has
+    std::vector<AudioObjectID> playbackStreams; ///< as many as in the description
     std::vector<AudioObjectID> recordStreams;
     bool isAlive = true;
 
@@ -37,14 +37,14 @@ struct Device {
     const AudioDeviceID id;
     const std::shared_ptr<DriverDevice> driverDevice;
     DeviceProcedures procedures;
-    std::shared_ptr<const DeviceState> state; ///< under the lock of `Hardware`
+    std::shared_ptr<const DeviceState> state; ///< under Hardware's mutex
 };
 
-/// The properties in which two descriptions of a device differ.
+/// The properties that differ between two descriptions of a device.
 std::vector<AudioObjectPropertyAddress> changedDeviceProperties(const DeviceDescription& before,
                                                                 const DeviceDescription& after);
 
-/// The properties in which two descriptions of a stream differ.
+/// The properties that differ between two descriptions of a stream.
 std::vector<AudioObjectPropertyAddress> changedStreamProperties(const DeviceStream& before, const DeviceStream& after);
 
 } // namespace braq

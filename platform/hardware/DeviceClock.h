@@ -8,43 +8,43 @@
 
 namespace braq {
 
-/// A stretch of a device's time line in which a frame takes one length of host time.
+/// A segment of a device's time line in which the host duration of a frame is constant.
 struct ClockSegment {
-    Float64 sampleTime = 0.0;          ///< frames, where the stretch begins
-    UInt64 hostTime = 0;               ///< nanoseconds, where it begins
-    Float64 hostFraction = 0.0;        ///< of a nanosecond, from 0 to below 1, on top of `hostTime`
-    Float64 nanosecondsPerFrame = 0.0; ///< 0: there is no such stretch
-    Float64 rateScalar = 1.0;          ///< as the driver measured it
+    Float64 sampleTime = 0.0;          ///< in frames, start of the segment
+    UInt64 hostTime = 0;               ///< in nanoseconds, start of the segment
+    Float64 hostFraction = 0.0;        ///< fraction of a nanosecond, 0 to below 1, added to `hostTime`
+    Float64 nanosecondsPerFrame = 0.0; ///< 0: no such segment
+    Float64 rateScalar = 1.0;          ///< measured by the driver
 
     Float64 sampleTimeAt(UInt64 host) const noexcept;
-    /// Where in host time a sample time lies, in nanoseconds after `hostTime`.
+    /// The host time of a sample time, in nanoseconds after `hostTime`.
     Float64 nanosecondsUntil(Float64 sample) const noexcept;
 };
 
-/// A moment's view of how host time and sample time belong together.
+/// The relation of host time and sample time at one moment.
 struct ClockView {
-    ClockSegment before; ///< the stretch before `now`
+    ClockSegment before; ///< the segment before `now`
     ClockSegment now;
 
     Float64 sampleTimeAt(UInt64 host) const noexcept;
-    /// Rounded to the nearest nanosecond; 0 for what lies before host time began.
+    /// Rounded to the nearest nanosecond; 0 for a time before host time 0.
     UInt64 hostTimeAt(Float64 sample) const noexcept;
 };
 
-/// Keeps the times that a device's I/O thread measures, for any thread to convert by. The time line has no steps: each
-/// cycle begins where the one before foretold, and leads to where its own measurement points, so that what is converted
-/// one after the other stays in order however unevenly the cycles are measured.
+/// Keeps the times that a device's I/O thread measures, so that any thread can convert between them. The time line is
+/// continuous: each cycle begins where the previous one predicted, and heads for its own measurement. So converted
+/// times stay in order, however unevenly the cycles are measured.
 class DeviceClock {
   public:
-    /// Takes in the measurement of a cycle.
+    /// Adds the measurement of a cycle.
     /// @realtime The device's I/O thread.
     void publish(const DeviceCycle& cycle) noexcept;
 
-    /// Forgets everything. Any thread, while no cycle runs.
+    /// Drops all measurements. Any thread, while no cycle runs.
     void reset() noexcept;
 
     /// @return nothing before the first cycle
-    /// Any thread; repeats itself while a measurement is being taken in.
+    /// Any thread; retries while a measurement is being added.
     std::optional<ClockView> view() const noexcept;
 
   private:

@@ -11,16 +11,16 @@
 
 namespace braq {
 
-/// The I/O procedures of one device: keeps which of them run, runs the device as long as any does, and is where its driver
-/// takes the cycles. The list that the I/O thread walks is replaced whole; the old one goes when no cycle uses it.
+/// The I/O procedures of one device. Keeps track of which of them run, runs the device while any does, and receives the
+/// driver's cycles. The I/O thread's list is replaced as a whole; the old one is deleted when no cycle uses it.
 ///
-/// Entering a cycle is one atomic read-modify-write on the I/O thread: with it, a control thread that has replaced the
-/// list knows that a cycle which is not under way will find the new one.
+/// Entering a cycle is one atomic read-modify-write on the I/O thread. Through it, a control thread that has replaced
+/// the list knows that any later cycle finds the new one.
 class DeviceProcedures final : public DeviceCycles {
   public:
     struct Events {
         std::function<void()> runningChanged; ///< with the control lock held
-        std::function<void()> nudge;          ///< @realtime: has `logThrown` called on another thread
+        std::function<void()> nudge;          ///< @realtime: makes another thread call `logThrown`
     };
 
     DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events);
@@ -36,15 +36,15 @@ class DeviceProcedures final : public DeviceCycles {
     OSStatus remove(IOProcedureID id);
     bool isStarted(IOProcedureID id);
 
-    /// Has the driver do something, but not at the same time as anything else. Any thread but an I/O thread.
+    /// Calls the driver, serialised with all other calls. Any thread but an I/O thread.
     OSStatus callDriver(const std::function<OSStatus(DriverDevice&)>& what);
     /// Prepares for cycles of another size. Any thread but an I/O thread.
     void setShape(const CycleShape& shape);
     /// Stops every procedure. Any thread but an I/O thread.
     void stopAll();
-    /// Stops everything for good: the device is gone. Any thread but an I/O thread.
+    /// Stops everything for good: the device was removed. Any thread but an I/O thread.
     void deviceIsGone();
-    /// Logs which procedures threw, each once. Any thread but an I/O thread.
+    /// Logs which procedures threw, once each. Any thread but an I/O thread.
     void logThrown(const std::string& deviceName);
 
     /// Whether the driver runs cycles. Any thread.
@@ -53,7 +53,7 @@ class DeviceProcedures final : public DeviceCycles {
 
     void runCycle(const DeviceCycle& cycle) noexcept override;
 
-    /// Whether the calling thread is in the middle of a device cycle, of whatever device.
+    /// Whether the calling thread is inside a device cycle, of any device.
     static bool isOnIOThread() noexcept;
 
   private:
@@ -76,14 +76,14 @@ class DeviceProcedures final : public DeviceCycles {
     const Events mEvents;
 
     std::mutex mControl;         // control threads; never taken by a driver's threads
-    std::vector<Entry> mEntries; // control lock, in the order in which they were added
-    CycleShape mShape;           // control lock
-    bool mIsGone = false;        // control lock
+    std::vector<Entry> mEntries; // under mControl, in order of addition
+    CycleShape mShape;           // under mControl
+    bool mIsGone = false;        // under mControl
     std::atomic<bool> mIsRunning{false};
 
-    std::atomic<UInt32> mCycles{0};       // odd while one is under way; written by the I/O thread
+    std::atomic<UInt32> mCycles{0};       // odd during a cycle; written by the I/O thread
     std::atomic<CycleMix*> mMix{nullptr}; // written by control threads, used by the I/O thread during a cycle
-    std::unique_ptr<CycleMix> mOwnedMix;  // control lock: what mMix points at
+    std::unique_ptr<CycleMix> mOwnedMix;  // under mControl: what mMix points at
     DeviceClock mClock;
 };
 

@@ -13,13 +13,13 @@
 
 namespace braq {
 
-/// The devices that the drivers publish, as objects. Any thread but an I/O thread.
+/// The devices published by the drivers, as objects. Any thread but an I/O thread.
 class Hardware final : public DriverHost {
   public:
-    /// The one of the process, never destroyed. Its first use starts the drivers and waits for them.
+    /// The instance of the process, never destroyed. The first use starts the drivers and waits for them.
     static Hardware& instance();
 
-    /// An object that is there.
+    /// An object that exists.
     struct Object {
         std::shared_ptr<Device> device;           // null: the system object
         std::shared_ptr<const DeviceState> state; // of the device
@@ -27,12 +27,12 @@ class Hardware final : public DriverHost {
         std::size_t stream = 0;                   // index of a stream in its direction
     };
     std::optional<Object> find(AudioObjectID object) const;
-    /// Null unless it is a device that is there.
+    /// Null unless the device exists.
     std::shared_ptr<Device> findDevice(AudioDeviceID device) const;
     /// Whether an object has or had this id.
     bool wasThere(AudioObjectID object) const;
 
-    std::vector<AudioDeviceID> devices() const;               ///< in the order in which they appeared
+    std::vector<AudioDeviceID> devices() const;               ///< in order of appearance
     AudioDeviceID defaultDevice(Direction direction) const;   ///< 0: none
     AudioDeviceID deviceForUID(const std::string& uid) const; ///< 0: none
     Notifications& notifications() { return mNotifications; }
@@ -66,25 +66,26 @@ class Hardware final : public DriverHost {
     void startDrivers();
     void fallBackIfThereIsNoServer();
     void logThrownProcedures() const;
-    /// The last of a device that is gone. Notification thread.
+    /// The last step of removing a device. Notification thread.
     void forget(const std::shared_ptr<Device>& device);
 
-    // All of these: under the lock.
+    // All of these: under mMutex.
     AudioObjectID newID() { return mNextID++; }
     void assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction);
     AudioDeviceID withUID(const std::string& uid) const;
     Defaults defaults() const;
 
-    /// Does `change` under the lock and posts what it returns, and the defaults if they changed, for the system object.
+    /// Runs `change` under the lock and posts the changes that it returns; also posts the defaults for the system
+    /// object if they changed.
     template <class Change>
     void changeSystem(Change change);
 
     Notifications mNotifications;
     std::mutex mFallbackMutex;
-    LoopbackFallback mFallback; // under its mutex
-    bool mHasFallback = true;   // not changed once the drivers were started
+    LoopbackFallback mFallback; // under mFallbackMutex
+    bool mHasFallback = true;   // constant once the drivers were started
 
-    mutable std::mutex mMutex; // held for looking and changing only, never while anything is called
+    mutable std::mutex mMutex; // held for lookups and changes only, never during callbacks
     std::vector<DriverEntry> mDrivers;
     std::map<AudioObjectID, Place> mObjects;
     std::vector<std::shared_ptr<Device>> mDevices; // that are alive, in order

@@ -6,13 +6,13 @@ namespace braq {
 
 class SoftwareDevice;
 
-/// The device that a system without a sound server has, so that everything works there: what is played on it is
+/// The fallback device of a system without a sound server, so that everything works there: what is played on it is
 /// recorded from it. One thread at a time.
 class LoopbackFallback {
   public:
     static constexpr const char* uid = "BRAQAudio.loopback";
 
-    /// Has the device be there or not. Harmless when repeated.
+    /// Adds or removes the device. Idempotent.
     void setIsNeeded(bool isNeeded);
 
   private:

@@ -14,29 +14,29 @@
 
 namespace braq {
 
-/// The one thread on which listeners hear of changes, and the listeners. Never destroyed: its thread runs as long as the
-/// process. Any thread but an I/O thread, unless something else is said.
+/// The thread that notifies listeners of changes, and the listeners. Never destroyed: its thread runs as long as the
+/// process. Any thread but an I/O thread, unless stated otherwise.
 class Notifications {
   public:
     /// @param onNudge runs on the notification thread some time after each `nudge`
     explicit Notifications(std::function<void()> onNudge);
 
-    /// Notifies changes of an object, after all that was posted or run before.
+    /// Notifies changes of an object, after everything posted or run before.
     void post(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses);
 
-    /// Runs `work` on the notification thread, after all that was posted or run before. What it throws is logged.
+    /// Runs `work` on the notification thread, after everything posted or run before. Exceptions are logged.
     void run(std::function<void()> work);
 
-    /// Has `onNudge` run.
+    /// Makes `onNudge` run.
     /// @realtime Any thread.
     void nudge() noexcept;
 
     void addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                      AudioObjectPropertyListenerProc listener, void* clientData);
-    /// When this returns, the listener is not running on another thread and will not be called again.
+    /// When this returns, the listener is not running on another thread and is not called again.
     void removeListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
                         AudioObjectPropertyListenerProc listener, void* clientData);
-    /// Forgets the listeners of an object that is gone. The notification thread, from `run` only.
+    /// Removes the listeners of a removed object. Notification thread, from `run` only.
     void removeListenersOf(AudioObjectID object);
 
   private:
@@ -48,7 +48,7 @@ class Notifications {
     struct Interest {
         AudioObjectID object;
         AudioObjectPropertyAddress address;
-        UInt64 after; ///< it is told of changes with higher numbers only: of what was posted since it was added
+        UInt64 after; ///< it is notified of changes with higher numbers only: those posted after it was added
         bool isFor(AudioObjectID other, const AudioObjectPropertyAddress& otherAddress) const;
     };
     struct Listener {
@@ -64,16 +64,16 @@ class Notifications {
     void deliver(const Change& change) const;
 
     const std::function<void()> mOnNudge;
-    sem_t mWake;                      // counts what was appended, and nudges
+    sem_t mWake;                      // counts work items and nudges
     std::atomic<bool> mNudged{false}; // both: atomic
-    std::atomic<UInt64> mPosted{0};   // changes so far
+    std::atomic<UInt64> mPosted{0};   // number of changes posted
     const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
 
     std::mutex mMutex;
-    std::deque<std::function<void()>> mWork; // under the mutex
-    bool mHasThread = false;                 // under the mutex
+    std::deque<std::function<void()>> mWork; // under mMutex
+    bool mHasThread = false;                 // under mMutex
     std::mutex mRegistryMutex;
-    std::vector<Listener> mRegistry; // under its mutex
+    std::vector<Listener> mRegistry; // under mRegistryMutex
 };
 
 } // namespace braq

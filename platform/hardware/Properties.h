@@ -5,11 +5,11 @@
 
 namespace braq {
 
-/// Reads any property of any object but those that need the reader's data.
+/// Reads any property of any object, except those that take input from the reader.
 /// @return 0, or why there is no value
 OSStatus readProperty(AudioObjectID id, const AudioObjectPropertyAddress& address, PropertyValue& value);
 
-/// What properties the objects have and what they answer. The property is in the scope or it is not there.
+/// The properties of the objects and their values. Nothing if the object does not have the property in this scope.
 std::optional<PropertyValue> systemProperty(const Hardware& hardware, const AudioObjectPropertyAddress& address);
 std::optional<PropertyValue> deviceProperty(const Device& device, const DeviceState& state,
                                             const AudioObjectPropertyAddress& address);

@@ -11,28 +11,28 @@
 
 namespace braq {
 
-/// What a property answers, as the bytes that its reader gets.
+/// The value of a property, as the bytes that its reader gets.
 class PropertyValue {
   public:
-    /// A scalar is read whole.
+    /// A scalar is read as a whole.
     template <class T>
     static PropertyValue scalar(const T& value) {
         return array(&value, 1, sizeof(T));
     }
-    /// Of an array as much is read as fits.
+    /// Of an array, as many entries are read as fit.
     template <class T>
     static PropertyValue list(const std::vector<T>& values) {
         return array(values.data(), values.size(), 0);
     }
-    /// A list of buffers without data, one for each of these numbers of channels.
+    /// A list of buffers without data, one for each of these channel counts.
     static PropertyValue bufferList(const std::vector<UInt32>& channels);
-    /// A string, of which each reader gets a reference of its own.
+    /// A string. Each reader gets its own reference.
     static PropertyValue text(std::string text);
 
     UInt32 byteSize() const;
 
     /// @param size in: bytes at `data`; out: bytes written
-    /// @return 0, or `kAudioHardwareBadPropertySizeError`, and then nothing is written
+    /// @return 0, or `kAudioHardwareBadPropertySizeError`; then nothing is written
     OSStatus copyTo(UInt32* size, void* data) const;
 
   private:
@@ -56,8 +56,8 @@ class PropertyValue {
     Kind mKind = Kind::plain;
     std::vector<std::byte> mBytes;
     std::size_t mHeaderBytes = 0; ///< before the first entry
-    std::size_t mEntryBytes = 1;  ///< of which only whole ones are read
-    std::size_t mScalarBytes = 0; ///< a scalar: exactly so many; 0: an array
+    std::size_t mEntryBytes = 1;  ///< only whole entries are read
+    std::size_t mScalarBytes = 0; ///< size of a scalar; 0: an array
     std::string mText;
 };
 

@@ -7,34 +7,34 @@
 
 namespace braq {
 
-/// What is done about sums of channels that may be beyond full scale.
+/// How sums of channels that may exceed full scale are treated.
 enum class Downmix {
-    scaled,  ///< all channels are so much softer that full scale in each of them is full scale again
-    unscaled ///< nothing
+    scaled,  ///< all channels are scaled so that full scale in every channel cannot exceed full scale
+    unscaled ///< they are not
 };
 
-/// How loud each of some channels is in each of others.
+/// The gain of each input channel in each output channel.
 ///
-/// A channel is heard at full level where there is a channel of its position, and in that of the side for the rear, or the other
-/// way round, where only one of the two pairs is on both sides together. A position that is lacking is heard in those beside it:
-/// the centre in left and right, surround channels in those of the front, each 3 dB lower (ITU-R BS.775, annex 4); the
-/// low-frequency channel is heard nowhere else.
+/// A channel goes at full level to the output with its position. Rear and side substitute for each other if each layout
+/// has only one of the two pairs. A channel without an output is mixed into those beside it: the centre into left and
+/// right, surround channels into the front, each 3 dB lower (ITU-R BS.775, annex 4); the low-frequency channel is
+/// dropped.
 class ChannelMatrix {
   public:
-    /// Where positions of either side are not known, or a channel other than that of low frequencies would be heard nowhere,
-    /// channels are taken by their number: as many as there are on both sides, and for a single output the mean of all.
-    /// Of a single input: it is heard in all.
+    /// Channels are mapped by number if the positions of either side are unknown, or if a channel other than low
+    /// frequency would not be heard at all: as many as both sides have; a single output gets the mean of all inputs; a
+    /// single input goes to all outputs.
     /// @param from, to at least one channel each
     ChannelMatrix(const ChannelPositions& from, const ChannelPositions& to, Downmix downmix);
 
-    /// Whether no positions have told the gains.
+    /// Whether the gains are by number, not by position.
     bool isByNumber() const { return mIsByNumber; }
-    /// Whether no output hears more than one input, and each input is heard in one output, at full level.
+    /// Whether each output has at most one input, and each input goes to exactly one output, at full level.
     bool isPermutation() const;
-    /// Of one input in one output.
+    /// The gain of an input in an output.
     float gain(UInt32 input, UInt32 output) const { return mGains[std::size_t{output} * mInputs + input]; }
-    /// @param from one plane an input
-    /// @param to one plane an output, none of them an input
+    /// @param from one plane per input
+    /// @param to one plane per output, none of them an input
     void mix(const float* const* from, float* const* to, UInt32 frames) const;
 
   private:

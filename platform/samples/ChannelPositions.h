@@ -7,14 +7,14 @@
 namespace braq {
 
 using ChannelPosition = BRAQChannelPosition;
-/// Of each channel, in order.
+/// Positions of the channels, in order.
 using ChannelPositions = std::vector<ChannelPosition>;
 
-/// What is taken for the positions of so many channels that come without any (`BRAQChannelPosition` has the table).
-/// @return unknown ones for a count that has no usual positions
+/// The default positions of a channel count (`BRAQChannelPosition` has the table).
+/// @return unknown positions for a count without defaults
 ChannelPositions usualPositions(UInt32 channels);
 
-/// Whether each channel has a loudspeaker of its own: there is at least one, none is unknown, and no two are the same.
+/// Whether each channel has its own loudspeaker: there is at least one, none is unknown, and all differ.
 bool areKnown(const ChannelPositions& positions);
 
 /// Whether it is a value of the enumeration.

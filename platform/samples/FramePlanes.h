@@ -7,7 +7,7 @@
 
 namespace braq {
 
-/// Frames as one float array a channel.
+/// Frames as one float array per channel.
 class FramePlanes {
   public:
     explicit FramePlanes(UInt32 channels) : mPlanes(channels) {}
@@ -28,7 +28,7 @@ class FramePlanes {
     std::vector<std::vector<Float32>> mPlanes;
 };
 
-/// Copies frames out of a list of one buffer a channel, or one buffer for all; `planes` has these and no others afterwards.
+/// Copies frames out of a list with one buffer per channel, or one for all. `planes` then holds exactly these.
 void copyFrames(const AudioBufferList& list, std::size_t firstFrame, std::size_t frames, FramePlanes& planes);
 
 } // namespace braq

@@ -6,7 +6,7 @@
 
 namespace braq {
 
-/// Memory for so many frames of so many channels.
+/// Memory for a number of frames and channels.
 class Planes {
   public:
     Planes(UInt32 channels, UInt32 frames)

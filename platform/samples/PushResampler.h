@@ -8,19 +8,19 @@
 
 namespace braq {
 
-/// Converts frames from one rate to another, band-limited. Frame k of what comes out is time k / rate of what goes in.
+/// Band-limited conversion from one rate to another. Output frame k is the input at time k / rate.
 class PushResampler {
   public:
-    /// @return null when there is no converter for these
+    /// @return null if this conversion is not supported
     static std::unique_ptr<PushResampler> create(Float64 sourceRate, Float64 destinationRate, UInt32 channels);
 
-    /// Appends what the frames become, as far as it is known yet.
+    /// Appends the converted frames, as far as they are complete.
     /// @return whether it worked
     [[nodiscard]] bool convert(const FramePlanes& source, FramePlanes& destination);
     /// Appends the rest.
     [[nodiscard]] bool finish(FramePlanes& destination);
 
-    /// Frames that come out in all when `more` frames are added to those that went in.
+    /// Total output frames after `more` further input frames.
     SInt64 framesInAll(SInt64 more) const;
 
   private:

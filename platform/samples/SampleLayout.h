@@ -6,19 +6,19 @@
 
 namespace braq {
 
-/// How one sample lies in memory or in a file.
+/// The layout of a sample in memory or in a file.
 struct SampleLayout {
     enum class Sort { unsignedInteger, signedInteger, floating };
     Sort sort;
-    UInt32 bits;  ///< that carry the sample: 8, 16, 24, 32, and 64 for a floating one
-    UInt32 bytes; ///< that it takes; an integer lies in the uppermost bits of them
+    UInt32 bits;  ///< that carry the sample: 8, 16, 24, 32, and 64 for floating point
+    UInt32 bytes; ///< total size; an integer is in the most significant bits
     bool isBigEndian;
 };
 
-/// Converts float samples, full scale being 1. To integers they are rounded to the nearest, half to even, without dither;
-/// what lies beyond full scale is clipped, and what is no number becomes silence. A sample that is an integer of that many
-/// bits over its full scale becomes that integer.
-/// @param stride bytes from a sample at `destination` to the next
+/// Converts float samples, full scale being 1. Integers are rounded to nearest, half to even, without dither; samples
+/// beyond full scale are clipped, and NaN becomes silence. A sample that is exactly an integer of that many bits
+/// divided by its full scale becomes that integer.
+/// @param stride bytes from one sample at `destination` to the next
 void convertSamples(const Float32* source, std::size_t count, const SampleLayout& layout, std::byte* destination,
                     std::size_t stride);
 

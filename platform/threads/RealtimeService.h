@@ -9,7 +9,7 @@
 
 namespace braq {
 
-/// Where a real-time scheduling service is found. All of them have the same operations and properties.
+/// The address of a real-time scheduling service. All services have the same operations and properties.
 struct RealtimeServiceAddress {
     DBusBusType bus;
     const char* service;
@@ -18,26 +18,26 @@ struct RealtimeServiceAddress {
     const char* name; ///< for the log
 };
 
-/// A real-time scheduling service, over a connection to its bus of its own. Connects at the first call and gives up for
-/// good when it cannot or when a call gets no answer. One thread at a time; calls block for several seconds at worst, half
-/// a minute where the bus itself does not answer.
+/// A real-time scheduling service, over its own connection to the bus. Connects on the first call, and gives up for
+/// good if it cannot connect or a call gets no answer. One thread at a time; calls block for several seconds at worst,
+/// half a minute if the bus itself does not answer.
 class RealtimeService {
   public:
-    /// What came of a request.
+    /// The result of a request.
     struct Answer {
-        bool isReached;   ///< whether the service said anything of itself at all
-        std::string text; ///< for the log, what came of it; if it was not reached, why not
+        bool isReached;   ///< whether the service answered at all
+        std::string text; ///< for the log: the result, or why it was not reached
     };
 
     explicit RealtimeService(const RealtimeServiceAddress& address) : mAddress(address) {}
     RealtimeService(const RealtimeService&) = delete;
     RealtimeService& operator=(const RealtimeService&) = delete;
 
-    /// Asks for the lowest nice value that the service gives, unless the thread has it already.
+    /// Requests the lowest nice value that the service grants, unless the thread has it already.
     Answer makeHighPriority(thread_act_t thread);
 
-    /// Asks for a real-time policy at `BRAQThreadIOPriority`, or the highest that the service gives. The service
-    /// demands a limit on processor time (RLIMIT_RTTIME) of the process, which is set here and stays.
+    /// Requests a real-time policy at `BRAQThreadIOPriority`, or the highest that the service grants. The service
+    /// requires a limit on the process's processor time (RLIMIT_RTTIME), which is set here and stays.
     Answer makeRealtime(thread_act_t thread);
 
   private:
@@ -49,7 +49,7 @@ class RealtimeService {
     };
     using Message = std::unique_ptr<DBusMessage, Unref>;
 
-    // These throw std::runtime_error with what went wrong.
+    // These throw std::runtime_error with the reason.
     void connect();
     Message send(const Message& message);
     SInt64 property(const char* name);
@@ -61,7 +61,7 @@ class RealtimeService {
 
     const RealtimeServiceAddress mAddress;
     std::unique_ptr<DBusConnection, Close> mConnection;
-    std::string mGivenUp; // why the service is asked no more
+    std::string mGivenUp; // why the service is no longer asked
 };
 
 } // namespace braq

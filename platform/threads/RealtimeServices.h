@@ -6,14 +6,14 @@
 
 namespace braq {
 
-/// Whom to ask for what a process may not give its threads itself: rtkit, on the system bus; and where that cannot be reached,
-/// as in a sandbox, the desktop portal on the session bus, which speaks to it for processes in sandboxes. One that was
-/// reached and refuses is not gone round. Threads and times as with one service.
+/// The services that grant what a process may not set for its threads itself: rtkit, on the system bus; or if it cannot
+/// be reached, as in a sandbox, the desktop portal on the session bus, which forwards requests to it. If a service was
+/// reached and refuses, the other is not asked. Threads and durations as for a single service.
 class RealtimeServices {
   public:
-    /// @return what came of it, for the log
+    /// @return the result, for the log
     std::string makeHighPriority(thread_act_t thread);
-    /// @return what came of it, for the log
+    /// @return the result, for the log
     std::string makeRealtime(thread_act_t thread);
 
   private:

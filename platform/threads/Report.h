@@ -6,11 +6,11 @@
 
 namespace braq {
 
-/// What a thread of the library is for, as far as scheduling is concerned.
+/// The purpose of a thread of the library, for its scheduling.
 enum class ThreadKind { worker, io };
 
-/// Says in the log how `thread` is scheduled, the first time for each kind in the life of the process; `explanation` is
-/// appended unless empty. Says nothing about a thread that is gone. Any thread but an I/O thread.
+/// Logs how `thread` is scheduled, once per kind and process; `explanation` is appended unless empty. Logs nothing
+/// about a thread that has ended. Any thread but an I/O thread.
 void reportOnce(ThreadKind kind, thread_act_t thread, const std::string& explanation = {});
 
 } // namespace braq

@@ -4,8 +4,8 @@
 
 #include <optional>
 
-// The kernel's scheduling calls for one thread of this process. None of them needs a permission to be called: without
-// one they change nothing and say so.
+// The kernel's scheduling calls for a thread of this process. Any process may call them: without permission they change
+// nothing and report it.
 
 namespace braq {
 
@@ -23,11 +23,11 @@ struct Scheduling {
 /// Whether `thread` is a living thread of this process.
 bool isThreadOfThisProcess(thread_act_t thread);
 
-/// Nothing for a thread that is gone or belongs to another process.
+/// Nothing for a thread that has ended or belongs to another process.
 std::optional<Scheduling> readScheduling(thread_act_t thread);
 
-/// SCHED_FIFO at `priority`; threads and processes that the thread starts fall back to time-sharing.
-/// @return false: not permitted, or the thread is gone
+/// SCHED_FIFO at `priority`; threads and processes that the thread starts are time-shared.
+/// @return false if not permitted or the thread has ended
 bool setFIFO(thread_act_t thread, int priority);
 
 /// Back to SCHED_OTHER; the nice value stays.

@@ -9,10 +9,10 @@
 
 namespace braq {
 
-/// The frames that a render callback delivers.
+/// Frames from a render callback.
 class CallbackSource final : public FrameSource {
   public:
-    /// @param lastError takes what the callback returns other than 0; lives longer than this object
+    /// @param lastError receives the callback's result if not 0; must outlive this object
     CallbackSource(const AURenderCallbackStruct& callback, const AudioStreamBasicDescription& format, UInt32 sliceLimit,
                    std::atomic<OSStatus>& lastError);
 

@@ -14,28 +14,30 @@
 
 namespace braq {
 
-/// What a running device unit records: routes, converts to the client's rate, and calls back for each slice, from inside which
-/// the slice is fetched. Made on control threads for a device as it is; used by the device's I/O thread.
+/// The recording side of a running device unit: routes channels, converts to the client's rate, and calls back for each
+/// slice, which the callback then fetches. Control threads create it for the device's current state; the device's I/O
+/// thread uses it.
 class DeviceCapture {
   public:
-    /// @param sliceFrames largest slice to call back for
+    /// @param sliceFrames largest slice of a callback
     DeviceCapture(const AURenderCallbackStruct& callback, const AudioStreamBasicDescription& format,
                   ChannelRouting routing, const DeviceFacts& device, UInt32 sliceFrames, bool startsAtZero);
     DeviceCapture(const DeviceCapture&) = delete;
     DeviceCapture& operator=(const DeviceCapture&) = delete;
 
-    /// Hands over the slice. Nothing while the device has another rate than it was made for. Throws what the callback throws.
-    /// @param lastError takes what the callback returns other than 0
+    /// Processes a slice. Does nothing while the device has another rate than it was created for. Throws what the
+    /// callback throws.
+    /// @param lastError receives the callback's result if not 0
     /// @realtime The device's I/O thread.
     void capture(const IOSlice& slice, std::atomic<OSStatus>& lastError);
 
-    /// As `AudioUnitRender`, from inside the callback. @realtime
+    /// Like `AudioUnitRender`, inside the callback. @realtime
     OSStatus fetch(UInt32 frames, AudioBufferList* list) noexcept;
 
-    /// Goes on counting where another one has stopped. Control thread, while the device does not call.
+    /// Continues the time of an earlier instance. Control thread, while the device does not call.
     void takeUpTime(const DeviceCapture& before) noexcept;
 
-    /// Begins anew. Control thread, while the device does not call.
+    /// Resets everything. Control thread, while the device does not call.
     void reset();
 
   private:
@@ -59,7 +61,7 @@ class DeviceCapture {
     std::vector<float*> mRoutedPlanes; // into mRouted
     std::vector<float> mConverted;
     std::vector<float*> mConvertedPlanes; // into mConverted
-    std::vector<const float*> mCurrent;   // what is being called back for
+    std::vector<const float*> mCurrent;   // what the callback is about
     UInt32 mCurrentFrames = 0;
     std::exception_ptr mThrown; // by the callback in this slice
     AudioTimeStamp mTime{};     // of the next slice

@@ -8,7 +8,7 @@
 
 namespace braq {
 
-/// The device that a unit plays on or records from, as it was when the unit was made ready for it.
+/// The device that a unit plays on or records from, as it was when the unit was prepared for it.
 struct DeviceFacts {
     AudioDeviceID id = kAudioObjectUnknown;
     Float64 sampleRate = 0.0;
@@ -20,17 +20,17 @@ struct DeviceFacts {
     bool operator==(const DeviceFacts&) const = default;
 };
 
-/// @param device 0: the default one
+/// @param device 0: the default device
 /// @param records which default
-/// @return nothing when there is no such device, or it is gone. Any thread but an I/O thread.
+/// @return nothing if there is no such device, or it was removed. Any thread but an I/O thread.
 std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records);
 
-/// Seconds from the host time of a frame in a device's cycle to when it is heard, or, for a frame that is recorded, from when
-/// it reached the device to its host time: latency, safety offset and the largest latency of a stream, as the device has them
-/// now. It is not part of the facts, because a unit that was made ready need not be made ready again when it changes.
-/// @param device 0: the default one
-/// @param records which direction, and which default
-/// @return 0 when there is no such device, or it is gone. Any thread but an I/O thread.
+/// Seconds from the host time of a frame in a device's cycle to when it is heard; for a recorded frame, from when it
+/// reached the device to its host time. The sum of latency, safety offset and the largest latency of a stream, as the
+/// device states them now. Not part of the facts, because a change does not require the unit to be prepared again.
+/// @param device 0: the default device
+/// @param records the direction, and which default
+/// @return 0 if there is no such device, or it was removed. Any thread but an I/O thread.
 Float64 findDeviceLatency(AudioDeviceID device, bool records);
 
 } // namespace braq

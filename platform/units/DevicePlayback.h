@@ -15,32 +15,32 @@
 
 namespace braq {
 
-/// What a running device unit plays: pulls, converts to the device's rate, routes, sets the volume. Made on control
-/// threads for a device as it is; used by the device's I/O thread.
+/// The playback side of a running device unit: pulls, converts to the device's rate, routes, applies the volume.
+/// Control threads create it for the device's current state; the device's I/O thread uses it.
 class DevicePlayback {
   public:
     /// @param source null: silence
-    /// @param sliceFrames that are rendered at once at most
+    /// @param sliceFrames maximum frames rendered at once
     DevicePlayback(std::shared_ptr<FrameSource> source, Float64 sampleRate, UInt32 channels, ChannelRouting routing,
                    const DeviceFacts& device, UInt32 sliceFrames, bool startsAtZero);
     DevicePlayback(const DevicePlayback&) = delete;
     DevicePlayback& operator=(const DevicePlayback&) = delete;
 
-    /// Silence while the device has another rate than it was made for. Throws what a callback has thrown.
+    /// Silence while the device has another rate than it was created for. Throws what a callback has thrown.
     /// @realtime The device's I/O thread.
     void render(const IOSlice& slice, float volume);
 
-    /// Has no callback called from the next slice on; the current one, if there is one, is waited for. Control thread.
+    /// Stops calling callbacks from the next slice on; waits for the current one, if there is one. Control thread.
     void endCallbacks() noexcept;
-    /// Whether everything that was pulled is rendered, as far as the last slice knew. Control thread, after `endCallbacks`.
+    /// Whether everything pulled has been rendered, as of the last slice. Control thread, after `endCallbacks`.
     bool isUsedUp() const noexcept { return !mHolds.load(std::memory_order_acquire); }
-    /// Odd during a slice; moves as long as the device runs. Control thread.
+    /// Odd during a slice; changes while the device runs. Control thread.
     UInt32 slices() const noexcept { return mSlices.load(std::memory_order_acquire); }
 
-    /// Goes on counting where another one has stopped. Control thread, while the device does not call.
+    /// Continues the time of an earlier instance. Control thread, while the device does not call.
     void takeUpTime(const DevicePlayback& before) noexcept;
 
-    /// Begins anew. Control thread, while the device does not call.
+    /// Resets everything. Control thread, while the device does not call.
     void reset() noexcept;
 
   private:
@@ -60,7 +60,7 @@ class DevicePlayback {
     const ChannelRouting mRouting;
     const Float64 mDeviceRate;
     const UInt32 mSliceFrames;
-    const UInt32 mPullFrames; // most of one pull
+    const UInt32 mPullFrames; // maximum of one pull
     const bool mStartsAtZero;
 
     std::atomic<UInt32> mSlices{0};    // odd during a slice; written by the I/O thread
@@ -70,14 +70,14 @@ class DevicePlayback {
     // I/O thread
     std::optional<VariableRateConverter> mConverter; // if the rates differ
     VolumeRamp mVolume{1.0F};
-    bool mHasVolume = false;           // the first one is no change
-    Planes mPlanes;                    // where frames are routed from; without any where they are not
-    std::vector<float*> mPartPlanes;   // what of either is pulled
+    bool mHasVolume = false;           // the first volume is not a change
+    Planes mPlanes;                    // input of the routing; empty without routing
+    std::vector<float*> mPartPlanes;   // the part of either that is pulled
     std::vector<float*> mDevicePlanes; // of the slice
-    AudioTimeStamp mTime{}; // of the next frame to be pulled; the host time is that at which the device plays it
+    AudioTimeStamp mTime{};            // of the next frame to be pulled; the host time is when the device plays it
     bool mHasTime = false;
     Asking mAsking = Asking::procedures;
-    bool mSourceIsUsedUp = false; // since nobody is asked
+    bool mSourceIsUsedUp = false; // since callbacks ended
 };
 
 } // namespace braq

@@ -11,8 +11,8 @@
 
 namespace braq {
 
-/// Plays on a device, records from it, or both. It is an I/O procedure of the device from initialising on, and stays so when
-/// the device changes.
+/// Plays on a device, records from it, or both. It is an I/O procedure of the device while initialised, also when the
+/// device changes.
 class DeviceUnit final : public Unit {
   public:
     DeviceUnit();
@@ -33,16 +33,16 @@ class DeviceUnit final : public Unit {
     bool isOutputUnit() const noexcept override { return true; }
 
   private:
-    /// One direction, as it was asked for. Elements: 0 is what is played, 1 what is recorded.
+    /// One direction, as requested. Element 0 is playback, element 1 recording.
     struct Side {
         bool isEnabled;
         AudioStreamBasicDescription client;
         std::optional<std::vector<SInt32>> channelMap;
-        ChannelPositions positions{}; // of the channels that are played; none: they were not told
+        ChannelPositions positions{}; // of the playback channels; empty: not set
         Downmix downmix = Downmix::scaled;
     };
 
-    // Under the control lock.
+    // Under mControl.
     OSStatus prepare();
     void followDevice();
     OSStatus makePlayback(const DeviceFacts& facts);
@@ -71,21 +71,21 @@ class DeviceUnit final : public Unit {
 
     std::mutex mControl;                         // control threads; never taken by an I/O thread
     Side mSides[2];                              // by element
-    AudioDeviceID mDevice = kAudioObjectUnknown; // as it was asked for
-    std::optional<DeviceFacts> mKnownDevice;     // when it was asked for
+    AudioDeviceID mDevice = kAudioObjectUnknown; // as requested
+    std::optional<DeviceFacts> mKnownDevice;     // the default device when it was looked up
     UInt32 mSliceLimit;                          // frames
     SourceSettings mSource;
     AURenderCallbackStruct mInputCallback{};
     bool mStartsAtZero = false;
 
     bool mIsInitialized = false;
-    OSStatus mPrepared = 0;                    // while initialised: whether it suits the device as it is now
+    OSStatus mPrepared = 0;                    // while initialised: whether it fits the device's current state
     std::unique_ptr<AudioUnit> mWatch;         // while initialised: the reference, for the device's listener
-    DeviceFacts mFacts;                        // while initialised: of the device that it was made ready for
+    DeviceFacts mFacts;                        // while initialised: of the device that it was prepared for
     IOProcedureID mProcedure = 0;              // while initialised
     std::unique_ptr<DevicePlayback> mPlayback; // replaced only while the procedure is not called
     std::unique_ptr<DeviceCapture> mCapture;   // the same
-    bool mRuns = false;                        // its procedure is called
+    bool mRuns = false;                        // whether its procedure is called
 
     std::atomic<bool> mIsRunning{false}; // any thread
     std::atomic<float> mVolume{1.0F};    // any thread

@@ -8,23 +8,25 @@
 
 namespace braq {
 
-/// Frames in the layout of a format, beside the same frames as planes. Made on control threads; then used by one thread.
+/// Frames in the layout of a format, beside the same frames as planes. Created on control threads; then used by one
+/// thread.
 class FormatBuffers {
   public:
-    /// @param frames that it has room for
+    /// @param frames maximum
     FormatBuffers(const AudioStreamBasicDescription& format, UInt32 frames);
     FormatBuffers(const FormatBuffers&) = delete;
     FormatBuffers& operator=(const FormatBuffers&) = delete;
 
-    /// A list of silent buffers of so many frames: the planes themselves where the format is planar, else memory of its own.
+    /// A list of silent buffers of this many frames: the planes themselves if the format is planar, else its own
+    /// memory.
     /// @realtime
     AudioBufferList* silentList(float* const* planes, UInt32 frames) noexcept;
 
-    /// Leaves in the planes what the list from `silentList` now refers to, wherever that is.
+    /// Copies what the list from `silentList` now refers to into the planes, wherever it is.
     /// @realtime
     void takeFromList(float* const* planes, UInt32 frames) noexcept;
 
-    /// Puts planes into a list of the format's shape, see `AudioUnitRender`.
+    /// Copies planes into a list of the format's shape, see `AudioUnitRender`.
     /// @return 0, or `kAudio_ParamError` for another shape
     /// @realtime
     OSStatus putIntoList(const float* const* planes, UInt32 frames, AudioBufferList* list) noexcept;
@@ -37,7 +39,7 @@ class FormatBuffers {
     const UInt32 mChannels;
     const bool mIsInterleaved;
     std::vector<float> mInterleaved;
-    std::vector<float> mOwnPlanes; // handed out where a list brings no memory
+    std::vector<float> mOwnPlanes; // for lists without memory
     UInt32 mFrames;
     std::unique_ptr<std::byte[]> mListBytes;
 };

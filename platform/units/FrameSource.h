@@ -9,7 +9,7 @@ namespace braq {
 /// Whether a source may call the procedure that its frames come from.
 enum class Asking {
     procedures,
-    nobody, ///< only what was delivered before and is still held: playback is stopping
+    nobody, ///< only frames that were delivered before and are still held: playback is stopping
 };
 
 /// What a unit pulls frames from.
@@ -20,25 +20,25 @@ class FrameSource {
     FrameSource(const FrameSource&) = delete;
     FrameSource& operator=(const FrameSource&) = delete;
 
-    /// Most frames of one pull.
+    /// Maximum frames of one pull.
     virtual UInt32 sliceLimit() const noexcept = 0;
 
     /// Delivers frames, and silence where there are none.
     /// @param planes room for `frames` samples of each channel
-    /// @param time of the first one
-    /// @return frames that were there: fewer than asked for only when nobody was asked and all that was held is used up
+    /// @param time of the first frame
+    /// @return frames that were there: fewer than requested only with `Asking::nobody`, when everything held is used up
     /// @realtime One thread at a time.
     virtual UInt32 pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept = 0;
 
-    /// Whether frames were delivered to it that it has not delivered yet.
+    /// Whether it holds frames that it has not delivered yet.
     /// @realtime The thread that pulls.
     virtual bool holdsFrames() const noexcept = 0;
 
-    /// What a procedure has thrown since this was last asked; null if nothing.
+    /// The exception thrown by a procedure since the last call; null if there was none.
     /// @realtime The thread that pulls.
     virtual std::exception_ptr takeThrown() noexcept = 0;
 
-    /// Forgets what it holds. Any thread, while nobody pulls.
+    /// Drops what it holds. Any thread, while nobody pulls.
     virtual void reset() noexcept = 0;
 };
 

@@ -8,7 +8,7 @@
 
 namespace braq {
 
-/// Units and how they are connected. The answers are those of the C functions. Any thread but an I/O thread.
+/// Units and their connections. The results are those of the C functions. Any thread but an I/O thread.
 class Graph {
   public:
     Graph() = default;
@@ -39,7 +39,7 @@ class Graph {
         UInt32 destinationInput;
     };
 
-    // All of these: under the mutex.
+    // All of these: under mMutex.
     Node* find(AUNode number);
     Node* outputNode();
     bool leadsTo(AUNode from, AUNode to) const;

@@ -9,18 +9,18 @@
 
 namespace braq {
 
-/// What units answer to a property of a wrong size.
+/// The result of units for a property of a wrong size.
 constexpr OSStatus wrongUnitPropertySize = kAudioUnitErr_InvalidPropertyValue;
 
-/// Which property of a unit: what, on which side, of which element.
+/// The address of a property of a unit: property, scope and element.
 struct UnitPropertyAddress {
     AudioUnitPropertyID property;
     AudioUnitScope scope;
     AudioUnitElement element;
 };
 
-/// What every kind of unit is behind its reference. The answers are those of the C functions. Any thread but an I/O thread,
-/// unless something else is said.
+/// The implementation behind a reference to a unit, for every kind of unit. The results are those of the C functions.
+/// Any thread but an I/O thread, unless stated otherwise.
 class Unit : public std::enable_shared_from_this<Unit> {
   public:
     virtual ~Unit() = default;
@@ -43,23 +43,23 @@ class Unit : public std::enable_shared_from_this<Unit> {
     virtual OSStatus render(const AudioTimeStamp& time, AudioUnitElement element, UInt32 frames,
                             AudioBufferList* list) noexcept = 0;
 
-    /// What another unit pulls from; null while the unit is not initialised, and of one that has no output to pull from.
+    /// What another unit pulls from; null while the unit is not initialised, and for a unit without an output.
     virtual std::shared_ptr<FrameSource> output() { return nullptr; }
 
     virtual OSStatus start() { return kAudio_ParamError; }
     virtual OSStatus stop() { return kAudio_ParamError; }
 
-    /// Whether it is one that a graph is started through.
+    /// Whether a graph is started through this unit.
     virtual bool isOutputUnit() const noexcept { return false; }
 
     UnitListeners& listeners() noexcept { return mListeners; }
 
-    /// Under which it is known outside. Set once, before anyone else knows the unit.
+    /// The reference known outside. Set once, before anybody else has the unit.
     AudioUnit reference() const noexcept { return mReference; }
     void setReference(AudioUnit reference) noexcept { mReference = reference; }
 
   protected:
-    /// The one that was kept last; 0 from then on.
+    /// The error kept last; 0 from then on.
     OSStatus takeLastRenderError() noexcept { return mLastRenderError.exchange(0, std::memory_order_relaxed); }
     std::atomic<OSStatus>& lastRenderError() noexcept { return mLastRenderError; }
 
@@ -69,7 +69,7 @@ class Unit : public std::enable_shared_from_this<Unit> {
     std::atomic<OSStatus> mLastRenderError{0}; // all: atomic
 };
 
-/// The status of a parameter that is global and of element 0.
+/// Checks a parameter that has global scope and element 0.
 OSStatus checkParameter(AudioUnitParameterID parameter, AudioUnitParameterID expected, AudioUnitScope scope,
                         AudioUnitElement element) noexcept;
 

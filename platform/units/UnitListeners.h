@@ -15,15 +15,15 @@ namespace braq {
 class UnitListeners {
   public:
     void add(AudioUnitPropertyID property, AudioUnitPropertyListenerProc listener, void* refCon);
-    /// When this returns it is not running on another thread and will not be called again.
+    /// When this returns, the listener is not running on another thread and is not called again.
     void remove(AudioUnitPropertyID property, AudioUnitPropertyListenerProc listener, void* refCon);
 
-    /// A new round of notifications: those asked for in an earlier one are not delivered.
+    /// The current round (generation) of notifications: those requested in an earlier one are not delivered.
     UInt64 round() const noexcept { return mRound.load(std::memory_order_acquire); }
-    /// Ends the round; when this returns none of its listeners is running on another thread.
+    /// Ends the round. When this returns, none of its listeners is running on another thread.
     void endRound();
 
-    /// Calls the listeners of a global property, if `round` is still on.
+    /// Calls the listeners of a global property, if `round` is still current.
     void deliver(UInt64 round, AudioUnit unit, AudioUnitPropertyID property);
 
   private:
@@ -41,10 +41,11 @@ class UnitListeners {
     const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
     std::mutex mMutex;
     std::condition_variable mIsIdle;
-    // Changed under the mutex; read without it by a delivery, which holds the lock of the list that adding takes under it.
+    // Changed under mMutex; read without it by a delivery, which holds the lock of the list that adding takes under
+    // mMutex.
     std::atomic<UInt64> mRound{0};
-    int mDeliveries = 0;             // under the mutex, that are under way
-    std::vector<Listener> mRegistry; // under the mutex
+    int mDeliveries = 0;             // under mMutex: in progress
+    std::vector<Listener> mRegistry; // under mMutex
 };
 
 } // namespace braq

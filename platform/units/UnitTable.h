@@ -10,15 +10,15 @@
 
 namespace braq {
 
-/// The units of the process by their references. A reference is the number of a place and how often that was taken before, so
-/// that one which was disposed of is known to be, also on an I/O thread.
+/// The units of the process by reference. A reference consists of a place and its generation, so that a disposed
+/// reference is detected, also on an I/O thread.
 class UnitTable {
     struct Place;
 
   public:
     static UnitTable& instance();
 
-    /// Keeps a unit as long as it lives, for the threads that render: whoever takes the unit away waits meanwhile.
+    /// Keeps a unit in use while it lives, for threads that render: whoever removes the unit waits for it.
     /// @realtime Any thread.
     class Use {
       public:
@@ -27,7 +27,7 @@ class UnitTable {
         Use(const Use&) = delete;
         Use& operator=(const Use&) = delete;
 
-        /// Null for what names no unit.
+        /// Null for an invalid reference.
         Unit* unit() const noexcept { return mUnit; }
 
       private:
@@ -35,21 +35,22 @@ class UnitTable {
         Unit* mUnit = nullptr;
     };
 
-    /// @return null when there are too many units
+    /// @return null if there are too many units
     AudioUnit add(std::shared_ptr<Unit> unit);
-    /// Null for what names no unit. Any thread but an I/O thread.
+    /// Null for an invalid reference. Any thread but an I/O thread.
     std::shared_ptr<Unit> find(AudioUnit reference) const;
-    /// Whether it names a unit. @realtime Any thread.
+    /// Whether the reference is valid. @realtime Any thread.
     bool contains(AudioUnit reference) const noexcept { return placeOf(reference) != nullptr; }
-    /// It is found no more, and used no more when this returns. @return it, or null. Any thread but an I/O thread.
+    /// Removes the unit: when this returns, nobody uses it any longer. @return the unit, or null. Any thread but an I/O
+    /// thread.
     std::shared_ptr<Unit> take(AudioUnit reference);
 
   private:
     struct Place {
-        std::atomic<UInt32> turn{0};      // odd while taken; read by all
+        std::atomic<UInt32> turn{0};      // the generation: odd while taken; read by all
         std::atomic<UInt32> users{0};     // changed by all
         std::atomic<Unit*> unit{nullptr}; // read by all
-        std::shared_ptr<Unit> owned;      // under the mutex
+        std::shared_ptr<Unit> owned;      // under mMutex
     };
     static constexpr UInt32 placesInABlock = 256;
     static constexpr UInt32 mostBlocks = 4096;
@@ -62,8 +63,8 @@ class UnitTable {
 
     mutable std::mutex mMutex;
     std::array<std::atomic<Block*>, mostBlocks> mBlocks{}; // never shrinks
-    UInt32 mPlaces = 0;                                    // under the mutex: that were ever taken
-    std::vector<UInt32> mFree;                             // under the mutex
+    UInt32 mPlaces = 0;                                    // under mMutex: places ever taken
+    std::vector<UInt32> mFree;                             // under mMutex
 };
 
 } // namespace braq

@@ -11,11 +11,11 @@
 
 namespace braq {
 
-/// What an initialised varispeed unit delivers.
+/// The output of an initialised varispeed unit.
 class VarispeedSource final : public FrameSource {
   public:
     /// @param from null: silence
-    /// @param rate read before each slice; lives longer than this object
+    /// @param rate read before each slice; must outlive this object
     VarispeedSource(std::shared_ptr<FrameSource> from, const AudioStreamBasicDescription& input,
                     const AudioStreamBasicDescription& output, UInt32 sliceLimit, const std::atomic<float>& rate);
 
@@ -25,7 +25,7 @@ class VarispeedSource final : public FrameSource {
     std::exception_ptr takeThrown() noexcept override;
     void reset() noexcept override;
 
-    /// As `AudioUnitRender`. @realtime
+    /// Like `AudioUnitRender`. @realtime
     OSStatus render(const AudioTimeStamp& time, UInt32 frames, AudioBufferList* list) noexcept;
 
   private:
@@ -35,8 +35,8 @@ class VarispeedSource final : public FrameSource {
     const std::shared_ptr<FrameSource> mFrom;
     const UInt32 mChannels;
     const UInt32 mSliceLimit;
-    const Float64 mOutputRate;     // frames a second
-    const Float64 mRatioAtRateOne; // input frames an output frame
+    const Float64 mOutputRate;     // frames per second
+    const Float64 mRatioAtRateOne; // input frames per output frame
     const std::atomic<float>& mRate;
     VariableRateConverter mConverter;
     Planes mPlanes; // for render
@@ -44,7 +44,7 @@ class VarispeedSource final : public FrameSource {
     AudioTimeStamp mTime{}; // of the next frame to be pulled; its sample time counts input frames
     Float64 mRatio = 1.0;   // in this slice
     Asking mAsking = Asking::procedures;
-    bool mFromIsUsedUp = false; // since nobody is asked
+    bool mFromIsUsedUp = false; // since callbacks ended
 };
 
 } // namespace braq

@@ -9,7 +9,7 @@ namespace braq {
 
 class VarispeedSource;
 
-/// Resamples its input by a rate that may change at any time.
+/// Resamples its input at a rate that may change at any time.
 class VarispeedUnit final : public Unit {
   public:
     VarispeedUnit();
@@ -28,11 +28,11 @@ class VarispeedUnit final : public Unit {
     std::shared_ptr<FrameSource> output() override;
 
   private:
-    // Under the mutex.
+    // Under mMutex.
     OSStatus setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
     AudioStreamBasicDescription& format(AudioUnitScope scope);
 
-    std::mutex mMutex;                   // all that follows, but the atomics
+    std::mutex mMutex;                   // all that follows, except the atomics
     AudioStreamBasicDescription mInput;  // what is pulled
     AudioStreamBasicDescription mOutput; // what is delivered
     UInt32 mSliceLimit;                  // frames

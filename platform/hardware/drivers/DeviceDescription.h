@@ -8,38 +8,38 @@
 
 namespace braq {
 
-/// Channels of a device that its hardware moves together.
+/// Channels of a device that its hardware transfers together.
 struct DeviceStream {
     UInt32 channels = 0;
-    UInt32 startingChannel = 1; ///< number of the first one among the channels of the direction, from 1
-    UInt32 latencyFrames = 0;   ///< beyond that of the device
+    UInt32 startingChannel = 1; ///< number of its first channel in this direction, from 1
+    UInt32 latencyFrames = 0;   ///< in addition to the device's
     bool operator==(const DeviceStream&) const = default;
 };
 
 /// One direction of a device.
 struct DeviceDirection {
-    std::vector<DeviceStream> streams; ///< none: the device has not got this direction
-    ChannelPositions positions;        ///< of each channel in order; those beyond its end are unknown
+    std::vector<DeviceStream> streams; ///< empty: the device does not have this direction
+    ChannelPositions positions;        ///< in channel order; channels beyond its end are unknown
     UInt32 latencyFrames = 0;
     UInt32 safetyOffsetFrames = 0;
-    Float32 mixerLevel = 1.0F; ///< gain that the user's mixer gives this process, of the loudest channel; 0: muted
+    Float32 mixerLevel = 1.0F; ///< gain of the user's mixer for this process, of the loudest channel; 0: muted
     bool operator==(const DeviceDirection&) const = default;
 
-    /// All channels of all streams.
+    /// Channels of all streams.
     UInt32 channels() const;
 };
 
-/// Everything that there is to know about a device at one time. A driver publishes a new one when something changes.
+/// The complete state of a device at one time. A driver publishes a new one when something changes.
 struct DeviceDescription {
-    std::string uid; ///< names the device for good: the same one when it is plugged in again
+    std::string uid; ///< persistent: the same when it is plugged in again
     std::string name;
     std::string manufacturer;
     UInt32 transportType = 0;           ///< kAudioDeviceTransportType…
-    Float64 nominalRate = 0.0;          ///< frames a second
-    std::vector<AudioValueRange> rates; ///< that may be asked for
-    UInt32 bufferFrames = 0;            ///< of one cycle
+    Float64 nominalRate = 0.0;          ///< frames per second
+    std::vector<AudioValueRange> rates; ///< supported
+    UInt32 bufferFrames = 0;            ///< per cycle
     UInt32 minimumBufferFrames = 0;
-    UInt32 maximumBufferFrames = 0;  ///< of one cycle; longer ones are cut into slices of this size
+    UInt32 maximumBufferFrames = 0;  ///< per cycle; longer cycles are split into slices of this size
     bool isRunningSomewhere = false; ///< whether any process uses it
     DeviceDirection playback;
     DeviceDirection record;

@@ -8,11 +8,11 @@
 
 namespace braq {
 
-/// The drivers of the library, those first whose default devices are preferred.
+/// The drivers of the library. The default devices of earlier ones take precedence.
 std::vector<std::unique_ptr<Driver>> makeDrivers();
 
-/// Has the hardware service start with these drivers instead, and without a loopback device of its own. For tests; before
-/// anything asks the service.
+/// Makes the hardware service start with these drivers instead, and without the loopback fallback. For tests; before
+/// the first use of the service.
 void replaceDrivers(std::function<std::vector<std::unique_ptr<Driver>>()> make);
 
 } // namespace braq

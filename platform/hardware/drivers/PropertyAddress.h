@@ -8,7 +8,7 @@ inline bool isSame(const AudioObjectPropertyAddress& a, const AudioObjectPropert
     return a.mSelector == b.mSelector && a.mScope == b.mScope && a.mElement == b.mElement;
 }
 
-/// Of an object as a whole.
+/// The address of a property of the object as a whole.
 inline AudioObjectPropertyAddress globalAddress(UInt32 selector) {
     return {selector, kAudioObjectPropertyScopeGlobal, kAudioObjectPropertyElementMain};
 }

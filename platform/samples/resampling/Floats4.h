@@ -4,8 +4,8 @@
 
 namespace braq {
 
-/// Four samples that are computed with side by side. Compilers have code for it on every machine, and one instruction for an
-/// operation where the machine has it.
+/// Four samples that are processed in parallel. Compilers generate code for it on every machine, with SIMD instructions
+/// where there are any.
 using Floats4 [[gnu::vector_size(16)]] = float;
 
 /// From any address. @realtime

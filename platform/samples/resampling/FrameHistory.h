@@ -6,31 +6,31 @@
 
 namespace braq {
 
-/// Where a converter gets its frames from: always delivers all `frames`, silence where there is nothing. @realtime
+/// The source of a converter: always delivers all `frames`, silence if there is nothing. @realtime
 using PullFrames = void (*)(void* context, UInt32 frames, float* const* planes) noexcept;
 
-/// A source's frames around the place that is heard: those that were pulled ahead of it, and the last ones behind it, which a
-/// filter needs to begin in the middle of the sound. Frames before the first are silence.
+/// A source's frames around the current position: those pulled ahead of it, and the last ones before it, which a filter
+/// needs to begin in the middle of the audio. Frames before the first are silence.
 class FrameHistory {
   public:
-    /// @param kept frames that can be held at once, behind and ahead
+    /// @param kept frames that can be held at once, before and after the position
     FrameHistory(UInt32 channels, UInt32 kept, UInt32 largestPull);
 
-    /// Whom to ask from now on; null: nobody, what follows is silence. @realtime
+    /// Sets the source; null: none, silence follows. @realtime
     void setSource(PullFrames pull, void* context) noexcept;
-    /// Frames that are there, from the first of the stream on, silence behind the source's last one included. @realtime
+    /// One past the last frame that is there, including silence after the source's last frame. @realtime
     SInt64 end() const noexcept { return mEnd; }
-    /// Where what was pulled ends. @realtime
+    /// One past the last frame that was pulled. @realtime
     SInt64 soundEnd() const noexcept { return mSoundEnd; }
     /// Pulls until `frame` is the end. @realtime
     void extendTo(SInt64 frame) noexcept;
-    /// Pulls straight into `planes`, untouched, and keeps a copy. @realtime
+    /// Pulls straight into `planes`, unchanged, and keeps a copy. @realtime
     void pullInto(UInt32 frames, float* const* planes) noexcept;
 
     /// Copies frames that are there. @realtime
     void copy(SInt64 frame, UInt32 frames, float* const* planes, UInt32 offset) const noexcept;
 
-    /// Nothing was ever pulled. Allocates nothing.
+    /// Resets the history. Allocates nothing.
     void clear() noexcept;
 
   private:

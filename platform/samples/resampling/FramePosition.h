@@ -6,7 +6,7 @@
 
 namespace braq {
 
-/// A number of frames with 32 binary places, exact: a ratio of rates, a way or a part of a frame.
+/// A number of frames with 32 fractional bits: a ratio of rates, a distance or a part of a frame.
 using FixedFrames = SInt64;
 
 inline constexpr FixedFrames oneFrame = FixedFrames{1} << 32;
@@ -14,7 +14,7 @@ inline constexpr FixedFrames oneFrame = FixedFrames{1} << 32;
 inline FixedFrames fixedFrames(double frames) { return std::llround(frames * static_cast<double>(oneFrame)); }
 inline double framesOf(FixedFrames frames) { return static_cast<double>(frames) / static_cast<double>(oneFrame); }
 
-/// A place in the source's stream, exact for as long as anybody listens.
+/// A position in the source's stream, exact however long it plays.
 struct FramePosition {
     SInt64 frame = 0;         ///< whole frames since the first one
     FixedFrames fraction = 0; ///< 0 to less than one frame

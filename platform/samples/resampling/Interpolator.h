@@ -6,13 +6,13 @@
 
 namespace braq {
 
-/// Makes blocks by reading a stream between its frames, of which there are no more than the blocks have.
+/// Makes blocks by interpolating a stream that has at most as many frames as the blocks.
 class Interpolator {
   public:
     /// Control thread.
     explicit Interpolator(UInt32 channels) : mChannels(channels), mTable(LowPassTable::shared()) {}
 
-    /// @param window holds `LowPassTable::reach` frames on each side of all places of the block @realtime
+    /// @param window holds `LowPassTable::reach` frames on each side of all positions of the block @realtime
     void read(const StreamBlock& block, const StreamWindow& window, float* const* out) const noexcept;
 
   private:

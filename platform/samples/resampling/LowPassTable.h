@@ -8,21 +8,20 @@
 
 namespace braq {
 
-/// A low-pass filter of linear phase for a stream of frames, at any place between them: it keeps 0.92 of what the frames' rate
-/// can hold and lets nothing above 1.08 of it through, 118 dB down.
+/// A linear-phase low-pass filter for a stream of frames, at any position between them: it keeps 0.92 of the bandwidth
+/// of the frames' rate and is 118 dB down above 1.08 of it.
 ///
-/// What is heard at a place is the sum of the frames around it, each times the tap for its distance. The other way round, a
-/// sample that is heard at a place between the frames that are made adds its part to each of those around it, with the same
-/// taps. They add up to 1.
+/// The value at a position is the sum of the frames around it, each times the tap for its distance. Transposed, a
+/// sample at a position between output frames is added to the frames around it, with the same taps. They add up to 1.
 ///
-/// From one frame to the next there are `phases` rows, and over a row each tap is a parabola. So few rows stay near the
-/// processor whatever else it does; straight lines would want ten times as many to be as exact.
+/// There are `phases` rows per frame, and within a row each tap is a parabola. So few rows stay in the cache under any
+/// load; linear interpolation would need ten times as many rows for the same accuracy.
 class LowPassTable {
   public:
     static constexpr SInt64 taps = 96;
-    /// Frames on each side of a place that take part.
+    /// Frames on each side of a position that contribute.
     static constexpr SInt64 reach = taps / 2;
-    /// Taps of 0 before the first and behind the last of a row, which may be read too.
+    /// Zero taps before the first and after the last tap of a row, which may be read too.
     static constexpr SInt64 margin = 8;
     static constexpr SInt64 phases = 64;
 
@@ -33,10 +32,10 @@ class LowPassTable {
         Taps square;
     };
 
-    /// The taps around one place: tap k is that of the frame `k` + 1 - `reach` after the one that is on it or before it.
+    /// The taps around one position: tap k is for the frame `k` + 1 - `reach` after the one at or before it.
     struct Place {
         const Row* row;
-        float within; ///< the row: 0 to 1
+        float within; ///< position in the row: 0 to 1
 
         /// @param tap the first of four, from -`margin` to `taps` + `margin` - 4 @realtime
         Floats4 tapsAt(std::ptrdiff_t tap) const noexcept {
@@ -46,7 +45,7 @@ class LowPassTable {
         }
     };
 
-    /// The one of the process, made at the first call. Control thread.
+    /// The table of the process, computed by the first call. Control thread.
     static const LowPassTable& shared();
 
     /// @param fraction of a frame @realtime

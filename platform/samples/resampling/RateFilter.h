@@ -6,23 +6,23 @@
 
 namespace braq {
 
-/// Makes the frames of blocks along one route. What it gives for a position is what is heard there, whatever it did before.
+/// Makes the frames of blocks with one route. The result for a position does not depend on what it did before.
 class RateFilter {
   public:
     RateFilter(FrameHistory& history, UInt32 channels, int levels);
 
-    /// Frames of the source that a route wants behind and ahead of a block's start. @realtime
+    /// Frames of the source that a route needs before and after a block's start. @realtime
     static SInt64 framesBehind(Route route) noexcept;
     static SInt64 framesAhead(Route route) noexcept;
 
     /// Begins with this block. @realtime
     void begin(const RateBlock& block, Route route) noexcept;
-    /// @param block the one after the last one that was made
-    /// @param next the one after it, part of whose sound is in the block
+    /// @param block the one after the previous block
+    /// @param next the one after it, part of whose audio contributes to `block`
     /// @realtime
     void make(const RateBlock& block, const RateBlock& next, float* const* out) noexcept;
 
-    /// The source's frame that is wanted next. @realtime
+    /// The next source frame to be read. @realtime
     SInt64 nextFrame() const noexcept { return mStream.nextFrame(); }
 
   private:

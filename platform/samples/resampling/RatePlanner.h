@@ -4,26 +4,26 @@
 
 namespace braq {
 
-/// Decides block by block which ratio is in force and what makes the frames, so that a wish for any other ratio is followed
-/// smoothly: by about an octave in 12 ms, or less in the same time.
+/// Plans ratio and route block by block, so that any requested ratio is reached smoothly: about an octave in 12 ms, or
+/// a smaller change in the same time.
 ///
-/// A change of route is faded over a few blocks in which both routes are at the same places. Where the ratio wanted is 1 and
-/// has been reached, it is bent by less than a percent until a block begins on a whole frame, where the source's own frames can
-/// take over.
+/// A change of route is a fade over a few blocks, during which both routes have the same positions. When the requested
+/// ratio is 1 and has been reached, it is bent by less than a percent until a block begins on an integer frame, where
+/// the source's own frames can take over.
 class RatePlanner {
   public:
-    /// @param frameRate frames a second that the blocks are made for
+    /// @param frameRate frames per second of the output
     RatePlanner(double largestRatio, double frameRate);
 
     Route highestRoute() const noexcept { return mHighestRoute; }
-    /// The ratio nearest to a wish that there can be; for what is no number, the smallest. @realtime
+    /// The supported ratio nearest to the requested one; the smallest for NaN. @realtime
     double nearest(double ratio) const noexcept;
 
-    /// What comes next begins at `start` and is at once as wanted. @realtime
+    /// The next block begins at `start`, at once with the requested ratio. @realtime
     void begin(FramePosition start, double ratio) noexcept;
-    /// @param ratio wanted @realtime
+    /// @param ratio requested @realtime
     RateBlock next(double ratio) noexcept;
-    /// The smaller one of the ratio in force and the one that it is going to be. @realtime
+    /// The smaller one of the current and the target ratio. @realtime
     double smallestRatio() const noexcept;
 
   private:
@@ -39,12 +39,12 @@ class RatePlanner {
 
     const Route mHighestRoute;
     const double mLargestRatio;
-    const UInt32 mSlopeBlocks; // for an octave
+    const UInt32 mSlopeBlocks; // per octave
     FramePosition mPosition;
     FixedFrames mRatio = oneFrame; // at the end of the last block
-    double mAim = 1;               // where it is going
+    double mAim = 1;               // target ratio
     UInt32 mBlocksToAim = 0;
-    double mDebt = 0; // of way, for what a steady ratio was rounded by, with the unit of FixedFrames
+    double mDebt = 0; // rounding error of the distance at a steady ratio, in units of FixedFrames
     UInt32 mLandingBlocks = 0;
     FixedFrames mLanding = oneFrame; // the ratio meanwhile
     Route mRoute = untouched;

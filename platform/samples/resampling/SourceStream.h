@@ -7,21 +7,20 @@
 
 namespace braq {
 
-/// A source's frames in sequence from any of them on, as they are or at half their rate several times.
+/// A source's frames in sequence from any frame on, at its own rate or halved several times.
 ///
-/// A sample that is no number, or as large as none is that is meant to be heard, becomes silence: a filter would spread it
-/// over all that it makes of its neighbours. So does what is too small to matter, before it becomes too small to be computed
-/// with at full speed.
+/// NaN and absurdly large samples become silence: a filter would spread them over all their neighbours. So do
+/// negligibly small samples, before they become denormal and slow.
 class SourceStream final : public FrameFeed {
   public:
     SourceStream(FrameHistory& history, UInt32 channels, int levels);
 
-    /// From now on gives the stream at 2^-`level` of its rate, early enough that at least `lead` good frames are given before
-    /// `position`. @realtime
+    /// From now on delivers the stream at 2^-`level` of its rate, early enough that at least `lead` valid frames come
+    /// before `position`. @realtime
     void begin(int level, FramePosition position, SInt64 lead) noexcept;
-    /// Where a place in the source is among the frames that are given. @realtime
+    /// The position of a source position among the delivered frames. @realtime
     FramePosition placeOf(FramePosition position) const noexcept;
-    /// The source's frame that is wanted next. @realtime
+    /// The next source frame to be read. @realtime
     SInt64 nextFrame() const noexcept { return mNext; }
 
     void read(UInt32 frames, float* const* planes) noexcept override;
@@ -37,9 +36,9 @@ class SourceStream final : public FrameFeed {
 
     FrameHistory& mHistory;
     std::vector<Level> mLevels;       // the first makes the stream of level 1
-    std::vector<float*> mDestination; // of one reading
+    std::vector<float*> mDestination; // of one read
     int mLevel = 0;
-    SInt64 mOrigin = 0; // the source's frame that the first one that is given lies on
+    SInt64 mOrigin = 0; // the source frame of the first delivered frame
     SInt64 mNext = 0;   // frame of the source
 };
 

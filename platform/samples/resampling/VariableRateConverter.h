@@ -8,41 +8,41 @@
 
 namespace braq {
 
-/// Plays a source at another and changing rate. The frame at hand is the source's sound at the sum of the ratios up to it; the
-/// sound begins at the source's first frame, with silence before it, and no delay.
+/// Plays a source at a variable rate. The current position is the sum of all ratios so far. The audio begins at the
+/// source's first frame, with silence before it, and without delay.
 ///
-/// At ratio 1 frames pass through untouched. What is pulled is what is needed, ahead of what is heard: nothing at ratio 1, and
-/// up to some hundred frames, or as many times the ratio, at others.
+/// At ratio 1 frames pass through unchanged. The converter pulls what it needs, ahead of the current position: nothing
+/// at ratio 1; at others up to a few hundred frames, or that many times the ratio.
 ///
-/// Frames are made in blocks of 64. Another ratio is reached within some 12 ms for each octave of the way, and two blocks more;
-/// where the way begins or ends at 1, the untouched frames are left or taken up again in another four to eight blocks, in which
-/// the ratio is 1 to within a percent. Renders of any sizes give the same samples at a steady ratio.
+/// Frames are made in blocks of 64. Another ratio is reached within about 12 ms per octave, plus two blocks. If a
+/// change begins or ends at 1, switching from or to unchanged frames takes another four to eight blocks, during which
+/// the ratio is 1 to within a percent. At a steady ratio, renders of any sizes give the same samples.
 class VariableRateConverter {
   public:
     /// Allocates everything. Control thread. @throw std::bad_alloc
-    /// @param largestRatio source frames per frame at most, up to 256
-    /// @param largestPull most frames asked of the source in one call
-    /// @param frameRate frames a second that are rendered
+    /// @param largestRatio maximum source frames per frame, up to 256
+    /// @param largestPull maximum frames of one pull
+    /// @param frameRate output frames per second
     VariableRateConverter(UInt32 channels, double largestRatio, UInt32 largestPull, double frameRate);
 
     VariableRateConverter(const VariableRateConverter&) = delete;
     VariableRateConverter& operator=(const VariableRateConverter&) = delete;
 
     /// Fills `frames` frames of each plane.
-    /// @param ratio source frames per frame wanted from now on, reached smoothly; outside 1/4096 to the largest: the nearest
+    /// @param ratio requested source frames per frame, reached smoothly; clamped to 1/4096 to the largest
     /// @realtime
     void render(UInt32 frames, float* const* planes, double ratio, PullFrames pull, void* context) noexcept;
 
-    /// The same without asking the source: what was pulled and not heard yet, ending where the source's last frame was, with
-    /// silence taken to follow it.
-    /// @return frames rendered, fewer than asked when it is used up @realtime
+    /// Drains: the same without pulling. Plays what was pulled and not played yet, up to the source's last frame, which
+    /// is treated as followed by silence.
+    /// @return frames rendered, fewer than requested when it is empty @realtime
     UInt32 drain(UInt32 frames, float* const* planes, double ratio) noexcept;
 
-    /// Forgets all frames: the next render begins like the first. Control thread, or the one that renders; allocates nothing,
-    /// but clears up to a few hundred KiB. @realtime
+    /// Resets the converter: the next render begins like the first. Control thread, or the one that renders; allocates
+    /// nothing, but clears up to a few hundred KiB. @realtime
     void reset() noexcept;
 
-    /// Source frames pulled and not yet heard. @realtime
+    /// Source frames pulled and not played yet. @realtime
     double heldFrames() const noexcept;
 
   private:
@@ -61,10 +61,10 @@ class VariableRateConverter {
     RatePlanner mPlanner;
     FrameHistory mHistory;
     std::array<RateFilter, 2> mFilters;
-    std::size_t mCurrent = 0; // of the filters; the other one is faded out or idle
+    std::size_t mCurrent = 0; // of the filters; the other one is fading out or idle
 
     State mState = State::fresh;
-    FramePosition mPosition; // of the next untouched frame
+    FramePosition mPosition; // of the next unchanged frame
     RateBlock mBlock;
     RateBlock mNextBlock;
     UInt32 mHeard = blockFrames; // of the block

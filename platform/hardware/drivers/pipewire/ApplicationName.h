@@ -2,7 +2,7 @@
 
 namespace braq::pipewire {
 
-/// What the server and its mixers call this process: the name of its program.
+/// The name of this process on the server and in its mixers: that of its program.
 const char* applicationName();
 
 } // namespace braq::pipewire

@@ -10,20 +10,20 @@ struct pw_core;
 
 namespace braq::pipewire {
 
-/// Who is told how the connection to the server fares. Called on the loop's thread.
+/// Receives events of the connection to the server, on the loop's thread.
 class ConnectionListener {
   public:
     virtual void connected(pw_core* core) = 0;
-    /// The server has gone; or the first attempt found none. Everything that was made of the core is let go now.
+    /// The server is gone, or the first attempt found none. Release everything that was made from the core now.
     virtual void disconnected() = 0;
-    /// The server has come to a `sync`.
+    /// The server has reached a `sync`.
     virtual void synchronised() = 0;
 
   protected:
     ~ConnectionListener() = default;
 };
 
-/// The connection to the server, which is sought again whenever it is lost. Lives as long as the process.
+/// The connection to the server, which is retried whenever it is lost. Lives as long as the process.
 class Connection {
   public:
     Connection(Loop& loop, ConnectionListener& listener);
@@ -31,10 +31,10 @@ class Connection {
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    /// Has the loop's thread look for the server. Any thread.
+    /// Makes the loop's thread look for the server. Any thread.
     void begin() { mBegin.signal(); }
 
-    /// Asks the server to answer when it has done all that was asked before. While connected, with the loop's lock.
+    /// Asks the server to answer when it has processed all earlier requests. While connected, with the loop's lock.
     void sync();
 
   private:

@@ -9,26 +9,27 @@ struct pw_data_loop;
 
 namespace braq::pipewire {
 
-/// The thread on which PipeWire runs the cycles of streams: a thread of the library instead of one of PipeWire's, whose
-/// stack and scheduling would be the process's. Holds for one context; other users of PipeWire in the process get their
-/// threads as ever. Lives as long as the process.
+/// The thread on which PipeWire runs the cycles of streams: a thread of the library instead of PipeWire's own, whose
+/// stack and scheduling would be the process's. It is set for one context; other users of PipeWire in the process get
+/// their threads as usual. Lives as long as the process.
 class DataThread {
   public:
     DataThread();
     DataThread(const DataThread&) = delete;
     DataThread& operator=(const DataThread&) = delete;
 
-    /// Has the context's cycles run here from now on. Before it has any.
-    /// @return false: the system refuses a thread
+    /// Makes the context's cycles run here from now on. Call it before the context has any.
+    /// @return false if the system refuses a thread
     [[nodiscard]] bool replaceThatOf(pw_context* context);
 
-    /// The loop of the context whose thread was replaced: one of several, if the user's configuration asks for several.
+    /// The loop of the context whose thread was replaced; one of several if the user's configuration asks for several.
     static pw_data_loop* loopOf(pw_context* context);
 
-    /// Pattern for the name of that loop, which has a stream run on it (`node.loop.name`); null where a context has only one.
+    /// Pattern for the name of that loop, which makes a stream run on it (`node.loop.name`); null if a context has only
+    /// one.
     static const char* nameOfLoopOf(pw_context* context);
 
-    /// Gives it the priority of an I/O thread, the first time.
+    /// Gives the thread the priority of an I/O thread, on the first call.
     void makeIO();
 
   private:

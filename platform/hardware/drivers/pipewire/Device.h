@@ -12,29 +12,29 @@
 
 namespace braq::pipewire {
 
-/// What devices need of the server and of the driver. All with the loop's lock, except where another thread is named.
+/// What devices need from the server and the driver. All with the loop's lock, except where another thread is named.
 class DeviceServer {
   public:
-    /// Of a device that has not vanished.
+    /// For a device that has not vanished.
     virtual pw_core* core() = 0;
     virtual const GraphSettings& settings() = 0;
-    /// The rate that this process asks the graph of a node for, by the node's serial number. Devices of one node share it;
-    /// whoever changes it has all of them `look`.
+    /// The rate that this process requests for a node, by the node's serial number. Devices of one node share it; after
+    /// changing it, call `look` on all of them.
     virtual RateWish& rateWish(const std::string& serial) = 0;
-    /// Whether the graph runs a node, for whatever process.
+    /// Whether the graph runs a node, for any process.
     virtual bool isInUse(const std::string& serial) = 0;
-    /// Whether there is somebody who connects streams to devices.
+    /// Whether there is a session manager to connect streams.
     virtual bool hasSessionManager() = 0;
-    /// Has every device `look`, soon.
+    /// Makes every device `look` soon.
     /// @realtime Any thread.
     virtual void lookSoon() noexcept = 0;
-    /// Has every device `lookAgain` after a while.
+    /// Makes every device `lookAgain` after a while.
     virtual void lookLater() = 0;
-    /// Ports of a stream's node that samples go across.
+    /// Active links of a stream's node.
     virtual UInt32 activeLinksOf(UInt32 node) = 0;
-    /// Has the devices described anew.
+    /// Makes the devices be described again.
     virtual void describeSoon() = 0;
-    /// Has the devices described anew before this returns, by what is known.
+    /// Describes the devices again before this returns, from what is known.
     virtual void describeNow() = 0;
 
   protected:
@@ -54,27 +54,28 @@ class Device final : public DriverDevice {
 
     // The following: with the loop's lock.
 
-    /// The settings that hold for this device: what its running stream sees counts for more than what the server says.
+    /// The settings that apply to this device. What its running stream sees takes precedence over what the server
+    /// states.
     GraphSettings settings() const;
 
-    /// Draws the conclusions from what has become of the stream.
+    /// Reacts to changes of the stream.
     void look();
 
-    /// Takes up what has not come right by itself: connects a stream that was lost while the device is still there, and
-    /// does without channels that nobody connects.
+    /// Retries what has not recovered by itself: reconnects a lost stream if the device still exists, and continues
+    /// without channels that nobody connects.
     void lookAgain();
 
-    /// What the user's mixer makes of what this process plays or records: see `DeviceDirection`.
+    /// The gain of the user's mixer for this process, see `DeviceDirection`.
     Float32 mixerLevel() const { return mMixerLevel; }
 
     bool isRunning() const { return mRun != nullptr; }
-    /// Whether it was started and nothing connects its stream any more.
+    /// Whether it was started and its stream is no longer connected.
     bool isCutOff() const;
 
-    /// Whether that is the node of the device's stream.
+    /// Whether this is the node of the device's stream.
     bool hasStream(UInt32 node) const;
 
-    /// The server has the device no more: its stream ends, for good.
+    /// The server no longer has the device: its stream ends for good.
     void vanish();
 
   private:
@@ -104,7 +105,7 @@ class Device final : public DriverDevice {
     const ChannelLayout mLayout;
     // All with the loop's lock.
     std::shared_ptr<Run> mRun; // null: stopped
-    UInt32 mQuantum = 0;       // that was asked for; 0: none was
+    UInt32 mQuantum = 0;       // requested; 0: none
     Float32 mMixerLevel = 1.0F;
     bool mHasVanished = false;
     std::chrono::steady_clock::time_point mStopped{}; // when its last stream ended

@@ -13,19 +13,19 @@
 
 namespace braq::pipewire {
 
-/// Finds out what devices there are and has them published. Lives as long as the process.
+/// Finds the devices and publishes them. Lives as long as the process.
 ///
-/// Whatever changes on the server asks for a description of everything, which is made when the server has answered a
-/// request to synchronise: by then all parts of a change have come, and many changes make one description.
+/// Any change on the server requests a new description of everything. It is made when the server has answered a sync:
+/// by then all parts of a change have arrived, and many changes lead to a single description.
 class Finder final : private ConnectionListener, private DeviceServer {
   public:
-    /// @param settled called on the loop's thread each time everything that is known is published
+    /// @param settled called on the loop's thread whenever everything known was published
     Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function<void()> settled);
     ~Finder() = delete;
     Finder(const Finder&) = delete;
     Finder& operator=(const Finder&) = delete;
 
-    /// Begins to look for the server. Any thread.
+    /// Starts looking for the server. Any thread.
     void begin() { mConnection->begin(); }
 
   private:
@@ -64,7 +64,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
 
     struct FoundNode {
         std::unique_ptr<WatchedNode> watched;
-        UInt64 knownAfter; // answer of the server by which its facts have come
+        UInt64 knownAfter; // the server's sync after which its facts are complete
     };
     struct Table {
         UInt32 id;
@@ -100,7 +100,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     std::map<UInt32, std::unique_ptr<WatchedLink>> mLinks; // of this process
     std::map<UInt32, std::unique_ptr<WatchedCard>> mCards;
     std::optional<Table> mSettingsTable;
-    std::optional<Table> mDefaultsTable;         // made by the session manager, and gone with it
+    std::optional<Table> mDefaultsTable;         // owned by the session manager, and removed with it
     std::map<std::string, RateWish> mRateWishes; // by serial number of the node
     GraphSettings mSettings;
     Defaults mDefaults;          // names of nodes

@@ -1,7 +1,7 @@
 #pragma once
 
-// PipeWire's headers, as the driver includes them. Many of PipeWire's calls are macros that rest on extensions of C, which
-// Clang reports where they are used.
+// PipeWire's headers, as the driver includes them. Many of PipeWire's calls are macros based on C extensions, which
+// Clang warns about where they are used.
 
 #if defined(__clang__)
 #pragma clang diagnostic ignored "-Wgnu-statement-expression"

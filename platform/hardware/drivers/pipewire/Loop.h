@@ -9,12 +9,12 @@ struct spa_source;
 
 namespace braq::pipewire {
 
-/// The thread on which the driver talks to the server, and the lock for everything that is used there. Lives as long as
-/// the process.
+/// The thread on which the driver talks to the server, and the lock for everything used there. Lives as long as the
+/// process.
 class Loop {
   public:
-    /// Starts the thread. It is PipeWire's own, with every signal blocked and time-shared scheduling.
-    /// @throws std::runtime_error when the system refuses it
+    /// Starts the thread. It is PipeWire's own, with all signals blocked and time-shared scheduling.
+    /// @throws std::runtime_error if the system refuses it
     Loop();
     ~Loop() = delete;
     Loop(const Loop&) = delete;
@@ -34,18 +34,19 @@ class Loop {
         Loop& mLoop;
     };
 
-    /// Releases the lock, which the caller holds once, until `condition`, which is called with the lock, or `longest`.
-    /// @return whether the condition came true
+    /// Releases the lock, which the caller holds once, until `condition` is true or `longest` is over. The condition is
+    /// evaluated with the lock.
+    /// @return whether the condition became true
     bool waitFor(std::chrono::nanoseconds longest, const std::function<bool()>& condition);
 
-    /// Has conditions of `waitFor` looked at again. With the lock.
+    /// Makes `waitFor` evaluate its condition again. With the lock.
     void conditionsChanged();
 
   private:
     pw_thread_loop* mLoop;
 };
 
-/// Something to be done on the loop's thread, soon, however often it is asked for until then.
+/// Work for the loop's thread, done soon. Repeated signals until then run it once.
 class LoopEvent {
   public:
     LoopEvent(Loop& loop, std::function<void()> action);
@@ -63,7 +64,7 @@ class LoopEvent {
     spa_source* mSource;
 };
 
-/// Something to be done on the loop's thread after a time.
+/// Work for the loop's thread, done after a delay.
 class LoopTimer {
   public:
     LoopTimer(Loop& loop, std::function<void()> action);
@@ -72,7 +73,7 @@ class LoopTimer {
     LoopTimer(const LoopTimer&) = delete;
     LoopTimer& operator=(const LoopTimer&) = delete;
 
-    /// Replaces the time that was set before. With the lock.
+    /// Replaces an earlier delay. With the lock.
     void fireAfter(std::chrono::milliseconds time);
 
   private:

@@ -8,8 +8,9 @@ namespace braq {
 
 /// The sinks and sources of the desktop's sound server, and the monitors of its sinks.
 ///
-/// A device's UID is its node's name, that of a monitor ends in ".monitor". The server is sought as its own programs do
-/// (PIPEWIRE_REMOTE, XDG_RUNTIME_DIR); where there is none, or none any more, it is sought again until there is one.
+/// A device's UID is the name of its node; that of a monitor ends in ".monitor". The server is found as its own
+/// programs find it (PIPEWIRE_REMOTE, XDG_RUNTIME_DIR). If there is none, or it is gone, the driver retries until there
+/// is one.
 class PipeWireDriver final : public Driver {
   public:
     void start(DriverHost& host) override;

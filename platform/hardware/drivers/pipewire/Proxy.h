@@ -5,10 +5,10 @@
 
 namespace braq::pipewire {
 
-/// An object of the server that is listened to. Everything with the loop's lock; gone before its core is.
+/// A listener on an object of the server. Everything with the loop's lock; destroyed before its core.
 class Proxy {
   public:
-    /// @param events outlive the proxy
+    /// @param events must outlive the proxy
     template <class Events>
     Proxy(pw_registry* registry, UInt32 id, const char* type, UInt32 version, const Events& events, void* eventContext)
         : mProxy(static_cast<pw_proxy*>(pw_registry_bind(registry, id, type, version, 0))) {
@@ -25,7 +25,7 @@ class Proxy {
     Proxy(const Proxy&) = delete;
     Proxy& operator=(const Proxy&) = delete;
 
-    /// Null when the object was gone already.
+    /// Null if the object was already removed.
     template <class Interface>
     Interface* as() const {
         return reinterpret_cast<Interface*>(mProxy);

@@ -10,16 +10,16 @@
 
 namespace braq::pipewire {
 
-/// The devices of the server as the driver's host knows them. All with the loop's lock.
+/// The server's devices as published to the driver's host. All with the loop's lock.
 class Publisher {
   public:
     Publisher(Loop& loop, DeviceServer& server, DriverHost& host);
 
-    /// Makes the host know these devices and no others. Of two that would have the same UID, the one that is published
-    /// stays, or else the first is taken; the log says so once.
+    /// Publishes exactly these devices. If two have the same UID, the one already published stays, else the first is
+    /// taken; this is logged once.
     void publish(const std::vector<FoundDevice>& found);
 
-    /// Null: not published.
+    /// Null if it is not published.
     Device* find(const DeviceKey& key) const;
 
     /// Calls `action` with each published device and its id.
@@ -45,7 +45,7 @@ class Publisher {
     DeviceServer& mServer;
     DriverHost& mHost;
     std::map<DeviceKey, Published> mPublished;
-    std::set<DeviceKey> mRefused; // for their UIDs
+    std::set<DeviceKey> mRefused; // because of their UIDs
 };
 
 } // namespace braq::pipewire

@@ -16,9 +16,9 @@ struct spa_pod;
 
 namespace braq::pipewire {
 
-/// What a stream asks the graph for.
+/// What a stream requests from the graph.
 struct GraphWish {
-    UInt32 quantum = 0; ///< frames of a cycle; 0: any
+    UInt32 quantum = 0; ///< frames per cycle; 0: any
     RateWish rate{};
     bool operator==(const GraphWish&) const = default;
 };
@@ -28,8 +28,8 @@ class Stream {
   public:
     /// Connects it.
     /// @param rate of the graph, so that nothing is converted
-    /// @param cycle is run from now on; outlives the stream
-    /// @param changed called on the loop's thread when one of the questions below has a new answer
+    /// @param cycle runs from now on; must outlive the stream
+    /// @param changed called on the loop's thread when one of the getters below has a new value
     Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, const GraphWish& wish,
            StreamCycle& cycle, std::function<void()> changed);
     /// When this returns, the cycle is not running and does not run again.
@@ -37,19 +37,19 @@ class Stream {
     Stream(const Stream&) = delete;
     Stream& operator=(const Stream&) = delete;
 
-    /// Whether there is no connection, or no more.
+    /// Whether it could not be connected or was disconnected.
     bool hasFailed() const { return mHasFailed; }
 
-    /// The server's id of its node. Known before the server tells of the node's links.
+    /// The server's id of its node. Known before the server announces the node's links.
     UInt32 node() const;
 
     /// Whether the graph runs it.
     bool isStreaming() const { return mIsStreaming; }
 
-    /// Asks the graph for something else.
+    /// Changes the request.
     void setWish(const GraphWish& wish);
 
-    /// The gain that the user's mixer has given it, that of the loudest channel; 0: silent. 1 until the server says.
+    /// The gain of the user's mixer, of the loudest channel; 0: silent. 1 until the server states it.
     Float32 mixerLevel() const;
 
   private:

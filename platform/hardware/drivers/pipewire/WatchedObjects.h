@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-// What the driver watches of the server's objects. Each says when something has changed. All with the loop's lock.
+// The server's objects that the driver watches. Each calls back when something has changed. All with the loop's lock.
 
 namespace braq::pipewire {
 
@@ -27,7 +27,7 @@ class WatchedNode {
     Proxy mProxy;
 };
 
-/// A port that stands for all of its kind of a node, for the latency behind it.
+/// A port that represents all ports of its kind of a node, for the latency behind it.
 class WatchedPort {
   public:
     enum class Kind { sink, source, monitor };
@@ -50,14 +50,14 @@ class WatchedPort {
     Proxy mProxy;
 };
 
-/// A connection between a port of a stream of this process and one of a device.
+/// A link between a port of a stream of this process and a port of a device.
 class WatchedLink {
   public:
     /// @param node of the stream
     WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, std::function<void()> changed);
 
     UInt32 node() const { return mNode; }
-    /// Whether samples go across.
+    /// Whether samples flow.
     bool isActive() const { return mIsActive; }
 
   private:
@@ -69,7 +69,7 @@ class WatchedLink {
     Proxy mProxy;
 };
 
-/// A piece of hardware that has nodes.
+/// A hardware device that has nodes.
 class WatchedCard {
   public:
     WatchedCard(pw_registry* registry, UInt32 id, std::function<void()> changed);
@@ -84,10 +84,10 @@ class WatchedCard {
     Proxy mProxy;
 };
 
-/// One of the server's tables.
+/// A metadata object of the server.
 class WatchedMetadata {
   public:
-    /// Takes an entry about the server as a whole. Null key: all of them are gone. Null value: that one is gone.
+    /// Receives an entry about the server as a whole. Null key: all entries were removed. Null value: this one was.
     using Changed = std::function<void(const char* key, const char* value)>;
 
     WatchedMetadata(pw_registry* registry, UInt32 id, Changed changed);

@@ -6,28 +6,28 @@
 
 namespace braq {
 
-/// The samples and the time of a running software device. What it was made with stays as long as the device runs.
+/// The samples and the time of a running software device. Its parameters are constant while the device runs.
 class SoftwareCycle {
   public:
     /// @param capacity frames of the longest cycle without another allocation
     SoftwareCycle(UInt32 inputChannels, UInt32 outputChannels, UInt32 capacity, bool loopback, UInt64 startTime);
 
-    /// Runs a cycle and moves time on by it.
-    /// @param input a pointer for each input channel, or null: what was played before, else silence
+    /// Runs a cycle and advances the time.
+    /// @param input a pointer for each input channel; null: the loopback, else silence
     /// @realtime up to the capacity.
     void run(DeviceCycles& cycles, UInt32 frames, Float64 rate, const Float32* const* input) noexcept;
 
-    /// Makes room for longer cycles; no cycle runs meanwhile.
+    /// Makes room for longer cycles. No cycle may run meanwhile.
     void reserve(UInt32 frames);
 
-    /// What the last cycle played: a pointer to its frames for each output channel.
+    /// The output of the last cycle: a pointer to its frames for each output channel.
     const Float32* const* output() const noexcept { return mOutputChannels.data(); }
 
     UInt32 outputChannels() const noexcept { return static_cast<UInt32>(mOutputChannels.size()); }
 
-    /// Of the next cycle, nanoseconds.
+    /// Of the next cycle, in nanoseconds.
     UInt64 hostTime() const noexcept { return mHostTime; }
-    /// The next cycle begins at `hostTime` instead.
+    /// Moves the begin of the next cycle to `hostTime`.
     void jumpTo(UInt64 hostTime) noexcept { mHostTime = hostTime; }
 
   private:
@@ -41,7 +41,7 @@ class SoftwareCycle {
     std::vector<const Float32*> mInputChannels;
     std::vector<Float32*> mOutputChannels;
 
-    std::vector<std::vector<Float32>> mPlayed; // of each channel that loops back, oldest first
+    std::vector<std::vector<Float32>> mPlayed; // of each loopback channel, oldest first
     UInt32 mPlayedFrames = 0;
 
     Float64 mSampleTime = 0.0;

@@ -5,10 +5,10 @@
 
 namespace braq {
 
-/// What is wrong with the options of a device; null when nothing is.
+/// What is wrong with the options of a device; null if nothing is.
 const char* faultOf(const BRAQSoftwareDeviceOptions& options);
 
-/// What a device with these options is.
+/// The description of a device with these options.
 DeviceDescription descriptionOf(const BRAQSoftwareDeviceOptions& options);
 
 } // namespace braq

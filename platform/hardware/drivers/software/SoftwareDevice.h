@@ -15,12 +15,12 @@ namespace braq {
 
 class SoftwareDriver;
 
-/// What `BRAQSoftwareDevice` describes, as a driver's device.
+/// The driver's device behind `BRAQSoftwareDevice`.
 class SoftwareDevice final : public DriverDevice,
                              public SoftwareClockThread::Client,
                              public std::enable_shared_from_this<SoftwareDevice> {
   public:
-    /// @return null, with the reason in the log, when there cannot be such a device
+    /// @return null, with the reason in the log, if the options are invalid
     static std::shared_ptr<SoftwareDevice> make(const BRAQSoftwareDeviceOptions& options, DriverHost& host,
                                                 SoftwareDriver& driver);
 
@@ -36,7 +36,7 @@ class SoftwareDevice final : public DriverDevice,
     void vanishAfterCycles(UInt32 cycles) noexcept { mCyclesLeft.store(cycles, std::memory_order_release); }
     void failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, OSStatus status);
     void notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses);
-    /// To any rate, whether it is offered or not.
+    /// Changes to any rate, offered or not.
     void changeRate(Float64 rate);
 
     OSStatus startIO(DeviceCycles& cycles) override;
@@ -54,13 +54,13 @@ class SoftwareDevice final : public DriverDevice,
 
     SoftwareDevice(const BRAQSoftwareDeviceOptions& options, DriverHost& host, SoftwareDriver& driver);
 
-    // The clock thread's.
+    // Called by the clock thread.
     UInt64 nextCycleTime() noexcept override { return mCycle->hostTime(); }
     void restartAt(UInt64 hostTime) noexcept override { mCycle->jumpTo(hostTime); }
     bool runCycle() noexcept override;
     void ended() override { vanish(); }
 
-    /// Whether there is a cycle after the one that is to run now.
+    /// Counts a cycle. @return whether there is another one after it
     bool countCycle() noexcept;
 
     DriverHost& mHost;
@@ -71,16 +71,16 @@ class SoftwareDevice final : public DriverDevice,
     std::atomic<AudioDeviceID> mID{kAudioObjectUnknown};
 
     mutable std::mutex mMutex;
-    DeviceDescription mDescription;     // under the mutex
-    bool mIsGone = false;               // under the mutex
-    UInt32 mStartsToFail = 0;           // under the mutex
-    OSStatus mStartStatus = 0;          // under the mutex
-    std::vector<PropertyFault> mFaults; // under the mutex
+    DeviceDescription mDescription;     // under mMutex
+    bool mIsGone = false;               // under mMutex
+    UInt32 mStartsToFail = 0;           // under mMutex
+    OSStatus mStartStatus = 0;          // under mMutex
+    std::vector<PropertyFault> mFaults; // under mMutex
 
     // Both sides: atomic.
     std::atomic<Float64> mRate;
     std::atomic<UInt32> mBufferFrames;
-    std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; below 0: it stays
+    std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; negative: never
     std::atomic<UInt64> mStepTime{0};
     std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
     std::atomic<bool> mIsStepping{false};

@@ -10,30 +10,30 @@
 
 namespace braq {
 
-/// Devices that the process makes itself. Any thread but an I/O thread.
+/// Devices created by the process itself. Any thread but an I/O thread.
 class SoftwareDriver final : public Driver {
   public:
-    /// The one that was made; null before that, or where the system has no such driver.
+    /// The driver's instance; null before it was created, or if the system has no such driver.
     static SoftwareDriver* instance();
 
     SoftwareDriver();
     void start(DriverHost& host) override;
 
-    /// Makes and publishes a device. @return null, with the reason in the log, when it cannot be
+    /// Creates and publishes a device. @return null, with the reason in the log, if that fails
     std::shared_ptr<SoftwareDevice> makeDevice(const BRAQSoftwareDeviceOptions& options);
 
     void setDefaultPlayback(const std::string& uid);
     void setDefaultRecord(const std::string& uid);
-    /// The device is no default any more, if it was one.
+    /// Clears the default if it is this device.
     void dropDefault(const std::string& uid);
 
   private:
     void publishDefaults();
 
-    DriverHost* mHost = nullptr; // not changed once started
+    DriverHost* mHost = nullptr; // constant once started
     std::mutex mMutex;
-    std::string mOutputUID; // under the mutex
-    std::string mInputUID;  // under the mutex
+    std::string mOutputUID; // under mMutex
+    std::string mInputUID;  // under mMutex
 };
 
 std::unique_ptr<Driver> makeSoftwareDriver();
