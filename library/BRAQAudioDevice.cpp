@@ -58,7 +58,7 @@ std::vector<std::shared_ptr<BRAQAudioDevice>> BRAQAudioDevice::allDevices() {
         AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, ids.data()),
         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &deviceListSize, deviceList )",
         here, 70);
-    ids.resize(size / sizeof(AudioDeviceID)); // fewer when devices went since the size was asked for
+    ids.resize(size / sizeof(AudioDeviceID)); // fewer if devices were removed since the size was read
     std::vector<std::shared_ptr<BRAQAudioDevice>> devices;
     devices.reserve(ids.size());
     std::ranges::transform(ids, std::back_inserter(devices), initWithDeviceID);

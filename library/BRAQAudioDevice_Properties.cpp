@@ -92,7 +92,7 @@ Float64 BRAQAudioDevice::playbackNominalSampleRate() const { return nominalSampl
 
 void BRAQAudioDevice::setNominalSampleRate(Float64 rate, SInt64 direction) const {
     const auto address = addressOf(kAudioDevicePropertyNominalSampleRate, scopeOf(direction));
-    // Whether it is refused or comes later, the rate that is in force is what callers go by.
+    // Whether the request is refused or takes effect later, callers go by the current rate.
     static_cast<void>(AudioObjectSetPropertyData(mDeviceID, &address, 0, nullptr, sizeof(rate), &rate));
 }
 

@@ -8,7 +8,7 @@ const char BRAQAudioDeviceErrorDomain[] = "BRAQAudioDeviceErrorDomain";
 
 namespace {
 
-// In the words of the application's own table, so that it can translate them.
+// From the application's own string table, so that it can translate the text.
 std::string localized(const char* text) { return NSBundle::mainBundle()->localizedString(text); }
 
 std::string failureReason(OSStatus status) {

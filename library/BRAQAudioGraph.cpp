@@ -11,7 +11,7 @@ constexpr const char* file = "BRAQAudioGraph";
 std::shared_ptr<BRAQAudioGraph> BRAQAudioGraph::init() {
     AUGraph graph = nullptr;
     if (NewAUGraph(&graph) != 0 || AUGraphOpen(graph) != 0) {
-        return nullptr; // deliberately with the graph left as it is
+        return nullptr; // deliberately leaves the graph as it is
     }
     return std::shared_ptr<BRAQAudioGraph>(new BRAQAudioGraph(graph));
 }

@@ -8,7 +8,7 @@
 
 namespace {
 
-// The record's first 16 bytes seen as one number: tag in the low half, head in the high half.
+// The record's first 16 bytes as one number: tag in the low half, head in the high half.
 __extension__ typedef unsigned __int128 Word __attribute__((may_alias, aligned(16)));
 
 struct Pair {
@@ -16,7 +16,7 @@ struct Pair {
     void* head;
 };
 
-// The order of the halves below is that of a little-endian machine, as every processor that the build accepts is.
+// The order of the halves is little-endian, like every processor that the build accepts.
 Word wordOf(Pair pair) { return Word{pair.tag} | (Word{reinterpret_cast<std::uintptr_t>(pair.head)} << 64); }
 
 Pair pairOf(Word word) {
@@ -29,8 +29,8 @@ Pair load(const BAtomicStack* stack) {
     return {tag, __atomic_load_n(&stack->mHead, __ATOMIC_ACQUIRE)};
 }
 
-// Replaces `expected` by `desired`; on failure `expected` becomes what is there. The __sync form is used because
-// compilers inline it as one instruction, where the __atomic form of 16 bytes calls a library that may lock.
+// Replaces `expected` by `desired`; on failure `expected` receives the current value. This uses the __sync form because
+// compilers inline it as one instruction; the 16-byte __atomic form calls a library that may lock.
 bool compareAndSwap(BAtomicStack* stack, Pair& expected, Pair desired) {
     const Word before = wordOf(expected);
     const Word found = __sync_val_compare_and_swap(reinterpret_cast<Word*>(&stack->mTag), before, wordOf(desired));
@@ -50,7 +50,7 @@ BAtomicStack* BAtomicStackCreate(const BAtomicStackGetNext& getNext, const BAtom
 
 bool BAtomicStackInitialize(BAtomicStack* stack, const BAtomicStackGetNext& getNext,
                             const BAtomicStackSetNext& setNext) {
-    // Copied first, because this is what can throw.
+    // Copied first, because copying can throw.
     BAtomicStackGetNext getNextCopy(getNext);
     BAtomicStackSetNext setNextCopy(setNext);
     __sync_synchronize();
@@ -72,8 +72,8 @@ void BAtomicStackDestroy(BAtomicStack* stack) {
     std::free(stack);
 }
 
-// Push and pop-all write the number of their attempt as the tag, not the old tag plus one. That is deliberate; it costs
-// the tag its protection of a second popping thread, which is why there is only one.
+// Push and pop-all write the number of their attempt as the tag, not the old tag plus one. This is deliberate. It gives
+// up the tag's protection against a second popping thread, which is why there is only one.
 
 void BAtomicStackPush(BAtomicStack* stack, void* record) noexcept {
     Pair expected = load(stack);
@@ -110,7 +110,7 @@ void* BAtomicStackPopAll(BAtomicStack* stack) noexcept {
 void* BAtomicStackPopAllReversed(BAtomicStack* stack) {
     BAtomicStack* const reversed = BAtomicStackCreate(stack->mGetNext, stack->mSetNext);
     if (reversed == nullptr) {
-        throw std::bad_alloc(); // with everything still on the stack
+        throw std::bad_alloc(); // all records are still on the stack
     }
     for (void* record = BAtomicStackPopAll(stack); record != nullptr;) {
         void* const next = stack->mGetNext(record);

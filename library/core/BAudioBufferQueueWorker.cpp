@@ -34,9 +34,9 @@ void waitForWake(BAudioBufferQueueWorker* worker) {
     }
 }
 
-// The link is read after the flag is cleared. Deliberate, at a price: the real-time side may queue the buffer again in
-// between, and the thread then follows the new link and leaves the rest of its chain in progress. The count keeps it from
-// going further than its chain went: over buffers that are on the stack again it could go round for ever.
+// The link is read after the flag is cleared. This is deliberate and has a price: the real-time side may queue the
+// buffer again in between; the thread then follows the new link and leaves the rest of its chain in progress. The count
+// keeps it from going beyond the length of its chain: over buffers that are back on the stack it could loop forever.
 void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
     auto left = chain.length;
     for (auto* buffer = static_cast<BQueueableAudioBuffer*>(chain.oldest); left > 0 && buffer != nullptr;
@@ -47,13 +47,14 @@ void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
     }
 }
 
-// Wakes who waits for the worker to be idle.
+// Wakes threads that wait for the worker to be idle.
 void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
     worker->mPasses.fetch_add(halves, std::memory_order_release);
     worker->mPasses.notify_all();
 }
 
-// The count turns odd before anything is taken off the stack, so that who finds the stack empty also finds the pass.
+// The count turns odd before anything is taken off the stack, so that a thread that finds the stack empty also sees the
+// pass.
 void runPass(BAudioBufferQueueWorker* worker) {
     worker->mPasses.fetch_add(1, std::memory_order_release);
     while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
@@ -68,7 +69,7 @@ void workerMain(void* argument) {
         waitForWake(worker);
         runPass(worker);
     }
-    countPasses(worker, 2); // the worker that was waited for is stopped
+    countPasses(worker, 2); // the worker being waited for is stopped
     exitOf(worker).announce();
 }
 
@@ -135,7 +136,7 @@ void BAudioBufferQueueWorkerWaitUntilIdle(BAudioBufferQueueWorker* worker) {
         if (!pending && !inPass) {
             return;
         }
-        // Returns at once when a pass began or ended between the looks, which then do not belong together.
+        // Returns at once if a pass began or ended between the two checks, which are then inconsistent.
         worker->mPasses.wait(before, std::memory_order_acquire);
     }
 }

@@ -28,7 +28,8 @@ braq::WorkerExit exitOf(BAudioNotificationQueueWorker* worker) {
     return {worker->mExitMutex, worker->mExitCondition, worker->mExited};
 }
 
-// As with buffers, the link is deliberately read after the flag is cleared, and the walk is no longer than its chain was.
+// As with buffers, the link is deliberately read after the flag is cleared, and the walk is limited to the chain's
+// length.
 void processChain(BAudioNotificationQueueWorker* worker, const braq::Chain& chain) {
     auto left = chain.length;
     for (auto* notification = static_cast<BQueueableAudioNotification*>(chain.oldest);
@@ -101,7 +102,7 @@ void BAudioNotificationQueueWorkerAddNotification(BAudioNotificationQueueWorker*
     if (notification == nullptr) {
         return;
     }
-    // Pushed twice it would be linked to itself, and the thread would never find the end of its chain.
+    // Pushing it twice would link it to itself, and the thread would never reach the end of its chain.
     if (!BQueueableAudioNotificationInProgress(notification)) {
         BQueueableAudioNotificationSetInProgress(notification, true);
         BAtomicStackPush(worker->mPendingStack, notification);

@@ -11,11 +11,11 @@ namespace {
 
 constexpr const char* file = "BBufferQueue";
 
-// A queue of no elements has only the index 0; a modulo by its length would be a division by zero.
+// A queue without elements has only index 0; a modulo by its length would divide by zero.
 UInt64 wrapped(const BBufferQueue* queue, UInt64 index) { return queue->mLength == 0 ? 0 : index % queue->mLength; }
 
 void copyElements(void* destination, const void* source, UInt64 count) {
-    if (count != 0) { // the source of no elements may be null, which memcpy does not allow
+    if (count != 0) { // without elements the source may be null, which memcpy does not allow
         std::memcpy(destination, source, count * sizeof(UInt32));
     }
 }
@@ -30,7 +30,7 @@ BBufferQueue* BBufferQueueCreate(UInt32 length) {
 bool BBufferQueueInitialize(BBufferQueue* queue, UInt32 length) {
     *queue = BBufferQueue{};
     queue->mLength = length;
-    // At least one element: an empty allocation may answer null, which would look like a lack of memory.
+    // At least one element: an empty allocation may return null, which would look like a failure.
     queue->mBuffer = static_cast<UInt32*>(std::calloc(std::max<UInt32>(length, 1), sizeof(UInt32)));
     return queue->mBuffer != nullptr;
 }

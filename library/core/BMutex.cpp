@@ -10,7 +10,7 @@ namespace {
 
 constexpr pthread_t noOwner = 0;
 
-// Relaxed is enough: the owner field can equal the calling thread only if that thread wrote it.
+// Relaxed is sufficient: the owner field equals the calling thread only if that thread wrote it.
 bool ownedByCaller(const BMutex* mutex) {
     return pthread_equal(mutex->mOwner.load(std::memory_order_relaxed), pthread_self()) != 0;
 }

@@ -16,7 +16,7 @@ BQueueableAudioBuffer* BQueueableAudioBufferCreate(const BQueueableAudioBufferBl
 
 bool BQueueableAudioBufferInitialize(BQueueableAudioBuffer* buffer, const BQueueableAudioBufferBlock& block,
                                      UInt32 frames, UInt32 channels) {
-    // Copied first, because this is what can throw.
+    // Copied first, because copying can throw.
     BQueueableAudioBufferBlock copy(block);
     if (!BAudioBufferInitialize(&buffer->mAudioBuffer, frames, channels)) {
         return false;
@@ -67,8 +67,8 @@ void BQueueableAudioBufferSetPlaybackRate(BQueueableAudioBuffer* buffer, Float64
     buffer->mPlaybackRate = rate;
 }
 
-// A worker may follow the link of a buffer that the real-time side has queued again meanwhile; what it then finds at the
-// other end was handed over by the thread that wrote the link, so the link itself hands over.
+// A worker may follow the link of a buffer that the real-time side has queued again. The buffer that it then finds was
+// handed over by the thread that wrote the link, so the link must synchronise.
 BQueueableAudioBuffer* BQueueableAudioBufferNext(const BQueueableAudioBuffer* buffer) noexcept {
     return buffer->mNext.load(std::memory_order_acquire);
 }

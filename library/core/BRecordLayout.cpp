@@ -1,6 +1,6 @@
-// The fields of the records stand in the order in which they are documented; what walks a record in memory, such as a
-// debugger script or the 16-byte swap of the stack, relies on it. A closure is not a standard-layout type, so `offsetof`
-// into a record that holds one is up to the compiler; the two that this library supports answer it.
+// The fields of the records have a documented order, on which code that walks records in memory relies, such as a
+// debugger script or the 16-byte swap of the stack. A closure is not a standard-layout type, so `offsetof` into a
+// record with one is conditionally supported; both compilers that this library supports accept it.
 #pragma GCC diagnostic ignored "-Winvalid-offsetof"
 
 #include "BRAQAudio/core/BAtomicStack.h"
@@ -46,7 +46,7 @@ static_assert(ascending(
     offsetof(BAudioNotificationQueueWorker, mExitCondition), offsetof(BAudioNotificationQueueWorker, mExited),
     offsetof(BAudioNotificationQueueWorker, mThread)));
 
-// One byte, written and read as such, and the flags that the real-time side touches take no lock.
+// Single bytes, and the flags used by the real-time side are lock-free.
 static_assert(sizeof(BQueueableAudioBuffer::mInProgress) == 1 &&
               decltype(BQueueableAudioBuffer::mInProgress)::is_always_lock_free);
 static_assert(decltype(BQueueableAudioBuffer::mNext)::is_always_lock_free);

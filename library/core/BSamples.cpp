@@ -7,8 +7,8 @@ namespace braq {
 
 namespace {
 
-// From the start of a cache line: a copy of every line into two halves of others takes up to a tenth longer, and which
-// buffers that happens to would be luck.
+// Aligned to a cache line: a copy between misaligned buffers takes up to a tenth longer, and which buffers are
+// misaligned would be random.
 void* allocateSamples(UInt32 byteSize) {
     constexpr std::size_t cacheLineBytes = 64;
     const std::size_t lines = (std::max<std::size_t>(byteSize, 1) + cacheLineBytes - 1) / cacheLineBytes;
@@ -18,7 +18,7 @@ void* allocateSamples(UInt32 byteSize) {
 } // namespace
 
 AudioBufferList* createSamples(UInt32 bufferCount, UInt32 channelsPerBuffer, UInt32 byteSize) {
-    // Room for at least one descriptor, because that is what the type promises.
+    // Room for at least one descriptor, as the type promises.
     auto* list =
         static_cast<AudioBufferList*>(std::calloc(1, AudioBufferListByteSize(std::max<UInt32>(bufferCount, 1))));
     if (list == nullptr) {

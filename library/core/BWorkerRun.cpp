@@ -39,7 +39,7 @@ bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*)
     if (BRAQThreadStart(thread, name, main, worker) != 0) {
         return false;
     }
-    // Scheduling better than the default is wanted, not needed: what it became is in the log.
+    // Better scheduling is desirable, not required. The log says what the thread got.
     const thread_extended_policy extended{.timeshare = 0};
     thread_policy_set(thread->mPort, THREAD_EXTENDED_POLICY, &extended.timeshare, THREAD_EXTENDED_POLICY_COUNT);
     const thread_precedence_policy precedence{.importance = highestBasePriority - creatorPriority};
@@ -71,7 +71,7 @@ void keepWorkerError(BWorkerErrors& errors, const char* file, WorkerLog log,
             NSXLogError(file, error->localizedDescription());
         }
     } catch (...) {
-        // There is no memory to say it with; the worker goes on all the same.
+        // Out of memory for a log line; the worker continues.
     }
 }
 

@@ -154,7 +154,7 @@ std::shared_ptr<NSError> NSXErrorFromException(const std::exception_ptr& excepti
     } catch (const std::exception& thrown) {
         message = thrown.what();
     } catch (...) {
-        // Not derived from std::exception: there is no text to keep.
+        // Not derived from std::exception: it has no text.
     }
     return NSError::errorWithDomain(BRAQExceptionErrorDomain, -1, {{NSLocalizedDescriptionKey, message}});
 }

@@ -9,7 +9,7 @@ namespace {
 
 constexpr const char* file = "BRAQAudioBuffer";
 
-// Kept apart from the copies so that these make no text on an I/O thread unless the call is wrong anyway.
+// Separate from the copies, so that these create no text on an I/O thread unless the call is wrong.
 void assertCounters(const UInt32* framesProduced, const UInt32* framesRequired, const char* method, const void* object,
                     int line) {
     NSXAssertParameter(framesRequired != nullptr, "framesRequired", method, object, file, line);

@@ -11,7 +11,7 @@ using ClosedStretch = BRAQAudioBufferQueueGate::ClosedStretch;
 
 constexpr const char* file = "src/BRAQAudioBufferQueue";
 
-// As the exported function, without the call: the real-time side asks for every block.
+// Same as the exported function, but inline: the real-time side checks it for every block.
 bool isWithWorker(const BQueueableAudioBuffer* buffer) noexcept {
     return buffer->mInProgress.load(std::memory_order_acquire);
 }
@@ -144,7 +144,7 @@ std::shared_ptr<NSError> BRAQAudioBufferQueue::lastError() const {
     return error;
 }
 
-// The counter has one writer, so a load and a store are an increment.
+// The counter has one writer, so a load and a store suffice.
 void BRAQAudioBufferQueue::countError() noexcept {
     mErrorCount.store(mErrorCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
@@ -160,7 +160,7 @@ UInt32 BRAQAudioBufferQueue::drain(AudioBufferList* destination, UInt32 required
     if (mEndOfStream.load(std::memory_order_relaxed)) {
         return produced;
     }
-    // A request for nothing looks at the current buffer all the same: an empty one still has to get to the worker.
+    // A request for 0 frames still checks the current buffer: an empty one must get to the worker.
     do {
         BQueueableAudioBuffer* const buffer = currentBuffer();
         if (isWithWorker(buffer)) {
@@ -191,7 +191,7 @@ void BRAQAudioBufferQueue::fill(const AudioBufferList* source, UInt32 required) 
     } while (required != 0);
 }
 
-// Inline, as is the one below: what a call saves on the stack waits behind the stores of the copy before.
+// Inline, like the one below: what a call saves on the stack waits behind the stores of the previous copy.
 inline bool BRAQAudioBufferQueue::drainInsideBuffer(AudioBufferList* destination, UInt32 frames) noexcept {
     BQueueableAudioBuffer* const buffer = currentBuffer();
     return !mEndOfStream.load(std::memory_order_relaxed) && !isWithWorker(buffer) &&

@@ -12,7 +12,7 @@ namespace {
 using OrderKeeper = BRAQAudioBufferQueueGate::OrderKeeper;
 
 // Every thread of the process passes a memory barrier before this returns. A process that forbids itself the call after
-// it made a ring ends here: going on, both sides could come in.
+// it created a ring ends here: otherwise both sides could enter.
 void passBarrierOnAllThreads() noexcept {
     BAssertAt(BRAQThreadBarrierAll(), __func__, "BRAQAudioBufferQueueGate", __LINE__, "BRAQThreadBarrierAll()");
 }
@@ -31,8 +31,8 @@ BRAQAudioBufferQueueGate::ClosedStretch::ClosedStretch(BRAQAudioBufferQueueGate&
     if (mGate.mOrderKeeper == OrderKeeper::controlSide) {
         passBarrierOnAllThreads();
     }
-    // Looked at again and again because the real-time side spends no system call on saying that it is done. A copy takes
-    // microseconds; a thread that waited by yielding could keep a lower-priority one from ending it.
+    // Polls, because the real-time side makes no system call to announce its end. A copy takes microseconds. A thread
+    // that waited by yielding could keep a lower-priority one from finishing it.
     constexpr std::chrono::microseconds pause{20};
     while (mGate.mCopying.load()) {
         std::this_thread::sleep_for(pause);

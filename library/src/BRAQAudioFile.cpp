@@ -36,7 +36,7 @@ std::shared_ptr<BRAQAudioFile> BRAQAudioFile::initForPlaybackWithFileURL(const s
 
 BRAQAudioFile::BRAQAudioFile(std::shared_ptr<NSURL> url, std::nullptr_t /*noFile*/) : mUrl(std::move(url)) {}
 
-// These two delegate, so that the destructor closes the file when a step after its creation raises.
+// These two delegate, so that the destructor closes the file if a later step raises.
 
 BRAQAudioFile::BRAQAudioFile(const std::shared_ptr<NSURL>& url,
                              const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription, UInt32 bitrate)
@@ -53,7 +53,7 @@ BRAQAudioFile::BRAQAudioFile(const std::shared_ptr<NSURL>& url,
     setAudioFile(file);
     setClientDataFormatForRecording();
     setBitrate(bitrate);
-    // Readies what asynchronous writing needs before the first write wants it.
+    // Prepares asynchronous writing before the first write.
     NSXRaiseOnFailure(ExtAudioFileWriteAsync(file, 0, nullptr), "ExtAudioFileWriteAsync( afRef, 0, ((void*)0) )", here);
 }
 

@@ -37,7 +37,7 @@ void BRAQAudioFileReader::stop() {
 }
 
 SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept {
-    // Again when the real-time side has gone on meanwhile: what was looked at may belong to what is heard later then.
+    // Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer.
     UInt64 index = reader->mCurrentBuffer.load(std::memory_order_acquire);
     while (true) {
         const BQueueableAudioBuffer* const buffer = reader->mBufferArray[index];

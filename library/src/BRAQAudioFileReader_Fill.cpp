@@ -17,7 +17,7 @@ void BRAQAudioFileReader::processBuffer(BQueueableAudioBuffer* queued) {
     BAudioBuffer* const buffer = &queued->mAudioBuffer;
     const auto file = audioFile();
     const Loop now = loop();
-    // Before the read, which takes time: who asks for the position meanwhile gets the one that is heard next.
+    // Before the read, which takes time: callers that ask for the position meanwhile get the frame played next.
     BQueueableAudioBufferSetFileStartFrame(queued, mCurrentFrame);
     BAudioBufferSetEmpty(buffer);
     UInt32 frames = 0;
@@ -30,8 +30,8 @@ void BRAQAudioFileReader::processBuffer(BQueueableAudioBuffer* queued) {
     BAudioBufferSetReachedEndOfStream(buffer, frames == 0 && !now.looping ? 1 : 0);
 }
 
-// Cut at the end of the loop in both directions, deliberately. A head beyond that end makes a huge number of it, which no
-// list has room for, so the read fails and the head goes back into the loop.
+// Cut at the end of the loop in both directions, deliberately. For a head beyond that end the difference underflows to
+// a huge number that no list has room for, so the read fails and the head returns into the loop.
 UInt32 BRAQAudioFileReader::framesToRead(const Loop& now) const {
     const auto frames = static_cast<UInt32>(mBufferSizeFrames);
     const auto head = static_cast<UInt64>(mCurrentFrame.load());
@@ -41,11 +41,11 @@ UInt32 BRAQAudioFileReader::framesToRead(const Loop& now) const {
 UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 frames,
                                  bool backwards) {
     if (backwards != mReadBackwards) {
-        // Reading in reverse leaves the file elsewhere than at the head.
+        // After reading in reverse, the file's position is not the head.
         file.seekToFrame(mCurrentFrame);
         mReadBackwards = backwards;
     }
-    // The file writes byte sizes into the list, so it gets one of its own.
+    // The file writes byte sizes into the list, so it gets its own list.
     const std::unique_ptr<AudioBufferList, decltype(&std::free)> list(
         BRAQAudioBufferListCopy(BAudioBufferAudioBufferList(&queued->mAudioBuffer)), &std::free);
     if (list == nullptr) {

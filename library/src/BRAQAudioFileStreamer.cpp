@@ -26,7 +26,7 @@ std::shared_ptr<BRAQExtendedAudioFile> BRAQAudioFileStreamer::audioFile() const 
 }
 
 void BRAQAudioFileStreamer::setAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
-    auto before = audioFile; // closed, if this was the last to use it, when the lock is free
+    auto before = audioFile; // closed after the lock is released, if this was the last user
     const std::lock_guard lock(mAudioFileMutex);
     mAudioFile.swap(before);
 }

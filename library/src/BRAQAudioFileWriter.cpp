@@ -46,7 +46,7 @@ void BRAQAudioFileWriter::write(BQueueableAudioBuffer* queued) {
     if (file == nullptr) {
         throw NSException(NSInternalInconsistencyException, "there is no file to write to");
     }
-    // The file writes byte sizes into the list, so it gets one of its own.
+    // The file writes byte sizes into the list, so it gets its own list.
     const std::unique_ptr<AudioBufferList, decltype(&std::free)> list(
         BRAQAudioBufferListCopy(BAudioBufferAudioBufferList(buffer)), &std::free);
     if (list == nullptr) {
@@ -70,8 +70,8 @@ void BRAQAudioFileWriter::stop() {
     mRunning = false;
 }
 
-// With an idle worker that is the partly filled current buffer, and seldom more: buffers that could not be written, and
-// those that a worker left behind in progress.
+// With an idle worker this is the partly filled current buffer, and rarely more: buffers that could not be written, and
+// those that a worker left in progress.
 void BRAQAudioFileWriter::writeWhatIsLeft() {
     const UInt64 oldest = oldestBuffer();
     for (UInt64 i = 0; i < mNumberBuffers; ++i) {
@@ -88,7 +88,8 @@ UInt64 BRAQAudioFileWriter::oldestBuffer() const {
         const auto* const buffers = mBufferArray.get();
         return static_cast<UInt64>(std::find(buffers, buffers + mNumberBuffers, mUnwritten) - buffers);
     }
-    // The real-time side fills the newest, unless it stands at one that was left behind, or at one that came round unwritten.
+    // The real-time side fills the newest buffer, unless it is at one that was left behind, or at one that came round
+    // unwritten.
     const UInt64 current = mCurrentBuffer.load(std::memory_order_relaxed);
     return BQueueableAudioBufferInProgress(currentBuffer()) || isFull(currentBuffer()) ? current : current + 1;
 }

@@ -30,7 +30,7 @@ AudioFileTypeID braq::fileTypeForPath(const std::string& path) {
     CFStringRef extension = CFStringCreateWithCString(path.c_str() + dot + 1);
     const std::unique_ptr<const CFString, decltype(&CFRelease)> owned(extension, &CFRelease);
     UInt32 size = sizeof(type);
-    // An extension that no type claims changes nothing, so the status has nothing to add.
+    // An unknown extension changes nothing, so the status is not needed.
     AudioFileGetGlobalInfo(kAudioFileGlobalInfo_TypesForExtension, sizeof(extension), &extension, &size, &type);
     return type;
 }

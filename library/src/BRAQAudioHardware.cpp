@@ -57,7 +57,7 @@ AudioDeviceID BRAQAudioHardware::deviceIDForDeviceUID(const std::string& uid) {
     constexpr NSXCallSite here{file, "+[BRAQAudioHardware deviceIDForDeviceUID:]"};
     constexpr auto address = addressOf(kAudioHardwarePropertyDeviceForUID);
     if (uid.find('\0') != std::string::npos) {
-        return kAudioObjectUnknown; // no UID has a zero inside, and what stands before it may be another device's
+        return kAudioObjectUnknown; // no UID contains a zero, and the part before it may be another device's UID
     }
     CFStringRef string = CFStringCreateWithCString(uid.c_str());
     const std::unique_ptr<const CFString, decltype(&CFRelease)> owned(string, &CFRelease);
@@ -100,7 +100,7 @@ std::vector<AudioDeviceID> BRAQAudioHardware::allDeviceIDs() {
         AudioObjectGetPropertyData(kAudioObjectSystemObject, &address, 0, nullptr, &size, ids.data()),
         "AudioObjectGetPropertyData( kAudioObjectSystemObject, &aopa, 0, ((void*)0), &size, deviceIDArray )", here,
         115);
-    ids.resize(size / sizeof(AudioDeviceID)); // fewer when devices went since the size was asked for
+    ids.resize(size / sizeof(AudioDeviceID)); // fewer if devices were removed since the size was read
     return ids;
 }
 
@@ -141,7 +141,7 @@ void BRAQAudioHardware::makeFindable(const std::shared_ptr<BRAQAudioHardware>& h
     braq::LiveObjects<BRAQAudioHardware>::all().add(hardware);
 }
 
-// The listener stays, deliberately: it finds nothing from now on.
+// The listener stays, deliberately: from now on it finds no object.
 BRAQAudioHardware::~BRAQAudioHardware() { braq::LiveObjects<BRAQAudioHardware>::all().remove(this); }
 
 void BRAQAudioHardware::addDelegate(const BRAQAudioHardwareDelegateEntry& delegate) {

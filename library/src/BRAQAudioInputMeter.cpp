@@ -7,8 +7,8 @@
 
 namespace {
 
-// One thread writes a sample while others read it, with the same code as for a plain one. These are what std::atomic_ref is made
-// of, which libc++ has from version 19 on.
+// One thread writes a sample while others read it, with the same machine code as for a plain float. std::atomic_ref is
+// based on these builtins; libc++ has it from version 19 on.
 void storeShared(float& sample, float value) noexcept { __atomic_store(&sample, &value, __ATOMIC_RELAXED); }
 
 float loadShared(const float& sample) noexcept {
@@ -67,7 +67,7 @@ void BRAQAudioInputMeter::destroyBuffers() {
     mPeakBuf = nullptr;
 }
 
-// The block holds the meter, and the meter the unit that holds the block.
+// The block retains the meter, and the meter retains the unit, which retains the block.
 void BRAQAudioInputMeter::installInputProcessingBlock() {
     mInputAudioUnit->setInputProcessingBlock(
         [self = shared_from_this()](AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32,
@@ -122,14 +122,14 @@ void BRAQAudioInputMeter::stop() {
 }
 
 void BRAQAudioInputMeter::invalidate() {
-    const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    const auto self = shared_from_this(); // the block may hold the last other reference
     const std::lock_guard lock(mMutex);
     if (mIsInvalid) {
         return;
     }
     try {
         mInputAudioUnit->stop();
-    } catch (...) { // a unit that cannot be stopped does not run
+    } catch (...) { // a unit that cannot be stopped is not running
         NSXLogError("src/BRAQAudioInputMeter", NSXErrorFromException(std::current_exception())->localizedDescription());
     }
     mIsInvalid = true;

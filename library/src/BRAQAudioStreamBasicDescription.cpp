@@ -36,7 +36,7 @@ const char* alignment(UInt32 flags) {
     return (flags & kAudioFormatFlagIsAlignedHigh) != 0 ? "aligned-high" : "aligned-low";
 }
 
-// Says how samples lie in memory; nothing for a coded format, nor for the format that everybody here uses.
+// The memory layout of samples; nothing for a coded format, or for the format that everybody here uses.
 std::string sampleWords(const AudioStreamBasicDescription& format, const Words& words) {
     if (format.mFormatID != kAudioFormatLinearPCM || format.mFormatFlags == nativeFlags) {
         return {};
@@ -106,7 +106,7 @@ void BRAQAudioStreamBasicDescription::setNativeFormat() noexcept {
     normalizeBytesForChannels();
 }
 
-// Counts 32-bit samples whatever the bits per channel say: only the canonical format comes here.
+// Assumes 32-bit samples whatever the bits per channel: only the canonical format gets here.
 void BRAQAudioStreamBasicDescription::normalizeBytesForChannels() noexcept {
     constexpr UInt32 bytesPerSample = sizeof(Float32);
     mASBD.mBytesPerFrame = isInterleaved() ? bytesPerSample * mASBD.mChannelsPerFrame : bytesPerSample;
@@ -134,7 +134,7 @@ void BRAQAudioStreamBasicDescription::setDefaultOutputDeviceSampleRate() {
     setSampleRateOfDefaultDevice(kAudioHardwarePropertyDefaultOutputDevice);
 }
 
-// Failures are silent here: a machine without sound has no rate, and that is what 0.0 says.
+// Failures are silent: a machine without sound has no rate, which 0.0 expresses.
 void BRAQAudioStreamBasicDescription::setSampleRateOfDefaultDevice(UInt32 selector) {
     Float64 rate = 0.0;
     AudioDeviceID device = kAudioObjectUnknown;

@@ -25,7 +25,7 @@ BRAQAudioUnit::initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBa
 }
 
 BRAQAudioUnit::BRAQAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription) {
-    BRAQBackgroundThread::instance(); // is there before an I/O thread needs it
+    BRAQBackgroundThread::instance(); // must exist before an I/O thread needs it
     setStreamDescription(streamDescription);
 }
 

@@ -10,7 +10,7 @@
 
 namespace {
 
-// Reached without a call, so that its first use on a thread allocates nothing. Those that were let go in the cycle.
+// Objects released in the current cycle. Initial-exec, so that the first access on a thread does not allocate.
 thread_local BRAQReleasable* pending [[gnu::tls_model("initial-exec")]] = nullptr;
 
 std::atomic<BRAQBackgroundThread*> startedThread{nullptr};
@@ -31,7 +31,7 @@ void BRAQReleasable::letGo(BRAQReleasable* object) noexcept {
 }
 
 BRAQBackgroundThread& BRAQBackgroundThread::instance() {
-    // Never destroyed: I/O threads may let go while the process exits.
+    // Never destroyed: I/O threads may release objects while the process exits.
     static auto* const thread = new BRAQBackgroundThread;
     return *thread;
 }

@@ -14,7 +14,7 @@ constexpr UInt64 readerBuffers = 3;
 constexpr UInt32 readerFrames = 4096;
 constexpr double millisecondsPerSecond = 1000.0;
 
-/// The nearest 64-bit number.
+/// The nearest 64-bit integer.
 SInt64 saturated(double whole) noexcept {
     constexpr double end = 9223372036854775808.0; // 2^63
     if (whole >= end) {
@@ -23,7 +23,7 @@ SInt64 saturated(double whole) noexcept {
     return whole < -end ? std::numeric_limits<SInt64>::min() : static_cast<SInt64>(whole);
 }
 
-/// What the file hands to the reader; null for no file, which the output unit refuses.
+/// The description for the reader; null without a file, which the output unit refuses.
 std::shared_ptr<BRAQAudioStreamBasicDescription>
 streamDescriptionOf(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
     return audioFile != nullptr ? audioFile->streamDescription() : nullptr;
@@ -80,7 +80,8 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
 
 BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->setDelegate(nullptr); }
 
-// The block holds the player, and the player the unit that holds the block. What waits for the main thread holds neither.
+// The block retains the player, and the player retains the unit, which retains the block. Closures queued for the main
+// thread retain neither.
 void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
     mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
         self->callOnMainThread([start = self->mStarts.load()](auto& player) { player.endOfStreamWasReached(start); });
@@ -95,8 +96,8 @@ void BRAQExtendedAudioFilePlayer::callOnMainThread(std::function<void(BRAQExtend
     });
 }
 
-// Playback may have been started or moved before the main thread comes to hear of the end, and by the delegate that hears of
-// it: then it has not ended.
+// Playback may have been started or moved before the main thread handles the end, or by the delegate that is notified
+// of it: then it has not ended.
 void BRAQExtendedAudioFilePlayer::endOfStreamWasReached(UInt64 start) {
     if (!isAtEndSince(start)) {
         return;
@@ -113,7 +114,7 @@ void BRAQExtendedAudioFilePlayer::endOfStreamWasReached(UInt64 start) {
     }
 }
 
-// A start at the end may have the same end told of twice: counted on, it is only the first time that one is told.
+// A start at the end may report the same end twice: based on the count, only the first report is handled.
 void BRAQExtendedAudioFilePlayer::stopAtEndSince(UInt64 start) {
     const std::lock_guard lock(mTransportMutex);
     if (isAtEndSince(start)) {
@@ -131,7 +132,7 @@ void BRAQExtendedAudioFilePlayer::startUnit() {
     mOutputAudioUnit->start();
 }
 
-// A reader that runs has its frames ready: filling its ring anew would leave them out.
+// A running reader has its frames ready: refilling its ring would skip them.
 void BRAQExtendedAudioFilePlayer::startFilePlaying() {
     const std::lock_guard lock(mTransportMutex);
     if (mIsInvalid) {
@@ -145,7 +146,7 @@ void BRAQExtendedAudioFilePlayer::startFilePlaying() {
     startUnit();
 }
 
-// A reader that was turned round just before the end has read on behind it.
+// A reader that was reversed just before the end has read on beyond it.
 void BRAQExtendedAudioFilePlayer::restartReaderAtEnd() {
     const SInt64 end = mFileReader->currentFrame();
     mFileReader->stop();
@@ -176,9 +177,9 @@ void BRAQExtendedAudioFilePlayer::resumePlaying() {
 bool BRAQExtendedAudioFilePlayer::isPlaying() const { return mOutputAudioUnit->isRunning(); }
 
 void BRAQExtendedAudioFilePlayer::invalidate() {
-    const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    const auto self = shared_from_this(); // the block may hold the last other reference
     if (stopForGood()) {
-        // Waits for a block that is being called, which may be one that wants the lock.
+        // Waits for a block that is being called, which may want the lock.
         mOutputAudioUnit->setEndOfStreamNotificationBlock(nullptr);
     }
 }
@@ -193,7 +194,7 @@ bool BRAQExtendedAudioFilePlayer::stopForGood() {
     mOutputAudioUnit->stop();
     try {
         mFileReader->stop();
-    } catch (...) { // a reader whose worker does not stop is stopped with its ring
+    } catch (...) { // a reader whose worker does not stop is destroyed with its ring
         NSXLogError(file, NSXErrorFromException(std::current_exception())->localizedDescription());
     }
     return true;
@@ -205,7 +206,7 @@ void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
                        "-[BRAQExtendedAudioFilePlayer setPlaybackSpeed:]", this, "BRAQExtendedAudioFilePlayer",
                        assertionLine);
     mOutputAudioUnit->setPlaybackRate(
-        static_cast<double>(std::fabs(speed))); // refuses what it cannot play before the turn
+        static_cast<double>(std::fabs(speed))); // raises for an unsupported speed before the reversal
     mFileReader->setReverse(speed < 0.0F);
 }
 
@@ -227,14 +228,14 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
     didChangeValueForKey("currentFrame");
 }
 
-// A unit that signals the end takes nothing until it is started again. It may be about to, so whatever it does it is started,
-// and an end that was signalled before is not told any more.
+// A unit that signals the end takes nothing until it is started again. It may be about to signal, so it is started in
+// any case, and an end signalled before is no longer reported.
 void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
     const std::lock_guard lock(mTransportMutex);
     ++mStarts;
     try {
         mFileReader->setCurrentFrame(frame);
-    } catch (...) { // that has stopped the reader, whose ring is still that of the place before
+    } catch (...) { // this stopped the reader, whose ring still has the old position
         mOutputAudioUnit->stop();
         throw;
     }

@@ -47,7 +47,7 @@ void BRAQExtendedAudioFileRecorder::setUp(const std::shared_ptr<BRAQExtendedAudi
     installInputProcessingBlock();
 }
 
-// The block holds the recorder, and the recorder the unit that holds the block.
+// The block retains the recorder, and the recorder retains the unit, which retains the block.
 void BRAQExtendedAudioFileRecorder::installInputProcessingBlock() {
     inputAudioUnit()->setInputProcessingBlock(
         [self = shared_from_this()](AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32 frames,
@@ -81,7 +81,7 @@ void BRAQExtendedAudioFileRecorder::stopRecording() {
     stopUnitAndWriter();
 }
 
-// What was captured is written also when the unit, whose device may be gone, cannot be stopped.
+// Captured frames are written even if the unit cannot be stopped, for example because its device was removed.
 void BRAQExtendedAudioFileRecorder::stopUnitAndWriter() {
     std::exception_ptr whyUnitGoesOn;
     try {
@@ -105,7 +105,7 @@ void BRAQExtendedAudioFileRecorder::stopUnitAndWriter() {
 bool BRAQExtendedAudioFileRecorder::isFileRecording() const { return inputAudioUnit()->isRunning(); }
 
 void BRAQExtendedAudioFileRecorder::invalidate() {
-    const auto self = shared_from_this(); // what the block lets go may be the last reference but this
+    const auto self = shared_from_this(); // the block may hold the last other reference
     const std::lock_guard lock(mTransportMutex);
     if (mIsInvalid) {
         return;
@@ -119,7 +119,7 @@ void BRAQExtendedAudioFileRecorder::invalidate() {
     inputAudioUnit()->setInputProcessingBlock(nullptr);
 }
 
-// The count is the I/O thread's alone: it would be lost to a cycle that is under way.
+// Only the I/O thread writes the count: a cycle in progress would overwrite another thread's value.
 void BRAQExtendedAudioFileRecorder::setCurrentFrame(SInt64 frame) {
     mFrameOffset.store(static_cast<UInt64>(frame) - mCurrentFrame.load(std::memory_order_relaxed),
                        std::memory_order_relaxed);

@@ -9,7 +9,7 @@ namespace {
 
 std::span<AudioBuffer> buffersOf(AudioBufferList* list) { return {list->mBuffers, list->mNumberBuffers}; }
 
-// The last frame first, the channels of each in their order.
+// Reverses the order of the frames; the channels of each keep theirs.
 void reverseFrames(const AudioBuffer& buffer) {
     const std::span samples(static_cast<Float32*>(buffer.mData), buffer.mDataByteSize / sizeof(Float32));
     std::ranges::reverse(samples);
@@ -29,7 +29,7 @@ void BRAQExtendedAudioFile::readIntoAudioBufferList(AudioBufferList* list, SInt6
     const bool backwards = reverse();
     UInt32 frames = *framesRead;
     if (backwards) {
-        // The block ends at the start frame, and may be cut off by the beginning of the file.
+        // The block ends at the start frame, and may be truncated at the beginning of the file.
         const SInt64 end = std::max(SInt64{0}, startFrame);
         frames = static_cast<UInt32>(std::min(SInt64{frames}, end));
         seekToFrame(end - frames);

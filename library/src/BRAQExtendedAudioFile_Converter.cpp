@@ -3,7 +3,7 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "library/src/BRAQAudioFile_Common.h"
 
-// What the file's converter is asked and told.
+// Properties of the file's converter.
 
 namespace {
 
@@ -52,7 +52,7 @@ AudioConverterPrimeInfo BRAQExtendedAudioFile::primeInfo() const {
         siteOf("-[BRAQExtendedAudioFile primeInfo]"));
     AudioConverterPrimeInfo info{};
     UInt32 size = sizeof(info);
-    // Codings without priming do not answer, and zeros are what that means.
+    // Codings without priming return an error, which means zeros.
     return AudioConverterGetProperty(converter, kAudioConverterPrimeInfo, &size, &info) == 0
                ? info
                : AudioConverterPrimeInfo{};

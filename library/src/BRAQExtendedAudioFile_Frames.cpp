@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-// Frames of the file and of the client: how many, and where. Single precision throughout, deliberately.
+// Frames of the file and of the client: counts and positions. Single precision throughout, deliberately.
 
 namespace {
 
@@ -15,12 +15,12 @@ constexpr NSXCallSite siteOf(const char* method) {
 
 constexpr auto countSite = siteOf("-[BRAQExtendedAudioFile frameCount]");
 
-// Frames of all packets, those included that are not meant to be heard.
+// Frames of all packets, including priming and padding.
 SInt64 framesOfPackets(AudioFileID container, SInt64 packetCount, const AudioStreamBasicDescription& format) {
     if (format.mFramesPerPacket != 0) {
         return packetCount * format.mFramesPerPacket;
     }
-    // Where the last packet begins: its own frames are deliberately left out.
+    // The begin of the last packet: its own frames are deliberately left out.
     AudioFramePacketTranslation translation{.mFrame = 0, .mPacket = packetCount - 1, .mFrameOffsetInPacket = 0};
     UInt32 size = sizeof(translation);
     NSXRaiseOnFailure(AudioFileGetProperty(container, kAudioFilePropertyPacketToFrame, &size, &translation),

@@ -92,7 +92,7 @@ Opened BRAQExtendedAudioFile::initForPlaybackWithFileURL(const std::shared_ptr<N
 
 BRAQExtendedAudioFile::BRAQExtendedAudioFile() = default;
 
-// These delegate, so that the destructor closes the file when a step after its creation raises.
+// These delegate, so that the destructor closes the file if a later step raises.
 
 BRAQExtendedAudioFile::BRAQExtendedAudioFile(const std::shared_ptr<NSURL>& url,
                                              const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
@@ -119,7 +119,7 @@ BRAQExtendedAudioFile::BRAQExtendedAudioFile(const std::shared_ptr<NSURL>& url, 
     if (bitrate != 0) {
         setBitrate(bitrate);
     }
-    // Readies what asynchronous writing needs before the first write wants it.
+    // Prepares asynchronous writing before the first write.
     NSXRaiseOnFailure(ExtAudioFileWriteAsync(file, 0, nullptr), "ExtAudioFileWriteAsync( afRef, 0, ((void*)0) )", here);
 }
 

@@ -33,7 +33,7 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
 }
 
 void BRAQOutputAudioUnit::start() {
-    mStarts.fetch_add(1, std::memory_order_relaxed); // that ends being done
+    mStarts.fetch_add(1, std::memory_order_relaxed); // a new start: the unit is no longer done
     BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);
     AUGraphStart(mGraph);
 }
@@ -84,7 +84,7 @@ float BRAQOutputAudioUnit::outputLevel(UInt32 channel) noexcept {
     return channel < mLevelChannels ? mLevels[channel].exchange(0.0F, std::memory_order_relaxed) : 0.0F;
 }
 
-// A notification that comes so late that playback has been started again is not meant for that playback.
+// A notification that arrives after playback was started again does not belong to that playback.
 void BRAQOutputAudioUnit::setEndOfStreamNotificationBlock(const BQueueableAudioNotificationBlock& block) {
     if (mAudioNotification != nullptr) {
         retire(mAudioNotification);
@@ -112,7 +112,7 @@ void BRAQOutputAudioUnit::retire(BQueueableAudioNotification* notification) {
     });
 }
 
-// The worker looks at a notification's link after it has cleared its flag, and holds its wake guard all the while.
+// The worker reads a notification's link after it has cleared its flag, and holds its wake guard meanwhile.
 void BRAQOutputAudioUnit::finishAndDestroy(BAudioNotificationQueueWorker* worker,
                                            BQueueableAudioNotification* notification) {
     constexpr std::chrono::milliseconds pause{1};

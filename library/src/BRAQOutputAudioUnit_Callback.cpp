@@ -9,7 +9,7 @@
 
 namespace {
 
-// Samples are 4 bytes, and all buffers have as many channels as the first, which is how the unit is made.
+// Samples are 4 bytes, and all buffers have as many channels as the first: the unit is created so.
 void silenceFrom(UInt32 first, UInt32 end, AudioBufferList* list) noexcept {
     if (first >= end || list->mNumberBuffers == 0) {
         return;
@@ -43,7 +43,7 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
     if (!unit) {
         return 0;
     }
-    // A start that comes from now on is not done, even if the end is only found when it has come.
+    // Read first: if a start comes after this, it is not done, even if the end is found after it.
     const UInt64 start = unit->mStarts.load(std::memory_order_relaxed);
     if (unit->mDone.load(std::memory_order_relaxed) == start) {
         unit->signalEndOf(start);
@@ -65,7 +65,7 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
     return 0;
 }
 
-// Again in each cycle until it is told: the worker takes none while it is at that of the start before.
+// Repeated in each cycle until it is notified: the worker accepts none while it runs that of the previous start.
 void BRAQOutputAudioUnit::signalEndOf(UInt64 start) noexcept {
     if (mNotifiedStart.load(std::memory_order_relaxed) != start) {
         BAudioNotificationQueueWorkerAddNotification(mAudioNotificationQueueWorker, mAudioNotification);

@@ -2,7 +2,7 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
-// From which loudspeakers channels are heard.
+// The routing of channels to loudspeakers.
 
 namespace {
 

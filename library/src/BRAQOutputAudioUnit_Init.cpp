@@ -10,8 +10,8 @@ namespace {
 
 constexpr NSXCallSite here{"src/BRAQOutputAudioUnit", "-[BRAQOutputAudioUnit initWithStreamDescription:device:]"};
 
-/// The varispeed's slice limit for the device's: as many frames as the output unit may ask for while its rates differ, rounded
-/// down to a multiple of 16, and 16 more, also where nothing was rounded.
+/// The varispeed's slice limit for the device's: the frames that the output unit may request while the rates differ,
+/// rounded down to a multiple of 16, plus 16, even if nothing was rounded.
 UInt32 widened(UInt32 maxFrames, Float64 israte, Float64 osrate) {
     constexpr UInt32 lowBits = 15;
     constexpr UInt32 margin = 16;
@@ -30,7 +30,7 @@ std::shared_ptr<BRAQOutputAudioUnit> BRAQOutputAudioUnit::initWithStreamDescript
 
 BRAQOutputAudioUnit::BRAQOutputAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                                          const std::shared_ptr<BRAQAudioDevice>& device) {
-    BRAQBackgroundThread::instance(); // is there before an I/O thread needs it
+    BRAQBackgroundThread::instance(); // must exist before an I/O thread needs it
     setStreamDescription(streamDescription);
     makeGraph();
     setUpUnits(device);

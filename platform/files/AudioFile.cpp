@@ -13,7 +13,7 @@ using braq::FileWriter;
 using braq::OpenAudioFile;
 using braq::OpenAudioFiles;
 
-/// Packets of what was written so far, the one that is not full yet included.
+/// Packets of the frames written so far, including the incomplete one.
 SInt64 packetsOf(const FileWriter& writer) {
     const SInt64 framesPerPacket = writer.fileFormat().mFramesPerPacket;
     const SInt64 frames = writer.lengthFrames() + writer.primeInfo().leadingFrames;

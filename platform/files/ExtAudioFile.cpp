@@ -16,7 +16,7 @@ namespace {
 using braq::OpenAudioFile;
 using braq::OpenAudioFiles;
 
-/// @return 0, or why it names no local file
+/// @return 0, or why it is not a local file
 OSStatus pathOf(CFURLRef url, std::string& path) {
     if (url == nullptr) {
         return kAudio_ParamError;
@@ -48,12 +48,12 @@ OSStatus openReader(const std::string& path, std::unique_ptr<braq::FileReader>& 
     const OSStatus status = braq::FileReader::open(path, reader);
     std::error_code ignored;
     if (status == kAudioFileUnspecifiedError && !std::filesystem::is_regular_file(path, ignored)) {
-        NSLog("(ERROR) ExtAudioFile : " + path + " is no regular file"); // which the status alone does not tell
+        NSLog("(ERROR) ExtAudioFile : " + path + " is no regular file"); // not evident from the status alone
     }
     return status;
 }
 
-/// A list that does not fit looks to many callers like the end of the file, so the log says it; once, because they try again.
+/// To many callers a list that does not fit looks like the end of the file, so it is logged; once, because they retry.
 OSStatus readFrames(OpenAudioFile& file, UInt32& frames, AudioBufferList& list) {
     const UInt32 wanted = frames;
     const OSStatus status = file.reader->read(frames, list);
@@ -141,7 +141,7 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
         return status == 0 ? setClientFormat(*open, format) : status;
     }
     if (property == kExtAudioFileProperty_ConverterConfig) {
-        // A converter takes over each change at once, so there is nothing left to do.
+        // A converter applies each change at once, so there is nothing left to do.
         const void* configuration = nullptr;
         return braq::take(configuration, size, data, kExtAudioFileError_InvalidPropertySize);
     }

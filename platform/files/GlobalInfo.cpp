@@ -11,7 +11,7 @@
 
 namespace {
 
-/// An array as its reader gets it.
+/// An array for its reader.
 struct Answer {
     std::vector<std::byte> bytes;
     std::size_t entryBytes = 1;

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A reference is the file's number and what it refers to of the file; it points at nothing.
+// A reference consists of the file's number and the part of the file; it is not a pointer.
 enum class Part : std::uintptr_t { file = 1, container = 2, converter = 3 };
 constexpr std::uintptr_t partBits = 2;
 

@@ -89,7 +89,7 @@ void BRAQMainQueue::endInnermostRun() {
 
 void BRAQMainQueue::raiseDescriptor() const {
     if (mDescriptor >= 0) {
-        // Fails only where the counter is full, and then it is readable anyway.
+        // Fails only if the counter is full, and then it is readable anyway.
         static_cast<void>(::eventfd_write(mDescriptor, 1));
     }
 }

@@ -24,7 +24,7 @@ struct CFString {
 
     mutable std::atomic<unsigned int> references = 1;
     const std::u16string copied;
-    const std::u16string_view characters; // of `copied`, or the maker's own
+    const std::u16string_view characters; // of `copied`, or the creator's own
     const CFAllocator deallocator = kCFAllocatorNull;
 };
 
@@ -41,7 +41,7 @@ CFStringRef nullWithoutMemory(Make make) noexcept {
 
 bool areCharacters(const UniChar* characters, CFIndex length) {
     constexpr auto most =
-        std::numeric_limits<CFIndex>::max() / static_cast<CFIndex>(sizeof(UniChar)); // that memory holds
+        std::numeric_limits<CFIndex>::max() / static_cast<CFIndex>(sizeof(UniChar)); // that memory can hold
     return length == 0 || (length > 0 && length <= most && characters != nullptr);
 }
 

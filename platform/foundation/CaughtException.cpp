@@ -23,6 +23,6 @@ void braq::logCaughtException(const char* where) noexcept {
     try {
         NSLog(std::string("(ERROR) ") + where + " : " + textOfCaughtException());
     } catch (...) {
-        // Without memory for a line there is nobody left to tell.
+        // Out of memory for a log line: nothing can be reported.
     }
 }

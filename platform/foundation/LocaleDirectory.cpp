@@ -22,7 +22,7 @@ std::filesystem::path braq::fileOfCode(const void* address) {
     if (::dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 || map == nullptr) {
         return {};
     }
-    // The program itself has no name in the list of loaded files, and what it was called as may not be a path at all.
+    // The program itself has no name in the list of loaded files, and its argv[0] may not be a path.
     const char* name = static_cast<const link_map*>(map)->l_name;
     return name[0] != '\0' ? resolved(name) : fileOfProgram();
 }

@@ -48,7 +48,7 @@ void NSAssertionHandler::setCurrentHandler(std::shared_ptr<NSAssertionHandler> h
     if (handler == nullptr) {
         handler = current().standard;
     }
-    // The one that was in force leaves with the parameter, after the lock is gone.
+    // The previous handler is released with the parameter, after the lock.
     const std::lock_guard lock(current().mutex);
     current().handler.swap(handler);
 }

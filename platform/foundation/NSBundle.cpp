@@ -9,8 +9,8 @@
 
 namespace {
 
-// The C library binds a domain to one directory for the whole process; this one is held from binding to copying the text,
-// so that bundles whose tables have the same name take turns.
+// The C library binds a domain to one directory for the whole process. This mutex is held from binding to copying the
+// text, so that bundles with tables of the same name are serialised.
 std::mutex& bindingMutex() {
     // Never destroyed: threads that still run while the process exits may look up texts.
     static std::mutex& mutex = *new std::mutex;
@@ -34,7 +34,7 @@ std::shared_ptr<NSBundle> NSBundle::bundleWithLocaleDirectory(std::string direct
 }
 
 std::shared_ptr<NSBundle> NSBundle::libraryBundle() {
-    // Found once: a file that was loaded under a relative path is lost when the program changes its folder. Never
+    // Determined once: a file loaded under a relative path is not found after the program changes its folder. Never
     // destroyed, as above.
     static const auto& bundle = *new auto(bundleWithLocaleDirectory(braq::libraryLocaleDirectory(
         braq::fileOfCode(reinterpret_cast<const void*>(&NSBundle::libraryBundle)), BRAQ_INSTALLED_LOCALE_DIR)));
@@ -51,7 +51,7 @@ std::shared_ptr<NSBundle> NSBundle::mainBundle() {
 
 std::string NSBundle::localizedString(const std::string& key, const std::string& table) const {
     if (key.empty()) {
-        return key; // gettext answers the header of the catalogue to an empty text
+        return key; // for an empty key gettext returns the catalogue's header
     }
     const std::lock_guard lock(bindingMutex());
     bindTable(table, mLocaleDirectory);

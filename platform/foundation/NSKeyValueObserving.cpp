@@ -12,7 +12,7 @@ struct KeyInterest {
     }
 
     std::string key;
-    std::vector<std::string> affecting; // the key itself and all that it depends on, directly or not
+    std::vector<std::string> affecting; // the key itself and all its direct and indirect dependencies
 };
 
 } // namespace

@@ -35,7 +35,7 @@ void writeToStandardError(const std::string& line) {
             continue;
         }
         if (written <= 0) {
-            return; // closed, full or never there: syslog still has the line
+            return; // closed or full: syslog still has the line
         }
         rest += written;
         bytes -= static_cast<std::size_t>(written);

@@ -14,7 +14,7 @@ NSObserverToken::~NSObserverToken() { remove(); }
 NSObserverToken::NSObserverToken(NSObserverToken&& other) noexcept = default;
 
 NSObserverToken& NSObserverToken::operator=(NSObserverToken&& other) noexcept {
-    // The observer that goes is removed last: its closure may hold this token.
+    // The old observer is removed last: its closure may own this token.
     const NSObserverToken gone(std::move(*this));
     mRegistration = std::move(other.mRegistration);
     return *this;

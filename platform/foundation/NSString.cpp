@@ -11,7 +11,7 @@
 
 namespace {
 
-/// Puts the calling thread, and only that, into the "C" locale.
+/// Switches the calling thread, and only that, to the "C" locale.
 class NeutralLocale {
   public:
     NeutralLocale() : mPrevious(::uselocale(neutral())) {}

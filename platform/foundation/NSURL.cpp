@@ -15,7 +15,7 @@ bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 bool isDigit(char c) { return c >= '0' && c <= '9'; }
 char lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
-/// What may stand in a path as it is: RFC 3986, section 3.3.
+/// Characters that need no encoding in a path: RFC 3986, section 3.3.
 bool isPathCharacter(char c) {
     return isLetter(c) || isDigit(c) || std::string_view("/-._~!$&'()*+,;=:@").find(c) != std::string_view::npos;
 }
@@ -38,7 +38,7 @@ std::optional<unsigned int> digitValue(char c) {
     return found == std::string_view::npos ? std::nullopt : std::optional(static_cast<unsigned int>(found));
 }
 
-/// Nothing when a percent sign is not followed by two hexadecimal digits.
+/// Nothing if a percent sign is not followed by two hexadecimal digits.
 std::optional<std::string> decoded(std::string_view text) {
     std::string path;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -63,7 +63,7 @@ bool isScheme(std::string_view text) {
     });
 }
 
-/// What follows "file:", decoded; nothing when it lies on another machine or is no absolute path.
+/// The part after "file:", decoded; nothing if it is on another machine or not an absolute path.
 std::optional<std::string> pathOfFileURL(std::string_view rest) {
     if (rest.starts_with("//")) {
         rest.remove_prefix(2);
@@ -90,7 +90,7 @@ std::shared_ptr<NSURL> NSURL::fileURLWithPath(const std::string& path) {
         absolute = (error ? std::filesystem::path("/") : folder).string() + "/" + path;
     }
     auto text = "file://" + encoded(absolute);
-    // The system would take what stands before a null character for the name, and that is another file's.
+    // The system would treat the part before a null character as the name, which is another file's.
     const bool isPath = absolute.find('\0') == std::string::npos;
     return std::shared_ptr<NSURL>(
         new NSURL(std::move(text), isPath ? std::optional(std::move(absolute)) : std::nullopt));

@@ -4,8 +4,8 @@ namespace {
 
 constexpr char32_t replacement = 0xFFFD;
 
-/// What the first byte of a sequence says about the others. `second…` bounds the second byte more narrowly than the others
-/// where that excludes overlong forms, surrogates and values that do not exist.
+/// What the first byte of a sequence says about the others. `second…` limits the second byte further where that
+/// excludes overlong forms, surrogates and values that do not exist.
 struct Lead {
     int following;
     char32_t bits;

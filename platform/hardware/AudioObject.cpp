@@ -12,7 +12,7 @@ using braq::Device;
 using braq::Hardware;
 using braq::PropertyValue;
 
-// The reader's data hold the question and say where the answer goes.
+// The reader's data contain the input and say where the result goes.
 OSStatus translateUID(UInt32 size, void* data) {
     AudioValueTranslation translation;
     if (size != sizeof(translation)) {
@@ -42,7 +42,7 @@ OSStatus scalarFrom(UInt32 size, const void* data, T& value) {
     return kAudioHardwareNoError;
 }
 
-/// Has the notification thread ask the device's driver for a change; the driver reports it when it has happened.
+/// Makes the notification thread ask the device's driver for a change; the driver reports it afterwards.
 template <class Change>
 void changeLater(const std::shared_ptr<Device>& device, const char* what, Change change) {
     Hardware::instance().notifications().run([device, what, change] {

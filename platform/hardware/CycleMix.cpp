@@ -57,7 +57,7 @@ braq::CycleShape braq::CycleShape::of(const DeviceDescription& description) {
 braq::CycleMix::ChannelList::ChannelList(UInt32 channels)
     : mBytes(std::make_unique<std::byte[]>(AudioBufferListByteSize(channels))), mChannels(channels) {}
 
-// The list is filled anew for each procedure, which may have changed what it was given.
+// The list is set up again for each procedure, which may have changed it.
 AudioBufferList* braq::CycleMix::ChannelList::pointAt(const Float32* const* samples, UInt32 channels, UInt32 offset,
                                                       UInt32 frames) noexcept {
     auto* list = reinterpret_cast<AudioBufferList*>(mBytes.get());
@@ -76,7 +76,7 @@ braq::CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> pr
       mOutputChannels(shape.outputChannels),
       mInput(shape.inputChannels),
       mOutput(shape.outputChannels) {
-    // Only a second player needs a place of its own; the first plays straight into the cycle.
+    // Only a second player needs its own buffer; the first plays straight into the cycle.
     if (std::ranges::count_if(mProcedures, [](const auto& one) { return plays(one.directions); }) > 1) {
         mScratch.resize(std::size_t{mSliceFrames} * mOutputChannels);
         for (UInt32 channel = 0; channel < mOutputChannels; ++channel) {

@@ -53,8 +53,8 @@ void braq::DeviceClock::publish(const DeviceCycle& cycle) noexcept {
     segment.hostTime = cycle.hostTime;
     segment.nanosecondsPerFrame = measured;
 
-    // How far the measurement is later than foretold. One that is off by half a cycle or more is no jitter: the device
-    // was held up, or restarted, and time begins anew.
+    // How much later the measurement is than predicted. Half a cycle or more is not jitter: the device was held up or
+    // restarted, and time restarts.
     const ClockSegment& last = mView.now;
     const bool isFirst = last.nanosecondsPerFrame <= 0.0;
     const Float64 foretold = isFirst ? 0.0 : (cycle.sampleTime - last.sampleTime) * last.nanosecondsPerFrame;
@@ -78,8 +78,8 @@ void braq::DeviceClock::reset() noexcept {
     put(mView);
 }
 
-// A sequence lock. The segments are stored with release and read with acquire, so that a reader which sees a word of a
-// new view also sees the odd number that came before it, when it looks at the number again.
+// A sequence lock. The segments are stored with release and read with acquire, so that a reader that sees a word of a
+// new view also sees the preceding odd number when it checks the number again.
 void braq::DeviceClock::put(const ClockView& view) noexcept {
     const UInt32 sequence = mSequence.load(std::memory_order_relaxed);
     mSequence.store(sequence + 1, std::memory_order_relaxed);

@@ -4,7 +4,7 @@
 
 namespace {
 
-// A device that was there and is gone has no procedure running, which is what stopping and removing are for.
+// A removed device has no running procedures, which is the purpose of stopping and removing.
 OSStatus onDevice(AudioDeviceID id, OSStatus statusWhenGone,
                   const std::function<OSStatus(braq::DeviceProcedures&)>& work) {
     if (braq::DeviceProcedures::isOnIOThread()) {

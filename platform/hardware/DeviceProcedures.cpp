@@ -9,7 +9,7 @@
 
 namespace {
 
-// Reached without a call, so that its first use on a thread allocates nothing.
+// Initial-exec, so that the first access on a thread does not allocate.
 thread_local bool isInCycle [[gnu::tls_model("initial-exec")]] = false;
 
 braq::IOProcedureID nextProcedureID() {
@@ -170,8 +170,9 @@ void braq::DeviceProcedures::logThrown(const std::string& deviceName) {
     }
 }
 
-// The I/O thread says that it is in a cycle and then takes the list; here the list is replaced and then looked whether it
-// is in one. Both are in one total order, so that a cycle which is not seen here takes the new list.
+// The I/O thread announces that it is in a cycle and then takes the list; this side replaces the list and then checks
+// whether the I/O thread is in a cycle. Both are in one total order, so a cycle that is not seen here takes the new
+// list.
 void braq::DeviceProcedures::replaceMix() {
     std::vector<MixedProcedure> running;
     for (const Entry& entry : mEntries) {
@@ -181,8 +182,7 @@ void braq::DeviceProcedures::replaceMix() {
     }
     auto mix = running.empty() ? nullptr : std::make_unique<CycleMix>(mShape, std::move(running));
     mMix.store(mix.get());
-    // Looked at again and again because the I/O thread spends no system call on saying that it is done. What is left of
-    // a cycle is short.
+    // Polls, because the I/O thread makes no system call to announce its end. The rest of a cycle is short.
     constexpr std::chrono::microseconds pause{20};
     const UInt32 cycle = mCycles.load();
     while (cycle % 2 != 0 && mCycles.load(std::memory_order_acquire) == cycle) {

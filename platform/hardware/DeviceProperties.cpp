@@ -38,7 +38,7 @@ std::vector<UInt32> channelsOfStreams(const DeviceDirection& direction) {
     return channels;
 }
 
-/// Properties that each direction has by itself.
+/// Properties that each direction has separately.
 std::optional<PropertyValue> directionProperty(const DeviceState& state, Direction which, UInt32 selector) {
     const DeviceDirection& direction = state.direction(which);
     switch (selector) {
@@ -55,7 +55,7 @@ std::optional<PropertyValue> directionProperty(const DeviceState& state, Directi
     }
 }
 
-/// Properties of the whole device; they answer in each direction's scope too.
+/// Properties of the whole device, which are also in each direction's scope.
 std::optional<PropertyValue> wholeProperty(const Device& device, const DeviceState& state, UInt32 selector) {
     const braq::DeviceDescription& description = state.description;
     const auto flag = [](bool is) { return PropertyValue::scalar(UInt32{is}); };

@@ -98,7 +98,7 @@ AudioDeviceID braq::Hardware::withUID(const std::string& uid) const {
     return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
 }
 
-// The first driver that names a device which is there decides; last comes the loopback device of a system without server.
+// The first driver with a default device that exists takes precedence; the loopback fallback comes last.
 braq::Hardware::Defaults braq::Hardware::defaults() const {
     Defaults now;
     for (const DriverEntry& entry : mDrivers) {
@@ -158,7 +158,7 @@ AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std:
     return id;
 }
 
-// A stream keeps its id as long as there is one in its place.
+// A stream keeps its id as long as there is one at its index.
 void braq::Hardware::assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction) {
     std::vector<AudioObjectID>& ids = state.streams(direction);
     const std::size_t count = state.direction(direction).streams.size();
@@ -191,7 +191,7 @@ void braq::Hardware::deviceChanged(AudioDeviceID id, DeviceDescription descripti
         after = std::make_shared<const DeviceState>(std::move(state));
         device->state = after;
     }
-    // Here a driver may hold its locks, and preparing for other cycles may wait for one of the driver's.
+    // A driver may hold its locks here, and preparing for other cycles may wait for one of the driver's threads.
     const CycleShape shape = CycleShape::of(after->description);
     if (shape != CycleShape::of(before->description)) {
         mNotifications.run([device, shape] { device->procedures.setShape(shape); });
@@ -218,7 +218,7 @@ void braq::Hardware::propertiesChanged(AudioDeviceID device, const std::vector<A
 
 void braq::Hardware::deviceStopped(AudioDeviceID id) {
     if (const auto device = findDevice(id)) {
-        // Here a driver may hold its locks.
+        // A driver may hold its locks here.
         mNotifications.run([device] { device->procedures.stopAll(); });
     }
 }

@@ -18,11 +18,11 @@ struct Share {
     ChannelPosition position;
     double gain;
 };
-/// Other positions in which one is heard together, where there is a channel for each.
+/// Other positions that together replace one, if there is a channel for each.
 using Shares = std::vector<Share>;
 
-/// Where a position is heard that has no channel of its own, best choice first.
-/// @param from where the channels come from: of a pair at the side and one at the rear neither is to drown the other
+/// The positions that replace a position without its own channel, best choice first.
+/// @param from the input layout: of a side pair and a rear pair, neither must drown the other
 std::vector<Shares> substitutes(ChannelPosition position, const ChannelPositions& from) {
     using enum BRAQChannelPosition;
     const auto several = [](std::initializer_list<ChannelPosition> positions, double gain) {
@@ -60,7 +60,7 @@ std::vector<Shares> substitutes(ChannelPosition position, const ChannelPositions
     return {};
 }
 
-/// The only channel of a side stands in the middle.
+/// A single channel of a layout is a centre.
 ChannelPositions withoutMono(ChannelPositions positions) {
     std::ranges::replace(positions, ChannelPosition::mono, ChannelPosition::frontCenter);
     return positions;
@@ -71,7 +71,7 @@ std::optional<std::size_t> indexOf(ChannelPosition position, const ChannelPositi
     return found == positions.end() ? std::nullopt : std::optional<std::size_t>(found - positions.begin());
 }
 
-/// @return nothing when a channel would be lost
+/// @return nothing if a channel would be lost
 std::optional<Gains> gainsByPosition(const ChannelPositions& from, const ChannelPositions& to) {
     if (!areKnown(from) || !areKnown(to)) {
         return std::nullopt;
@@ -107,7 +107,7 @@ Gains gainsByNumber(std::size_t inputs, std::size_t outputs) {
     return gains;
 }
 
-/// What all inputs at full scale are in the loudest output; at least 1.
+/// The level of the loudest output with all inputs at full scale; at least 1.
 double loudest(const Gains& gains, std::size_t inputs) {
     double most = 1.0;
     for (auto row = gains.begin(); row != gains.end(); row += static_cast<std::ptrdiff_t>(inputs)) {

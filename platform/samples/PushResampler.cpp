@@ -46,7 +46,7 @@ bool PushResampler::finish(FramePlanes& destination) {
     if (!run(nullptr, destination)) {
         return false;
     }
-    // It may round its end the other way.
+    // The converter may round its end differently.
     const SInt64 missing = framesInAll(0) - mFramesOut;
     const SInt64 frames = static_cast<SInt64>(destination.frames()) + missing;
     destination.resize(static_cast<std::size_t>(std::max<SInt64>(frames, 0)));

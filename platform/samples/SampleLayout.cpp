@@ -11,8 +11,8 @@ namespace {
 template <UInt32 bits>
 UInt32 quantise(Float32 sample) {
     constexpr double scale = static_cast<double>(UInt64{1} << (bits - 1));
-    // Adding it leaves a number of 32 bits, rounded, in the lowest bits of the sum; a compiler can do that for several
-    // samples at once.
+    // Adding it leaves the value as a rounded 32-bit integer in the lowest bits of the sum; compilers can do that for
+    // several samples at once.
     constexpr double rounder = 6755399441055744.0; // 1.5 * 2^52
     double scaled = static_cast<double>(sample) * scale;
     scaled = scaled == scaled ? scaled : 0.0;
@@ -28,7 +28,7 @@ void store(Word word, UInt32 bytes, bool isBigEndian, std::byte* destination) {
     }
 }
 
-/// With what it depends on known when it is compiled, so that the loop has no questions in it.
+/// With its parameters known at compile time, so that the loop has no branches.
 template <UInt32 bytes, bool isBigEndian, class Coded>
 void convertAll(const Float32* source, std::size_t count, std::byte* destination, std::size_t stride, Coded coded) {
     for (std::size_t i = 0; i < count; ++i) {

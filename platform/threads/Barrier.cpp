@@ -21,7 +21,7 @@ bool call(membarrier_cmd command) noexcept { return syscall(SYS_membarrier, comm
 
 } // namespace
 
-// No answer is kept: whether the call is allowed counts when a ring is made.
+// The result is not kept: it matters whether the call is allowed when a ring is created.
 void braq::prepareBarrierWhileFree() noexcept {
     if (__libc_single_threaded != 0) {
         call(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);

@@ -28,8 +28,8 @@ class Broker {
     std::string startThread();
 
     std::mutex mMutex;
-    std::vector<Request> mRequests; // guarded by mMutex
-    bool mIsRunning = false;        // guarded by mMutex; cleared by the background thread as its last act
+    std::vector<Request> mRequests; // under mMutex
+    bool mIsRunning = false;        // under mMutex; cleared by the background thread as its last action
 };
 
 // Never destroyed: the background thread may still use it while the process exits.

@@ -24,7 +24,7 @@ integer_t basePriorityOf(const braq::Scheduling& scheduling) {
     return std::clamp(priority, 0, highestBasePriority);
 }
 
-// Every record is one integer that is answered, and zeros.
+// Every record is one integer with a value, and zeros.
 struct Record {
     UInt32 flavor;
     integer_t policy; // 0: fits a thread of any policy

@@ -15,16 +15,16 @@ int workerPriority(integer_t importance) {
     return std::max(1, std::clamp(importance, 1, kHighestImportance) * kHighestWorkerPriority / kHighestImportance);
 }
 
-// The highest priority that the limit allows is left to the I/O threads. Whether the process is bound by its limit at
-// all, only trying shows.
+// The highest priority that the limit allows is reserved for the I/O threads. Only trying shows whether the limit
+// applies to the process.
 int permittedWorkerPriority(thread_act_t thread, int wanted) {
     const int limit = braq::realtimePriorityLimit();
     const bool isBound = limit > 0 && limit <= wanted && !braq::setFIFO(thread, limit + 1);
     return isBound ? std::max(1, limit - 1) : wanted;
 }
 
-// The two calls that put a worker on a fixed priority come one after the other and no state is kept between them: a
-// real-time policy after the first is the sign that the second may go on with it.
+// The two calls that set a fixed priority for a worker follow each other, and no state is kept in between: a real-time
+// policy after the first shows that the second may continue.
 void setTimeshare(thread_act_t thread, const braq::Scheduling& current, bool timeshare) {
     if (timeshare) {
         braq::setTimeshared(thread);
@@ -65,8 +65,8 @@ kern_return_t BRAQThreadMakeIO(thread_act_t thread) {
     if (!braq::isThreadOfThisProcess(thread)) {
         return KERN_INVALID_ARGUMENT;
     }
-    // A limit below the wanted priority is preferred to rtkit: its processor-time limit would hold for workers too,
-    // which have a real-time policy then.
+    // A limit below the wanted priority is preferred to rtkit: rtkit's limit on processor time would also apply to
+    // workers, which then have a real-time policy.
     const int allowed = std::min(BRAQThreadIOPriority, braq::realtimePriorityLimit());
     if (braq::setFIFO(thread, BRAQThreadIOPriority) || (allowed > 0 && braq::setFIFO(thread, allowed))) {
         braq::reportOnce(braq::ThreadKind::io, thread);

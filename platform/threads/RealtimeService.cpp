@@ -14,7 +14,7 @@
 namespace braq {
 namespace {
 
-// Leaves the bus time to start the service.
+// Time for the bus to start the service.
 constexpr int kTimeoutMilliseconds = 5000;
 
 // An error of libdbus that frees itself.
@@ -27,8 +27,8 @@ struct Error : DBusError {
     std::string text() const { return std::string(name) + ": " + message; }
 };
 
-// The service refuses processes that have not limited how long they run at real-time priority without blocking. The
-// hard limit is the one that it looks at.
+// The service refuses processes that have not limited how long they run at real-time priority without blocking. It
+// checks the hard limit.
 void limitRealtimeRun(SInt64 mostMicroseconds) {
     rlimit limit{};
     getrlimit(RLIMIT_RTTIME, &limit);
@@ -39,7 +39,7 @@ void limitRealtimeRun(SInt64 mostMicroseconds) {
     }
 }
 
-// libdbus would start a bus where there is none.
+// Without this check, libdbus would start a bus if there is none.
 bool hasSessionBus() {
     const char* const address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     if (address != nullptr && *address != '\0') {
@@ -101,8 +101,7 @@ RealtimeService::Answer RealtimeService::refused(bool isReached, const std::stri
             isReached ? std::string("no permission for more, and none from ") + mAddress.name + ": " + why : why};
 }
 
-// Process and thread are named as this process sees them. Where it has a numbering of its own, the service that is meant for
-// such processes knows how to translate.
+// Process and thread have the ids that this process sees. In a separate PID namespace, the portal translates them.
 void RealtimeService::raise(const char* method, thread_act_t thread, int priorityType, const void* priority) {
     const Message message = newCall(mAddress.interface, method);
     const auto process = static_cast<dbus_uint64_t>(getpid());

@@ -16,7 +16,7 @@ constexpr int kLowestNice = -20;
 int lowestNiceByLimit() {
     rlimit limit{};
     getrlimit(RLIMIT_NICE, &limit);
-    // The limit counts 1 for nice 19 up to 40 for nice -20, because limits cannot be negative.
+    // The limit is 1 for nice 19 up to 40 for nice -20, because limits cannot be negative.
     return 20 - static_cast<int>(std::min<rlim_t>(limit.rlim_cur, 40));
 }
 
@@ -35,7 +35,7 @@ std::optional<Scheduling> readScheduling(thread_act_t thread) {
     if (policy < 0 || sched_getparam(thread, &parameters) != 0) {
         return std::nullopt;
     }
-    // -1 is a nice value too; only errno tells it from a failure.
+    // -1 is also a valid nice value; only errno tells it from a failure.
     errno = 0;
     const int nice = getpriority(PRIO_PROCESS, static_cast<id_t>(thread));
     if (nice == -1 && errno != 0) {
@@ -58,7 +58,7 @@ bool setTimeshared(thread_act_t thread) {
     if (!current) {
         return false;
     }
-    // Without a privilege the flag can be set but never cleared again.
+    // Without a privilege the flag can be set but never cleared.
     const int policy = SCHED_OTHER | (current->resetOnFork ? SCHED_RESET_ON_FORK : 0);
     const sched_param parameters{};
     return sched_setscheduler(thread, policy, &parameters) == 0;

@@ -16,11 +16,11 @@
 namespace braq {
 namespace {
 
-// A stack that is refused at this size is refused for another reason than its size.
+// If a stack is refused at this size, the reason is not its size.
 constexpr std::size_t kMostStackBytes = 256 * BRAQThreadStackBytes;
 
-// Lives on the heap and is let go by creator and thread: whichever comes last frees it, so that neither touches it
-// after the other has moved on.
+// On the heap, released by creator and thread: the last one frees it, so that neither touches it after the other has
+// moved on.
 struct HandOver {
     const char* name;
     void (*body)(void*);
@@ -44,8 +44,8 @@ void nameThisThread(const char* name) {
     pthread_setname_np(pthread_self(), kept);
 }
 
-// The kernel hands a creator's real-time policy on to its threads; a thread of the library has one only when it was
-// put on it. Leaving a real-time policy needs no permission.
+// The kernel passes a creator's real-time policy on to its threads; a thread of the library has one only if it was set
+// explicitly. Leaving a real-time policy needs no permission.
 void leaveInheritedRealtime() {
     const std::optional<Scheduling> inherited = readScheduling(BRAQThreadSelf());
     if (inherited && inherited->isRealtime()) {

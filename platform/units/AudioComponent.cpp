@@ -20,7 +20,7 @@ std::shared_ptr<braq::Unit> make() {
     return std::make_shared<Kind>();
 }
 
-// A kind of unit is one line.
+// One row per kind of unit.
 constexpr OpaqueAudioComponent components[]{
     {{kAudioUnitType_Output, kAudioUnitSubType_HALOutput, kAudioUnitManufacturer_Platform, 0, 0},
      make<braq::DeviceUnit>},

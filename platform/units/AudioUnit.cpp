@@ -8,7 +8,7 @@ using braq::UnitTable;
 
 namespace {
 
-/// Does `work` on a unit that is there, on a thread that may wait.
+/// Runs `work` on a valid unit, on a thread that may wait.
 template <class Work>
 OSStatus onUnit(AudioUnit reference, Work work) {
     if (!UnitTable::instance().contains(reference)) {

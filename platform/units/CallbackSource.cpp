@@ -42,7 +42,8 @@ OSStatus CallbackSource::call(const AudioTimeStamp& time, UInt32 frames, AudioBu
     try {
         return mCallback.inputProc(mCallback.inputProcRefCon, &flags, &time, bus, frames, list);
     } catch (...) {
-        // Between here and the device's cycle, which reports it, there may be a converter that nothing can be thrown through.
+        // There may be a converter between here and the device's cycle, which reports it; exceptions cannot pass
+        // through that.
         mThrown = std::current_exception();
         return kAudioUnitErr_CannotDoInCurrentContext;
     }

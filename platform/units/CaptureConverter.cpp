@@ -35,9 +35,9 @@ CaptureConverter::CaptureConverter(UInt32 channels, Float64 fromRate, Float64 to
     warmUp();
 }
 
-// libsoxr's queues grow until as much has gone through them as ever will at once. So a second of silence goes through them
-// here, in blocks larger than any later one, which leaves the phase where it was; what of it has not come out yet is dropped
-// when it does.
+// libsoxr's queues grow until the maximum amount has passed through them. So this feeds a second of silence, in blocks
+// larger than any later one, which does not change the phase. Silence that is still inside is dropped when it comes
+// out.
 void CaptureConverter::warmUp() {
     const auto second = static_cast<UInt32>(std::lround(mFromRate));
     mToDrop = static_cast<UInt64>(std::llround(mToRate / mFromRate * second));
@@ -91,7 +91,7 @@ void CaptureConverter::reset() {
 }
 
 UInt32 CaptureConverter::mostFrames(UInt32 frames) const noexcept {
-    constexpr UInt32 block = 2048; // that libsoxr may give out at once when it has had enough for it
+    constexpr UInt32 block = 2048; // maximum that libsoxr outputs at once when it has enough input
     return static_cast<UInt32>(std::ceil(frames * mToRate / mFromRate)) + block;
 }
 

@@ -52,13 +52,13 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
         mTime.mHostTime = slice.time.mHostTime + static_cast<UInt64>(offset * nanosecondsPerSecond / mDeviceRate);
         mTime.mRateScalar = slice.time.mRateScalar;
         if (!collect(slice, offset, frames)) {
-            break; // the device has fewer channels than it said: it is about to say so
+            break; // the device has fewer channels than it stated: a notification is about to follow
         }
         if (!mConverter) {
             deliver(mRoutedPlanes.data(), frames, lastError);
             continue;
         }
-        // What comes out first went in before this slice.
+        // The first output frames are older than this slice.
         mTime.mHostTime -= static_cast<UInt64>(mConverter->heldFrames() * nanosecondsPerSecond / mDeviceRate);
         const UInt32 converted = mConverter->convert(mRoutedPlanes.data(), frames, mConvertedPlanes.data(),
                                                      mConverter->mostFrames(mSliceFrames));
@@ -103,7 +103,7 @@ OSStatus DeviceCapture::call(UInt32 frames) noexcept {
     try {
         return mCallback.inputProc(mCallback.inputProcRefCon, &flags, &time, recordBus, frames, nullptr);
     } catch (...) {
-        mThrown = std::current_exception(); // until the rest of the slice has been called back for
+        mThrown = std::current_exception(); // until the rest of the slice was delivered
         return kAudioUnitErr_CannotDoInCurrentContext;
     }
 }

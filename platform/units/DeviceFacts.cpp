@@ -7,7 +7,7 @@
 namespace braq {
 namespace {
 
-/// The device as it is now, and its id where the default one was asked for.
+/// The device as it is now, and its id if the default was requested.
 std::optional<Hardware::Object> findDevice(AudioDeviceID& device, bool records) {
     const Hardware& hardware = Hardware::instance();
     if (device == kAudioObjectUnknown) {

@@ -55,7 +55,7 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
         }
         mVolume.apply(*slice.output, slice.frames, volume, mDeviceRate);
     }
-    // What is held is not heard any more where the device is not what it was: nobody is to wait for it.
+    // If the device has changed, held frames will not be played: nobody must wait for them.
     mHolds.store(isFitting && holdsFrames(), std::memory_order_relaxed);
     mSlices.store(entered + 1, std::memory_order_release);
     if (mSource != nullptr) {
@@ -65,7 +65,7 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
     }
 }
 
-// A device that has changed is about to say so.
+// If the device has changed, a notification is about to follow.
 bool DevicePlayback::fits(const IOSlice& slice) const noexcept {
     const AudioBufferList& list = *slice.output;
     return slice.nominalRate == mDeviceRate && list.mNumberBuffers == mDevicePlanes.size() &&
@@ -107,7 +107,7 @@ void DevicePlayback::passTime(Float64 frames) noexcept {
 
 void DevicePlayback::convert(float* const* planes, UInt32 frames) noexcept {
     const Float64 ratio = mSampleRate / mDeviceRate;
-    passTime(mConverter->heldFrames()); // which come before the next one that is pulled
+    passTime(mConverter->heldFrames()); // held frames come before the next one that is pulled
     if (mAsking == Asking::procedures || !mSourceIsUsedUp) {
         mConverter->render(frames, planes, ratio, pullInput, this);
         return;
@@ -135,8 +135,9 @@ bool DevicePlayback::holdsFrames() const noexcept {
     return (mConverter && mConverter->heldFrames() > 0.0) || (mSource != nullptr && mSource->holdsFrames());
 }
 
-// The I/O thread says that it is in a slice and then looks whether to ask; here it is told and then looked whether it is
-// in one. Both are in one total order, so that a slice which is not seen here asks nobody.
+// The I/O thread announces that it is in a slice and then checks whether it may call; this side stops calls and then
+// checks whether the I/O thread is in a slice. Both are in one total order, so a slice that is not seen here calls
+// nothing.
 void DevicePlayback::endCallbacks() noexcept {
     constexpr std::chrono::microseconds pause{20};
     mIsAsking.store(false);

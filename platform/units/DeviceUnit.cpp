@@ -16,7 +16,7 @@ namespace {
 constexpr AudioUnitElement playbackElement = 0;
 constexpr AudioUnitElement recordElement = 1;
 
-// Whose input callback is running on this thread. Reached without a call, so that its first use allocates nothing.
+// The unit whose input callback runs on this thread. Initial-exec, so that the first access does not allocate.
 thread_local const DeviceUnit* calledBack [[gnu::tls_model("initial-exec")]] = nullptr;
 
 class CallingBack {
@@ -48,7 +48,7 @@ DeviceUnit::DeviceUnit() : mSides{}, mSliceLimit(0) {
     rememberDevice();
 }
 
-// Whoever initialised it last may have found it just before it was disposed of.
+// The last initialisation may have come just before the unit was disposed of.
 DeviceUnit::~DeviceUnit() {
     if (mIsInitialized) {
         removeIOProcedure(mFacts.id, mProcedure);
@@ -78,7 +78,7 @@ OSStatus DeviceUnit::initialize() {
     mWatch = std::make_unique<AudioUnit>(reference());
     AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
     mIsInitialized = true;
-    followDevice(); // which may have changed before it was listened to
+    followDevice(); // the device may have changed before the listener was added
     return 0;
 }
 
@@ -97,7 +97,7 @@ OSStatus DeviceUnit::uninitialize() {
             watch = std::move(mWatch);
         }
     }
-    // Without the lock, which the listeners that are waited for may want.
+    // Without the lock: this waits for listeners, which may want it.
     if (watch != nullptr) {
         AudioObjectRemovePropertyListener(device, &anyProperty, deviceListener, watch.get());
     }
@@ -161,7 +161,7 @@ OSStatus DeviceUnit::start() {
     if (mRuns || mPrepared != 0) {
         return mPrepared;
     }
-    // The device may be free to run at the client's rate, which takes a conversion less.
+    // The device may be able to run at the client's rate, which saves a conversion.
     const bool plays = mSides[playbackElement].isEnabled;
     preferRate(mFacts.id, mSides[plays ? playbackElement : recordElement].client.mSampleRate);
     followDevice();
@@ -206,8 +206,8 @@ void DeviceUnit::waitUntilHeard() const {
     if (mPlayback == nullptr) {
         return;
     }
-    // As for the end of a cycle, it is looked again and again: the I/O thread spends no system call on saying so. A device
-    // that stands still, or is stepped by this very thread, is given up.
+    // Polls, as for the end of a cycle: the I/O thread makes no system call to announce it. Gives up on a device that
+    // stands still, or is stepped by this very thread.
     constexpr std::chrono::microseconds pause{500};
     constexpr Float64 cycles = 3.0;
     constexpr std::chrono::duration<Float64> moment{0.1};
@@ -223,7 +223,7 @@ void DeviceUnit::waitUntilHeard() const {
     }
 }
 
-// What a listener hears of is what has changed then, even if it has changed back by the time it is told.
+// A listener sees the state after its change, even if it has changed back by the time it is called.
 void DeviceUnit::setRunning(bool isRunning) {
     mIsRunning.store(isRunning, std::memory_order_release);
     const auto self = std::static_pointer_cast<DeviceUnit>(shared_from_this());
@@ -243,7 +243,7 @@ void DeviceUnit::deviceChanged() {
 
 void DeviceUnit::followDevice() {
     const auto facts = findDeviceFacts(mFacts.id, false);
-    // A device that goes, or stops by itself, stops its procedures.
+    // A device that is removed, or stops by itself, stops its procedures.
     if (mRuns && (!facts || !isIOProcedureStarted(mFacts.id, mProcedure))) {
         mRuns = false;
         setRunning(false);
@@ -252,7 +252,7 @@ void DeviceUnit::followDevice() {
         return;
     }
     DeviceFacts same = *facts;
-    same.bufferFrames = mFacts.bufferFrames; // cycles of any size are cut to slices
+    same.bufferFrames = mFacts.bufferFrames; // cycles of any size are split into slices
     if (same == mFacts) {
         return;
     }

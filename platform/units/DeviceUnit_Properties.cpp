@@ -11,14 +11,14 @@ namespace {
 
 constexpr UInt32 sliceLimitWithoutDevice = 512;
 
-// Inside a listener the property reads as the change that the listener is told of has left it.
+// Inside a listener the property reads as the state after the change being notified.
 struct NotifiedValue {
     const Unit* unit = nullptr;
     bool isRunning = false;
 };
 thread_local NotifiedValue notified;
 
-/// Input 0 and output 1 are what the unit's user deals in; the other two are the device.
+/// Input 0 and output 1 are the client's side; the other two are the device's.
 bool isClientSide(const UnitPropertyAddress& address) {
     return (address.scope == kAudioUnitScope_Input) == (address.element == 0);
 }
@@ -30,7 +30,7 @@ OSStatus checkSideAddress(const UnitPropertyAddress& address) {
     return address.element <= 1 ? 0 : kAudioUnitErr_InvalidElement;
 }
 
-/// Whether it names one of the directions as a whole: output 0 or input 1.
+/// Whether it addresses a whole direction: output 0 or input 1.
 OSStatus checkDirectionAddress(const UnitPropertyAddress& address) {
     const OSStatus status = checkSideAddress(address);
     return status != 0 ? status : isClientSide(address) ? kAudioUnitErr_InvalidElement : 0;
@@ -43,7 +43,7 @@ OSStatus checkGlobalAddress(const UnitPropertyAddress& address) {
     return address.element == 0 ? 0 : kAudioUnitErr_InvalidElement;
 }
 
-/// Which of the checks goes with a property; nothing for an unknown property.
+/// The check for a property; nothing for an unknown property.
 std::optional<OSStatus> checkDeviceAddress(const UnitPropertyAddress& address) {
     switch (address.property) {
     case kAudioUnitProperty_StreamFormat:
@@ -127,7 +127,7 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
     if (const OSStatus status = checkDeviceAddress(address).value_or(kAudioUnitErr_InvalidProperty)) {
         return status;
     }
-    // Not under the lock: stopping holds it until the last frame is heard.
+    // Without the lock: stopping holds it until the last frame was heard.
     if (address.property == kAudioOutputUnitProperty_IsRunning) {
         const bool isRunning = notified.unit == this ? notified.isRunning : mIsRunning.load(std::memory_order_acquire);
         return answer(UInt32{isRunning}, size, data, wrongUnitPropertySize);
@@ -248,7 +248,7 @@ OSStatus DeviceUnit::setEnabled(const UnitPropertyAddress& address, const void* 
     const OSStatus status = take(value, size, data, wrongUnitPropertySize);
     if (status == 0) {
         mSides[address.element].isEnabled = value != 0;
-        rememberDevice(); // which may now be another default
+        rememberDevice(); // the default device may have changed
     }
     return status;
 }
@@ -295,7 +295,7 @@ OSStatus DeviceUnit::setDownmix(const void* data, UInt32 size) {
     return prepareAgain();
 }
 
-// Routes are made with everything else that is ready for the device.
+// Routing is set up together with everything else for the device.
 OSStatus DeviceUnit::prepareAgain() {
     if (mIsInitialized) {
         mPrepared = prepare();

@@ -13,7 +13,7 @@ OSStatus makeUnit(const AudioComponentDescription& description, AudioUnit* unit)
     return isMade ? 0 : kAUGraphErr_InvalidAudioUnit;
 }
 
-// Output units are the sinks: their type says so before they are made.
+// Output units are the sinks: their type is known before they are created.
 bool isOutput(const AudioComponentDescription& description) {
     return description.componentType == kAudioUnitType_Output;
 }
@@ -126,7 +126,8 @@ OSStatus Graph::connect(AUNode source, UInt32 sourceOutput, AUNode destination, 
     return 0;
 }
 
-// Each after those that it pulls from: a node has as many connections between it and the end as those before it have more.
+// Each unit after those that it pulls from: the number of connections from a node to the output decreases along the
+// way.
 std::vector<Graph::Node*> Graph::inOrderOfConnections() {
     std::vector<Node*> ordered;
     for (Node& node : mNodes) {
@@ -171,7 +172,7 @@ OSStatus Graph::initialize() {
     return status;
 }
 
-// The output first: while it runs it pulls from the others.
+// The output first: while it runs, it pulls from the others.
 OSStatus Graph::uninitializeNodes() {
     OSStatus status = 0;
     if (mIsInitialized) {

@@ -50,7 +50,7 @@ AudioUnit UnitTable::add(std::shared_ptr<Unit> unit) {
     return reference;
 }
 
-// A reference that was never handed out is no place's either.
+// A reference that was never handed out does not match any place either.
 UnitTable::Place* UnitTable::placeOf(AudioUnit reference) const noexcept {
     const auto number = static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference)) - 1; // null: the largest
     if (number >= placesInABlock * mostBlocks) {
@@ -71,8 +71,8 @@ std::shared_ptr<Unit> UnitTable::find(AudioUnit reference) const {
     return place != nullptr ? place->owned : nullptr;
 }
 
-// A user says that there is one and then looks whether the unit is still there; here it goes and then it is looked for
-// users. Both are in one total order, so that a user who is not seen here finds no unit.
+// A user announces itself and then checks whether the unit is still there; this side removes the unit and then checks
+// for users. Both are in one total order, so a user that is not seen here finds no unit.
 UnitTable::Use::Use(AudioUnit reference) noexcept : mPlace(instance().placeOf(reference)) {
     if (mPlace == nullptr) {
         return;
@@ -97,14 +97,14 @@ std::shared_ptr<Unit> UnitTable::take(AudioUnit reference) {
     }
     const UInt32 turn = place->turn.fetch_add(1) + 1;
     auto unit = std::move(place->owned);
-    lock.unlock(); // users may want to find units
+    lock.unlock(); // users may need it to find units
     constexpr std::chrono::microseconds pause{20};
-    while (place->users.load() != 0) { // an I/O thread spends no system call on saying that it is done
+    while (place->users.load() != 0) { // an I/O thread makes no system call to announce its end
         std::this_thread::sleep_for(pause);
     }
     lock.lock();
     place->unit.store(nullptr, std::memory_order_relaxed);
-    // One place less in a process rather than a reference that is used again.
+    // Better to lose a place than to reuse a reference.
     constexpr UInt32 lastTurn = ~UInt32{0} - 1;
     if (turn < lastTurn) {
         mFree.push_back(static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference)) - 1);

@@ -49,7 +49,7 @@ UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTim
     mTime.mSampleTime = sampleTime;
     mAsking = asking;
     mRatio = mRatioAtRateOne * static_cast<Float64>(mRate.load(std::memory_order_relaxed));
-    passTime(mConverter.heldFrames()); // which come before the next one that is pulled
+    passTime(mConverter.heldFrames()); // held frames come before the next one that is pulled
     if (asking == Asking::procedures) {
         mFromIsUsedUp = false;
         mConverter.render(frames, planes, mRatio, pullInput, this);
@@ -85,11 +85,11 @@ OSStatus VarispeedSource::render(const AudioTimeStamp& time, UInt32 frames, Audi
     if (frames > mSliceLimit) {
         return kAudioUnitErr_TooManyFramesToProcess;
     }
-    if (list == nullptr || !mList.isOfShape(*list)) { // before frames are pulled that would be lost
+    if (list == nullptr || !mList.isOfShape(*list)) { // before pulling frames that would be lost
         return kAudio_ParamError;
     }
     pull(frames, mPlanes.get(), time, Asking::procedures);
-    takeThrown(); // has become silence, which is all that the caller can be told
+    takeThrown(); // the slice is silent, which is all that can be reported
     return mList.putIntoList(mPlanes.get(), frames, list);
 }
 

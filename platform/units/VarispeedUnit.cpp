@@ -11,7 +11,7 @@ namespace braq {
 namespace {
 
 constexpr Float64 usualSampleRate = 44100.0;
-constexpr UInt32 initialSliceLimit = 1156; // a slice of 1,024 frames at 44.1 kHz, asked for at 48 kHz, and some more
+constexpr UInt32 initialSliceLimit = 1156; // a slice of 1,024 frames at 44.1 kHz, requested at 48 kHz, plus a margin
 constexpr float slowest = 1.0F / 32.0F;
 constexpr float fastest = 32.0F;
 
@@ -88,7 +88,7 @@ OSStatus VarispeedUnit::property(const UnitPropertyAddress& address, void* data,
         return answer(format(address.scope).mSampleRate, size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_ElementCount: return answer(UInt32{1}, size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_MaximumFramesPerSlice: return answer(mSliceLimit, size, data, wrongUnitPropertySize);
-    // What the filter needs to look ahead is pulled ahead, with time stamps that say so.
+    // The filter's lookahead is pulled ahead, with matching time stamps.
     case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongUnitPropertySize);

@@ -10,7 +10,7 @@ void braq::VolumeRamp::apply(AudioBufferList& list, UInt32 frames, float target,
         mStep = (target - mGain) / static_cast<float>(mLeft);
     }
     const UInt32 ramp = std::min(frames, mLeft);
-    const float steady = ramp == mLeft ? mTarget : 1.0F; // what lies beyond the ramp is as long as nothing otherwise
+    const float steady = ramp == mLeft ? mTarget : 1.0F; // gain after the fade, if it ends in this slice
     for (UInt32 channel = 0; channel < list.mNumberBuffers; ++channel) {
         auto* samples = static_cast<float*>(list.mBuffers[channel].mData);
         if (samples == nullptr) {

@@ -13,7 +13,7 @@ struct Extension {
     AudioFileTypeID type;
 };
 
-// Where types share an extension, the canonical one stands first.
+// If types share an extension, the default type comes first.
 constexpr Extension extensions[] = {
     {"wav", kAudioFileWAVEType},     {"wav", kAudioFileRF64Type},      {"wave", kAudioFileWAVEType},
     {"aif", kAudioFileAIFFType},     {"aif", kAudioFileAIFCType},      {"aiff", kAudioFileAIFFType},
@@ -48,7 +48,7 @@ constexpr Entry pcmOfMPEG4[] = {{integer, 16}, {integer | bigEndian, 16}, {integ
 constexpr Entry pcmOfNext[] = {{integer | bigEndian, 8},  {integer | bigEndian, 16},  {integer | bigEndian, 24},
                                {integer | bigEndian, 32}, {floating | bigEndian, 32}, {floating | bigEndian, 64}};
 
-// The flags of lossless codings tell the depth of the source: 1 is 16 bits, 3 is 24.
+// The flags of lossless codings state the bit depth of the source: 1 is 16 bits, 3 is 24.
 constexpr Entry lossless[] = {{1, 0}, {3, 0}};
 constexpr Entry lowComplexity[] = {{2, 0}}; // the flags of AAC are its object type
 constexpr Entry noFlags[] = {{0, 0}};
@@ -60,7 +60,7 @@ struct Holding {
     AudioFileTypeID type;
     UInt32 formatID;
     std::span<const Entry> entries;
-    FileMuxer muxer; // without a name where it is only read
+    FileMuxer muxer; // without a name if it cannot be written
 };
 
 using Correction = FileMuxer::Correction;
@@ -69,7 +69,7 @@ constexpr FileMuxer readOnly{nullptr, "", 0};
 constexpr FileMuxer mpeg4{"mp4", "", unlimited};
 
 const Holding holdings[] = {
-    // A file that outgrows what WAVE can state becomes an RF64 when it is closed.
+    // A file that exceeds the sizes of WAVE becomes RF64 when it is closed.
     {kAudioFileWAVEType, kAudioFormatLinearPCM, pcmOfWAVE, {"wav", "rf64=auto", unlimited}},
     {kAudioFileRF64Type, kAudioFormatLinearPCM, pcmOfWAVE, {"wav", "rf64=always", unlimited, Correction::sampleCount}},
     {kAudioFileAIFFType, kAudioFormatLinearPCM, pcmOfAIFF, {"aiff", "", sizesOf32Bits}},
@@ -81,7 +81,7 @@ const Holding holdings[] = {
     {kAudioFileM4AType, kAudioFormatMPEG4AAC, lowComplexity, {"ipod", "", unlimited}},
     {kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, lowComplexity, mpeg4},
     {kAudioFileMPEG4Type, kAudioFormatAppleLossless, lossless, mpeg4},
-    // The library's MPEG-4 writer takes no linear PCM; its QuickTime writer does, and differs in the brand.
+    // libav's MPEG-4 muxer does not accept linear PCM; its QuickTime muxer does, and differs in the brand.
     {kAudioFileMPEG4Type, kAudioFormatLinearPCM, pcmOfMPEG4, {"mov", "brand=mp42", unlimited}},
     {kAudioFileFLACType, kAudioFormatFLAC, lossless, {"flac", "", unlimited}},
     {kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, lowComplexity, {"adts", "", unlimited}},
@@ -96,7 +96,7 @@ const Holding* findHolding(AudioFileTypeID type, UInt32 formatID) {
     return found == std::end(holdings) ? nullptr : found;
 }
 
-// Not the C library's: a locale may have other ideas of what "AIFF" is in lower case.
+// Not the C library's: the result for "AIFF" may depend on the locale.
 char lowerCase(char character) {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }

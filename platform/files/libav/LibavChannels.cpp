@@ -37,7 +37,7 @@ ChannelPositions positionsOf(const AVChannelLayout& layout) {
     return positions;
 }
 
-// libav's own is the same, but for four channels.
+// Same as libav's own, except for four channels.
 void setUsualLayout(UInt32 channels, AVChannelLayout& layout) {
     constexpr UInt32 quadraphonic = 4;
     if (channels == quadraphonic) {

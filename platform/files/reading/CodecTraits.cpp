@@ -8,14 +8,14 @@
 namespace braq {
 namespace {
 
-// AAC blocks overlap, and spectral band replication looks one block further back. Noise that stands for noise comes from a
-// generator that runs on from packet to packet. To start anew costs as much as twenty packets or so, and to go to a frame
-// costs decoding from the last new start on: some milliseconds.
+// AAC blocks overlap, and spectral band replication looks one block further back. Noise substitution uses a generator
+// that runs on from packet to packet. A restart costs about as much as twenty packets; a seek costs decoding from the
+// last restart: some milliseconds.
 constexpr UInt32 aacPreroll = 3;
 constexpr UInt32 aacRestart = 1536 * 1024;
-// Opus decoders converge: after a second of packets of the kind that is made for music, differences are below the last bit
-// of nearly all sounds, and after 1.5 seconds of all that were tried. Of low-rate speech, traces 100 dB below full scale can
-// stay, where voiced sounds are predicted from each other without a break.
+// Opus decoders converge: after a second of music packets, differences are below the last bit for nearly all sounds,
+// and after 1.5 seconds for all that were tried. With low-rate speech, traces 100 dB below full scale can stay where
+// voiced sounds are predicted from each other without a break.
 constexpr UInt32 opusForgetting = 72000;
 constexpr UInt32 longestOpusPacket = 5760;
 constexpr UInt32 opusPreroll = opusForgetting + longestOpusPacket;

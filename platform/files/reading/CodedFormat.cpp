@@ -8,7 +8,7 @@ namespace {
 
 constexpr int triedPackets = 16;
 
-// Lossless codings say in their flags what depth they hold.
+// Lossless codings state their bit depth in the flags.
 UInt32 depthFlag(UInt32 bits) {
     switch (bits) {
     case 16: return 1;
@@ -19,7 +19,7 @@ UInt32 depthFlag(UInt32 bits) {
     }
 }
 
-// AAC says which of its object types it is; the usual one, low complexity, has the number 2.
+// AAC states its object type; the usual one, low complexity, is number 2.
 constexpr UInt32 objectTypeLowComplexity = 2;
 
 } // namespace

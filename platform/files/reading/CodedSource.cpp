@@ -7,7 +7,7 @@
 namespace braq {
 namespace {
 
-// Decoding on to a frame that is this near costs no more than starting anew before it.
+// Decoding on to a frame this near costs no more than a restart before it.
 constexpr SInt64 nearFrames = 4096;
 
 } // namespace
@@ -50,7 +50,7 @@ UInt32 CodedSource::read(SInt64 first, UInt32 frames, float* const* planes) {
     return done;
 }
 
-// Whether decoding on is the way to a frame.
+// Whether decoding on reaches a frame.
 bool CodedSource::isAhead(SInt64 codedFrame) const {
     if (!mIsPlaced || codedFrame < mEnd) {
         return false;
@@ -60,7 +60,7 @@ bool CodedSource::isAhead(SInt64 codedFrame) const {
     return mCoding.restartFrames == 0 ? isNear : isSameStretch && (isNear || mCoding.isForgetful == nullptr);
 }
 
-// Decodes up to a frame, or places the packets where decoding on leads to it. @return whether there is anything
+// Decodes up to a frame, or positions the packets so that decoding on leads to it. @return whether there is anything
 bool CodedSource::seek(SInt64 codedFrame) {
     if (mCoding.restartFrames == 0) {
         start(codedFrame);
@@ -79,7 +79,7 @@ bool CodedSource::seek(SInt64 codedFrame) {
     return true;
 }
 
-// Decodes up to a frame from shortly before it. @return whether what comes out is what it is from anywhere
+// Decodes up to a frame from shortly before it. @return whether the result is the same as from anywhere
 bool CodedSource::startNear(SInt64 codedFrame) {
     start(codedFrame);
     bool isSettled = false;
@@ -98,7 +98,7 @@ bool CodedSource::hasForgotten() const {
     return mCoding.isForgetful != nullptr && mForgetful >= mCoding.forgettingFrames;
 }
 
-// Places the packets so that decoding on gets a frame and all that follow it right.
+// Positions the packets so that decoding on gets a frame and all following frames right.
 void CodedSource::start(SInt64 codedFrame) {
     mWanted = codedFrame;
     mForgetful = 0;
@@ -117,7 +117,7 @@ bool CodedSource::decodeNext() {
     }
     const SInt64 spanEnd = span.firstFrame + span.frames;
     const bool isWanted = spanEnd > mWanted;
-    // What a decoder says about packets whose beginnings it was not given is no news.
+    // A decoder's messages about packets whose predecessors it did not get are of no interest.
     const LibavLogScope scope(mFile->path(), isWanted ? mFile->libavLinesLeft() : nullptr);
     const int error = span.isDamaged ? AVERROR_INVALIDDATA : mDecoder->decode(*mPacket);
     const bool isForgetful =
@@ -133,12 +133,12 @@ bool CodedSource::decodeNext() {
     mBegin = std::min(mEnd, span.firstFrame);
     mEnd = std::max(mEnd, spanEnd);
     if (mCoding.restartFrames != 0) {
-        // What lies beyond is decoded anew, so that it is the same from wherever it is come to.
+        // Frames beyond are decoded again after the restart, so that they are the same wherever reading began.
         const SInt64 stretchEnd = stretchBegin() + mCoding.restartFrames;
         mBegin = std::max(mBegin, stretchBegin());
         mEnd = std::min(mEnd, stretchEnd);
         if (spanEnd == stretchEnd && hasForgotten()) {
-            mWanted = stretchEnd; // decoding on is as good
+            mWanted = stretchEnd; // decoding on is just as good
         }
     }
     mBlockBegin = span.firstFrame;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr UInt32 deliveredAtOnce = 4096;
 
-// What stands between a file and one client format.
+// The conversion between a file and one client format.
 struct Conversion {
     Conversion(SampleSource& source, const AudioStreamBasicDescription& client)
         : format(client),
@@ -27,8 +27,8 @@ struct Conversion {
     }
     const AudioStreamBasicDescription format;
     MixedSource mixed;
-    std::optional<RateConverter> rate; // where the rates differ
-    Planes interleaved;                // planes of what is to be interleaved
+    std::optional<RateConverter> rate; // if the rates differ
+    Planes interleaved;                // planes to be interleaved
 };
 
 class SourceReader final : public FileReader {
@@ -61,7 +61,7 @@ class SourceReader final : public FileReader {
 
     const std::unique_ptr<SampleSource> mSource;
     std::unique_ptr<Conversion> mConversion; // never null
-    SInt64 mPosition = 0;                    // in the file, while the rates are the same
+    SInt64 mPosition = 0;                    // in the file, if the rates are equal
     std::vector<float*> mPlanes;
 };
 
@@ -86,7 +86,7 @@ OSStatus SourceReader::seek(SInt64 frame) {
     if (frame < 0) {
         return kExtAudioFileError_InvalidSeek;
     }
-    mPosition = std::min(frame, facts().lengthFrames); // the end is where everything beyond it is
+    mPosition = std::min(frame, facts().lengthFrames); // clamped to the end
     if (mConversion->rate) {
         mConversion->rate->seek(mPosition);
     }

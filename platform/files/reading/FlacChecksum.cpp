@@ -2,7 +2,7 @@
 
 #include <array>
 
-// The loop over a step is to be unrolled; this compiler does so at this level only.
+// The loop over a step must be unrolled; this compiler does so at this level only.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC optimize("O3")
 #endif
@@ -11,9 +11,9 @@ namespace braq {
 namespace {
 
 constexpr UInt32 polynomial = 0x8005; // the highest bit of each byte comes first
-constexpr std::size_t step = 16;      // bytes at a time: only from one step to the next there is something to wait for
+constexpr std::size_t step = 16;      // bytes at a time: only one step depends on the one before
 
-// What a byte leaves in the sum when so many others of its step come after it.
+// The effect of a byte on the sum when this many other bytes of its step follow it.
 using Tables = std::array<std::array<UInt16, 256>, step>;
 
 constexpr Tables makeTables() {

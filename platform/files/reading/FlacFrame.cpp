@@ -12,7 +12,7 @@ extern "C" {
 namespace braq {
 namespace {
 
-// Goes through the bytes of a header; what lies beyond them is an error that `isGood` remembers.
+// Reads the bytes of a header. Reading beyond them is an error that `isGood` reports.
 class Reader {
   public:
     explicit Reader(std::span<const std::uint8_t> bytes) : mBytes(bytes) {}
@@ -24,7 +24,7 @@ class Reader {
         }
         return mBytes[mPosition++];
     }
-    // A number coded as UTF-8 codes characters, with up to 36 bits.
+    // A number in UTF-8 coding, with up to 36 bits.
     SInt64 number() {
         const UInt32 first = byte();
         if (first < 0x80) {
@@ -96,7 +96,7 @@ FlacStream flacStream(const std::uint8_t (&block)[flacStreamInfoBytes]) {
 }
 
 std::optional<FlacFrame> flacFrame(std::span<const std::uint8_t> bytes, const FlacStream& stream) {
-    // The sync code, and a bit that tells whether the number below counts packets (0) or frames (1).
+    // The sync code, and a bit that says whether the number below counts packets (0) or frames (1).
     if (bytes.size() < 6 || bytes[0] != 0xFF || (bytes[1] & 0xFE) != 0xF8) {
         return {};
     }
@@ -119,7 +119,7 @@ std::optional<FlacFrame> flacFrame(std::span<const std::uint8_t> bytes, const Fl
     }
     frame.firstFrame = countsFrames ? number : number * stream.longestBlock;
     frame.headerBytes = static_cast<UInt32>(4 + reader.position() + 1);
-    // With its checksum behind it, the remainder is 0.
+    // Including its checksum, the remainder is 0.
     const bool isWhole = reader.byte() <= 0xFF && reader.isGood() &&
                          av_crc(av_crc_get_table(AV_CRC_8_ATM), 0, bytes.data(), frame.headerBytes) == 0;
     return isWhole ? std::optional(frame) : std::nullopt;

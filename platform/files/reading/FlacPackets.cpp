@@ -10,7 +10,8 @@ namespace {
 
 constexpr std::size_t windowBytes = std::size_t{256} * 1024;
 
-// No packet is longer: beside headers, the coding falls back to plain samples, one bit wider for a difference channel.
+// An upper bound of a packet: besides headers, the coding falls back to plain samples, one bit wider for a side
+// channel.
 SInt64 longestPacket(const FlacStream& stream) {
     return SInt64{stream.longestBlock} * stream.channels * (stream.bitsPerSample + 1) / 8 + 1024;
 }
@@ -24,7 +25,7 @@ std::optional<FlacFrame> FlacPackets::frameAt(SInt64 offset) {
     return flacFrame(mWindow.at(offset, flacHeaderBytes), mStream);
 }
 
-// The first header from `from` on, before `to`, of a packet that begins at or after a frame.
+// The first header at or after `from`, before `to`, of a packet that begins at or after a frame.
 std::optional<FlacPackets::Place> FlacPackets::findHeader(SInt64 from, SInt64 to, SInt64 afterFrame) {
     for (SInt64 offset = from; offset < to;) {
         const auto bytes = mWindow.at(offset, flacHeaderBytes);
@@ -52,12 +53,12 @@ bool FlacPackets::isWhole(SInt64 begin, SInt64 end) {
     return bytes.size() >= length && flacChecksum(bytes.first(length)) == 0;
 }
 
-// The packet that goes on where this one ends, if there is one: behind bytes whose checksum is right, else the first that
-// claims to be it.
+// The packet that follows this one, if there is one: after bytes with a correct checksum, else the first that claims to
+// be it.
 std::optional<FlacPackets::Successor> FlacPackets::following(const Place& place) {
     const SInt64 frame = place.frame.firstFrame + place.frame.frames;
     const SInt64 to = std::min(mEnd, place.offset + longestPacket(mStream));
-    // All that is looked at here, so that the window does not go back and forth.
+    // Everything read here at once, so that the window does not move back and forth.
     mWindow.at(place.offset, static_cast<std::size_t>(to - place.offset));
     std::optional<Place> claims;
     SInt64 from = place.offset + place.frame.headerBytes;
@@ -74,7 +75,7 @@ std::optional<FlacPackets::Successor> FlacPackets::following(const Place& place)
     return claims ? std::optional(Successor{*claims, false}) : std::nullopt;
 }
 
-// The first packet in a part of the file that is proved to be one by its checksum.
+// The first packet in a part of the file that is verified by its checksum.
 std::optional<FlacPackets::Place> FlacPackets::findPacket(SInt64 from, SInt64 to) {
     while (const auto candidate = findHeader(from, to, 0)) {
         const auto after = following(*candidate);
@@ -112,9 +113,9 @@ void FlacPackets::seek(SInt64 frame) {
         return;
     }
     Place low = *first;       // at or before the frame
-    SInt64 highOffset = mEnd; // where the first packet beyond the frame is, or earlier
+    SInt64 highOffset = mEnd; // at or before the first packet beyond the frame
     SInt64 highFrame = mFrames;
-    bool halve = false; // every other time, for files that are very uneven
+    bool halve = false; // alternate with bisection, for files with very uneven packets
     while (highOffset - low.offset > static_cast<SInt64>(windowBytes) / 4) {
         const SInt64 bytes = highOffset - low.offset;
         const Float64 part = static_cast<Float64>(frame - low.frame.firstFrame) /
@@ -137,7 +138,7 @@ void FlacPackets::seek(SInt64 frame) {
     }
 }
 
-// Goes to the next packet. @return where the one that was left ends
+// Advances to the next packet. @return the end of the previous one
 SInt64 FlacPackets::step(PacketSpan& span) {
     const Place place = *mNext;
     const auto after = following(place);
@@ -145,7 +146,7 @@ SInt64 FlacPackets::step(PacketSpan& span) {
     const SInt64 end = after ? after->place.offset : std::min(mEnd, place.offset + longestPacket(mStream));
     span = {place.frame.firstFrame, place.frame.frames, after ? !after->isProved : !isWhole(place.offset, end)};
     if (!mNext && span.isDamaged) {
-        // Its end is lost with the beginning of the next one; what follows is found by what proves itself.
+        // Its end is lost together with the begin of the next one; the next verified packet is searched.
         mNext = findPacket(place.offset + 1, mEnd);
         while (mNext && mNext->frame.firstFrame <= place.frame.firstFrame) {
             mNext = findPacket(mNext->offset + 1, mEnd);

@@ -9,10 +9,10 @@
 namespace braq {
 namespace {
 
-// Enough to tell every kind that is read here; the default would have noise looked through for a megabyte.
+// Sufficient to detect every supported format; with the default, noise would be searched for a megabyte.
 constexpr unsigned longestProbe = 64 * 1024;
 
-// From version 7 on, libav takes an AU file for one only if it has frames.
+// From version 7 on, libav detects an AU file only if it has frames.
 bool isAU(LocalFile& file, SInt64 offset) {
     std::array<char, 4> beginning{};
     return file.readAll(offset, beginning.data(), beginning.size()) &&
@@ -49,12 +49,12 @@ bool LibavContainer::openInput(const std::string& format) {
     mContext->pb = mIo.get();
     AVDictionary* options = nullptr;
     av_dict_set(&options, "format_whitelist", format.c_str(), 0);
-    // Nothing that a file names is opened.
+    // Nothing that a file refers to is opened.
     av_dict_set(&options, "protocol_whitelist", "", 0);
     if (format.starts_with("mov")) {
         av_dict_set(&options, "enable_drefs", "0", 0);
         av_dict_set(&options, "use_absolute_path", "0", 0);
-        // The index is that of all packets: which of their frames are heard is decided here.
+        // The index has all packets; which of their frames are audio is decided here.
         av_dict_set(&options, "ignore_editlist", "1", 0);
         av_dict_set(&options, "advanced_editlist", "0", 0);
     }

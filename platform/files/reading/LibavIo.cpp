@@ -20,7 +20,7 @@ LibavIo::LibavIo(LocalFile& file, SInt64 start) : mFile(file), mStart(start), mP
 
 LibavIo::~LibavIo() {
     if (mContext != nullptr) {
-        av_freep(&mContext->buffer); // not always the one that was given
+        av_freep(&mContext->buffer); // not always the original one
         avio_context_free(&mContext);
     }
 }

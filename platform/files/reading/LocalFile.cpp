@@ -34,8 +34,8 @@ OSStatus LocalFile::open(const std::string& path, std::unique_ptr<LocalFile>& fi
     if (::stat(path.c_str(), &status) != 0) {
         return statusOf(errno, path);
     }
-    // Before it is opened, because opening a device can have effects; and again afterwards, because the name can come to
-    // mean another file in between. Not waiting keeps a pipe that took its place from holding up the caller.
+    // Checked before opening, because opening a device can have effects; and again afterwards, because the name can
+    // refer to another file by then. Non-blocking, so that a pipe in its place cannot block the caller.
     if (!isRegular(status)) {
         return kAudioFileUnspecifiedError;
     }

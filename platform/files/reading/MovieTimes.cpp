@@ -10,11 +10,11 @@ namespace {
 
 struct Atom {
     UInt32 type;
-    SInt64 begin; // of what it holds
+    SInt64 begin; // of the contents
     SInt64 end;
 };
 
-// One level of atoms, one after the other.
+// One level of atoms, in sequence.
 class Atoms {
   public:
     Atoms(LocalFile& file, SInt64 begin, SInt64 end) : mFile(file), mNext(begin), mEnd(end) {}
@@ -72,7 +72,7 @@ Integer number(LocalFile& file, const Atom& atom, SInt64 offset) {
     return bigEndianAt<Integer>(bytes);
 }
 
-// Version 1 has times of 64 bits where version 0 has 32.
+// Version 1 has 64-bit times, version 0 has 32-bit times.
 bool isLong(LocalFile& file, const Atom& atom) { return number<UInt32>(file, atom, 0) >> 24 == 1; }
 
 UInt32 timeScale(LocalFile& file, const Atom& header) {
@@ -95,7 +95,7 @@ SInt64 sumOfDurations(LocalFile& file, const Atom& table) {
         }
         const UInt64 product = UInt64{bigEndianAt<UInt32>(entry.data())} * bigEndianAt<UInt32>(entry.data() + 4);
         if (product > INT64_MAX / 4 || sum > INT64_MAX / 4) {
-            return 0; // longer than any sound
+            return 0; // too long to be audio
         }
         sum += static_cast<SInt64>(product);
     }
@@ -107,7 +107,7 @@ std::optional<MovieTimes::Edit> presentedPart(LocalFile& file, const Atom& edits
     const SInt64 entryBytes = isVersion1 ? 20 : 12;
     const SInt64 entries = std::min<SInt64>(number<UInt32>(file, edits, 4), (edits.end - edits.begin - 8) / entryBytes);
     std::optional<MovieTimes::Edit> part;
-    constexpr SInt64 mostEdits = 1000; // a player of audio has no use for more
+    constexpr SInt64 mostEdits = 1000; // audio players need no more
     for (SInt64 i = 0; i < std::min(entries, mostEdits); ++i) {
         const SInt64 offset = 8 + i * entryBytes;
         const Float64 length =
@@ -116,7 +116,7 @@ std::optional<MovieTimes::Edit> presentedPart(LocalFile& file, const Atom& edits
         const SInt64 mediaTime =
             isVersion1 ? number<SInt64>(file, edits, offset + 8) : number<SInt32>(file, edits, offset + 4);
         if (mediaTime < 0) {
-            continue; // silence before the sound begins, which is not part of it
+            continue; // silence before the audio begins, which is not part of it
         }
         if (!part) {
             part = MovieTimes::Edit{mediaTime, length};

@@ -61,7 +61,7 @@ std::optional<MpegFrame> adtsFrame(std::span<const std::uint8_t> bytes) {
     frame.bytes = length;
     frame.sampleRate = adtsRates[rateIndex];
     frame.channels = adtsChannels[header >> 6 & 7];
-    frame.stream = header & 0xFFFEFDC0; // not whether it has a check, and not the private bit
+    frame.stream = header & 0xFFFEFDC0; // except the CRC flag and the private bit
     return frame;
 }
 

@@ -6,11 +6,11 @@
 namespace braq {
 namespace {
 
-// Consecutive headers after which bytes are believed to be packets and not something that looks like one header.
+// Consecutive headers after which bytes count as packets and not as a coincidence.
 constexpr int chainLength = 3;
-// What is searched for the first packet, or for the next one after damage.
+// Bytes searched for the first packet, or for the next one after damage.
 constexpr SInt64 longestSearch = SInt64{1024} * 1024;
-// How far back coded samples of a layer III packet may begin, in bytes of the packets before it.
+// How far back the coded samples of a layer III packet may begin, in bytes of the previous packets.
 constexpr UInt32 reservoirBytes = 511;
 constexpr UInt32 reservoirBytesLowSampling = 255;
 
@@ -45,7 +45,7 @@ std::optional<MpegFrame> MpegPackets::frameAt(SInt64 offset) {
     return frame && offset + frame->bytes <= mEnd ? frame : std::nullopt;
 }
 
-// A whole packet that belongs to this stream.
+// A complete packet that belongs to this stream.
 std::optional<MpegFrame> MpegPackets::ownFrameAt(SInt64 offset) {
     const auto frame = frameAt(offset);
     return frame && frame->stream == mFirstFrame.stream ? frame : std::nullopt;
@@ -95,7 +95,7 @@ void MpegPackets::skipFirst() {
     }
 }
 
-// Looks on from the last known packet until the one asked for is known.
+// Scans on from the last known packet until the requested one is known.
 bool MpegPackets::knows(SInt64 packet) {
     while (packet >= static_cast<SInt64>(mOffsets.size()) && !mIsComplete) {
         const SInt64 last = mOffsets.back();
@@ -116,7 +116,7 @@ bool MpegPackets::knows(SInt64 packet) {
     return packet < static_cast<SInt64>(mOffsets.size()) && ownFrameAt(mOffsets[static_cast<std::size_t>(packet)]);
 }
 
-// The first packet whose bytes the decoder needs to have for `packet`.
+// The first packet whose bytes the decoder needs for `packet`.
 SInt64 MpegPackets::firstForReservoir(SInt64 packet) {
     const UInt32 wanted = mFirstFrame.isLowSampling ? reservoirBytesLowSampling : reservoirBytes;
     UInt32 bytes = 0;

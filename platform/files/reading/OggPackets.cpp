@@ -10,10 +10,10 @@ extern "C" {
 namespace braq {
 namespace {
 
-constexpr SInt64 shortestTail = SInt64{64} * 1024; // pages are no longer than this
+constexpr SInt64 shortestTail = SInt64{64} * 1024; // pages are not longer than this
 constexpr UInt64 largestOffset = (UInt64{1} << 40) - 1;
 
-// Frames in an Opus packet at 48,000 a second, as its first bytes tell.
+// Frames in an Opus packet at 48,000 Hz, from its first bytes.
 UInt32 opusFrames(std::span<const std::uint8_t> packet) {
     const UInt32 configuration = packet[0] >> 3;
     UInt32 frames = 0;
@@ -50,7 +50,7 @@ OggPackets::OggPackets(LocalFile& file, const OggStream& stream, UInt32 prerollP
 
 OggPackets::~OggPackets() = default;
 
-// The next page of the stream, whole.
+// The next complete page of the stream.
 std::optional<OggPage> OggPackets::nextPage() {
     while (const auto page = findOggPage(mWindow, mScanOffset, mFile.size())) {
         mScanOffset = page->end();
@@ -61,7 +61,7 @@ std::optional<OggPage> OggPackets::nextPage() {
     return {};
 }
 
-// Learns of the packets that end on the next page. @return false when there is none
+// Scans the packets that end on the next page. @return false if there is none
 bool OggPackets::scanPage() {
     const auto page = mIsComplete ? std::nullopt : nextPage();
     if (!page || static_cast<UInt64>(page->offset) > largestOffset) {
@@ -106,10 +106,10 @@ void OggPackets::addPackets(const OggPage& page, bool isAfterGap) {
         return;
     }
     if (!mOrigin) {
-        // A stream that ends on the page it begins on is cut at its end, not before its beginning.
+        // A stream that ends on its first page is truncated at its end, not at its beginning.
         mOrigin = page.isLast ? std::max<SInt64>(page.position - frames, 0) : page.position - frames;
     } else if (isAfterGap) {
-        // What was lost is silence in its place.
+        // Silence replaces lost packets.
         const SInt64 moved = std::max<SInt64>(page.position - *mOrigin - mScanFrame, 0);
         mScanFrame += moved;
         for (std::size_t i = before; i < mPlaces.size(); ++i) {

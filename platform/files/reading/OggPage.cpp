@@ -23,7 +23,7 @@ bool isIntact(FileWindow& window, const OggPage& page) {
     if (bytes.size() < length) {
         return false;
     }
-    // The checksum is that of the page with zeros in its place.
+    // The checksum is computed with zeros in its place.
     const AVCRC* const table = av_crc_get_table(AV_CRC_32_IEEE);
     constexpr std::array<std::uint8_t, 4> zeros{};
     UInt32 sum = av_crc(table, 0, bytes.data(), checksumOffset);

@@ -13,7 +13,7 @@ namespace {
 
 using Packet = std::vector<std::uint8_t>;
 
-// Pictures are among the headers, so they may be large; but not of any size that a damaged file may claim.
+// Headers include pictures, so they may be large, but not of any size that a damaged file claims.
 constexpr std::size_t longestHeader = std::size_t{64} * 1024 * 1024;
 constexpr std::size_t vorbisHeaders = 3;
 constexpr std::size_t opusHeaders = 2;
@@ -27,12 +27,12 @@ bool beginsWith(const Packet& packet, std::string_view text, std::size_t bytes) 
 bool isVorbis(const Packet& packet) { return beginsWith(packet, "\x01vorbis", vorbisFirstBytes); }
 bool isOpus(const Packet& packet) { return beginsWith(packet, "OpusHead", opusFirstBytes); }
 
-// Collects the packets that one stream begins with, page by page.
+// Collects the first packets of one stream, page by page.
 class Headers {
   public:
     explicit Headers(std::size_t count) : mCount(count) {}
 
-    // @return whether the page was used without fault
+    // @return whether the page was used without a fault
     bool add(FileWindow& window, const OggPage& page) {
         const auto bytes = window.at(page.body(), page.bodyBytes);
         if (bytes.size() < page.bodyBytes) {
@@ -60,7 +60,7 @@ class Headers {
     Packet mPacket;
 };
 
-// What libav's decoder wants to have: all three headers, the lengths of the first two in front of them.
+// The setup for libav's decoder: all three headers, preceded by the lengths of the first two.
 Packet vorbisSetup(const std::vector<Packet>& headers) {
     Packet setup{vorbisHeaders - 1};
     for (std::size_t i = 0; i < vorbisHeaders - 1; ++i) {

@@ -24,8 +24,8 @@ AudioFileTypeID chunksType(LocalFile& file, const std::string& format) {
     return codeAt(head) == BRAQFourCharCode("RIFF") ? kAudioFileWAVEType : kAudioFileRF64Type;
 }
 
-// Programs that cannot go back write 0 or the largest number for lengths they do not know, and libav then reads to the
-// end of the file. But a file whose own length is right has no samples when it says so.
+// Programs that cannot seek back write 0 or the maximum for unknown lengths, and libav then reads to the end of the
+// file. But if the file's own length is correct, 0 means no samples.
 bool isEmptyWave(LocalFile& file, SInt64 samplesOffset) {
     std::uint8_t head[8] = {};
     std::uint8_t length[4] = {};
@@ -35,8 +35,8 @@ bool isEmptyWave(LocalFile& file, SInt64 samplesOffset) {
            SInt64{littleEndianAt<UInt32>(head + 4)} + 8 == file.size();
 }
 
-// libav goes by the valid bits of the longer header, but samples with fewer valid bits than room are stored in all of it, at
-// its upper end.
+// libav goes by the valid bits of the longer header, but samples with fewer valid bits are stored in the upper bits of
+// their full size.
 AVCodecID codecOf(LocalFile& file, AVCodecID byLibav) {
     constexpr UInt16 longerHeader = 0xFFFE;
     constexpr UInt16 integers = 1;
@@ -76,7 +76,7 @@ std::unique_ptr<SampleSource> openSamples(std::unique_ptr<LocalFile>& file, Liba
     return std::make_unique<PcmSource>(std::move(file), pcm, facts, std::move(extents));
 }
 
-// What libav does not hand on of a CAF file.
+// Facts of a CAF file that libav does not expose.
 struct CafFacts {
     std::optional<HeardPart> part;
     SInt64 packetsEnd;

@@ -14,10 +14,10 @@ namespace {
 struct FlacHeader {
     std::uint8_t streamInfo[flacStreamInfoBytes];
     SInt64 packetsOffset;
-    ChannelPositions positions; // none: those that the coding has for so many channels
+    ChannelPositions positions; // empty: the coding's defaults
 };
 
-// Other positions than the coding's own are in a comment, as the mask of a WAVE file. Its name is of any case.
+// Positions other than the coding's own are in a comment, as the mask of a WAVE file. Its name is case-insensitive.
 ChannelPositions positionsInComment(std::string_view comment) {
     constexpr std::string_view key = "WAVEFORMATEXTENSIBLE_CHANNEL_MASK=0X";
     const auto upper = [](char letter) {
@@ -31,14 +31,14 @@ ChannelPositions positionsInComment(std::string_view comment) {
 }
 
 ChannelPositions positionsInComments(LocalFile& file, SInt64 offset, SInt64 end) {
-    constexpr int mostComments = 4096; // of a file that is not made to be slow
+    constexpr int mostComments = 4096; // beyond this it would only be slow
     std::uint8_t length[4];
     const auto readLength = [&]() -> SInt64 {
         const bool isRead = offset + 4 <= end && file.readAll(offset, length, sizeof length);
         offset += 4;
         return isRead ? littleEndianAt<UInt32>(length) : end;
     };
-    offset += readLength() + 4; // the name of the program that wrote it, and the count of comments
+    offset += readLength() + 4; // the encoder's name, and the count of comments
     ChannelPositions positions;
     for (int i = 0; i < mostComments && positions.empty() && offset < end; ++i) {
         const SInt64 bytes = readLength();

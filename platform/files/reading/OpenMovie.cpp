@@ -12,7 +12,8 @@
 namespace braq {
 namespace {
 
-// Some encoders say it in a text: hexadecimal numbers, of which the second to fourth are priming, padding and frames.
+// Some encoders state them in a text tag: hexadecimal numbers, of which the second to fourth are priming, padding and
+// frames.
 std::optional<HeardPart> partFromText(const std::string& text) {
     unsigned priming = 0;
     unsigned padding = 0;
@@ -30,8 +31,8 @@ HeardPart partFromTimes(const MovieTimes& times, Float64 sampleRate) {
         return {0, frames(static_cast<Float64>(times.mediaUnits))};
     }
     const SInt64 left = times.mediaUnits - times.edit->mediaTime;
-    // An edit says how long it is in the movie's units, which can be coarse. Where it means everything that is left, the
-    // packets say it exactly.
+    // An edit states its length in the movie's units, which can be coarse. If it means everything that is left, the
+    // packets have the exact length.
     const bool isEverything =
         std::abs(times.edit->mediaUnits - static_cast<Float64>(left)) <= times.tolerance || times.edit->mediaUnits == 0;
     return {frames(static_cast<Float64>(times.edit->mediaTime)),

@@ -9,15 +9,15 @@
 namespace braq {
 namespace {
 
-// What a first packet without sound, made by the encoder, says about those that follow.
+// The information in a first packet without audio, made by the encoder, about the following packets.
 struct LengthHeader {
     std::optional<UInt32> packets;
     std::optional<UInt32> bytes; // of everything from this packet on
-    std::optional<UInt32> delay; // frames that the encoder put before the sound
-    UInt32 padding = 0;          // and after it
+    std::optional<UInt32> delay; // priming by the encoder
+    UInt32 padding = 0;          // and padding
 };
 
-// A decoder's own delay; the encoders' figures leave it out.
+// A decoder's own delay, which the encoders' figures do not include.
 constexpr UInt32 decoderDelay = 528 + 1;
 
 class Fields {
@@ -57,7 +57,7 @@ std::optional<LengthHeader> lengthHeader(std::span<const std::uint8_t> packet, c
     LengthHeader header;
     header.packets = (flags & 1) != 0 ? fields.number() : std::nullopt;
     header.bytes = (flags & 2) != 0 ? fields.number() : std::nullopt;
-    fields.skip((flags & 4) != 0 ? 100 : 0); // a coarse table of places
+    fields.skip((flags & 4) != 0 ? 100 : 0); // a coarse seek table
     fields.skip((flags & 8) != 0 ? 4 : 0);   // quality
     const std::string_view encoder = fields.text(4);
     fields.skip(21);
@@ -77,7 +77,7 @@ std::optional<LengthHeader> takeLengthHeader(LocalFile& file, MpegPackets& packe
     if (!header) {
         return {};
     }
-    // The count is exact as long as the file is what the encoder wrote, not a part of it and not several.
+    // The count is exact if the file is what the encoder wrote, neither a part of it nor several files.
     const bool isUnchanged = header->bytes == packets.endOffset() - packets.beginOffset();
     packets.skipFirst();
     if (isUnchanged && header->packets) {
@@ -109,7 +109,7 @@ std::unique_ptr<SampleSource> openLayerIII(std::unique_ptr<LocalFile> file, SInt
     SInt64 remainder = 0;
     if (header && header->delay) {
         priming = std::min<SInt64>(*header->delay + decoderDelay, frames);
-        // A padding shorter than the decoder's delay leaves the sound's end to a packet that is not there.
+        // If the padding is shorter than the decoder's delay, the end of the audio is in a packet that does not exist.
         remainder = std::clamp<SInt64>(SInt64{header->padding} - decoderDelay, 0, frames - priming);
     }
     FileFacts facts{kAudioFileMP3Type, codedFormat(coding, *block, framesPerPacket), frames - priming - remainder,
@@ -129,7 +129,7 @@ std::unique_ptr<SampleSource> openAdts(std::unique_ptr<LocalFile> file, SInt64 b
     if (!block) {
         return nullptr;
     }
-    // A band that is replicated doubles the rate and the frames of every packet.
+    // Spectral band replication doubles the rate and the frames of every packet.
     packets->setFramesPerPacket(block->frames);
     const SInt64 frames = packets->packetCount() * block->frames;
     FileFacts facts{kAudioFileAAC_ADTSType, codedFormat(coding, *block, block->frames), frames, block->positions};

@@ -25,7 +25,7 @@ constexpr Opener movie = [](std::unique_ptr<LocalFile> file, const std::string& 
     return openMovie(std::move(file), format);
 };
 
-// Nothing that is not in this table is opened.
+// Formats outside this table are not opened.
 constexpr std::array kinds{
     Kind{"wav", chunks},
     Kind{"aiff", chunks},

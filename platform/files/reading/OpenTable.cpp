@@ -22,7 +22,7 @@ bool add(std::vector<PacketPlace>& places, const LocalFile& file, SInt64 offset,
     return isWhole;
 }
 
-// Packets of codings that end with a shorter one say in their setup how long the others are.
+// Codings with a shorter last packet state the length of the others in their setup.
 UInt32 framesPerPacket(const AVCodecParameters& codec, const FirstBlock& block) {
     constexpr int alacSetupBytes = 36;
     if (codec.codec_id == AV_CODEC_ID_ALAC && codec.extradata_size >= alacSetupBytes) {
@@ -34,7 +34,7 @@ UInt32 framesPerPacket(const AVCodecParameters& codec, const FirstBlock& block) 
     return block.frames;
 }
 
-// The last packet of a lossless coding can be shorter, and not every container says by how much.
+// The last packet of a lossless coding can be shorter, and not every container states by how much.
 UInt32 framesOfLastPacket(LocalFile& file, TablePackets& packets, PacketDecoder& decoder, UInt32 framesPerPacket) {
     const LibavLogScope scope(file.path(), nullptr);
     const PacketPointer packet(av_packet_alloc());
@@ -66,7 +66,7 @@ std::optional<std::vector<PacketPlace>> placesByTable(LocalFile& file, LibavCont
     if (!container.next(*packet)) {
         return {}; // libav delivers nothing of a track whose packets are in another file
     }
-    // Some tables count from the first packet on.
+    // Some tables count from the first packet.
     const SInt64 origin = packet->pos - avformat_index_get_entry(&container.stream(), 0)->pos;
     places.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i) {

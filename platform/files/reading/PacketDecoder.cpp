@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-// The loops below are worth vectors; this compiler makes them at this level only.
+// The loops below benefit from SIMD; this compiler vectorises them at this level only.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC optimize("O3")
 #endif
@@ -10,7 +10,7 @@
 namespace braq {
 namespace {
 
-// How the samples of a block lie in memory: the first one of a channel, and the distance to the next, in samples.
+// The samples of a channel in a block: the first one, and the distance to the next, in samples.
 template <class Sample>
 struct Channel {
     const Sample* first;
@@ -73,17 +73,17 @@ bool PacketDecoder::open() {
     if (!mContext || avcodec_parameters_to_context(mContext.get(), mParameters.get()) < 0) {
         return false;
     }
-    // A packet's block must come out before the next one goes in, which decoding several at once would not do.
+    // A packet's block must be output before the next packet is input, which frame threading would not do.
     mContext->thread_count = 1;
-    // The frames before the first that is meant to be heard are counted here, not in the decoder.
+    // Priming is skipped here, not in the decoder.
     mContext->flags2 |= AV_CODEC_FLAG2_SKIP_MANUAL;
     return avcodec_open2(mContext.get(), codec, nullptr) >= 0;
 }
 
 void PacketDecoder::restart() {
-    // libav's AAC decoder keeps its noise generator and what overlaps with the next block when it is flushed.
+    // When flushed, libav's AAC decoder keeps its noise generator and the overlap with the next block.
     if (mParameters->codec_id == AV_CODEC_ID_AAC) {
-        open(); // when it fails, decoding does
+        open(); // if it fails, so does decoding
         return;
     }
     avcodec_flush_buffers(mContext.get());

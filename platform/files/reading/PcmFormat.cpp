@@ -6,7 +6,7 @@
 #include <array>
 #include <bit>
 
-// The loops below are worth vectors; this compiler makes them at this level only.
+// The loops below benefit from SIMD; this compiler vectorises them at this level only.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC optimize("O3")
 #endif
@@ -15,7 +15,7 @@ namespace braq {
 namespace {
 
 template <UInt32 size>
-struct Sample; // how a sample of so many bytes is loaded, little-endian or reversed, without regard to what it means
+struct Sample; // how a sample of this size is loaded, little-endian or reversed, regardless of its type
 
 template <>
 struct Sample<1> {
@@ -30,7 +30,7 @@ struct Sample<2> {
 };
 template <>
 struct Sample<3> {
-    // One load of four bytes, the last three being the sample: on the left of 32 bits.
+    // One load of four bytes, of which the last three are the sample: in the upper part of 32 bits.
     static UInt32 load(const std::uint8_t* bytes, bool isReversed) {
         const auto value = nativeAt<UInt32>(bytes - 1);
         return (isReversed ? reverseBytes(value) << 8 : value) & 0xFFFFFF00;

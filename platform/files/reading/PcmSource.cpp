@@ -5,9 +5,9 @@
 namespace braq {
 namespace {
 
-// Small enough to be still in the processor's nearest cache when the samples are taken apart.
+// Small enough to be in the first-level cache when the samples are deinterleaved.
 constexpr UInt32 rawBytes = 16 * 1024;
-// What lies before the first sample is looked at with it.
+// Bytes before the first sample may be read, too.
 constexpr UInt32 margin = 8;
 
 } // namespace
@@ -36,14 +36,14 @@ const PcmExtent* PcmSource::extentOf(SInt64 frame) const {
     return frame < extent.firstFrame + extent.frames ? &extent : nullptr;
 }
 
-// @return whole frames
+// @return complete frames
 UInt32 PcmSource::load(SInt64 offset, UInt32 frames, void* destination) {
     const UInt32 bytesPerFrame = mFacts.format.mBytesPerFrame;
     return static_cast<UInt32>(mFile->read(offset, destination, std::size_t{frames} * bytesPerFrame) / bytesPerFrame);
 }
 
-// Hands out where frames lie behind each other in the file, to `take(offset, frames, frames done before)`, which answers
-// how many of them are there.
+// Splits the request into runs that are contiguous in the file, for `take(offset, frames, frames done before)`, which
+// returns how many of them are there.
 template <class Take>
 UInt32 PcmSource::readRuns(SInt64 first, UInt32 frames, UInt32 framesAtOnce, const Take& take) {
     UInt32 done = 0;
@@ -95,7 +95,7 @@ std::optional<UInt32> PcmSource::readInterleaved(SInt64 first, UInt32 frames, fl
     return readRuns(first, frames, mFramesAtOnce, [&](SInt64 offset, UInt32 wanted, UInt32 done) {
         const UInt32 got = load(offset, wanted, mRaw.data() + margin);
         float* const to = samples + std::size_t{done} * channels;
-        mPcm.split(mRaw.data() + margin, got * channels, 1, &to); // one channel of all samples
+        mPcm.split(mRaw.data() + margin, got * channels, 1, &to); // one channel with all samples
         return got;
     });
 }

@@ -10,9 +10,9 @@ namespace braq {
 namespace {
 
 constexpr UInt32 readAtOnce = 4096;
-// Rates further apart are a mistake of somebody, and would cost memory without bound.
+// A larger ratio is a mistake, and would need unlimited memory.
 constexpr Float64 largestRatio = 256;
-// Frames of the lower rate that the converter's filter looks back on, and some more.
+// Frames of the lower rate that the converter's filter looks back on, and a margin.
 constexpr Float64 filterFrames = 1024;
 // The longest lead that is worth its time.
 constexpr SInt64 longestLead = 200000;
@@ -46,7 +46,7 @@ RateConverter::RateConverter(MixedSource& source, Float64 rate)
 
 RateConverter::~RateConverter() = default;
 
-// The lead is a whole number of frames at both rates, so that the frame that is sought keeps its place.
+// The lead is an integer number of frames at both rates, so that the frame that is sought keeps its position.
 void RateConverter::findLead() {
     if (!isWhole(mFileRate) || !isWhole(mRate)) {
         return;
@@ -98,13 +98,13 @@ void RateConverter::fillInput() {
     mNextInput += mInputEnd;
     if (got < wanted) {
         mIsAtEnd = true;
-        // Where the file breaks off is its end.
+        // The file ends where it breaks off.
         const SInt64 there = std::max<SInt64>(mNextInput - mStart, 0);
         mTotal = std::min<SInt64>(mTotal, std::llround(static_cast<Float64>(there) * mRate / mFileRate));
     }
 }
 
-// Gets more output. @return false when there will be none
+// Gets more output. @return false if there is no more
 bool RateConverter::convert() {
     if (mInputBegin == mInputEnd && !mIsAtEnd) {
         fillInput();

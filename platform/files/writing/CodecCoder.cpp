@@ -52,7 +52,7 @@ class CodecCoder final : public Coder {
 
     int finish(const Sink& sink) override {
         int error = mHeldFrames > 0 ? encodeHeld(sink) : 0;
-        // An AAC encoder that was given nothing has nothing to finish, and complains.
+        // An AAC encoder without input has nothing to drain, and complains.
         if (error < 0 || (mIsAAC && mPosition == 0)) {
             return error;
         }
@@ -61,13 +61,13 @@ class CodecCoder final : public Coder {
     }
 
   private:
-    // Packets that an encoder keeps back at most; what it may hold is taken into account when space is reserved.
+    // Maximum packets that an encoder holds back; they are included when space is reserved.
     static constexpr UInt64 heldPackets = 4;
 
     std::size_t framesAtOnce() const { return static_cast<std::size_t>(mContext->frame_size); }
 
-    /// Incompressible frames are stored as they are, with a bit more for the difference of two channels. A frame of AAC has at
-    /// most 6144 bits a channel.
+    /// Incompressible frames are stored verbatim, slightly longer for the side channel of a pair. A frame of AAC has at
+    /// most 6144 bits per channel.
     UInt64 largestPacket() const {
         const UInt64 channels = mHeld.channels();
         return mIsAAC ? 1024 * channels
@@ -82,7 +82,7 @@ class CodecCoder final : public Coder {
         mHeldFrames += frames;
     }
 
-    /// Only a file's last packet may be so short.
+    /// Only a file's last packet may be this short.
     bool isTooShortForEncoder() const {
         constexpr std::size_t fewestFrames = 16;
         return mContext->codec_id == AV_CODEC_ID_ALAC && mHeld.channels() > 2 && mHeldFrames < fewestFrames;
@@ -134,7 +134,7 @@ class CodecCoder final : public Coder {
         }
     }
 
-    /// An encoder of AAC gives up on infinities and on what is no number, and wastes its bits on what no player can play.
+    /// An AAC encoder gives up on infinities and NaN, and wastes its bits on samples that no player can play.
     const Float32* samplesOf(UInt32 channel) {
         const Float32* const held = mHeld.channel(channel);
         if (!mIsAAC) {

@@ -27,11 +27,11 @@ bool isMovie(std::string_view muxer) { return muxer == "mp4" || muxer == "mov" |
 int setOptions(const FileMuxer& muxer, int rate, bool isEmpty, Options& options) {
     int error = options.add(muxer.options);
     if (error >= 0 && isMovie(muxer.name)) {
-        // What is cut off at both ends is stated in ticks of the movie, so these have to be frames.
+        // Priming and padding are stated in ticks of the movie, so a tick must be a frame.
         error = options.set("movie_timescale", std::int64_t{rate});
     }
     if (error >= 0 && isMovie(muxer.name) && isEmpty) {
-        // Tracks without packets are left out of the index otherwise.
+        // Otherwise tracks without packets are not in the index.
         error = options.set("movflags", "empty_moov");
     }
     return error;
@@ -63,9 +63,9 @@ int Container::open(OutputFile& file, const FileMuxer& muxer, const AVCodecParam
     mCorrection = muxer.correction;
     mFrame = {1, parameters.sample_rate};
     context->pb = file.stream();
-    // Nothing is opened by it, but libav warns of one that other players would not take for what it is.
+    // Not opened; but libav warns about a name that other players would not recognise.
     context->url = av_strdup("recording.m4a");
-    // No date and no name of a program: the same frames make the same file.
+    // No date and no program name: the same frames make the same file.
     context->flags |= AVFMT_FLAG_BITEXACT;
     stream->time_base = mFrame;
     error = avcodec_parameters_copy(stream->codecpar, &parameters);
@@ -105,7 +105,7 @@ void Container::correctPacketTable(std::int64_t trailer, SInt64 frames) {
     }
 }
 
-/// The chunk of sizes is the first; it has those of the file and of the data before the count.
+/// The chunk of sizes is the first; before the count it has the sizes of the file and of the data.
 void Container::correctSampleCount(SInt64 frames) {
     constexpr std::int64_t sampleCount = 36;
     avio_seek(mContext->pb, sampleCount, SEEK_SET);

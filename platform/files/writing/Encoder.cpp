@@ -14,12 +14,12 @@ namespace braq {
 namespace {
 
 void setBitRate(UInt32 bitRate, AVCodecContext& context) {
-    constexpr std::int64_t lowest = 1000; // not far below the encoder gives up
+    constexpr std::int64_t lowest = 1000; // below about this, the encoder gives up
     const std::int64_t channels = context.ch_layout.nb_channels;
-    const std::int64_t highest = std::int64_t{6} * context.sample_rate * channels; // a frame of AAC can have no more
+    const std::int64_t highest = std::int64_t{6} * context.sample_rate * channels; // the maximum of an AAC frame
     context.bit_rate = std::clamp<std::int64_t>(bitRate, lowest, highest);
-    // At such rates and above, the simple search for quantisers comes 3 to 7 dB nearer to music than the other one, and
-    // far nearer to a tone.
+    // At these rates and above, the simple search for quantisers is 3 to 7 dB better with music than the other one, and
+    // far better with a tone.
     constexpr std::int64_t ratePerChannel = 32000;
     if (context.codec_id == AV_CODEC_ID_AAC && context.bit_rate >= ratePerChannel * channels) {
         av_opt_set(context.priv_data, "aac_coder", "fast", 0);
@@ -38,10 +38,10 @@ AVSampleFormat formatFor(const AVCodec& encoder, const SampleLayout& sample) {
     return AV_SAMPLE_FMT_NONE;
 }
 
-/// The usual one for so many channels, or one that the encoder has; channels keep their order in either.
+/// The default layout of a channel count, or one that the encoder supports; channels keep their order in either.
 bool chooseLayout(const AVCodec& encoder, int channels, AVChannelLayout& layout) {
     if (encoder.id == AV_CODEC_ID_FLAC && (channels == 3 || channels == 4)) {
-        // It has one layout for each count, has no list of them, and warns of others.
+        // It has one layout for each count, does not list them, and warns about others.
         return av_channel_layout_from_mask(&layout, channels == 3 ? AV_CH_LAYOUT_SURROUND : AV_CH_LAYOUT_QUAD) == 0;
     }
     av_channel_layout_default(&layout, channels);
@@ -80,7 +80,7 @@ CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bi
     context->sample_rate = static_cast<int>(rate);
     context->time_base = {1, context->sample_rate};
     context->bits_per_raw_sample = static_cast<int>(coding.sample.bits);
-    // The description of the coding goes into the container's header; nothing says which program wrote the file.
+    // The coding's description goes into the container's header. No program name is written.
     context->flags = AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     setBitRate(bitRate, *context);
     return avcodec_open2(context.get(), encoder, nullptr) == 0 ? std::move(context) : nullptr;

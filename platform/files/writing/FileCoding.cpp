@@ -17,7 +17,7 @@ struct Codec {
     UInt32 bits;
     bool isBigEndian;
     AVCodecID codec;
-    UInt32 tag; // 0: the usual one
+    UInt32 tag; // 0: the default
 
     /// Its samples in the file.
     SampleLayout sample() const {
@@ -26,8 +26,8 @@ struct Codec {
 };
 
 constexpr Codec codecs[] = {
-    // With the usual tags libav makes an AIFF of these. For 8 bits it has a tag for unsigned samples only; they are the
-    // same samples.
+    // With the default tags libav writes these as AIFF. For 8 bits it has a tag for unsigned samples only; the samples
+    // are the same.
     {kAudioFileAIFCType, Sort::signedInteger, 8, true, AV_CODEC_ID_PCM_U8, MKTAG('r', 'a', 'w', ' ')},
     {kAudioFileAIFCType, Sort::signedInteger, 16, true, AV_CODEC_ID_PCM_S16BE, MKTAG('t', 'w', 'o', 's')},
     {kAudioFileAIFCType, Sort::signedInteger, 24, true, AV_CODEC_ID_PCM_S24BE, MKTAG('i', 'n', '2', '4')},
@@ -69,7 +69,7 @@ const Codec* findCodec(AudioFileTypeID type, const AudioStreamBasicDescription& 
     return found == std::end(codecs) ? nullptr : found;
 }
 
-/// Packed, interleaved frames of a kind that the type holds.
+/// Packed, interleaved frames of a format that the type holds.
 bool choosePCM(const AudioStreamBasicDescription& format, FileCoding& coding) {
     std::vector<AudioStreamBasicDescription> held;
     if (streamDescriptions(coding.type, kAudioFormatLinearPCM, held) != 0) {
@@ -95,8 +95,8 @@ bool choosePCM(const AudioStreamBasicDescription& format, FileCoding& coding) {
     return true;
 }
 
-/// The depth is said by the flags, 1 to 4 for 16, 20, 24 and 32 bits, or else as for linear PCM; 24 bits where nothing says
-/// it. There are encoders for 16 and 24 bits: the latter hold 20 as well, but not 32.
+/// The flags state the bit depth, 1 to 4 for 16, 20, 24 and 32 bits; otherwise it is stated as for linear PCM; 24 bits
+/// if it is not stated. There are encoders for 16 and 24 bits: the latter hold 20 bits as well, but not 32.
 bool chooseLossless(const AudioStreamBasicDescription& format, AVCodecID codec, FileCoding& coding) {
     constexpr UInt32 depths[] = {24, 16, 20, 24, 32};
     UInt32 bits = format.mFormatFlags < std::size(depths) ? depths[format.mFormatFlags] : 0;
@@ -114,7 +114,7 @@ bool chooseLossless(const AudioStreamBasicDescription& format, AVCodecID codec, 
     return true;
 }
 
-/// The flags are the object type: 2 is what there is an encoder for, 0 leaves the choice.
+/// The flags are the object type: 2 is the one with an encoder, 0 leaves the choice.
 bool chooseAAC(const AudioStreamBasicDescription& format, FileCoding& coding) {
     coding.codec = AV_CODEC_ID_AAC;
     coding.sample = {Sort::floating, 32, 4, false};

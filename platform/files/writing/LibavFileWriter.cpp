@@ -127,7 +127,7 @@ OSStatus LibavFileWriter::prepareCoder() {
                      : makeCoder(mCoding, static_cast<UInt32>(rate), mBitRate, mCoder);
 }
 
-/// With what the coder and the converter of rates hold, an index, and a trailer, so that closing needs no more.
+/// Includes what the coder and the rate converter hold, an index, and a trailer, so that closing needs no more space.
 OSStatus LibavFileWriter::reserve(SInt64 clientFrames) {
     const SInt64 added = mResampler == nullptr ? clientFrames : mResampler->framesInAll(clientFrames) - mFrames;
     const auto frames = static_cast<UInt64>(std::max<SInt64>(added, 0));
@@ -173,7 +173,7 @@ int LibavFileWriter::add(AVPacket& packet) {
 int LibavFileWriter::finishCoding() {
     int error = 0;
     if (mFrames == 0 && mCoding.muxer->correction == FileMuxer::Correction::packetTable) {
-        // A packet of one frame of silence, which is not to be heard: little for those who hear it all the same.
+        // A packet of one frame of silence, which is padding: not much for programs that play it all the same.
         mFileFrames.resize(0);
         mFileFrames.resize(1);
         error = mCoder->encode(mFileFrames, [this](AVPacket& packet) { return add(packet); });
@@ -184,7 +184,7 @@ int LibavFileWriter::finishCoding() {
     return error < 0 ? error : mCoder->finish([this](AVPacket& packet) { return add(packet); });
 }
 
-/// What libav answered, and whether the bytes have reached the system. The reason is in the log afterwards.
+/// Maps libav's result, and checks that the bytes have reached the system. The reason is logged.
 OSStatus LibavFileWriter::statusOf(int error) {
     const OSStatus status = mFile->flush();
     if (status == 0 && error < 0) {
@@ -195,15 +195,15 @@ OSStatus LibavFileWriter::statusOf(int error) {
     return status != 0 || error >= 0 ? status : kAudioFileUnspecifiedError;
 }
 
-/// Space was reserved, so this is not a disk that filled up in the usual way.
+/// Space was reserved, so this is not an ordinary full disk.
 void LibavFileWriter::giveUp(OSStatus status, UInt64 bytes, SInt64 frames) {
     mFrames = frames;
     if (mCoding.isLinearPCM() && mCoder->largestPackets(0) == 0 && mResampler == nullptr) {
-        // Nothing but the bytes knows of the frames.
+        // Only the bytes represent the frames.
         mFile->goBackTo(bytes);
         return;
     }
-    // Coders and indexes know of packets that are not there; what follows them would be found at the wrong place.
+    // Coders and indexes count the missing packets; later packets would be at wrong positions.
     mFile->skipWhatFailed();
     mFailure = status;
 }
@@ -226,7 +226,7 @@ OSStatus LibavFileWriter::close() {
         const OSStatus finished = statusOf(mContainer->finish(mFrames));
         status = status != 0 ? status : finished;
     }
-    // An encoder may have something to say when it goes.
+    // An encoder may log something when it is destroyed.
     mContainer.reset();
     mCoder.reset();
     const OSStatus closed = mFile->close();

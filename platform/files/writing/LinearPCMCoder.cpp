@@ -7,7 +7,7 @@
 namespace braq {
 namespace {
 
-/// A container with an entry for each packet in its index gets large ones, or the index would grow with the calls.
+/// A container with an index entry per packet gets large packets; otherwise the index would grow with the calls.
 constexpr std::size_t framesOfIndexedPacket = 8192;
 
 class LinearPCMCoder final : public Coder {

@@ -35,10 +35,10 @@ OSStatus statusOfOpening(const std::string& path, int reason) {
     }
 }
 
-/// @param isNew whether this call made it
+/// @param isNew whether this call created it
 /// @return a descriptor, or -1 and `errno`
 int openForWriting(const char* path, bool& isNew) {
-    // Not to wait for the reader of a pipe, which is refused afterwards.
+    // Non-blocking, to avoid waiting for the reader of a pipe, which is refused afterwards.
     constexpr int flags = O_WRONLY | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
     constexpr mode_t mode = 0666;
     int descriptor = ::open(path, flags | O_EXCL, mode);
@@ -151,7 +151,7 @@ OSStatus OutputFile::reserve(UInt64 bytes) {
     if (bytes > mLimit) {
         return fail(EFBIG);
     }
-    // Much at once costs less, but the last bytes of a disk are to be of use too.
+    // Large reservations cost less, but the last bytes of a disk should be usable too.
     int reason = reserveOnce(std::min(bytes + reservedAtOnce, mLimit));
     if (reason != 0) {
         reason = reserveOnce(bytes);
@@ -162,7 +162,7 @@ OSStatus OutputFile::reserve(UInt64 bytes) {
 int OutputFile::reserveOnce(UInt64 bytes) {
     int reason = 0;
     do {
-        // The size stays what was written, so that a file whose process is killed does not end in zeros.
+        // The size remains what was written, so that a file whose process is killed does not end in zeros.
         const int result = ::fallocate(mDescriptor, FALLOC_FL_KEEP_SIZE, static_cast<off_t>(mReserved),
                                        static_cast<off_t>(bytes - mReserved));
         reason = result == 0 ? 0 : errno;
@@ -211,7 +211,7 @@ void OutputFile::clearStream() {
 void OutputFile::goBackTo(UInt64 bytes) {
     clearStream();
     avio_seek(mStream.get(), static_cast<std::int64_t>(bytes), SEEK_SET);
-    mPosition = bytes; // the stream asks for no seek to where it takes itself to be
+    mPosition = bytes; // the stream already assumes this position and will not seek
     if (bytes < mSize && ::ftruncate(mDescriptor, static_cast<off_t>(bytes)) == 0) {
         mSize = bytes;
         mReserved = std::min(mReserved, bytes);
@@ -231,7 +231,7 @@ OSStatus OutputFile::close() {
     if (::ftruncate(mDescriptor, static_cast<off_t>(mSize)) != 0 && status == 0) {
         status = fail(errno);
     }
-    // Some file systems tell only now that a write failed. The descriptor is gone in any case.
+    // Some file systems report a failed write only here. The descriptor is closed in any case.
     if (::close(std::exchange(mDescriptor, -1)) != 0 && errno != EINTR && status == 0) {
         status = fail(errno);
     }

@@ -27,7 +27,7 @@ class BitWriter {
     UInt32 mFree = 0; // bits of the last byte
 };
 
-// Each element has one channel or a pair. Which of the channels, in order, are those of the elements.
+// Each element has a single channel or a pair. These are the elements of the channels, in order.
 constexpr UInt32 single = 0;
 constexpr UInt32 pair = 1;
 constexpr UInt32 end = 7;
@@ -52,7 +52,7 @@ void putHeader(BitWriter& bits, UInt32 element, UInt32 instance, std::size_t fra
     bits.put(element, 3);
     bits.put(instance, 4);
     bits.put(0, 12); // unused
-    bits.put(1, 1);  // the count of frames is stated
+    bits.put(1, 1);  // the frame count is stated
     bits.put(0, 2);  // bytes that are stored apart
     bits.put(1, 1);  // verbatim
     bits.put(static_cast<UInt32>(frames), 32);

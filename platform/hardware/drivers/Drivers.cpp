@@ -3,7 +3,7 @@
 #include "platform/hardware/drivers/pipewire/PipeWireDriver.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
-// What an application has made the default device itself goes before what the desktop says.
+// A default device set by the application takes precedence over the desktop's.
 std::vector<std::unique_ptr<braq::Driver>> braq::makeDrivers() {
     std::vector<std::unique_ptr<Driver>> drivers;
     drivers.push_back(makeSoftwareDriver());

@@ -33,7 +33,7 @@ void Decimator::add(const StreamBlock& block, const StreamWindow& window) noexce
     }
 }
 
-/// The stream's frame at distance d from the block's start is heard at n, where d = n x first + n^2 x growth / 2.
+/// The stream's frame at distance d from the block's start is at position n, with d = n x first + n^2 x growth / 2.
 void Decimator::locate(const StreamBlock& block, SInt64 first, std::size_t count) noexcept {
     const double ratio = framesOf(block.firstRatio);
     const double growth = framesOf(block.lastRatio - block.firstRatio) / blockFrames;
@@ -68,7 +68,8 @@ void Decimator::addChannels(std::size_t channel, std::size_t count, const Stream
             twos[i] = fill4(*window.at(channel + i, two.frame) * two.weight);
             sums[i] = mSums[channel + i].samples.data();
         }
-        // Sums are stored and loaded again soon, in the same fours, or loads would have to wait for stores to end.
+        // Sums are stored and soon loaded again, in the same groups of four; otherwise loads would have to wait for
+        // stores.
         const SInt64 end = two.first + LowPassTable::taps;
         for (SInt64 n = one.first / lanes * lanes; n < end; n += lanes) {
             const Floats4 oneTaps = one.place.tapsAt(n - one.first);

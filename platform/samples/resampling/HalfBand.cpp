@@ -26,7 +26,8 @@ std::array<float, reachOf(Kind)> design() {
     }
     const double sum = std::accumulate(taps.begin(), taps.end(), 0.0);
     std::array<float, reach> scaled{};
-    // Both sides together weigh as much as the sample in the middle, or the highest frequency would not quite vanish.
+    // Both sides together weigh as much as the centre sample; otherwise the highest frequency would not vanish
+    // completely.
     std::transform(taps.begin(), taps.end(), scaled.begin(),
                    [sum](double tap) { return static_cast<float>(tap / sum / 4); });
     return scaled;
@@ -43,7 +44,7 @@ float sampleAt(const float* odd, const float* even, const float* taps, std::size
     return sum;
 }
 
-/// Samples that are computed side by side.
+/// Samples that are computed in parallel.
 constexpr UInt32 lanes = 16;
 
 template <HalfBand Kind>

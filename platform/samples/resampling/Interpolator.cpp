@@ -6,11 +6,11 @@ namespace braq {
 
 namespace {
 
-/// Channels that share the work of finding the taps.
+/// The channels share the work of finding the taps.
 template <std::size_t Channels>
 std::array<float, Channels> sumAround(LowPassTable::Place place,
                                       const std::array<const float*, Channels>& in) noexcept {
-    // Two sums a channel, or each addition would wait for the one before.
+    // Two sums per channel; with one, each addition would wait for the previous one.
     std::array<Floats4, Channels> even{};
     std::array<Floats4, Channels> odd{};
     for (std::ptrdiff_t tap = 0; tap < LowPassTable::taps; tap += 8) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double attenuation = 118;
 
-/// The places of a row at which a parabola is as near to a smooth curve as it can be: those of a Chebyshev polynomial.
+/// The positions in a row at which a parabola fits a smooth curve best: the nodes of a Chebyshev polynomial.
 const std::array<double, 3> nodes = {0.5 - std::sqrt(0.1875), 0.5, 0.5 + std::sqrt(0.1875)};
 
 struct Parabola {

@@ -6,9 +6,10 @@ namespace braq {
 
 namespace {
 
-/// Frames of a stream in one block at most. A route is for half as many, but the block after its last one is another route's.
+/// Maximum frames of a stream in one block. A route is for half as many, but the block after its last one is another
+/// route's.
 constexpr SInt64 largestBlock = SInt64{4} * blockFrames;
-/// What is held at once: a block, the next one, and what lies around them.
+/// Frames held at once: a block, the next one, and those around them.
 constexpr SInt64 windowFrames = 2 * (largestBlock + LowPassTable::reach + StreamWindow::readAtOnce);
 
 SInt64 spreadOf(Route route) { return SInt64{1} << route; }
@@ -25,7 +26,7 @@ bool isDenser(const RateBlock& block, Route route) {
     return std::max(block.firstRatio, block.lastRatio) > largestRatioOf(route) / 2;
 }
 
-/// The first frame that is wanted for a block, or for any after it.
+/// The first frame needed for a block or for any later one.
 SInt64 firstFrameAround(const StreamBlock& block) { return block.start.frame + 1 - LowPassTable::reach; }
 
 } // namespace

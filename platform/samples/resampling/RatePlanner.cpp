@@ -10,10 +10,10 @@ namespace {
 
 constexpr double smallestRatioOfAll = 1.0 / 4096;
 constexpr double slopeSeconds = 0.012;
-/// Blocks over which a landing is spread: the ratio is off by no more than 1 in so many frames.
+/// Blocks over which a landing is spread: the ratio is off by at most 1 in that many frames.
 constexpr UInt32 landingBlocks = 2;
 
-/// What ratios are multiples of, so that the frames of a landing can share evenly what is left to a whole frame.
+/// Ratios are multiples of this, so that the frames of a landing can share the rest to an integer frame evenly.
 constexpr FixedFrames ratioGrain = FixedFrames{2} * landingBlocks;
 
 Route highestRouteFor(double largestRatio) {
@@ -27,7 +27,7 @@ Route highestRouteFor(double largestRatio) {
 /// @param ratio with the unit of FixedFrames
 FixedFrames rounded(double ratio) { return std::llround(ratio / static_cast<double>(ratioGrain)) * ratioGrain; }
 
-/// @return `to`, or the first of the octaves from 1 up that lies on the way: frames are made in different ways on both sides
+/// @return `to`, or the first octave from 1 up on the way there: frames are made differently on both sides
 FixedFrames noFurtherThanAnOctave(FixedFrames from, FixedFrames to) {
     if (to > from) {
         const auto above = static_cast<FixedFrames>(std::bit_floor(static_cast<UInt64>(from)) * 2);
@@ -98,8 +98,8 @@ void RatePlanner::changeRoute(double ratio) noexcept {
     }
 }
 
-/// A route is left upwards in good time, because it goes no further than its largest ratio, and downwards when what the next
-/// one keeps of the sound is better.
+/// Changes to a higher route in time, because a route is limited to its largest ratio, and to a lower one when that
+/// keeps more of the bandwidth.
 Route RatePlanner::betterRoute(double ratio) const noexcept {
     if (mRoute == untouched) {
         return ratio == 1 ? untouched : 0;
@@ -125,7 +125,7 @@ void RatePlanner::aim(double ratio) noexcept {
     }
 }
 
-/// @return the largest that the routes at work are for
+/// @return the largest ratio of the active routes
 FixedFrames RatePlanner::largestRatio() const noexcept {
     const FixedFrames largest = largestRatioOf(mRoute);
     return mFadeStep > 0 ? std::min(largest, largestRatioOf(mFadingRoute)) : largest;
@@ -148,7 +148,7 @@ void RatePlanner::choose(RateBlock& block) noexcept {
     block.firstRatio = block.lastRatio = steadyRatio();
 }
 
-/// The next part of the way to the aim, by even parts of an octave.
+/// The next part of the way to the target, in equal parts of an octave.
 void RatePlanner::slope(RateBlock& block) noexcept {
     const double left = mAim / framesOf(mRatio);
     const double end = framesOf(mRatio) * std::pow(left, 1.0 / mBlocksToAim) * static_cast<double>(oneFrame);
@@ -160,7 +160,7 @@ void RatePlanner::slope(RateBlock& block) noexcept {
     }
 }
 
-/// @return a ratio near 1 that brings the blocks of the landing to a whole frame
+/// @return a ratio near 1 that makes the blocks of the landing end on an integer frame
 FixedFrames RatePlanner::landingRatio() const noexcept {
     constexpr FixedFrames frames = FixedFrames{landingBlocks} * blockFrames;
     const bool isBackwards = mPosition.fraction < oneFrame / 2;

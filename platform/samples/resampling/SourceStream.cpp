@@ -46,7 +46,7 @@ SourceStream::SourceStream(FrameHistory& history, UInt32 channels, int levels)
 }
 
 void SourceStream::begin(int level, FramePosition position, SInt64 lead) noexcept {
-    // Sample m of a level lies on the frame that is read first + 2^level m - delay (2^level - 1).
+    // Sample m of a level is at frame first + 2^level m - delay (2^level - 1), first being the first frame read.
     const SInt64 spread = SInt64{1} << level;
     const SInt64 before = lead + (level > 0 ? HalfBandStream::memory : 0);
     mLevel = level;

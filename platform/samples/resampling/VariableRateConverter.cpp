@@ -7,7 +7,7 @@ namespace braq {
 
 namespace {
 
-/// Frames that a render may pull at once, where its source takes so many.
+/// Maximum frames of one pull of a render, if the source supports that.
 constexpr UInt32 pulledAtOnce = 4096;
 
 UInt32 framesToKeep(Route highest, UInt32 largestPull) {
@@ -51,7 +51,7 @@ UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double wi
             }
             makeBlock(ratio);
             if (mState == State::passing) {
-                continue; // where the block begins, unless another ratio is wanted by now
+                continue; // the begin of a block, unless another ratio is requested by now
             }
         }
         const UInt32 delivered = mState == State::passing ? pass(frames, done, planes, isDraining)
@@ -64,7 +64,7 @@ UInt32 VariableRateConverter::run(UInt32 frames, float* const* planes, double wi
     return done;
 }
 
-/// Begins to convert, or stays with untouched frames where the ratio is 1.
+/// Starts converting, or stays with unchanged frames if the ratio is 1.
 void VariableRateConverter::enter(double ratio) noexcept {
     if (ratio == 1) {
         mState = State::passing;
@@ -157,7 +157,7 @@ void VariableRateConverter::fade() noexcept {
     }
 }
 
-/// What the rest of a render needs is pulled at once rather than block by block, as far as it is sure to be needed.
+/// Pulls what the rest of a render needs at once rather than block by block, as far as that is certain.
 void VariableRateConverter::pullAhead(UInt32 frames, double ratio) noexcept {
     const UInt32 blocks = (frames + blockFrames - 1) / blockFrames;
     const double way = blocks * blockFrames * std::min(ratio, mPlanner.smallestRatio());

@@ -9,7 +9,7 @@
 namespace braq::pipewire {
 namespace {
 
-// Devices are to be back within a second of the server's return; an attempt without a server is one refused system call.
+// Devices must be back within a second of the server's return; an attempt without a server is one refused system call.
 constexpr std::chrono::milliseconds retryInterval{200};
 
 } // namespace
@@ -53,7 +53,7 @@ void Connection::seek() {
             }
         };
         answers.error = [](void* self, uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
-            // The core is still in use by the caller; it is let go from the loop.
+            // The caller still uses the core; it is released from the loop.
             if (id == PW_ID_CORE && result == -EPIPE) {
                 static_cast<Connection*>(self)->mLost.signal();
             }

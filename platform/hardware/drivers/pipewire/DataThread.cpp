@@ -12,11 +12,11 @@ namespace {
 
 constexpr std::chrono::microseconds threadLookInterval{50};
 
-// Under which a context keeps the loop.
+// The key under which a context keeps the loop.
 constexpr const char* loopObject = "BRAQ:DataLoop";
 
-// A loop that is told to stop just as its thread enters it misses that, and its end is waited for without one. Until the
-// thread has entered it, PipeWire has the caller do what the loop is asked to.
+// If a loop is told to stop just as its thread enters it, it misses that, and the wait for its end never returns. Until
+// the thread has entered the loop, PipeWire runs invoked functions on the caller.
 void waitUntilEntered(pw_data_loop* loop) {
     const std::thread::id caller = std::this_thread::get_id();
     std::thread::id runner = caller;
@@ -33,7 +33,7 @@ void waitUntilEntered(pw_data_loop* loop) {
 } // namespace
 
 DataThread::DataThread() {
-    // The scheduling is the library's business; nothing ends the thread, so that nothing waits for its end.
+    // The library handles scheduling; the thread never ends, so nothing waits for its end.
     static const spa_thread_utils_methods methods = {
         .version = SPA_VERSION_THREAD_UTILS_METHODS,
         .create = [](void* self, const spa_dict* /*properties*/, void* (*body)(void*),
@@ -47,7 +47,7 @@ DataThread::DataThread() {
     mThreadMaker.iface = {SPA_TYPE_INTERFACE_ThreadUtils, SPA_VERSION_THREAD_UTILS, {&methods, this}};
 }
 
-// A context comes with a thread, and only one that does not run can be told where its next one is from.
+// A context comes with a running thread; the source of the next one can be set only while it is stopped.
 bool DataThread::replaceThatOf(pw_context* context) {
     pw_data_loop* const loop = pw_context_get_data_loop(context);
     waitUntilEntered(loop);
@@ -82,7 +82,7 @@ spa_thread* DataThread::start(void* (*body)(void*), void* argument) {
         errno = status;
         return nullptr;
     }
-    // What PipeWire knows as a thread is the C library's handle.
+    // PipeWire's thread type is the C library's handle.
     return reinterpret_cast<spa_thread*>(mThread.mThread);
 }
 

@@ -42,8 +42,9 @@ DeviceDirection directionOf(const ChannelLayout& layout, UInt32 latencyFrames) {
     return direction;
 }
 
-// A sink that drives the graph takes what is rendered in a cycle at the end of that cycle, and so plays it in the next one; so do
-// its monitor's listeners hear it. The ports of hardware include that cycle, those of a sink without hardware do not.
+// A sink that drives the graph takes the frames rendered in a cycle at the end of that cycle, and so plays them in the
+// next one; its monitor delivers them then, too. The ports of hardware include that cycle, those of a sink without
+// hardware do not.
 spa_latency_info playbackLatency(const NodeFacts& node) {
     spa_latency_info latency = node.sinkLatency;
     if (node.properties.get(PW_KEY_NODE_DRIVER) == "true") {
@@ -52,7 +53,7 @@ spa_latency_info playbackLatency(const NodeFacts& node) {
     return latency;
 }
 
-// What is the same for every device of a node.
+// The part that is the same for every device of a node.
 DeviceDescription commonTo(const NodeFacts& node, const Properties& card, const GraphSettings& settings) {
     const Properties& properties = node.properties;
     DeviceDescription common;
@@ -122,7 +123,7 @@ UInt32 transportTypeOf(const Properties& node, const Properties& card) {
     if (mentions(api, "bluez") || bus == "bluetooth") {
         return kAudioDeviceTransportTypeBluetooth;
     }
-    // A node without a device behind it is made of software.
+    // A node without a hardware device is virtual.
     if (api.empty() && bus.empty()) {
         return kAudioDeviceTransportTypeVirtual;
     }
@@ -138,8 +139,8 @@ UInt32 transportTypeOf(const Properties& node, const Properties& card) {
     if (bus == "usb") {
         return kAudioDeviceTransportTypeUSB;
     }
-    // Sound hardware on a machine's own board sits on its PCI bus as well as cards in slots do; only its form factor says
-    // that it is built in.
+    // Sound hardware on a mainboard is on the PCI bus just like cards in slots; only its form factor says that it is
+    // built in.
     if (property(PW_KEY_DEVICE_FORM_FACTOR) == "internal") {
         return kAudioDeviceTransportTypeBuiltIn;
     }

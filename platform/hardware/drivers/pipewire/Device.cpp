@@ -11,13 +11,13 @@ namespace braq::pipewire {
 namespace {
 
 constexpr std::chrono::seconds longestStart{2};
-// Within which a session manager appears that is just being started. Nothing is connected without one.
+// Time for a session manager that is just being started. Without one nothing is connected.
 constexpr std::chrono::milliseconds longestSearch{250};
-// From the end of a stream to the news that its device is not in use any more.
+// From the end of a stream to the notification that its device is no longer in use.
 constexpr std::chrono::milliseconds longestRest{200};
-// From the failure of a stream to the news that its device, or the server, is gone.
+// From the failure of a stream to the notification that its device, or the server, is gone.
 constexpr std::chrono::milliseconds longestFarewell{200};
-// Of the cycle after the last one. Far beyond the longest quantum; a graph that takes longer has stopped.
+// Wait for the cycle after the last one. Far longer than the longest quantum; a graph that takes longer has stopped.
 constexpr std::chrono::milliseconds longestFinish{500};
 
 } // namespace
@@ -77,8 +77,8 @@ void Device::stopIO() {
             run->cycle.abandon();
         }
     }
-    // The stream is taken from the graph only when the graph is done with what was rendered last. Without the lock, so
-    // that the loop sees if the stream goes away instead.
+    // The stream is removed from the graph only when the graph is done with the last rendered frames. Without the lock,
+    // so that the loop notices if the stream is removed meanwhile.
     run->cycle.waitUntilFinished(longestFinish);
     const Loop::Lock lock(mLoop);
     run->stream.reset();
@@ -87,8 +87,8 @@ void Device::stopIO() {
     mServer.describeSoon();
 }
 
-// A graph changes its rate only while nobody uses it, unless it is forced to. To others, the rate that was preferred before
-// does not matter any more either.
+// A graph changes its rate only while nobody uses it, unless it is forced to. For other devices of the node, an earlier
+// preferred rate no longer matters either.
 void Device::preferRate(Float64 rate) {
     const Loop::Lock lock(mLoop);
     RateWish& wish = mServer.rateWish(mKey.serial);
@@ -124,7 +124,7 @@ OSStatus Device::setNominalRate(Float64 rate) {
     if (wanted == 0) {
         return kAudioDeviceUnsupportedFormatError;
     }
-    // What somebody forces on the whole server counts for more than what a stream asks for.
+    // A rate forced on the whole server takes precedence over a stream's request.
     if (const UInt32 forced = mServer.settings().forcedRate; forced != 0 && forced != wanted) {
         return kAudioHardwareUnsupportedOperationError;
     }
@@ -184,7 +184,7 @@ void Device::look() {
         return;
     }
     if (const UInt32 graphRate = run.cycle.graphRate(); graphRate != 0 && graphRate != run.rate) {
-        // It is what others use it at.
+        // This is the rate at which others use it.
         mServer.rateWish(mKey.serial).preferred = 0;
         connect(run, graphRate);
     }
@@ -194,7 +194,7 @@ void Device::look() {
     mServer.describeSoon();
 }
 
-// One that is not heard as it plays is worth a word each time that it runs, but not for each step of a mixer's slider.
+// If it is not played at its own level, this is logged once per run, but not for each step of a mixer's slider.
 void Device::takeMixerLevel(Run& run) {
     mMixerLevel = run.stream->mixerLevel();
     if (mMixerLevel != 1.0F && !std::exchange(run.hasToldLevel, true)) {
@@ -203,8 +203,8 @@ void Device::takeMixerLevel(Run& run) {
     }
 }
 
-// The graph runs a stream as soon as its first channel is connected. What is played before the others are would be lost to
-// them.
+// The graph runs a stream as soon as its first channel is connected. Frames played before the others are connected
+// would be lost to them.
 void Device::openWhenLinked(Run& run, UInt32 links) {
     if (run.cycle.isOpen()) {
         return;

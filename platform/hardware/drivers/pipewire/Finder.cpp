@@ -11,11 +11,11 @@
 namespace braq::pipewire {
 namespace {
 
-// Long enough for a busy session manager to connect all channels of a stream, short enough not to be taken for a hang.
+// Long enough for a busy session manager to connect all channels of a stream, short enough not to look like a hang.
 constexpr std::chrono::milliseconds lookInterval{500};
-// One that is only replaced is back by then and nothing is worth a word.
+// A session manager that is only restarted is back by then, and nothing is logged.
 constexpr std::chrono::milliseconds longestRestart{500};
-// From its end to when what plays and records stops for good, unless a new one has connected it by then.
+// From its end until playback and recording stop for good, unless a new one has connected them by then.
 constexpr std::chrono::seconds longestCutOff{5};
 
 UInt32 numberIn(const std::string& text) {
@@ -105,7 +105,7 @@ void Finder::synchronised() {
 void Finder::appeared(UInt32 id, const std::string& type, const Properties& properties) {
     const auto changed = [this] { describeSoon(); };
     if (type == PW_TYPE_INTERFACE_Node && isDeviceClass(properties.get(PW_KEY_MEDIA_CLASS))) {
-        // What was asked for until now may be answered before the node's facts come.
+        // Replies to earlier requests may arrive before the node's facts.
         mNodes[id] = {std::make_unique<WatchedNode>(mRegistry, id, changed), mSyncsSent + 1};
     } else if (type == PW_TYPE_INTERFACE_Port) {
         portAppeared(id, properties);
@@ -122,7 +122,7 @@ void Finder::appeared(UInt32 id, const std::string& type, const Properties& prop
     describeSoon();
 }
 
-// The first port of a kind stands for the others.
+// The first port of a kind represents the others.
 void Finder::portAppeared(UInt32 id, const Properties& properties) {
     if (properties.get(PW_KEY_PORT_ID) != "0" || properties.get(PW_KEY_FORMAT_DSP).empty()) {
         return;
@@ -193,8 +193,8 @@ void Finder::vanished(UInt32 id) {
     describeSoon();
 }
 
-// The server takes down what a session manager has connected when that one ends. The next one connects it again, from 0.5 on;
-// 0.4.13 does not get ready to use what was there before it, for any program.
+// When a session manager ends, the server removes the links that it made. From 0.5 on, the next one restores them;
+// 0.4.13 does not prepare nodes that existed before it, for any program.
 void Finder::missSessionManager() {
     bool isRunning = false;
     mPublisher.forEach([&](const Device& device, AudioDeviceID) { isRunning |= device.isRunning(); });
@@ -204,7 +204,7 @@ void Finder::missSessionManager() {
     }
 }
 
-// A program that is told can say so, or start again.
+// A notified program can report that, or start again.
 void Finder::stopCutOff() {
     bool hasStopped = false;
     mPublisher.forEach([&](const Device& device, AudioDeviceID id) {
@@ -286,7 +286,7 @@ void Finder::publishDefaults() {
     }
 }
 
-// A sink's monitor serves as source when there is no other, and then goes by the name of the sink.
+// A sink's monitor is the default source if there is no other, and then has the name of the sink.
 std::string Finder::uidOfSource(const std::string& nodeName) const {
     const bool isSink = std::ranges::any_of(mNodes, [&](const auto& node) {
         const NodeFacts& facts = node.second.watched->facts();

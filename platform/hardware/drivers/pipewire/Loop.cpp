@@ -17,8 +17,8 @@ struct Start {
     std::promise<int> result;
 };
 
-/// Starts the loop's thread, which inherits blocked signals and time-shared scheduling from the thread that does so: a thread
-/// of the library, because an application's thread may have others. How the loop is run and locked is left to PipeWire.
+/// Starts the loop's thread. It inherits blocked signals and time-shared scheduling from the thread that starts it: a
+/// thread of the library, because an application's thread may have others. PipeWire runs and locks the loop.
 int startOnThreadOfTheLibrary(pw_thread_loop* loop) {
     auto start = std::make_unique<Start>(Start{loop, {}});
     std::future<int> result = start->result.get_future();
@@ -33,7 +33,7 @@ int startOnThreadOfTheLibrary(pw_thread_loop* loop) {
     if (status != 0) {
         return -status;
     }
-    static_cast<void>(start.release()); // the thread's
+    static_cast<void>(start.release()); // owned by the thread
     return result.get();
 }
 

@@ -16,8 +16,8 @@ namespace {
 
 constexpr std::chrono::seconds longestDriverStart{1};
 
-/// Opened once. The loop's own lock would not do for what is waited for here: the loop may be held up with the lock in its
-/// hands, in a call of the system that takes its time.
+/// Opened once. The loop's own lock is not suitable here: the loop may block in a slow system call while it holds the
+/// lock.
 class Gate {
   public:
     void open() {

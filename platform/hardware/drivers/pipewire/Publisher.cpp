@@ -22,7 +22,7 @@ void Publisher::publish(const std::vector<FoundDevice>& found) {
     }
 }
 
-// A device whose UID or channels have become others is another device to whoever uses it.
+// A device with another UID or other channels is another device for its users.
 void Publisher::takeBackMissing(const std::vector<FoundDevice>& found) {
     const auto isAmong = [&](const auto& published) {
         return std::ranges::any_of(found, [&](const FoundDevice& device) {

@@ -17,12 +17,12 @@ namespace {
 
 std::string latencyText(UInt32 frames, UInt32 rate) { return std::to_string(frames) + "/" + std::to_string(rate); }
 
-// Belongs to its device for good: not moved to another one, not mixed to other channels, not on a device that was remembered
-// from an earlier stream of this application.
+// The stream belongs to its device for good: it is not moved to another one, not mixed to other channels, and not put
+// on a device remembered from an earlier stream of this application.
 //
-// Session managers keep the level that a user sets under the first of these that a stream has: role (not so in the newest
-// ones), ID and name of the application. All music players have the same role, and would play at each other's levels. So
-// the stream has none: a role has a say in where a stream goes only while the stream names no device.
+// Session managers store the level that a user sets under the first of these properties that a stream has: role (not in
+// the newest versions), ID and name of the application. All music players have the same role and would share each
+// other's levels, so the stream has none. A role affects where a stream goes only if the stream names no device.
 pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, const GraphWish& wish) {
     const bool plays = device.use == Use::playback;
     pw_properties* const properties = pw_properties_new(
@@ -130,7 +130,7 @@ void Stream::stateChanged(int state) {
     }
 }
 
-// The memory goes away when the server says so: the data thread has let go of it by then.
+// The server removes the memory when it says so: the data thread must have released it by then.
 void Stream::setPosition(spa_io_position* position) {
     struct Change {
         Stream* stream;
@@ -152,7 +152,7 @@ void Stream::setWish(const GraphWish& wish) {
     if (wish == mWish || mStream == nullptr) {
         return;
     }
-    // A wish is replaced by another one, but not taken back as long as the stream is there.
+    // A request can be replaced by another one, but not withdrawn while the stream exists.
     std::vector<std::pair<const char*, std::string>> changes;
     if (wish.quantum != mWish.quantum) {
         changes.emplace_back(PW_KEY_NODE_LATENCY, latencyText(wish.quantum, mRate));

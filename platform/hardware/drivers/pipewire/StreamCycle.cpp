@@ -78,8 +78,8 @@ bool StreamCycle::mayRun(UInt64 frames, const spa_io_position* position) noexcep
         return false;
     }
     tell(mGraphRate, position->clock.rate.denom);
-    // A stream at another rate than the graph's is converted. Its owner is woken to replace it, and nothing of what is
-    // played is lost to the converter until then.
+    // A stream at a rate other than the graph's is converted. Its owner is woken to replace it, and until then no
+    // playback is lost in the converter.
     return position->clock.rate.denom == mStreamRate && mIsOpen.load(std::memory_order_acquire);
 }
 

@@ -61,7 +61,7 @@ const pw_port_events WatchedPort::kEvents = {
 };
 
 void WatchedPort::take(const spa_pod* parameter) {
-    // A port knows the latency in both directions. What counts is the way that its samples go on, or have come.
+    // A port has a latency for each direction. The relevant one is that of the further, or earlier, way of its samples.
     const spa_direction direction = mKind == Kind::sink ? SPA_DIRECTION_INPUT : SPA_DIRECTION_OUTPUT;
     spa_latency_info latency{};
     if (spa_latency_parse(parameter, &latency) >= 0 && latency.direction == direction) {

@@ -12,7 +12,7 @@
 namespace {
 
 constexpr UInt64 wholeSecond = 1'000'000'000; // in nanoseconds
-// A machine that slept does not make up for hours of cycles.
+// A machine that was suspended does not catch up on hours of cycles.
 constexpr UInt64 longestDelayNanoseconds = wholeSecond / 2;
 
 } // namespace
@@ -35,7 +35,7 @@ struct braq::SoftwareClockThread::Run {
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
 
-    /// Sleeps until a time. @return false when the thread is to end
+    /// Sleeps until a time. @return false if the thread must end
     bool waitUntil(UInt64 hostTime) {
         const timespec until{static_cast<time_t>(hostTime / wholeSecond), static_cast<long>(hostTime % wholeSecond)};
         while (!mustEnd.load(std::memory_order_acquire)) {
@@ -49,7 +49,7 @@ struct braq::SoftwareClockThread::Run {
     const std::shared_ptr<Client> client;
     std::atomic<bool> mustEnd{false};
     sem_t wake{};   // posted with mustEnd
-    sem_t isOver{}; // posted when the thread touches the client no more
+    sem_t isOver{}; // posted when the thread no longer touches the client
 };
 
 std::unique_ptr<braq::SoftwareClockThread> braq::SoftwareClockThread::start(std::shared_ptr<Client> client) {
@@ -59,7 +59,7 @@ std::unique_ptr<braq::SoftwareClockThread> braq::SoftwareClockThread::start(std:
     if (BRAQThreadStart(&thread, "BRAQ software", main, argument.get()) != 0) {
         return nullptr;
     }
-    static_cast<void>(argument.release()); // the thread's
+    static_cast<void>(argument.release()); // owned by the thread
     return std::unique_ptr<SoftwareClockThread>(new SoftwareClockThread(std::move(run)));
 }
 
@@ -76,7 +76,7 @@ void braq::SoftwareClockThread::main(void* argument) {
     const std::unique_ptr<std::shared_ptr<Run>> given(static_cast<std::shared_ptr<Run>*>(argument));
     Run& run = **given;
     BRAQThreadMakeIO(BRAQThreadSelf());
-    run.client->restartAt(monotonicTime()); // what it took to come here delays no cycle
+    run.client->restartAt(monotonicTime()); // the time to get here must not delay a cycle
     while (run.waitUntil(run.client->nextCycleTime())) {
         const UInt64 now = monotonicTime();
         if (now > run.client->nextCycleTime() + longestDelayNanoseconds) {

@@ -30,7 +30,7 @@ void braq::SoftwareCycle::reserve(UInt32 frames) {
         channel.resize(frames);
         mOutputChannels.push_back(channel.data());
     }
-    // As much as the longest cycle waits before a cycle, and during it that cycle's own comes on top.
+    // Holds the longest cycle before a cycle, plus that cycle itself.
     for (auto& channel : mPlayed) {
         channel.resize(std::size_t{2} * frames);
     }
@@ -55,7 +55,7 @@ void braq::SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate,
     mHostFraction = passed - whole;
 }
 
-// What was not played yet is heard as silence first: the delay is that of the longest cycle so far.
+// Starts with silence for frames that were not played yet: the delay is the longest cycle so far.
 void braq::SoftwareCycle::takePlayed(UInt32 frames) noexcept {
     const UInt32 there = std::min(frames, mPlayedFrames);
     for (std::size_t channel = 0; channel < mInput.size(); ++channel) {

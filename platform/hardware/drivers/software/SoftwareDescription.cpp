@@ -10,7 +10,7 @@ bool hasEmptyStream(const BRAQSoftwareDirection& direction) {
     return std::ranges::any_of(direction.streams, [](const auto& stream) { return stream.channels == 0; });
 }
 
-// Three channels, five and seven are as often anything else, so that nothing is to be moved or mixed there.
+// Three, five and seven channels are ambiguous, so nothing must be moved or mixed there.
 braq::ChannelPositions positionsByCount(UInt32 channels) {
     constexpr std::array counts{1U, 2U, 4U, 6U, 8U};
     const bool isTelling = std::ranges::find(counts, channels) != counts.end();

@@ -26,7 +26,7 @@ std::shared_ptr<braq::SoftwareDevice> braq::SoftwareDevice::make(const BRAQSoftw
     }
     std::shared_ptr<SoftwareDevice> device(new SoftwareDevice(options, host, driver));
     {
-        // Nothing is reported about it before its id is known.
+        // Nothing is reported about the device before its id is known.
         const std::lock_guard lock(device->mMutex);
         device->mID = host.deviceAppeared(device->mDescription, device);
     }
@@ -72,7 +72,7 @@ OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
     mCycle = std::make_unique<SoftwareCycle>(mDescription.record.channels(), mDescription.playback.channels(),
                                              mDescription.maximumBufferFrames, mIsLoopback, monotonicTime());
     const bool isStepped = mClock == BRAQSoftwareClock::stepped;
-    if (isStepped) { // before a step on another thread finds the device running, and moves the time on
+    if (isStepped) { // before a step on another thread sees the device running and advances the time
         mStepTime.store(mCycle->hostTime(), std::memory_order_release);
     }
     mRunning.store(&cycles);
@@ -86,7 +86,7 @@ OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
 void braq::SoftwareDevice::stopIO() {
     mRunning.store(nullptr);
     mThread.reset();
-    // A step is looked for again and again, because it must not wake anybody.
+    // Polls for the end of a step, because a step must not wake anybody.
     constexpr std::chrono::microseconds pause{20};
     while (mIsStepping.load()) {
         std::this_thread::sleep_for(pause);
@@ -111,7 +111,7 @@ bool braq::SoftwareDevice::runCycle() noexcept {
     return stays;
 }
 
-// The step says that it is under way and then looks whether the device runs; who stops it does both the other way round.
+// The step announces itself and then checks whether the device runs; stopping does both in the opposite order.
 bool braq::SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
     if (mClock != BRAQSoftwareClock::stepped || frames == 0 || mIsStepping.exchange(true)) {
         return false;
