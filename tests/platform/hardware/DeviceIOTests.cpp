@@ -153,11 +153,11 @@ TEST(DeviceIO, RunsTheDeviceFromTheFirstStartToTheLastStop) {
     first.start();
     second.start();
     EXPECT_THAT(isRunning(), Optional(1U));
-    EXPECT_EQ(first.start(), 0) << "once more is harmless";
+    EXPECT_EQ(first.start(), 0) << "idempotent";
     first.stop();
     EXPECT_TRUE(device->step(8));
     second.stop();
-    EXPECT_EQ(second.stop(), 0) << "once more is harmless";
+    EXPECT_EQ(second.stop(), 0) << "idempotent";
     EXPECT_FALSE(device->step(8));
     EXPECT_THAT(isRunning(), Optional(0U));
 }

@@ -366,7 +366,7 @@ TEST(Units_DeviceUnit, IsNotInitialisedWithoutTheDeviceThatItNeeds) {
     EXPECT_THAT(getUnit<UInt32>(unit, kAudioOutputUnitProperty_HasIO, output, 0), Optional(0U));
     EXPECT_EQ(AudioOutputUnitStart(unit), kAudioUnitErr_Uninitialized);
     EXPECT_EQ(AudioOutputUnitStop(unit), kAudioUnitErr_Uninitialized);
-    EXPECT_EQ(AudioUnitUninitialize(unit), 0) << "harmless";
+    EXPECT_EQ(AudioUnitUninitialize(unit), 0) << "idempotent";
     const auto playsOnly = steppedDevice("plays", 2, 0);
     const auto recordsOnly = steppedDevice("records", 0, 2);
     setUnit(unit, kAudioOutputUnitProperty_CurrentDevice, global, 0, recordsOnly->deviceID());
@@ -375,7 +375,7 @@ TEST(Units_DeviceUnit, IsNotInitialisedWithoutTheDeviceThatItNeeds) {
     EXPECT_EQ(AudioUnitInitialize(unit), kAudioUnitErr_FailedInitialization) << "neither plays nor records";
     setUnit(unit, kAudioOutputUnitProperty_EnableIO, input, 1, UInt32{1});
     EXPECT_EQ(AudioUnitInitialize(unit), 0);
-    EXPECT_EQ(AudioUnitInitialize(unit), 0) << "harmless when repeated";
+    EXPECT_EQ(AudioUnitInitialize(unit), 0) << "idempotent";
     AudioUnitUninitialize(unit);
     setUnit(unit, kAudioOutputUnitProperty_CurrentDevice, global, 0, playsOnly->deviceID());
     EXPECT_EQ(AudioUnitInitialize(unit), kAudioUnitErr_FailedInitialization);

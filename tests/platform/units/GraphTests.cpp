@@ -40,7 +40,7 @@ bool isInitialised(AudioUnit unit) {
 TEST(Units_Graph, OpensWithoutNodes) {
     TestGraph graph;
     EXPECT_EQ(AUGraphOpen(graph), 0);
-    EXPECT_EQ(AUGraphOpen(graph), 0) << "harmless when repeated";
+    EXPECT_EQ(AUGraphOpen(graph), 0) << "idempotent";
     EXPECT_EQ(AUGraphInitialize(graph), kAUGraphErr_OutputNodeErr);
     EXPECT_EQ(AUGraphStart(graph), kAUGraphErr_OutputNodeErr);
     EXPECT_EQ(AUGraphStop(graph), kAUGraphErr_OutputNodeErr);
@@ -121,7 +121,7 @@ TEST(Units_Graph, HasExactlyOneOutput) {
     EXPECT_EQ(AUGraphStart(graph), kAudioUnitErr_Uninitialized);
     EXPECT_EQ(AUGraphStop(graph), kAudioUnitErr_Uninitialized);
     EXPECT_EQ(AUGraphInitialize(graph), 0);
-    EXPECT_EQ(AUGraphInitialize(graph), 0) << "harmless when repeated";
+    EXPECT_EQ(AUGraphInitialize(graph), 0) << "idempotent";
     EXPECT_EQ(AUGraphUninitialize(graph), 0);
     graph.add(deviceDescription);
     EXPECT_EQ(AUGraphInitialize(graph), kAUGraphErr_OutputNodeErr);
@@ -180,14 +180,14 @@ TEST(Units_Graph, PlaysThroughItsConnectionsWhateverTheOrderOfTheNodes) {
     ASSERT_EQ(AUGraphInitialize(chain.graph), 0);
     EXPECT_TRUE(isInitialised(chain.graph.unit(chain.first)));
     ASSERT_EQ(AUGraphStart(chain.graph), 0);
-    EXPECT_EQ(AUGraphStart(chain.graph), 0) << "harmless when repeated";
+    EXPECT_EQ(AUGraphStart(chain.graph), 0) << "idempotent";
     const Channels played = stepPlaying(*device, 2, 5000, 2500);
     for (std::size_t frame = 0; frame < 5000; ++frame) {
         ASSERT_EQ(played[1][frame], numbered(1, frame)) << "untouched at rate 1";
     }
     EXPECT_EQ(tape.delivered, 5000U);
     EXPECT_EQ(AUGraphStop(chain.graph), 0);
-    EXPECT_EQ(AUGraphStop(chain.graph), 0) << "harmless when repeated";
+    EXPECT_EQ(AUGraphStop(chain.graph), 0) << "idempotent";
     EXPECT_FALSE(device->step(16));
 }
 

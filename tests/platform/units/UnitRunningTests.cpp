@@ -70,7 +70,7 @@ TEST(Units_Running, CallsAListenerThatIsAddedTwiceOnceAndOneThatIsRemovedNoMore)
     AudioOutputUnitStart(player.unit);
     EXPECT_THAT(log.values(), ElementsAre(1U));
     EXPECT_EQ(log.remove(), 0);
-    EXPECT_EQ(log.remove(), 0) << "harmless";
+    EXPECT_EQ(log.remove(), 0) << "idempotent";
     AudioOutputUnitStop(player.unit);
     EXPECT_THAT(log.values(), ElementsAre(1U));
     log.addAgain();

@@ -104,7 +104,7 @@ TEST_F(Units_Varispeed, HasPropertiesOfExactSizesInTheirScopes) {
     for (const bool initialised : {false, true}) {
         if (initialised) {
             ASSERT_EQ(AudioUnitInitialize(unit), 0);
-            ASSERT_EQ(AudioUnitInitialize(unit), 0) << "harmless when repeated";
+            ASSERT_EQ(AudioUnitInitialize(unit), 0) << "idempotent";
         }
         for (const VarispeedProperty& one : varispeedProperties) {
             const AudioUnitScope other = one.scope == global ? input : global;
