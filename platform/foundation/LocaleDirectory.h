@@ -6,7 +6,6 @@ namespace braq {
 
 /// The file, with symbolic links resolved, of the program or shared library with the code at `address`; empty if
 /// unknown.
-/// cannot be told.
 std::filesystem::path fileOfCode(const void* address);
 
 /// The file of the running program; empty if unknown.
