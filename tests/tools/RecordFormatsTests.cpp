@@ -29,7 +29,7 @@ TEST(RecordFormats, TheEndingChoosesTheTypeAndItsUsualFormat) {
 }
 
 TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
-    EXPECT_THAT(complaint("a.mp3", ""), HasSubstr("chooses its type"));
+    EXPECT_THAT(complaint("a.mp3", ""), HasSubstr("selects the file type"));
     EXPECT_THAT(complaint("wav", ""), HasSubstr(".wav .wave"));
     EXPECT_THAT(complaint("a.flac", "aac"), HasSubstr("cannot hold 'aac', only flac flac24"));
     EXPECT_THAT(complaint("a.wav", "mp3"), HasSubstr("cannot hold 'mp3', only pcm16 pcm24 pcm32 float"));
