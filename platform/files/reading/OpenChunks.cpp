@@ -80,7 +80,7 @@ std::unique_ptr<SampleSource> openSamples(std::unique_ptr<LocalFile>& file, Liba
 struct CafFacts {
     std::optional<HeardPart> part;
     SInt64 packetsEnd;
-    ByteRange cutOff; ///< where the frames before and behind those to be heard are stated
+    ByteRange cutOff; ///< the fields with priming and remainder frames
 };
 
 CafFacts cafFacts(LocalFile& file) {
@@ -110,7 +110,7 @@ CafFacts cafFacts(LocalFile& file) {
 } // namespace
 
 std::unique_ptr<SampleSource> openChunks(std::unique_ptr<LocalFile> file, const std::string& format) {
-    // Which frames are heard is decided here. Version 9 of libav refuses a file that has packets, but nothing to be heard.
+    // Which frames are audible is decided here. libav 9 refuses a file with packets but without audible frames.
     const CafFacts caf = format == "caf" ? cafFacts(*file) : CafFacts{};
     auto container = LibavContainer::open(*file, format, caf.cutOff);
     if (!container || container->codec().ch_layout.nb_channels <= 0 || container->codec().sample_rate <= 0) {

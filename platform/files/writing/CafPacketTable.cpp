@@ -5,7 +5,7 @@
 namespace braq {
 namespace {
 
-/// Seven bits a byte, the highest first; all but the last byte have the eighth bit set.
+/// Seven bits per byte, most significant first; all bytes but the last have the eighth bit set.
 void putNumber(UInt32 number, std::vector<std::uint8_t>& bytes) {
     constexpr UInt32 bitsOfByte = 7;
     UInt32 shift = 0;
@@ -28,8 +28,8 @@ void CafPacketTable::add(UInt32 bytes, UInt32 frames) {
 }
 
 void CafPacketTable::replace(AVIOContext& stream, std::int64_t position, SInt64 heardFrames) const {
-    // The description is the first chunk: 8 bytes of file header, 12 of chunk header, then rate, coding, flags and bytes per
-    // packet.
+    // The description is the first chunk: 8 bytes of file header, 12 of chunk header, then rate, coding, flags and
+    // bytes per packet.
     constexpr std::int64_t framesPerPacket = 40;
     constexpr std::int64_t headerBytes = 24;
     constexpr std::int64_t sizeOfChunk = 4;

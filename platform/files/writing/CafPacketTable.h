@@ -8,22 +8,22 @@
 
 namespace braq {
 
-/// The packet table of a CAF file, with the frames of each packet. It takes the place of the usual one, which counts a short
-/// last packet as a full one and states what it lacks as remainder frames: libav 9 trims these from what the packet decodes
-/// to, which has none of them, and older versions report the length of full packets. The format has both. libsndfile knows
-/// the usual one only; it opens no ALAC that libav's CAF writer wrote, whatever the table.
+/// The packet table of a CAF file, with the frames of each packet. It replaces the usual one, which counts a short last
+/// packet as a full one and states its missing frames as remainder frames: libav 9 trims these from the decoded packet,
+/// which does not contain them, and older versions report the length of full packets. The format allows both.
+/// libsndfile supports the usual one only; it opens no ALAC written by libav's CAF muxer, whatever the table.
 class CafPacketTable {
   public:
     void add(UInt32 bytes, UInt32 frames);
 
-    /// Whether all packets have `framesPerPacket` frames and all of them are to be heard: then libav's table is right.
+    /// Whether all packets have `framesPerPacket` frames, all of them audible: then libav's table is correct.
     bool isUniform(UInt32 framesPerPacket, SInt64 heardFrames) const {
         return mFrames == heardFrames && mFrames == mPackets * framesPerPacket;
     }
 
-    /// Overwrites libav's, and the frames per packet in the file's description with 0: they are in the table.
+    /// Overwrites libav's table, and sets the frames per packet in the file's description to 0: they are in the table.
     /// @param position of libav's table, which is the last chunk
-    /// @param heardFrames from the first frame on; the others are remainder frames
+    /// @param heardFrames audible frames, from the first on; the others are remainder frames
     void replace(AVIOContext& stream, std::int64_t position, SInt64 heardFrames) const;
 
   private:
