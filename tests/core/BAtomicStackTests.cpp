@@ -92,6 +92,23 @@ TEST_F(AtomicStack, PopsOfAnEmptyStackWriteNothing) {
     expectState(77, nullptr);
 }
 
+// The temporary stack copies the closures.
+TEST(AtomicStackClosures, AreCopiedForATemporaryStackByPopAllReversedAlsoOfAnEmptyStack) {
+    struct Counted {
+        explicit Counted(int& counter) : copies(counter) {}
+        Counted(const Counted& other) : copies(other.copies) { ++copies; }
+        Counted& operator=(const Counted&) = delete;
+        ~Counted() = default;
+        void* operator()(void* record) const { return record; }
+        int& copies;
+    };
+    int copies = 0;
+    const OwnedStack stack(BAtomicStackCreate(Counted(copies), [](void*, void*) {}), BAtomicStackDestroy);
+    const int before = copies;
+    EXPECT_EQ(BAtomicStackPopAllReversed(stack.get()), nullptr);
+    EXPECT_GT(copies, before);
+}
+
 TEST_F(AtomicStack, PushWritesTheNumberOfItsAttemptAsTag) {
     BAtomicStackPush(stack.get(), &a);
     expectState(1, &a);

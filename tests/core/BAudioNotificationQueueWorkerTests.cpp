@@ -6,7 +6,11 @@
 
 #include <gmock/gmock.h>
 
+#include <pthread.h>
+
 #include <atomic>
+#include <chrono>
+#include <ctime>
 #include <memory>
 #include <semaphore>
 #include <stdexcept>
@@ -118,6 +122,24 @@ TEST_F(NotificationWorker, TakesANotificationAgainOnceItIsDone) {
         signalUntilDone(a);
     }
     EXPECT_THAT(run, ElementsAre('A', 'A', 'A'));
+}
+
+// The signal of an addition to a busy worker is lost: nobody waits for it.
+TEST_F(NotificationWorker, RunsWhatWasAddedWhileItWasBusyWithoutAnotherSignal) {
+    add(blocker);
+    while (!entered.try_acquire()) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    add(a);
+    proceed.release();
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (BQueueableAudioNotificationInProgress(a.get()) && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::yield();
+    }
+    signalUntilDone(a); // so that the test ends if it fails
+    EXPECT_LT(std::chrono::steady_clock::now(), deadline);
+    EXPECT_THAT(run, ElementsAre('-', 'A'));
 }
 
 TEST_F(NotificationWorker, KeepsPendingWhatWasAddedWhileItWasNotWaiting) {
@@ -247,6 +269,32 @@ TEST(NotificationWorkers, TeardownEndsAWorkerThatMissedItsSignalOnTheWayToItsWai
     teardown.join();
     EXPECT_TRUE(worker->mExited);
     BAudioNotificationQueueWorkerDestroy(worker);
+}
+
+TEST(NotificationWorkers, AreNotifiedByAnAddition) {
+    WorkerHold hold(WorkerPoint::beforeWait);
+    const auto nothing = notificationThat([](BQueueableAudioNotification*) {});
+    const OwnedNotificationWorker worker(BAudioNotificationQueueWorkerCreate());
+    hold.waitUntilHeld();
+
+    // Waiting in the worker's place, for a while. Adding again what is in progress notifies again.
+    BGuard& guard = *worker->mWakeGuard;
+    pthread_mutex_lock(&guard.mMutex.mMutex);
+    std::atomic<bool> isOver = false;
+    std::thread adder([&] {
+        while (!isOver) {
+            BAudioNotificationQueueWorkerAddNotification(worker.get(), nothing.get());
+            std::this_thread::yield();
+        }
+    });
+    timespec deadline{};
+    clock_gettime(CLOCK_REALTIME, &deadline);
+    deadline.tv_sec += 30;
+    EXPECT_EQ(pthread_cond_timedwait(&guard.mCondition, &guard.mMutex.mMutex, &deadline), 0);
+    isOver = true;
+    pthread_mutex_unlock(&guard.mMutex.mMutex);
+    adder.join();
+    hold.release();
 }
 
 TEST(NotificationWorkers, CanBeMadeAndEndedManyTimes) {

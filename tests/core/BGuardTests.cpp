@@ -90,8 +90,9 @@ TEST_F(Guard, IsFreeWhileAWaiterSleeps) {
     while (!waiting) {
         std::this_thread::yield();
     }
-    BMutexLock(&guard->mMutex); // to be had once the waiter is in its wait
-    BMutexUnlock(&guard->mMutex);
+    // The platform's mutex can be had once the waiter is in its wait. The guard's own would note a new owner.
+    pthread_mutex_lock(&guard->mMutex.mMutex);
+    pthread_mutex_unlock(&guard->mMutex.mMutex);
     EXPECT_TRUE(BMutexIsFree(&guard->mMutex));
     BGuardNotify(guard.get());
     waiter.join();
