@@ -32,7 +32,7 @@ UInt32 BAudioBufferStartFrame(const BAudioBuffer* buffer) noexcept {
 }
 
 void BAudioBufferSetStartFrame(BAudioBuffer* buffer, UInt32 frame) noexcept {
-    buffer->mStartFrame.store(frame, std::memory_order_relaxed);
+    buffer->mStartFrame.store(frame, std::memory_order_release); // as with the file's frame of a queueable buffer
 }
 
 UInt32 BAudioBufferEndFrame(const BAudioBuffer* buffer) noexcept {

@@ -56,7 +56,8 @@ SInt64 BQueueableAudioBufferFileStartFrame(const BQueueableAudioBuffer* buffer) 
 }
 
 void BQueueableAudioBufferSetFileStartFrame(BQueueableAudioBuffer* buffer, SInt64 frame) noexcept {
-    buffer->mFileStartFrame.store(frame, std::memory_order_relaxed);
+    // Who reads the new frame also sees that the buffer had been handed over.
+    buffer->mFileStartFrame.store(frame, std::memory_order_release);
 }
 
 Float64 BQueueableAudioBufferPlaybackRate(const BQueueableAudioBuffer* buffer) noexcept {

@@ -149,10 +149,12 @@ void BRAQAudioBufferQueue::countError() noexcept {
     mErrorCount.store(mErrorCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
+// Moves on first: the worker may refill the buffer before its wake-up returns, and whoever asks for the position
+// meanwhile would take that buffer for the current one.
 void BRAQAudioBufferQueue::handOver(BQueueableAudioBuffer* buffer) noexcept {
-    BAudioBufferQueueWorkerAddBuffer(mQueueWorker, buffer);
     const UInt64 next = mCurrentBuffer.load(std::memory_order_relaxed) + 1;
     setCurrentBuffer(next == mNumberBuffers ? 0 : next);
+    BAudioBufferQueueWorkerAddBuffer(mQueueWorker, buffer);
 }
 
 UInt32 BRAQAudioBufferQueue::drain(AudioBufferList* destination, UInt32 required) noexcept {

@@ -37,14 +37,15 @@ void BRAQAudioFileReader::stop() {
 }
 
 SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept {
-    // Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer.
+    // Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer, or, once around
+    // the ring, to the same one refilled.
     UInt64 index = reader->mCurrentBuffer.load(std::memory_order_acquire);
     while (true) {
         const BQueueableAudioBuffer* const buffer = reader->mBufferArray[index];
-        const SInt64 frame = buffer->mFileStartFrame.load(std::memory_order_acquire) +
-                             buffer->mAudioBuffer.mStartFrame.load(std::memory_order_acquire);
+        const SInt64 fileStart = buffer->mFileStartFrame.load(std::memory_order_acquire);
+        const SInt64 frame = fileStart + buffer->mAudioBuffer.mStartFrame.load(std::memory_order_acquire);
         const UInt64 indexNow = reader->mCurrentBuffer.load(std::memory_order_acquire);
-        if (indexNow == index) {
+        if (indexNow == index && buffer->mFileStartFrame.load(std::memory_order_relaxed) == fileStart) {
             return frame;
         }
         index = indexNow;

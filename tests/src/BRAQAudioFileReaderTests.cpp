@@ -5,6 +5,7 @@
 #include "tests/support/CapturedLog.h"
 #include "tests/support/RealtimeGuard.h"
 
+#include <atomic>
 #include <semaphore>
 #include <thread>
 
@@ -240,6 +241,26 @@ TEST_F(FileReader, KeepsTheRealtimeRules) {
         }
     });
     EXPECT_EQ(heard, 160);
+}
+
+TEST_F(FileReader, IsNeverAheadOfWhatIsHeardWhileItsWorkerReads) {
+    const auto file = std::make_shared<MadeUpFile>();
+    std::atomic<SInt64> taken{0}; // counted before it is taken
+    std::atomic<SInt64> farthestAhead{0};
+    reader.setAudioFile(file);
+    file->beforeRead = [&] {
+        // Primed by this thread first; then on the worker, which a buffer wakes before the ring has returned.
+        const SInt64 ahead = BRAQAudioFileReaderGetCurrentFrame(&reader) - taken;
+        farthestAhead = std::max(farthestAhead.load(), ahead);
+    };
+    reader.start();
+    for (int i = 0; i < 10'000; ++i) {
+        taken += 64;
+        drain(reader, list, 64);
+        reader.settle();
+    }
+    EXPECT_LE(farthestAhead, 0);
+    EXPECT_EQ(reader.errorCount(), 0U);
 }
 
 TEST_F(FileReader, NeitherFillsNorDeliversWhileItSeeks) {
