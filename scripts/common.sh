@@ -17,7 +17,7 @@ print_help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$1"; }
 
 # What it takes to configure the project, and so what every command that builds needs.
 build_packages=(
-    g++ cmake ninja-build ccache
+    g++ cmake ninja-build ccache mold
     pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev libcairo2-dev gettext locales
     libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev
     libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon pipewire pipewire-bin wireplumber ffmpeg
@@ -75,13 +75,17 @@ need_packages() {
 
 # configure PRESET: writes build/PRESET unless that is there already; ninja itself notices later changes to CMake files.
 configure() {
-    local preset="$1" launcher=()
+    local preset="$1" faster=()
     if command -v ccache >/dev/null; then
-        launcher=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+        faster+=(-DCMAKE_C_COMPILER_LAUNCHER=ccache -DCMAKE_CXX_COMPILER_LAUNCHER=ccache)
+    fi
+    # What is shipped is linked as it is wherever it is packaged; test programs take this linker a tenth of the time.
+    if [[ " dev asan tsan fuzz " == *" $preset "* ]] && command -v mold >/dev/null; then
+        faster+=(-DCMAKE_EXE_LINKER_FLAGS=-fuse-ld=mold)
     fi
     if [[ ! -f "build/$preset/build.ninja" || CMakePresets.json -nt "build/$preset/build.ninja" ]]; then
         say "Configuring build/$preset"
-        cmake --preset "$preset" "${launcher[@]}"
+        cmake --preset "$preset" "${faster[@]}"
     fi
 }
 

@@ -4,8 +4,6 @@
 #include "BRAQAudio/platform/foundation/NSString.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace {
 
@@ -170,9 +168,6 @@ void braq::DeviceProcedures::logThrown(const std::string& deviceName) {
     }
 }
 
-// The I/O thread announces that it is in a cycle and then takes the list; this side replaces the list and then checks
-// whether the I/O thread is in a cycle. Both are in one total order, so a cycle that is not seen here takes the new
-// list.
 void braq::DeviceProcedures::replaceMix() {
     std::vector<MixedProcedure> running;
     for (const Entry& entry : mEntries) {
@@ -182,18 +177,13 @@ void braq::DeviceProcedures::replaceMix() {
     }
     auto mix = running.empty() ? nullptr : std::make_unique<CycleMix>(mShape, std::move(running));
     mMix.store(mix.get());
-    // Polls, because the I/O thread makes no system call to announce its end. The rest of a cycle is short.
-    constexpr std::chrono::microseconds pause{20};
-    const UInt32 cycle = mCycles.load();
-    while (cycle % 2 != 0 && mCycles.load(std::memory_order_acquire) == cycle) {
-        std::this_thread::sleep_for(pause);
-    }
+    mCycle.waitUntilLeft();
     mOwnedMix = std::move(mix);
 }
 
 void braq::DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
     isInCycle = true;
-    const UInt32 entered = mCycles.fetch_add(1) + 1;
+    const BRAQRealtimePassage passage(mCycle);
     mClock.publish(cycle);
     CycleMix* mix = mMix.load();
     if (mix == nullptr) {
@@ -203,6 +193,5 @@ void braq::DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
     } else if (mix->run(cycle)) {
         mEvents.nudge();
     }
-    mCycles.store(entered + 1, std::memory_order_release);
     isInCycle = false;
 }

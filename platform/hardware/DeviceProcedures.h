@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BRAQAudio/platform/BRAQRealtimeSection.h"
 #include "platform/hardware/CycleMix.h"
 #include "platform/hardware/DeviceClock.h"
 #include "platform/hardware/DeviceIO.h"
@@ -13,9 +14,6 @@ namespace braq {
 
 /// The I/O procedures of one device. Keeps track of which of them run, runs the device while any does, and receives the
 /// driver's cycles. The I/O thread's list is replaced as a whole; the old one is deleted when no cycle uses it.
-///
-/// Entering a cycle is one atomic read-modify-write on the I/O thread. Through it, a control thread that has replaced
-/// the list knows that any later cycle finds the new one.
 class DeviceProcedures final : public DeviceCycles {
   public:
     struct Events {
@@ -81,7 +79,7 @@ class DeviceProcedures final : public DeviceCycles {
     bool mIsGone = false;        // under mControl
     std::atomic<bool> mIsRunning{false};
 
-    std::atomic<UInt32> mCycles{0};       // odd during a cycle; written by the I/O thread
+    BRAQRealtimeSection mCycle;           // passed by the I/O thread, which uses mMix inside
     std::atomic<CycleMix*> mMix{nullptr}; // written by control threads, used by the I/O thread during a cycle
     std::unique_ptr<CycleMix> mOwnedMix;  // under mControl: what mMix points at
     DeviceClock mClock;

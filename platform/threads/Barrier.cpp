@@ -1,7 +1,5 @@
 #include "platform/threads/Barrier.h"
 
-#include "BRAQAudio/platform/threads.h"
-
 #include <linux/membarrier.h>
 #include <sys/single_threaded.h>
 #include <sys/syscall.h>
@@ -28,7 +26,7 @@ void braq::prepareBarrierWhileFree() noexcept {
     }
 }
 
-bool BRAQThreadCanBarrierAll() noexcept {
+bool braq::canPassBarrierOnAllThreads() noexcept {
 #if defined(BRAQ_THREAD_SANITIZER)
     return false;
 #else
@@ -37,4 +35,4 @@ bool BRAQThreadCanBarrierAll() noexcept {
 #endif
 }
 
-bool BRAQThreadBarrierAll() noexcept { return call(MEMBARRIER_CMD_PRIVATE_EXPEDITED); }
+bool braq::passBarrierOnAllThreads() noexcept { return call(MEMBARRIER_CMD_PRIVATE_EXPEDITED); }

@@ -3,8 +3,6 @@
 #include "platform/foundation/HostTime.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace braq {
 namespace {
@@ -36,7 +34,7 @@ DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 samp
 }
 
 void DevicePlayback::render(const IOSlice& slice, float volume) {
-    const UInt32 entered = mSlices.fetch_add(1) + 1;
+    const BRAQRealtimePassage passage(mSlice);
     mAsking = mIsAsking.load() ? Asking::procedures : Asking::nobody;
     const bool isFitting = fits(slice);
     if (isFitting) {
@@ -57,7 +55,7 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
     }
     // If the device has changed, held frames will not be played: nobody must wait for them.
     mHolds.store(isFitting && holdsFrames(), std::memory_order_relaxed);
-    mSlices.store(entered + 1, std::memory_order_release);
+    mSlices.fetch_add(1, std::memory_order_release);
     if (mSource != nullptr) {
         if (const auto thrown = mSource->takeThrown()) {
             std::rethrow_exception(thrown);
@@ -135,16 +133,9 @@ bool DevicePlayback::holdsFrames() const noexcept {
     return (mConverter && mConverter->heldFrames() > 0.0) || (mSource != nullptr && mSource->holdsFrames());
 }
 
-// The I/O thread announces that it is in a slice and then checks whether it may call; this side stops calls and then
-// checks whether the I/O thread is in a slice. Both are in one total order, so a slice that is not seen here calls
-// nothing.
 void DevicePlayback::endCallbacks() noexcept {
-    constexpr std::chrono::microseconds pause{20};
     mIsAsking.store(false);
-    const UInt32 slice = mSlices.load();
-    while (slice % 2 != 0 && slices() == slice) {
-        std::this_thread::sleep_for(pause);
-    }
+    mSlice.waitUntilLeft();
 }
 
 void DevicePlayback::takeUpTime(const DevicePlayback& before) noexcept {

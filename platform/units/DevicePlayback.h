@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BRAQAudio/platform/BRAQRealtimeSection.h"
 #include "platform/hardware/DeviceIO.h"
 #include "platform/samples/Planes.h"
 #include "platform/samples/resampling/VariableRateConverter.h"
@@ -34,7 +35,7 @@ class DevicePlayback {
     void endCallbacks() noexcept;
     /// Whether everything pulled has been rendered, as of the last slice. Control thread, after `endCallbacks`.
     bool isUsedUp() const noexcept { return !mHolds.load(std::memory_order_acquire); }
-    /// Odd during a slice; changes while the device runs. Control thread.
+    /// Slices rendered so far. Control thread.
     UInt32 slices() const noexcept { return mSlices.load(std::memory_order_acquire); }
 
     /// Continues the time of an earlier instance. Control thread, while the device does not call.
@@ -63,7 +64,8 @@ class DevicePlayback {
     const UInt32 mPullFrames; // maximum of one pull
     const bool mStartsAtZero;
 
-    std::atomic<UInt32> mSlices{0};    // odd during a slice; written by the I/O thread
+    BRAQRealtimeSection mSlice;        // passed by the I/O thread, which looks at mIsAsking inside
+    std::atomic<UInt32> mSlices{0};    // written by the I/O thread
     std::atomic<bool> mIsAsking{true}; // written by control threads
     std::atomic<bool> mHolds{false};   // written by the I/O thread
 

@@ -1,23 +1,21 @@
 #include "platform/units/UnitTable.h"
 
-#include <chrono>
 #include <cstdint>
-#include <thread>
 #include <utility>
 
 namespace braq {
 namespace {
 
-constexpr unsigned turnBits = 32;
+constexpr unsigned generationBits = 32;
 
-AudioUnit referenceTo(UInt32 place, UInt32 turn) {
-    return reinterpret_cast<AudioUnit>(std::uintptr_t{turn} << turnBits | (std::uintptr_t{place} + 1));
+AudioUnit referenceTo(UInt32 place, UInt32 generation) {
+    return reinterpret_cast<AudioUnit>(std::uintptr_t{generation} << generationBits | (std::uintptr_t{place} + 1));
 }
 
 } // namespace
 
-UInt32 UnitTable::turnOf(AudioUnit reference) noexcept {
-    return static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference) >> turnBits);
+UInt32 UnitTable::generationOf(AudioUnit reference) noexcept {
+    return static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference) >> generationBits);
 }
 
 UnitTable& UnitTable::instance() {
@@ -41,12 +39,12 @@ AudioUnit UnitTable::add(std::shared_ptr<Unit> unit) {
         ++mPlaces;
     }
     Place& place = (*mBlocks[number / placesInABlock].load(std::memory_order_relaxed))[number % placesInABlock];
-    const UInt32 turn = place.turn.load(std::memory_order_relaxed) + 1;
-    AudioUnit reference = referenceTo(number, turn);
+    const UInt32 generation = place.generation.load(std::memory_order_relaxed) + 1;
+    AudioUnit reference = referenceTo(number, generation);
     unit->setReference(reference);
     place.unit.store(unit.get(), std::memory_order_relaxed);
     place.owned = std::move(unit);
-    place.turn.store(turn, std::memory_order_release);
+    place.generation.store(generation, std::memory_order_release);
     return reference;
 }
 
@@ -61,8 +59,8 @@ UnitTable::Place* UnitTable::placeOf(AudioUnit reference) const noexcept {
         return nullptr;
     }
     Place& place = (*block)[number % placesInABlock];
-    const UInt32 turn = turnOf(reference);
-    return turn % 2 == 1 && place.turn.load(std::memory_order_acquire) == turn ? &place : nullptr;
+    const UInt32 generation = generationOf(reference);
+    return generation % 2 == 1 && place.generation.load(std::memory_order_acquire) == generation ? &place : nullptr;
 }
 
 std::shared_ptr<Unit> UnitTable::find(AudioUnit reference) const {
@@ -71,21 +69,19 @@ std::shared_ptr<Unit> UnitTable::find(AudioUnit reference) const {
     return place != nullptr ? place->owned : nullptr;
 }
 
-// A user announces itself and then checks whether the unit is still there; this side removes the unit and then checks
-// for users. Both are in one total order, so a user that is not seen here finds no unit.
 UnitTable::Use::Use(AudioUnit reference) noexcept : mPlace(instance().placeOf(reference)) {
     if (mPlace == nullptr) {
         return;
     }
-    mPlace->users.fetch_add(1);
-    if (mPlace->turn.load() == turnOf(reference)) {
+    mPlace->use.enter();
+    if (mPlace->generation.load() == generationOf(reference)) {
         mUnit = mPlace->unit.load(std::memory_order_relaxed);
     }
 }
 
 UnitTable::Use::~Use() {
     if (mPlace != nullptr) {
-        mPlace->users.fetch_sub(1, std::memory_order_release);
+        mPlace->use.leave();
     }
 }
 
@@ -95,18 +91,15 @@ std::shared_ptr<Unit> UnitTable::take(AudioUnit reference) {
     if (place == nullptr) {
         return nullptr;
     }
-    const UInt32 turn = place->turn.fetch_add(1) + 1;
+    const UInt32 generation = place->generation.fetch_add(1) + 1;
     auto unit = std::move(place->owned);
     lock.unlock(); // users may need it to find units
-    constexpr std::chrono::microseconds pause{20};
-    while (place->users.load() != 0) { // an I/O thread makes no system call to announce its end
-        std::this_thread::sleep_for(pause);
-    }
+    place->use.waitUntilLeft();
     lock.lock();
     place->unit.store(nullptr, std::memory_order_relaxed);
     // Better to lose a place than to reuse a reference.
-    constexpr UInt32 lastTurn = ~UInt32{0} - 1;
-    if (turn < lastTurn) {
+    constexpr UInt32 lastGeneration = ~UInt32{0} - 1;
+    if (generation < lastGeneration) {
         mFree.push_back(static_cast<UInt32>(reinterpret_cast<std::uintptr_t>(reference)) - 1);
     }
     return unit;

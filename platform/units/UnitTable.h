@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BRAQAudio/platform/BRAQRealtimeSection.h"
 #include "platform/units/Unit.h"
 
 #include <array>
@@ -47,16 +48,16 @@ class UnitTable {
 
   private:
     struct Place {
-        std::atomic<UInt32> turn{0};      // the generation: odd while taken; read by all
-        std::atomic<UInt32> users{0};     // changed by all
-        std::atomic<Unit*> unit{nullptr}; // read by all
-        std::shared_ptr<Unit> owned;      // under mMutex
+        std::atomic<UInt32> generation{0}; // odd while taken; read by all
+        BRAQRealtimeSection use;           // passed by all who use the unit
+        std::atomic<Unit*> unit{nullptr};  // read by all
+        std::shared_ptr<Unit> owned;       // under mMutex
     };
     static constexpr UInt32 placesInABlock = 256;
     static constexpr UInt32 mostBlocks = 4096;
     using Block = std::array<Place, placesInABlock>;
 
-    static UInt32 turnOf(AudioUnit reference) noexcept;
+    static UInt32 generationOf(AudioUnit reference) noexcept;
 
     UnitTable() = default;
     Place* placeOf(AudioUnit reference) const noexcept;

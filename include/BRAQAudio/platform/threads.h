@@ -99,15 +99,4 @@ constexpr int BRAQThreadIOPriority = 70;
 /// service if the process itself may not. Otherwise like `thread_policy_set`.
 kern_return_t BRAQThreadMakeIO(thread_act_t thread);
 
-/// Whether the system lets this process use `BRAQThreadBarrierAll`. The first call registers for it, which may take
-/// milliseconds; forked processes inherit the result. Always false under the thread sanitizer, which does not know what
-/// such a barrier orders. Any thread but an I/O thread.
-bool BRAQThreadCanBarrierAll() noexcept;
-
-/// Returns when every thread of the process has passed a memory barrier: if such a thread makes two plain accesses in
-/// order, no processor has done only the second. Interrupts the other processors for about a microsecond.
-/// @return false if the system refuses
-/// Any thread but an I/O thread.
-bool BRAQThreadBarrierAll() noexcept;
-
 /// @}

@@ -1,4 +1,4 @@
-#include "BRAQAudio/platform/threads.h"
+#include "platform/threads/Barrier.h"
 #include "tests/platform/threads/Sandbox.h"
 #include "tests/platform/threads/ThreadHelpers.h"
 
@@ -14,17 +14,17 @@ using namespace threads_test;
 namespace {
 
 void startTheFirstThread() {
-    REQUIRE(!BRAQThreadBarrierAll());
+    REQUIRE(!braq::passBarrierOnAllThreads());
     runOnNewThread([] {});
-    REQUIRE(BRAQThreadBarrierAll());
+    REQUIRE(braq::passBarrierOnAllThreads());
 }
 
 void startAThreadBesideOthers() {
     std::thread([] {}).join();
     runOnNewThread([] {});
-    REQUIRE(!BRAQThreadBarrierAll());
-    REQUIRE(BRAQThreadCanBarrierAll());
-    REQUIRE(BRAQThreadBarrierAll());
+    REQUIRE(!braq::passBarrierOnAllThreads());
+    REQUIRE(braq::canPassBarrierOnAllThreads());
+    REQUIRE(braq::passBarrierOnAllThreads());
 }
 
 /// Asks only what the system has; that runs in the processes that the tests start, too.

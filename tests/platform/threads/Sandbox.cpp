@@ -29,6 +29,13 @@ void setLimit(__rlimit_resource resource, rlim_t value) {
     REQUIRE(setrlimit(resource, &wanted) == 0);
 }
 
+/// Has all threads of the process, those that are there included, pass this filter with each system call.
+void forbid(std::vector<sock_filter> filter) {
+    const sock_fprog program{.len = static_cast<unsigned short>(filter.size()), .filter = filter.data()};
+    REQUIRE(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0);
+    REQUIRE(syscall(SYS_seccomp, SECCOMP_SET_MODE_FILTER, SECCOMP_FILTER_FLAG_TSYNC, &program) == 0);
+}
+
 } // namespace
 
 void dropPermission(Limits limits) {
@@ -49,7 +56,7 @@ bool canBeGiven(Limits limits) {
 }
 
 void refuseNewThreads() {
-    sock_filter refuse[] = {
+    forbid({
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
 #ifdef SYS_clone3
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 1, 0),
@@ -57,10 +64,16 @@ void refuseNewThreads() {
         BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EAGAIN),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program{.len = static_cast<unsigned short>(std::size(refuse)), .filter = refuse};
-    REQUIRE(prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0);
-    REQUIRE(prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0);
+    });
+}
+
+void refuseBarriers() {
+    forbid({
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_membarrier, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    });
 }
 
 void useSystemBus(const std::string& address) {

@@ -47,6 +47,9 @@ bool canBeGiven(Limits limits);
 /// From now on no thread can be started.
 void refuseNewThreads();
 
+/// From now on the system refuses barriers on all threads.
+void refuseBarriers();
+
 /// The system bus of the library is at `address` from now on, and the session bus is not there.
 void useSystemBus(const std::string& address);
 

@@ -7,8 +7,6 @@
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 namespace {
 
@@ -86,11 +84,7 @@ OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
 void braq::SoftwareDevice::stopIO() {
     mRunning.store(nullptr);
     mThread.reset();
-    // Polls for the end of a step, because a step must not wake anybody.
-    constexpr std::chrono::microseconds pause{20};
-    while (mIsStepping.load()) {
-        std::this_thread::sleep_for(pause);
-    }
+    mStep.waitUntilLeft();
 }
 
 bool braq::SoftwareDevice::countCycle() noexcept {
@@ -111,28 +105,35 @@ bool braq::SoftwareDevice::runCycle() noexcept {
     return stays;
 }
 
-// The step announces itself and then checks whether the device runs; stopping does both in the opposite order.
 bool braq::SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
     if (mClock != BRAQSoftwareClock::stepped || frames == 0 || mIsStepping.exchange(true)) {
         return false;
     }
-    DeviceCycles* cycles = mRunning.load();
-    if (cycles == nullptr) {
-        mIsStepping.store(false);
-        return false;
+    bool isRunning = false;
+    bool stays = true;
+    {
+        const BRAQRealtimePassage passage(mStep);
+        if (DeviceCycles* const cycles = mRunning.load()) {
+            isRunning = true;
+            stays = countCycle();
+            runStep(*cycles, frames, input, stays ? output : nullptr);
+        }
     }
-    const bool stays = countCycle();
-    mCycle->reserve(frames);
-    mCycle->run(*cycles, frames, mRate.load(std::memory_order_acquire), input);
-    for (std::size_t channel = 0; stays && output != nullptr && channel < mCycle->outputChannels(); ++channel) {
-        std::copy_n(mCycle->output()[channel], frames, output[channel]);
-    }
-    mStepTime.store(mCycle->hostTime(), std::memory_order_release);
     mIsStepping.store(false);
     if (!stays) {
         vanish();
     }
-    return true;
+    return isRunning;
+}
+
+void braq::SoftwareDevice::runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input,
+                                   Float32* const* output) {
+    mCycle->reserve(frames);
+    mCycle->run(cycles, frames, mRate.load(std::memory_order_acquire), input);
+    for (std::size_t channel = 0; output != nullptr && channel < mCycle->outputChannels(); ++channel) {
+        std::copy_n(mCycle->output()[channel], frames, output[channel]);
+    }
+    mStepTime.store(mCycle->hostTime(), std::memory_order_release);
 }
 
 OSStatus braq::SoftwareDevice::setNominalRate(Float64 rate) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "BRAQAudio/platform/BRAQRealtimeSection.h"
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "platform/hardware/drivers/Driver.h"
 #include "platform/hardware/drivers/software/SoftwareClockThread.h"
@@ -62,6 +63,8 @@ class SoftwareDevice final : public DriverDevice,
 
     /// Counts a cycle. @return whether there is another one after it
     bool countCycle() noexcept;
+    /// @param output null: what is played is dropped
+    void runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input, Float32* const* output);
 
     DriverHost& mHost;
     SoftwareDriver& mDriver;
@@ -83,7 +86,8 @@ class SoftwareDevice final : public DriverDevice,
     std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; negative: never
     std::atomic<UInt64> mStepTime{0};
     std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
-    std::atomic<bool> mIsStepping{false};
+    std::atomic<bool> mIsStepping{false};         // by any thread: steps do not overlap
+    BRAQRealtimeSection mStep; // passed by the stepping thread, which uses mRunning and mCycle inside
 
     std::unique_ptr<SoftwareCycle> mCycle;        // I/O thread or stepping thread while it runs
     std::unique_ptr<SoftwareClockThread> mThread; // control thread
