@@ -1,12 +1,9 @@
 #include "library/src/BRAQBackgroundThread.h"
 
-#include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "BRAQAudio/platform/hardware.h"
-#include "BRAQAudio/platform/threads.h"
 
-#include <cerrno>
-#include <exception>
 #include <system_error>
+#include <utility>
 
 namespace {
 
@@ -40,29 +37,22 @@ BRAQBackgroundThread& BRAQBackgroundThread::started() noexcept {
     return *startedThread.load(std::memory_order_acquire);
 }
 
-BRAQBackgroundThread::BRAQBackgroundThread() {
-    sem_init(&mWake, 0, 0);
-    BRAQThread thread{};
-    if (const int error = BRAQThreadStart(&thread, "BRAQBackground", main, this)) {
+BRAQBackgroundThread::BRAQBackgroundThread()
+    : mQueue("BRAQBackground", BRAQWorkQueue::Thread::stays, [this] { destroyAll(); }) {
+    if (const int error = mQueue.start()) {
         throw std::system_error(error, std::generic_category(), "BRAQBackgroundThread");
     }
     startedThread.store(this, std::memory_order_release);
 }
 
-void BRAQBackgroundThread::run(std::function<void()> work) {
-    {
-        const std::lock_guard lock(mMutex);
-        mWork.push_back(std::move(work));
-    }
-    sem_post(&mWake);
-}
+void BRAQBackgroundThread::run(std::function<void()> work) { mQueue.run(std::move(work)); }
 
 void BRAQBackgroundThread::destroy(BRAQReleasable* object) noexcept {
     object->mNext = mToDestroy.load(std::memory_order_relaxed);
     while (!mToDestroy.compare_exchange_weak(object->mNext, object, std::memory_order_release,
                                              std::memory_order_relaxed)) {
     }
-    sem_post(&mWake);
+    mQueue.nudge();
 }
 
 void BRAQBackgroundThread::destroyPending() noexcept {
@@ -73,17 +63,6 @@ void BRAQBackgroundThread::destroyPending() noexcept {
     }
 }
 
-void BRAQBackgroundThread::main(void* self) {
-    auto& thread = *static_cast<BRAQBackgroundThread*>(self);
-    while (true) {
-        while (sem_wait(&thread.mWake) != 0 && errno == EINTR) {
-        }
-        thread.destroyAll();
-        while (thread.runOne()) {
-        }
-    }
-}
-
 void BRAQBackgroundThread::destroyAll() noexcept {
     BRAQReleasable* object = mToDestroy.exchange(nullptr, std::memory_order_acquire);
     while (object != nullptr) {
@@ -91,22 +70,4 @@ void BRAQBackgroundThread::destroyAll() noexcept {
         delete object;
         object = next;
     }
-}
-
-bool BRAQBackgroundThread::runOne() {
-    std::function<void()> work;
-    {
-        const std::lock_guard lock(mMutex);
-        if (mWork.empty()) {
-            return false;
-        }
-        work = std::move(mWork.front());
-        mWork.pop_front();
-    }
-    try {
-        work();
-    } catch (...) {
-        NSXLogError("BRAQBackgroundThread", NSXErrorFromException(std::current_exception())->localizedDescription());
-    }
-    return true;
 }

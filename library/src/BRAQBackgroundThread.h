@@ -1,15 +1,11 @@
 #pragma once
 
 #include "BRAQAudio/BRAQReleasable.h"
-
-#include <semaphore.h>
+#include "BRAQAudio/platform/BRAQWorkQueue.h"
 
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
-#include <utility>
 
 /// The library's background thread, for work that other threads must not wait for. It starts when it is first used by a
 /// thread other than an I/O thread, and runs as long as the process.
@@ -36,14 +32,10 @@ class BRAQBackgroundThread {
     friend class BRAQReleasable;
 
     BRAQBackgroundThread();
-    static void main(void* self);
     void destroyAll() noexcept;
-    bool runOne();
 
-    sem_t mWake;
+    BRAQWorkQueue mQueue;
     std::atomic<BRAQReleasable*> mToDestroy{nullptr}; // all: atomic; linked by mNext, newest first
-    std::mutex mMutex;
-    std::deque<std::function<void()>> mWork; // under mMutex
 };
 
 /// A reference that a procedure on an I/O thread takes to the object that it was installed for, of which it only has

@@ -1,16 +1,14 @@
 #include "platform/hardware/Notifications.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
-#include "BRAQAudio/platform/threads.h"
 #include "platform/hardware/drivers/PropertyAddress.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <utility>
 
 namespace {
 
-constexpr const char* where = "Notifications";
+constexpr const char* name = "BRAQ notices";
 
 bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropertyAddress& address) {
     return (pattern.mSelector == kAudioObjectPropertySelectorWildcard || pattern.mSelector == address.mSelector) &&
@@ -24,9 +22,8 @@ bool braq::Notifications::Interest::isFor(AudioObjectID other, const AudioObject
     return object == other && braq::isSame(address, otherAddress);
 }
 
-braq::Notifications::Notifications(std::function<void()> onNudge) : mOnNudge(std::move(onNudge)), mWake() {
-    sem_init(&mWake, 0, 0);
-}
+braq::Notifications::Notifications(std::function<void()> onNudge)
+    : mQueue(name, BRAQWorkQueue::Thread::stays, std::move(onNudge)) {}
 
 void braq::Notifications::post(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses) {
     append([this, change = Change{++mPosted, object, std::move(addresses)}] { deliver(change); });
@@ -34,45 +31,11 @@ void braq::Notifications::post(AudioObjectID object, std::vector<AudioObjectProp
 
 void braq::Notifications::run(std::function<void()> work) { append(std::move(work)); }
 
-void braq::Notifications::nudge() noexcept {
-    mNudged.store(true, std::memory_order_release);
-    sem_post(&mWake);
-}
+void braq::Notifications::nudge() noexcept { mQueue.nudge(); }
 
 void braq::Notifications::append(std::function<void()> work) {
-    {
-        const std::lock_guard lock(mMutex);
-        mWork.push_back(std::move(work));
-        BRAQThread thread;
-        if (!mHasThread) {
-            mHasThread = BRAQThreadStart(&thread, "BRAQ notices", main, this) == 0;
-        }
-        if (!mHasThread) {
-            NSLog("(ERROR) Notifications : the system has no thread to give; listeners hear of changes later");
-        }
-    }
-    sem_post(&mWake);
-}
-
-void braq::Notifications::main(void* argument) {
-    auto* notifications = static_cast<Notifications*>(argument);
-    while (true) {
-        while (sem_wait(&notifications->mWake) != 0 && errno == EINTR) {
-        }
-        if (notifications->mNudged.exchange(false, std::memory_order_acquire)) {
-            runAndLogExceptions(where, notifications->mOnNudge);
-        }
-        std::function<void()> work;
-        {
-            const std::lock_guard lock(notifications->mMutex);
-            if (!notifications->mWork.empty()) {
-                work = std::move(notifications->mWork.front());
-                notifications->mWork.pop_front();
-            }
-        }
-        if (work) {
-            runAndLogExceptions(where, work);
-        }
+    if (mQueue.run(std::move(work)) != 0) {
+        NSLog("(ERROR) Notifications : the system has no thread to give; listeners hear of changes later");
     }
 }
 
@@ -87,7 +50,7 @@ void braq::Notifications::deliver(const Change& change) const {
                              [&](const auto& one) { return matches(interest.address, one); });
         return heard;
     };
-    mListeners->deliver(where, isMeant, whatItHears);
+    mListeners->deliver(name, isMeant, whatItHears);
 }
 
 void braq::Notifications::addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,

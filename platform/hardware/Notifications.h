@@ -1,12 +1,10 @@
 #pragma once
 
+#include "BRAQAudio/platform/BRAQWorkQueue.h"
 #include "BRAQAudio/platform/hardware.h"
 #include "platform/foundation/ObserverList.h"
 
-#include <semaphore.h>
-
 #include <atomic>
-#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -59,19 +57,13 @@ class Notifications {
     };
     using Listeners = ObserverList<Interest, Change>;
 
-    static void main(void* argument);
     void append(std::function<void()> work);
     void deliver(const Change& change) const;
 
-    const std::function<void()> mOnNudge;
-    sem_t mWake;                      // counts work items and nudges
-    std::atomic<bool> mNudged{false}; // both: atomic
-    std::atomic<UInt64> mPosted{0};   // number of changes posted
+    BRAQWorkQueue mQueue;
+    std::atomic<UInt64> mPosted{0}; // number of changes posted
     const std::shared_ptr<Listeners> mListeners = std::make_shared<Listeners>();
 
-    std::mutex mMutex;
-    std::deque<std::function<void()>> mWork; // under mMutex
-    bool mHasThread = false;                 // under mMutex
     std::mutex mRegistryMutex;
     std::vector<Listener> mRegistry; // under mRegistryMutex
 };

@@ -1,5 +1,6 @@
 #include "platform/threads/Broker.h"
 
+#include "BRAQAudio/platform/BRAQWorkQueue.h"
 #include "platform/threads/RealtimeServices.h"
 #include "platform/threads/Report.h"
 #include "platform/threads/Scheduling.h"
@@ -23,22 +24,23 @@ class Broker {
     void submit(Request request);
 
   private:
-    static void run(void* broker);
-    void serveUntilEmpty();
-    std::string startThread();
+    std::vector<Request> takeRequests();
 
+    BRAQWorkQueue mQueue{"BRAQ rtkit", BRAQWorkQueue::Thread::endsWhenIdle};
     std::mutex mMutex;
     std::vector<Request> mRequests; // under mMutex
-    bool mIsRunning = false;        // under mMutex; cleared by the background thread as its last action
 };
 
-// Never destroyed: the background thread may still use it while the process exits.
+// Never destroyed: the queue's thread may still use it while the process exits.
 Broker& broker() {
     static auto* const instance = new Broker;
     return *instance;
 }
 
 void serve(const std::vector<Request>& requests) {
+    if (requests.empty()) {
+        return;
+    }
     RealtimeServices services;
     for (const Request& request : requests) {
         if (isThreadOfThisProcess(request.thread)) {
@@ -49,42 +51,22 @@ void serve(const std::vector<Request>& requests) {
     }
 }
 
+// Requests that came while others were served are served together, over one connection.
 void Broker::submit(Request request) {
-    std::string problem;
     {
         const std::lock_guard lock(mMutex);
         mRequests.push_back(request);
-        if (mIsRunning) {
-            return;
-        }
-        problem = startThread();
-        mIsRunning = problem.empty();
-        if (!mIsRunning) {
-            mRequests.clear();
-        }
     }
-    if (!problem.empty()) {
-        reportOnce(request.kind, request.thread, problem);
+    if (const int error = mQueue.run([this] { serve(takeRequests()); })) {
+        takeRequests();
+        reportOnce(request.kind, request.thread,
+                   "no thread to ask rtkit on: " + std::generic_category().message(error));
     }
 }
 
-std::string Broker::startThread() {
-    BRAQThread thread{};
-    const int status = BRAQThreadStart(&thread, "BRAQ rtkit", run, this);
-    return status == 0 ? std::string() : "no thread to ask rtkit on: " + std::generic_category().message(status);
-}
-
-void Broker::run(void* broker) { static_cast<Broker*>(broker)->serveUntilEmpty(); }
-
-void Broker::serveUntilEmpty() {
-    std::unique_lock lock(mMutex);
-    while (!mRequests.empty()) {
-        const std::vector<Request> requests = std::exchange(mRequests, {});
-        lock.unlock();
-        serve(requests);
-        lock.lock();
-    }
-    mIsRunning = false;
+std::vector<Request> Broker::takeRequests() {
+    const std::lock_guard lock(mMutex);
+    return std::exchange(mRequests, {});
 }
 
 } // namespace

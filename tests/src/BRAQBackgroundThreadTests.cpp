@@ -93,7 +93,7 @@ TEST_F(BackgroundThreadTest, RunsWorkInOrderAndGoesOnAfterOneThatThrows) {
     background.run([&] { isDone.set_value(); });
     isDone.get_future().wait();
     EXPECT_THAT(order, testing::ElementsAre(1, 2));
-    EXPECT_THAT(log.errors(), testing::ElementsAre("(ERROR) BRAQBackgroundThread : no"));
+    EXPECT_THAT(log.errors(), testing::ElementsAre("(ERROR) BRAQBackground : no"));
 }
 
 } // namespace

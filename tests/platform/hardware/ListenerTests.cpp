@@ -304,7 +304,7 @@ TEST(Listener, ThatThrowsIsLoggedAndTheOthersAreCalled) {
     device->changeSampleRate(96000.0);
     device->changeSampleRate(48000.0);
     EXPECT_EQ(second.heard().size(), 2U);
-    EXPECT_THAT(log.errors(), ElementsAre("(ERROR) Notifications : no", "(ERROR) Notifications : no"));
+    EXPECT_THAT(log.errors(), ElementsAre("(ERROR) BRAQ notices : no", "(ERROR) BRAQ notices : no"));
 }
 
 } // namespace
