@@ -61,6 +61,15 @@ TEST_F(FilePlayerLifetime, KeepsItselfAliveUntilItIsInvalidated) {
     held.reset();
 }
 
+TEST_F(FilePlayerLifetime, IsNoDelegateOfItsUnitWhenItIsGone) {
+    const auto unit = player->outputAudioUnit();
+    EXPECT_NE(unit->delegate(), nullptr);
+    player->invalidate();
+    player.reset();
+    EXPECT_TRUE(watchedPlayer.expired());
+    EXPECT_EQ(unit->delegate(), nullptr);
+}
+
 TEST_F(FilePlayerLifetime, InvalidatedItNeitherStartsNorResumes) {
     player->startFilePlaying();
     expectPlays(0, 512);

@@ -2,6 +2,7 @@
 
 #include "tests/src/FileHook.h"
 #include "tests/src/PlayerFixture.h"
+#include "tests/src/UnitCalls.h"
 #include "tests/support/RealtimeGuard.h"
 
 #include <limits>
@@ -9,6 +10,8 @@
 namespace {
 
 using braq::tests::FileHook;
+using braq::tests::UnitCall;
+using braq::tests::UnitCalls;
 using player_test::readAhead;
 
 class FilePlayerTransport : public player_test::PlayerTest {};
@@ -37,6 +40,21 @@ TEST_F(FilePlayerTransport, AStopLeavesOutWhatWasReadAhead) {
     player->stopFilePlaying();
     player->stopFilePlaying();
     EXPECT_EQ(player->currentFrame(), static_cast<SInt64>(2 * readAhead));
+}
+
+TEST_F(FilePlayerTransport, AStopEndsTheUnitBeforeTheReader) {
+    open(20'000);
+    player->startFilePlaying();
+    std::vector<bool> readerRan;
+    UnitCalls calls;
+    calls.beforeCall = [&](const UnitCall& call) {
+        if (call.function == "AUGraphStop") {
+            readerRan.push_back(reader().running());
+        }
+    };
+    player->stopFilePlaying();
+    EXPECT_THAT(readerRan, testing::ElementsAre(true));
+    EXPECT_FALSE(reader().running());
 }
 
 TEST_F(FilePlayerTransport, APauseLeavesNothingOut) {

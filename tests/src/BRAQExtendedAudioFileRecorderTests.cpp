@@ -17,6 +17,7 @@ using braq::tests::CapturedLog;
 using braq::tests::FileHook;
 using braq::tests::refused;
 using braq::tests::sampleOf;
+using braq::tests::UnitCall;
 using braq::tests::UnitCalls;
 using recorder_test::ringFrames;
 using testing::ElementsAre;
@@ -254,8 +255,17 @@ TEST_F(FileRecorder, CountsWhatTheRingHasNoRoomForAndGoesOn) {
         mayWrite.release(3);
         recorder->stopRecording();
     }
-    recorder->startRecording();
-    EXPECT_EQ(recorder->errorCount(), 0U) << "since it was started";
+    std::vector<UInt64> errorsBeforeTheUnit;
+    {
+        UnitCalls calls;
+        calls.beforeCall = [&](const UnitCall& call) {
+            if (call.function == "AudioOutputUnitStart") {
+                errorsBeforeTheUnit.push_back(recorder->errorCount());
+            }
+        };
+        recorder->startRecording();
+    }
+    EXPECT_THAT(errorsBeforeTheUnit, ElementsAre(0U)) << "the writer counts anew before frames come";
     captureAll(100);
     recorder->stopRecording();
     auto expected = numbers(0, ringFrames);

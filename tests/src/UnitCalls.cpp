@@ -47,6 +47,9 @@ UnitCalls::~UnitCalls() { watching = nullptr; }
 
 bool UnitCalls::take(UnitCall call) {
     mCalls.push_back(std::move(call));
+    if (beforeCall) {
+        beforeCall(mCalls.back());
+    }
     return mFailing == mCalls.size() - 1;
 }
 

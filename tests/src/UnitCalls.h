@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -49,6 +50,9 @@ class UnitCalls {
     /// Keeps the call. @return whether it is to fail
     bool take(UnitCall call);
     OSStatus status() const { return mStatus; }
+
+    /// Called with each call before it is made.
+    std::function<void(const UnitCall&)> beforeCall;
 
   private:
     const std::optional<std::size_t> mFailing;

@@ -232,7 +232,7 @@ class Terminal:
         while self.program.poll() is None and time.monotonic() < deadline:
             self.read_for(0.01)
         self.read_for(0)
-        return self.program.wait(timeout=1), self.output.decode()
+        return self.program.wait(timeout=60), self.output.decode()
 
     def read_for(self, seconds):
         while select.select([self.device], [], [], seconds)[0]:
