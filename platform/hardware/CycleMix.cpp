@@ -78,10 +78,7 @@ braq::CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> pr
       mOutput(shape.outputChannels) {
     // Only a second player needs its own buffer; the first plays straight into the cycle.
     if (std::ranges::count_if(mProcedures, [](const auto& one) { return plays(one.directions); }) > 1) {
-        mScratch.resize(std::size_t{mSliceFrames} * mOutputChannels);
-        for (UInt32 channel = 0; channel < mOutputChannels; ++channel) {
-            mScratchChannels.push_back(mScratch.data() + std::size_t{channel} * mSliceFrames);
-        }
+        mScratch.emplace(mOutputChannels, mSliceFrames);
     }
 }
 
@@ -115,8 +112,8 @@ void braq::CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 fr
         } else if (target.samples != sum.samples) {
             target.addTo(sum);
         }
-        if (!mScratchChannels.empty()) { // there is a next player
-            target = {mScratchChannels.data(), sum.channels, 0, frames};
+        if (mScratch) { // there is a next player
+            target = {mScratch->get(), sum.channels, 0, frames};
             target.silence();
         }
     }

@@ -2,10 +2,12 @@
 
 #include "platform/hardware/DeviceIO.h"
 #include "platform/hardware/drivers/Driver.h"
+#include "platform/samples/Planes.h"
 
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace braq {
@@ -63,9 +65,8 @@ class CycleMix {
     const UInt32 mOutputChannels;
     ChannelList mInput;
     ChannelList mOutput;
-    bool mThrewFirst = false;               // in the current cycle
-    std::vector<Float32> mScratch;          // output of one procedure before it is mixed
-    std::vector<Float32*> mScratchChannels; // into mScratch
+    bool mThrewFirst = false;       // in the current cycle
+    std::optional<Planes> mScratch; // output of one procedure before it is mixed, if there are several
 };
 
 } // namespace braq

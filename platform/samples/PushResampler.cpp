@@ -21,13 +21,9 @@ std::vector<T*> pointers(UInt32 channels, const auto& pointer) {
 } // namespace
 
 std::unique_ptr<PushResampler> PushResampler::create(Float64 sourceRate, Float64 destinationRate, UInt32 channels) {
-    const soxr_io_spec_t samples = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, 0);
-    const soxr_runtime_spec_t runtime = soxr_runtime_spec(1);
-    soxr_error_t error = nullptr;
-    std::unique_ptr<soxr, Deleter> converter(
-        soxr_create(sourceRate, destinationRate, channels, &error, &samples, &quality, &runtime));
-    if (error != nullptr || converter == nullptr) {
+    auto converter =
+        FixedRateConverter::create(sourceRate, destinationRate, channels, FixedRateConverter::Quality::veryHigh);
+    if (converter == nullptr) {
         return nullptr;
     }
     return std::unique_ptr<PushResampler>(new PushResampler(std::move(converter), destinationRate / sourceRate));
@@ -64,15 +60,16 @@ bool PushResampler::run(const FramePlanes* source, FramePlanes& destination) {
         destination.resize(before + resampledAtOnce);
         const auto in = pointers<const Float32>(source == nullptr ? 0 : channels,
                                                 [&](UInt32 channel) { return source->channel(channel) + taken; });
-        auto out = pointers<void>(channels, [&](UInt32 channel) { return destination.channel(channel) + before; });
-        std::size_t takenNow = 0;
-        const soxr_error_t error = soxr_process(mConverter.get(), source == nullptr ? nullptr : in.data(),
-                                                wanted - taken, &takenNow, out.data(), resampledAtOnce, &delivered);
-        destination.resize(before + delivered);
-        if (error != nullptr) {
+        const auto out =
+            pointers<Float32>(channels, [&](UInt32 channel) { return destination.channel(channel) + before; });
+        const auto [takenNow, made, isGood] =
+            mConverter->process(source == nullptr ? nullptr : in.data(), wanted - taken, out.data(), resampledAtOnce);
+        destination.resize(before + made);
+        if (!isGood) {
             return false;
         }
         taken += takenNow;
+        delivered = made;
         mFramesOut += static_cast<SInt64>(delivered);
     } while (delivered == resampledAtOnce || taken < wanted);
     return true;

@@ -1,8 +1,7 @@
 #pragma once
 
+#include "platform/samples/FixedRateConverter.h"
 #include "platform/samples/FramePlanes.h"
-
-#include <soxr.h>
 
 #include <memory>
 
@@ -24,15 +23,11 @@ class PushResampler {
     SInt64 framesInAll(SInt64 more) const;
 
   private:
-    struct Deleter {
-        void operator()(soxr* converter) const { soxr_delete(converter); }
-    };
-
-    PushResampler(std::unique_ptr<soxr, Deleter> converter, Float64 ratio)
+    PushResampler(std::unique_ptr<FixedRateConverter> converter, Float64 ratio)
         : mConverter(std::move(converter)), mRatio(ratio) {}
     [[nodiscard]] bool run(const FramePlanes* source, FramePlanes& destination);
 
-    const std::unique_ptr<soxr, Deleter> mConverter;
+    const std::unique_ptr<FixedRateConverter> mConverter;
     const Float64 mRatio;
     SInt64 mFramesIn = 0;
     SInt64 mFramesOut = 0;

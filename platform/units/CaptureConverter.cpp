@@ -11,13 +11,9 @@ namespace {
 constexpr UInt32 convertedAtOnce = 512;
 constexpr UInt32 framesToWarmUp = 8192;
 
-soxr_t make(UInt32 channels, Float64 fromRate, Float64 toRate) {
-    const soxr_io_spec_t planar = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_HQ, SOXR_LINEAR_PHASE);
-    const soxr_runtime_spec_t oneThread = soxr_runtime_spec(1);
-    soxr_error_t error = nullptr;
-    soxr_t converter = soxr_create(fromRate, toRate, channels, &error, &planar, &quality, &oneThread);
-    if (error != nullptr || converter == nullptr) {
+std::unique_ptr<FixedRateConverter> make(UInt32 channels, Float64 fromRate, Float64 toRate) {
+    auto converter = FixedRateConverter::create(fromRate, toRate, channels, FixedRateConverter::Quality::high);
+    if (converter == nullptr) {
         throw std::bad_alloc();
     }
     return converter;
@@ -29,7 +25,7 @@ CaptureConverter::CaptureConverter(UInt32 channels, Float64 fromRate, Float64 to
     : mChannels(channels),
       mFromRate(fromRate),
       mToRate(toRate),
-      mSoxr(make(channels, fromRate, toRate), soxr_delete),
+      mConverter(make(channels, fromRate, toRate)),
       mFrom(channels),
       mTo(channels) {
     warmUp();
@@ -77,14 +73,11 @@ Float64 CaptureConverter::heldFrames() const noexcept {
 }
 
 UInt32 CaptureConverter::process(UInt32 frames, UInt32 capacity) noexcept {
-    std::size_t taken = 0;
-    std::size_t given = 0;
-    soxr_process(mSoxr.get(), mFrom.data(), frames, &taken, mTo.data(), capacity, &given);
-    return static_cast<UInt32>(given);
+    return static_cast<UInt32>(mConverter->process(mFrom.data(), frames, mTo.data(), capacity).made);
 }
 
 void CaptureConverter::reset() {
-    mSoxr.reset(make(mChannels, mFromRate, mToRate));
+    mConverter = make(mChannels, mFromRate, mToRate);
     mTaken = 0;
     mGiven = 0;
     warmUp();

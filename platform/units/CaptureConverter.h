@@ -1,8 +1,6 @@
 #pragma once
 
-#include "BRAQAudio/platform/types.h"
-
-#include <soxr.h>
+#include "platform/samples/FixedRateConverter.h"
 
 #include <memory>
 #include <vector>
@@ -38,7 +36,7 @@ class CaptureConverter {
     const UInt32 mChannels;
     const Float64 mFromRate;
     const Float64 mToRate;
-    std::unique_ptr<soxr, decltype(&soxr_delete)> mSoxr;
+    std::unique_ptr<FixedRateConverter> mConverter;
     std::vector<const float*> mFrom; // current input
     std::vector<float*> mTo;         // current output
     UInt64 mToDrop = 0;              // output frames before the captured ones

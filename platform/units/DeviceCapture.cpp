@@ -10,13 +10,6 @@ namespace {
 
 constexpr UInt32 recordBus = 1;
 
-void makePlanes(std::vector<float>& samples, std::vector<float*>& planes, UInt32 channels, UInt32 frames) {
-    samples.resize(std::size_t{channels} * frames);
-    for (UInt32 channel = 0; channel < channels; ++channel) {
-        planes.push_back(samples.data() + std::size_t{channel} * frames);
-    }
-}
-
 } // namespace
 
 DeviceCapture::DeviceCapture(const AURenderCallbackStruct& callback, const AudioStreamBasicDescription& format,
@@ -30,11 +23,11 @@ DeviceCapture::DeviceCapture(const AURenderCallbackStruct& callback, const Audio
       mStartsAtZero(startsAtZero),
       mBuffers(format, sliceFrames),
       mDevicePlanes(device.recordChannels),
+      mRouted(mChannels, sliceFrames),
       mCurrent(mChannels) {
-    makePlanes(mRouted, mRoutedPlanes, mChannels, sliceFrames);
     if (mSampleRate != mDeviceRate) {
         mConverter.emplace(mChannels, mDeviceRate, mSampleRate);
-        makePlanes(mConverted, mConvertedPlanes, mChannels, mConverter->mostFrames(sliceFrames));
+        mConverted.emplace(mChannels, mConverter->mostFrames(sliceFrames));
     }
 }
 
@@ -55,14 +48,14 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
             break; // the device has fewer channels than it stated: a notification is about to follow
         }
         if (!mConverter) {
-            deliver(mRoutedPlanes.data(), frames, lastError);
+            deliver(mRouted.get(), frames, lastError);
             continue;
         }
         // The first output frames are older than this slice.
         mTime.mHostTime -= static_cast<UInt64>(mConverter->heldFrames() * nanosecondsPerSecond / mDeviceRate);
-        const UInt32 converted = mConverter->convert(mRoutedPlanes.data(), frames, mConvertedPlanes.data(),
-                                                     mConverter->mostFrames(mSliceFrames));
-        deliver(mConvertedPlanes.data(), converted, lastError);
+        const UInt32 converted =
+            mConverter->convert(mRouted.get(), frames, mConverted->get(), mConverter->mostFrames(mSliceFrames));
+        deliver(mConverted->get(), converted, lastError);
     }
     if (mThrown) {
         std::rethrow_exception(std::exchange(mThrown, nullptr));
@@ -77,7 +70,7 @@ bool DeviceCapture::collect(const IOSlice& slice, UInt32 offset, UInt32 frames) 
         }
         mDevicePlanes[channel] = samples + offset;
     }
-    mRouting.route(mDevicePlanes.data(), mRoutedPlanes.data(), frames);
+    mRouting.route(mDevicePlanes.data(), mRouted.get(), frames);
     return true;
 }
 

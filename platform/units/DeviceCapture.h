@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/units.h"
 #include "platform/hardware/DeviceIO.h"
+#include "platform/samples/Planes.h"
 #include "platform/units/CaptureConverter.h"
 #include "platform/units/ChannelRouting.h"
 #include "platform/units/DeviceFacts.h"
@@ -57,11 +58,9 @@ class DeviceCapture {
     std::optional<CaptureConverter> mConverter; // if the rates differ
     FormatBuffers mBuffers;
     std::vector<const float*> mDevicePlanes; // of the slice
-    std::vector<float> mRouted;
-    std::vector<float*> mRoutedPlanes; // into mRouted
-    std::vector<float> mConverted;
-    std::vector<float*> mConvertedPlanes; // into mConverted
-    std::vector<const float*> mCurrent;   // what the callback is about
+    Planes mRouted;
+    std::optional<Planes> mConverted;   // if the rates differ
+    std::vector<const float*> mCurrent; // what the callback is about
     UInt32 mCurrentFrames = 0;
     std::exception_ptr mThrown; // by the callback in this slice
     AudioTimeStamp mTime{};     // of the next slice

@@ -1,7 +1,5 @@
 #include "platform/files/reading/RateConverter.h"
 
-#include <soxr.h>
-
 #include <algorithm>
 #include <cmath>
 #include <numeric>
@@ -21,8 +19,6 @@ bool isWhole(Float64 rate) { return rate == std::floor(rate) && rate < 1e9; }
 
 } // namespace
 
-void RateConverter::Deleter::operator()(soxr* converter) const { soxr_delete(converter); }
-
 RateConverter::RateConverter(MixedSource& source, Float64 rate)
     : mSource(source),
       mRate(rate),
@@ -33,18 +29,9 @@ RateConverter::RateConverter(MixedSource& source, Float64 rate)
     if (mRate > mFileRate * largestRatio || mFileRate > mRate * largestRatio) {
         return;
     }
-    const soxr_io_spec_t planar = soxr_io_spec(SOXR_FLOAT32_S, SOXR_FLOAT32_S);
-    const soxr_quality_spec_t quality = soxr_quality_spec(SOXR_VHQ, SOXR_LINEAR_PHASE);
-    const soxr_runtime_spec_t oneThread = soxr_runtime_spec(1);
-    soxr_error_t error = nullptr;
-    mConverter.reset(soxr_create(mFileRate, mRate, source.channels(), &error, &planar, &quality, &oneThread));
-    if (error != nullptr) {
-        mConverter.reset();
-    }
+    mConverter = FixedRateConverter::create(mFileRate, mRate, source.channels(), FixedRateConverter::Quality::veryHigh);
     findLead();
 }
-
-RateConverter::~RateConverter() = default;
 
 // The lead is an integer number of frames at both rates, so that the frame that is sought keeps its position.
 void RateConverter::findLead() {
@@ -75,7 +62,7 @@ SInt64 RateConverter::positionInFile() const {
 
 void RateConverter::start() {
     mIsStarted = true;
-    soxr_clear(mConverter.get());
+    mConverter->clear();
     const bool hasLead = mStart > 0;
     mNextInput = mStart - (hasLead ? mLeadInFile : 0);
     mSkip = hasLead ? mLeadOut : 0;
@@ -113,17 +100,14 @@ bool RateConverter::convert() {
     for (UInt32 channel = 0; channel < mInput.channels(); ++channel) {
         mPlanes[channel] = mInput.get()[channel] + mInputBegin;
     }
-    std::size_t taken = 0;
-    std::size_t made = 0;
-    const soxr_error_t error =
-        soxr_process(mConverter.get(), isFlush ? nullptr : static_cast<soxr_in_t>(mPlanes.data()),
-                     mInputEnd - mInputBegin, &taken, const_cast<float**>(mOutput.get()), readAtOnce, &made);
+    const auto [taken, made, isGood] =
+        mConverter->process(isFlush ? nullptr : mPlanes.data(), mInputEnd - mInputBegin, mOutput.get(), readAtOnce);
     mInputBegin += static_cast<UInt32>(taken);
     const auto skipped = static_cast<UInt32>(std::min<SInt64>(mSkip, static_cast<SInt64>(made)));
     mSkip -= skipped;
     mOutputBegin = skipped;
     mOutputEnd = static_cast<UInt32>(made);
-    return error == nullptr && (made > 0 || !isFlush);
+    return isGood && (made > 0 || !isFlush);
 }
 
 UInt32 RateConverter::read(UInt32 frames, float* const* planes) {

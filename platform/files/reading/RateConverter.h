@@ -1,11 +1,10 @@
 #pragma once
 
 #include "platform/files/reading/MixedSource.h"
+#include "platform/samples/FixedRateConverter.h"
 
 #include <memory>
 #include <vector>
-
-struct soxr;
 
 namespace braq {
 
@@ -19,7 +18,6 @@ class RateConverter {
   public:
     /// @param source must outlive this object
     RateConverter(MixedSource& source, Float64 rate);
-    ~RateConverter();
     RateConverter(const RateConverter&) = delete;
     RateConverter& operator=(const RateConverter&) = delete;
 
@@ -35,9 +33,6 @@ class RateConverter {
     UInt32 read(UInt32 frames, float* const* planes);
 
   private:
-    struct Deleter {
-        void operator()(soxr* converter) const;
-    };
     void findLead();
     void start();
     void fillInput();
@@ -46,7 +41,7 @@ class RateConverter {
     MixedSource& mSource;
     const Float64 mRate;
     const Float64 mFileRate;
-    std::unique_ptr<soxr, Deleter> mConverter;
+    std::unique_ptr<FixedRateConverter> mConverter;
     SInt64 mLeadInFile = 0; // frames given to the converter before the one that was sought
     SInt64 mLeadOut = 0;    // the same in output frames
 
