@@ -1,6 +1,7 @@
 #include "BRAQAudio/platform/files.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "BRAQAudio/platform/foundation/NSURL.h"
 #include "platform/files/OpenAudioFile.h"
 #include "platform/foundation/PropertyBytes.h"
 

@@ -11,42 +11,34 @@
 #include <utility>
 
 struct CFString {
-    explicit CFString(std::u16string text) : copied(std::move(text)), characters(copied) {}
-    CFString(std::u16string_view text, CFAllocator contentsDeallocator)
-        : characters(text), deallocator(contentsDeallocator) {}
-    ~CFString() {
-        if (deallocator == kCFAllocatorDefault) {
-            std::free(const_cast<UniChar*>(characters.data()));
-        }
-    }
+    CFString(std::string wellFormed, const UniChar* charactersToFree)
+        : text(std::move(wellFormed)), owned(charactersToFree) {}
+    ~CFString() { std::free(const_cast<UniChar*>(owned)); }
     CFString(const CFString&) = delete;
     CFString& operator=(const CFString&) = delete;
 
     mutable std::atomic<unsigned int> references = 1;
-    const std::u16string copied;
-    const std::u16string_view characters; // of `copied`, or the creator's own
-    const CFAllocator deallocator = kCFAllocatorNull;
+    const std::string text; // UTF-8
+    const UniChar* const owned;
 };
 
 namespace {
 
-template <class Make>
-CFStringRef nullWithoutMemory(Make make) noexcept {
+template <class MakeText>
+CFStringRef nullWithoutMemory(MakeText makeText, const UniChar* charactersToFree = nullptr) noexcept {
     try {
-        return make();
+        return new CFString(makeText(), charactersToFree);
     } catch (const std::exception&) { // bad_alloc, or length_error for a length that no memory could hold
         return nullptr;
     }
 }
 
-bool areCharacters(const UniChar* characters, CFIndex length) {
-    constexpr auto most =
-        std::numeric_limits<CFIndex>::max() / static_cast<CFIndex>(sizeof(UniChar)); // that memory can hold
-    return length == 0 || (length > 0 && length <= most && characters != nullptr);
-}
-
-std::u16string_view viewOf(const UniChar* characters, CFIndex length) {
-    return {characters, static_cast<std::size_t>(length)};
+std::u16string unitsOf(CFStringRef string) noexcept {
+    try {
+        return string != nullptr ? braq::utf16FromUTF8(string->text) : std::u16string();
+    } catch (const std::exception&) {
+        return {};
+    }
 }
 
 } // namespace
@@ -55,22 +47,25 @@ CFStringRef CFStringCreateWithCString(const char* text) noexcept {
     if (text == nullptr) {
         return nullptr;
     }
-    return nullWithoutMemory([&] { return new CFString(braq::utf16FromUTF8(text)); });
+    return nullWithoutMemory([&] { return braq::wellFormedUTF8(text); });
 }
 
 CFStringRef CFStringCreateWithCharacters(const UniChar* characters, CFIndex length) noexcept {
-    if (!areCharacters(characters, length)) {
-        return nullptr;
-    }
-    return nullWithoutMemory([&] { return new CFString(std::u16string(viewOf(characters, length))); });
+    return CFStringCreateWithCharactersNoCopy(characters, length, kCFAllocatorNull);
 }
 
 CFStringRef CFStringCreateWithCharactersNoCopy(const UniChar* characters, CFIndex length,
                                                CFAllocator contentsDeallocator) noexcept {
-    if (!areCharacters(characters, length)) {
+    constexpr auto longest =
+        std::numeric_limits<CFIndex>::max() / static_cast<CFIndex>(sizeof(UniChar)); // that memory can hold
+    if (length < 0 || length > longest || (characters == nullptr && length > 0)) {
         return nullptr;
     }
-    return nullWithoutMemory([&] { return new CFString(viewOf(characters, length), contentsDeallocator); });
+    return nullWithoutMemory(
+        [&] {
+            return braq::utf8FromUTF16({characters, static_cast<std::size_t>(length)});
+        },
+        contentsDeallocator == kCFAllocatorDefault ? characters : nullptr);
 }
 
 CFStringRef CFRetain(CFStringRef string) noexcept {
@@ -86,20 +81,21 @@ void CFRelease(CFStringRef string) noexcept {
     }
 }
 
-CFIndex CFStringGetLength(CFStringRef string) noexcept {
-    return string != nullptr ? static_cast<CFIndex>(string->characters.size()) : 0;
+const char* CFStringGetCStringPtr(CFStringRef string) noexcept {
+    return string != nullptr ? string->text.c_str() : nullptr;
 }
 
+CFIndex CFStringGetLength(CFStringRef string) noexcept { return static_cast<CFIndex>(unitsOf(string).size()); }
+
 CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacity, UniChar* characters) noexcept {
-    const CFIndex length = CFStringGetLength(string);
+    const std::u16string units = unitsOf(string);
+    const auto length = static_cast<CFIndex>(units.size());
     if (start < 0 || start >= length || capacity <= 0) {
         return 0;
     }
     const CFIndex count = std::min(capacity, length - start);
-    std::copy_n(string->characters.data() + start, count, characters);
+    std::copy_n(units.data() + start, count, characters);
     return count;
 }
 
-std::string CFStringCopyUTF8(CFStringRef string) {
-    return string != nullptr ? braq::utf8FromUTF16(string->characters) : std::string();
-}
+std::string CFStringCopyUTF8(CFStringRef string) { return string != nullptr ? string->text : std::string(); }

@@ -95,6 +95,15 @@ void append(std::string& text, char32_t point) {
 
 } // namespace
 
+std::string braq::wellFormedUTF8(std::string_view text) {
+    std::string result;
+    result.reserve(text.size());
+    while (!text.empty()) {
+        append(result, takeFromUTF8(text));
+    }
+    return result;
+}
+
 std::u16string braq::utf16FromUTF8(std::string_view text) {
     std::u16string result;
     result.reserve(text.size());

@@ -9,9 +9,10 @@ import subprocess
 import sys
 from pathlib import Path
 
-# Of the documented names, those of the core, of the functions on rings, readers and lists of buffers, and of the check's
-# two; but not the gate, which is a class.
-PLAIN = re.compile(r"B(?!RAQ)\w+|BRAQAudio(BufferList|BufferQueue|FileReader)[A-Z]\w+|NSXMakeError\w+")
+# Of the documented names, those of the core, of the functions on rings, readers and lists of buffers, of the check's two, and
+# of the platform's C interface; but not the gate, which is a class.
+PLAIN = re.compile(r"B(?!RAQ)\w+|BRAQAudio(BufferList|BufferQueue|FileReader)[A-Z]\w+|NSXMakeError\w+"
+                   r"|(Ext)?Audio\w+|(New|Dispose)?AUGraph\w*|BRAQ_CF\w+|BRAQThread\w+")
 CLASSES = {"BRAQAudioBufferQueueGate"}
 
 

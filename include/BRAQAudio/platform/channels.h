@@ -23,6 +23,9 @@
 /// | 6 | front left, front right, front centre, low frequency, rear left, rear right |
 /// | 7 | front left, front right, front centre, low frequency, rear centre, side left, side right |
 /// | 8 | front left, front right, front centre, low frequency, rear left, rear right, side left, side right |
+///
+/// In C it is a UInt32, and the names of the values begin with `BRAQChannelPosition_`.
+#ifdef __cplusplus
 enum class BRAQChannelPosition : UInt32 {
     unknown = 0,
     mono = 1, ///< a single channel
@@ -38,5 +41,23 @@ enum class BRAQChannelPosition : UInt32 {
     frontLeftOfCenter = 11,
     frontRightOfCenter = 12,
 };
+#else
+typedef UInt32 BRAQChannelPosition;
+enum {
+    BRAQChannelPosition_unknown = 0,
+    BRAQChannelPosition_mono = 1,
+    BRAQChannelPosition_frontLeft = 2,
+    BRAQChannelPosition_frontRight = 3,
+    BRAQChannelPosition_frontCenter = 4,
+    BRAQChannelPosition_lowFrequency = 5,
+    BRAQChannelPosition_rearLeft = 6,
+    BRAQChannelPosition_rearRight = 7,
+    BRAQChannelPosition_rearCenter = 8,
+    BRAQChannelPosition_sideLeft = 9,
+    BRAQChannelPosition_sideRight = 10,
+    BRAQChannelPosition_frontLeftOfCenter = 11,
+    BRAQChannelPosition_frontRightOfCenter = 12,
+};
+#endif
 
 /// @}

@@ -4,6 +4,7 @@
 
 #include "BRAQAudio/platform/foundation/BRAQMainQueue.h"
 #include "BRAQAudio/platform/foundation/CFString.h"
+#include "BRAQAudio/platform/foundation/CFURL.h"
 #include "BRAQAudio/platform/foundation/NSAssertionHandler.h"
 #include "BRAQAudio/platform/foundation/NSBundle.h"
 #include "BRAQAudio/platform/foundation/NSError.h"

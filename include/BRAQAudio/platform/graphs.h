@@ -1,6 +1,6 @@
 #pragma once
 
-// Graphs: units that pull from each other and are started together.
+// Graphs: units that pull from each other and are started together. For C11 and C++.
 
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/units.h"
@@ -9,16 +9,18 @@
 /// @{
 
 /// A checked reference to a graph, like `AudioUnit` to a unit.
-using AUGraph = struct OpaqueAUGraph*;
+typedef struct OpaqueAUGraph* AUGraph;
 /// A node of a graph, which holds one unit; from 1.
-using AUNode = SInt32;
+typedef SInt32 AUNode;
 
-constexpr OSStatus kAUGraphErr_NodeNotFound = -10860;
-constexpr OSStatus kAUGraphErr_InvalidConnection = -10861;
-constexpr OSStatus kAUGraphErr_OutputNodeErr = -10862;
-constexpr OSStatus kAUGraphErr_InvalidAudioUnit = -10864;
+BRAQ_CONSTANT(OSStatus, kAUGraphErr_NodeNotFound, -10860);
+BRAQ_CONSTANT(OSStatus, kAUGraphErr_InvalidConnection, -10861);
+BRAQ_CONSTANT(OSStatus, kAUGraphErr_OutputNodeErr, -10862);
+BRAQ_CONSTANT(OSStatus, kAUGraphErr_InvalidAudioUnit, -10864);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 // Any thread but an I/O thread, where these return `kAudioUnitErr_CannotDoInCurrentContext`. A null or disposed graph
 // returns `kAudio_ParamError`. Operations on one graph are serialised.
@@ -59,6 +61,8 @@ BRAQ_EXPORT OSStatus AUGraphUninitialize(AUGraph graph);
 BRAQ_EXPORT OSStatus AUGraphStart(AUGraph graph);
 /// Stops the output unit, like `AudioOutputUnitStop`.
 BRAQ_EXPORT OSStatus AUGraphStop(AUGraph graph);
+#ifdef __cplusplus
 }
+#endif
 
 /// @}

@@ -1,6 +1,6 @@
 #pragma once
 
-// Audio units: objects that deliver frames when they are pulled; and graphs of units.
+// Audio units: objects that deliver frames when they are pulled; and graphs of units. For C11 and C++.
 
 #include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/export.h"
@@ -10,95 +10,97 @@
 /// @{
 
 /// A kind of component. In a search, 0 matches anything.
-struct AudioComponentDescription {
+typedef struct AudioComponentDescription {
     UInt32 componentType;
     UInt32 componentSubType;
     UInt32 componentManufacturer;
     UInt32 componentFlags;
     UInt32 componentFlagsMask;
-};
-static_assert(sizeof(AudioComponentDescription) == 20);
+} AudioComponentDescription;
+static_assert(sizeof(AudioComponentDescription) == 20, "part of the interface");
 
-constexpr UInt32 kAudioUnitType_Output = BRAQFourCharCode("auou");
-constexpr UInt32 kAudioUnitSubType_HALOutput =
-    BRAQFourCharCode("ahal"); ///< plays on a device, records from it, or both
-constexpr UInt32 kAudioUnitSubType_DefaultOutput = BRAQFourCharCode("def "); ///< the same, for playback
-constexpr UInt32 kAudioUnitType_FormatConverter = BRAQFourCharCode("aufc");
-constexpr UInt32 kAudioUnitSubType_Varispeed = BRAQFourCharCode("vari");     ///< plays faster or slower
-constexpr UInt32 kAudioUnitManufacturer_Platform = BRAQFourCharCode("appl"); ///< made by the platform itself
+BRAQ_CONSTANT(UInt32, kAudioUnitType_Output, BRAQ_FOURCC('a', 'u', 'o', 'u'));
+BRAQ_CONSTANT(UInt32, kAudioUnitSubType_HALOutput,
+              BRAQ_FOURCC('a', 'h', 'a', 'l')); ///< plays on a device, records from it, or both
+BRAQ_CONSTANT(UInt32, kAudioUnitSubType_DefaultOutput, BRAQ_FOURCC('d', 'e', 'f', ' ')); ///< the same, for playback
+BRAQ_CONSTANT(UInt32, kAudioUnitType_FormatConverter, BRAQ_FOURCC('a', 'u', 'f', 'c'));
+BRAQ_CONSTANT(UInt32, kAudioUnitSubType_Varispeed, BRAQ_FOURCC('v', 'a', 'r', 'i')); ///< plays faster or slower
+BRAQ_CONSTANT(UInt32, kAudioUnitManufacturer_Platform,
+              BRAQ_FOURCC('a', 'p', 'p', 'l')); ///< made by the platform itself
 
 /// A kind of unit; exists as long as the process.
-using AudioComponent = const struct OpaqueAudioComponent*;
+typedef const struct OpaqueAudioComponent* AudioComponent;
 /// A checked reference to a unit. Every call on a null or disposed unit returns `kAudio_ParamError`.
-using AudioUnit = struct OpaqueAudioUnit*;
-using AudioComponentInstance = AudioUnit;
+typedef struct OpaqueAudioUnit* AudioUnit;
+typedef AudioUnit AudioComponentInstance;
 
-using AudioUnitPropertyID = UInt32;
-using AudioUnitParameterID = UInt32;
-using AudioUnitParameterValue = Float32;
-using AudioUnitScope = UInt32;
-using AudioUnitElement = UInt32;
-using AudioUnitRenderActionFlags = UInt32;
+typedef UInt32 AudioUnitPropertyID;
+typedef UInt32 AudioUnitParameterID;
+typedef Float32 AudioUnitParameterValue;
+typedef UInt32 AudioUnitScope;
+typedef UInt32 AudioUnitElement;
+typedef UInt32 AudioUnitRenderActionFlags;
 
-constexpr AudioUnitScope kAudioUnitScope_Global = 0;
-constexpr AudioUnitScope kAudioUnitScope_Input = 1;
-constexpr AudioUnitScope kAudioUnitScope_Output = 2;
+BRAQ_CONSTANT(AudioUnitScope, kAudioUnitScope_Global, 0);
+BRAQ_CONSTANT(AudioUnitScope, kAudioUnitScope_Input, 1);
+BRAQ_CONSTANT(AudioUnitScope, kAudioUnitScope_Output, 2);
 
 // On a device unit, element 0 is playback and element 1 is recording.
-constexpr AudioUnitPropertyID kAudioUnitProperty_MakeConnection = 1; ///< input: AudioUnitConnection
-constexpr AudioUnitPropertyID kAudioUnitProperty_SampleRate = 2;     ///< input or output: Float64
-constexpr AudioUnitPropertyID kAudioUnitProperty_StreamFormat = 8;   ///< input or output
-constexpr AudioUnitPropertyID kAudioUnitProperty_ElementCount = 11;  ///< UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_MakeConnection, 1); ///< input: AudioUnitConnection
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_SampleRate, 2);     ///< input or output: Float64
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_StreamFormat, 8);   ///< input or output
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_ElementCount, 11);  ///< UInt32
 /// Global: Float64 seconds. Of a device unit that plays: from the host time in the time stamp of a frame, as its
 /// callback renders it or the unit pulls it, to the moment the frame is heard. Of a unit that only records: from the
 /// moment a frame reached the device to the host time it is delivered with. It is the device's own figure now: latency,
 /// safety offset and the largest latency of its streams; 0 without a device. The lookahead of converters is not
 /// included: the time stamps account for it, at a varispeed unit too, whose own latency is 0. Changes are not notified;
 /// listen to the device's `kAudioDevicePropertyLatency`.
-constexpr AudioUnitPropertyID kAudioUnitProperty_Latency = 12;
-constexpr AudioUnitPropertyID kAudioUnitProperty_MaximumFramesPerSlice = 14; ///< global: UInt32
-constexpr AudioUnitPropertyID kAudioUnitProperty_LastRenderError = 22;       ///< global: OSStatus, reset to 0 when read
-constexpr AudioUnitPropertyID kAudioUnitProperty_SetRenderCallback = 23;     ///< input: AURenderCallbackStruct
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_Latency, 12);
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_MaximumFramesPerSlice, 14); ///< global: UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_LastRenderError, 22); ///< global: OSStatus, reset to 0 when read
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_SetRenderCallback, 23); ///< input: AURenderCallbackStruct
 // Properties of device units.
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_CurrentDevice = 2000; ///< global: AudioDeviceID, 0: the default
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_IsRunning = 2001;     ///< global: UInt32
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_ChannelMap =
-    2002;                                                               ///< SInt32[]: device channel of each, -1: none
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_EnableIO = 2003; ///< input 1, output 0: UInt32
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_SetInputCallback = 2005;      ///< global: AURenderCallbackStruct
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_HasIO = 2006;                 ///< input 1, output 0: UInt32
-constexpr AudioUnitPropertyID kAudioOutputUnitProperty_StartTimestampsAtZero = 2007; ///< global: UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_CurrentDevice,
+              2000);                                                          ///< global: AudioDeviceID, 0: the default
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_IsRunning, 2001); ///< global: UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_ChannelMap,
+              2002); ///< SInt32[]: device channel of each, -1: none
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_EnableIO, 2003);         ///< input 1, output 0: UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_SetInputCallback, 2005); ///< global: AURenderCallbackStruct
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_HasIO, 2006);            ///< input 1, output 0: UInt32
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioOutputUnitProperty_StartTimestampsAtZero, 2007); ///< global: UInt32
 // More properties of device units, settable while the unit does not run.
 /// Input 0: BRAQChannelPosition[], one for each playback channel. Each channel is routed to the loudspeaker of its
 /// position; if the device has none, to those beside it. Unless set: `BRAQChannelPosition`'s table for the channel
 /// count, provided that each channel finds its loudspeaker or the device has fewer channels; otherwise channel to
 /// channel. An empty array, or a format with another channel count, restores that. A single channel always goes to left
 /// and right. A channel map takes precedence.
-constexpr AudioUnitPropertyID kBRAQOutputUnitProperty_ChannelPositions = BRAQFourCharCode("bqcp");
+BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_ChannelPositions, BRAQ_FOURCC('b', 'q', 'c', 'p'));
 /// Input 0: UInt32. 0: where channels are mixed because the device lacks theirs, all are scaled so that full scale in
 /// every channel cannot exceed full scale. 1: front channels keep their level, and the sums can exceed full scale.
-constexpr AudioUnitPropertyID kBRAQOutputUnitProperty_UnscaledDownmix = BRAQFourCharCode("bqud");
+BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_UnscaledDownmix, BRAQ_FOURCC('b', 'q', 'u', 'd'));
 
-constexpr AudioUnitParameterID kVarispeedParam_PlaybackRate = 0; ///< global, from 1/32 to 32
-constexpr AudioUnitParameterID kHALOutputParam_Volume = 14;      ///< global, linear gain from 0
+BRAQ_CONSTANT(AudioUnitParameterID, kVarispeedParam_PlaybackRate, 0); ///< global, from 1/32 to 32
+BRAQ_CONSTANT(AudioUnitParameterID, kHALOutputParam_Volume, 14);      ///< global, linear gain from 0
 
 /// Set by a callback that has delivered only silence. A hint; the samples are used all the same.
-constexpr AudioUnitRenderActionFlags kAudioUnitRenderAction_OutputIsSilence = 1U << 4;
+BRAQ_CONSTANT(AudioUnitRenderActionFlags, kAudioUnitRenderAction_OutputIsSilence, 1U << 4);
 
-constexpr OSStatus kAudioUnitErr_InvalidProperty = -10879;
-constexpr OSStatus kAudioUnitErr_InvalidParameter = -10878;
-constexpr OSStatus kAudioUnitErr_InvalidElement = -10877;
-constexpr OSStatus kAudioUnitErr_NoConnection = -10876;
-constexpr OSStatus kAudioUnitErr_FailedInitialization = -10875;
-constexpr OSStatus kAudioUnitErr_TooManyFramesToProcess = -10874;
-constexpr OSStatus kAudioUnitErr_FormatNotSupported = -10868;
-constexpr OSStatus kAudioUnitErr_Uninitialized = -10867;
-constexpr OSStatus kAudioUnitErr_InvalidScope = -10866;
-constexpr OSStatus kAudioUnitErr_PropertyNotWritable = -10865;
-constexpr OSStatus kAudioUnitErr_CannotDoInCurrentContext = -10863;
-constexpr OSStatus kAudioUnitErr_InvalidPropertyValue = -10851;
-constexpr OSStatus kAudioUnitErr_PropertyNotInUse = -10850;
-constexpr OSStatus kAudioUnitErr_Initialized = -10849;
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_InvalidProperty, -10879);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_InvalidParameter, -10878);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_InvalidElement, -10877);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_NoConnection, -10876);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_FailedInitialization, -10875);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_TooManyFramesToProcess, -10874);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_FormatNotSupported, -10868);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_Uninitialized, -10867);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_InvalidScope, -10866);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_PropertyNotWritable, -10865);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_CannotDoInCurrentContext, -10863);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_InvalidPropertyValue, -10851);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_PropertyNotInUse, -10850);
+BRAQ_CONSTANT(OSStatus, kAudioUnitErr_Initialized, -10849);
 
 /// Delivers frames of a stream, or receives a cycle in which frames were captured. It must not lock, allocate, wait, or
 /// touch a file. If it throws, the exception is caught and the slice is silence.
@@ -109,29 +111,31 @@ constexpr OSStatus kAudioUnitErr_Initialized = -10849;
 ///        `AudioUnitRender`
 /// @return 0; any other value makes the slice silent and is kept as the unit's last render error
 /// @realtime
-using AURenderCallback = OSStatus (*)(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
-                                      UInt32 bus, UInt32 frames, AudioBufferList* list);
+typedef OSStatus (*AURenderCallback)(void* refCon, AudioUnitRenderActionFlags* flags, const AudioTimeStamp* time,
+                                     UInt32 bus, UInt32 frames, AudioBufferList* list);
 
 /// A render callback and its argument.
-struct AURenderCallbackStruct {
+typedef struct AURenderCallbackStruct {
     AURenderCallback inputProc;
     void* inputProcRefCon;
-};
-static_assert(sizeof(AURenderCallbackStruct) == 16);
+} AURenderCallbackStruct;
+static_assert(sizeof(AURenderCallbackStruct) == 16, "part of the interface");
 
 /// What an input of a unit pulls from.
-struct AudioUnitConnection {
+typedef struct AudioUnitConnection {
     AudioUnit sourceAudioUnit; ///< null: disconnect
     UInt32 sourceOutputNumber;
     UInt32 destInputNumber;
-};
+} AudioUnitConnection;
 
 /// Called after a property of a unit has changed, on the notification thread of the process, with no lock held. Only
 /// `kAudioOutputUnitProperty_IsRunning` changes by itself; inside the listener it reads as the state after that change.
-using AudioUnitPropertyListenerProc = void (*)(void* refCon, AudioUnit unit, AudioUnitPropertyID property,
-                                               AudioUnitScope scope, AudioUnitElement element);
+typedef void (*AudioUnitPropertyListenerProc)(void* refCon, AudioUnit unit, AudioUnitPropertyID property,
+                                              AudioUnitScope scope, AudioUnitElement element);
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 // Unless stated otherwise: any thread but an I/O thread, where these return `kAudioUnitErr_CannotDoInCurrentContext`.
 
@@ -198,6 +202,8 @@ BRAQ_EXPORT OSStatus AudioOutputUnitStart(AudioUnit unit);
 /// Callbacks end at once; frames already pulled are still played. Returns when they have been heard and the unit has
 /// left the cycle, or shortly after that should have happened if the device stands still. Idempotent.
 BRAQ_EXPORT OSStatus AudioOutputUnitStop(AudioUnit unit);
+#ifdef __cplusplus
 }
+#endif
 
 /// @}

@@ -83,12 +83,22 @@ TEST(Foundation_CFString, NullIsAnEmptyTextThatNeedsNoRelease) {
     EXPECT_EQ(CFStringCopyUTF8(nullptr), "");
 }
 
-TEST(Foundation_CFString, WithoutCopyingItReadsTheCharactersThatWereGiven) {
-    UniChar characters[] = {u'U', u'I', u'D'};
-    const Text text = owned(CFStringCreateWithCharactersNoCopy(characters, 3, kCFAllocatorNull));
-    EXPECT_EQ(unitsOf(text), u"UID");
-    characters[0] = u'u';
-    EXPECT_EQ(unitsOf(text), u"uID");
+TEST(Foundation_CFString, MadeOfTheCreatorsCharactersReadsAsBoth) {
+    const UniChar characters[] = {u'U', u'I', u'D', 0xD83C, 0xDFB5};
+    const Text text = owned(CFStringCreateWithCharactersNoCopy(characters, 5, kCFAllocatorNull));
+    EXPECT_EQ(unitsOf(text), u"UID\U0001F3B5");
+    EXPECT_EQ(CFStringCopyUTF8(text.get()), "UID\U0001F3B5");
+}
+
+TEST(Foundation_CFString, ItsTextIsReadInPlaceForAsLongAsItLives) {
+    const CFStringRef string = CFStringCreateWithCString("Ger\u00e4t \xFF");
+    const char* const text = CFStringGetCStringPtr(CFRetain(string));
+    EXPECT_STREQ(text, "Ger\u00e4t \uFFFD");
+    CFRelease(string);
+    EXPECT_STREQ(text, "Ger\u00e4t \uFFFD");
+    EXPECT_EQ(CFStringGetCStringPtr(string), text);
+    CFRelease(string);
+    EXPECT_EQ(CFStringGetCStringPtr(nullptr), nullptr);
 }
 
 TEST(Foundation_CFString, TheNullAllocatorLeavesTheCharactersToTheirMaker) {
@@ -151,5 +161,5 @@ TEST(Foundation_CFString, IllFormedInputBecomesReplacements) {
     const UniChar unpaired[] = {u'a', 0xD83C};
     const Text text = owned(CFStringCreateWithCharacters(unpaired, 2));
     EXPECT_EQ(CFStringCopyUTF8(text.get()), "a\uFFFD");
-    EXPECT_EQ(unitsOf(text), std::u16string(unpaired, 2)); // UTF-16 is kept as it came
+    EXPECT_EQ(unitsOf(text), u"a\uFFFD");
 }

@@ -7,6 +7,7 @@
 
 using braq::utf16FromUTF8;
 using braq::utf8FromUTF16;
+using braq::wellFormedUTF8;
 
 TEST(Foundation_Unicode, ConvertsEveryCodePointBothWays) {
     for (char32_t point = 0; point <= 0x10FFFF; ++point) {
@@ -24,6 +25,7 @@ TEST(Foundation_Unicode, ConvertsEveryCodePointBothWays) {
                                                  : 4U)
             << static_cast<unsigned long>(point);
         ASSERT_EQ(utf16FromUTF8(utf8), expected) << static_cast<unsigned long>(point);
+        ASSERT_EQ(wellFormedUTF8(utf8), utf8) << static_cast<unsigned long>(point);
     }
 }
 
@@ -52,6 +54,7 @@ TEST(Foundation_Unicode, IllFormedUTF8BecomesReplacementsAndTheRestIsKept) {
     };
     for (const auto& [text, expected] : cases) {
         EXPECT_EQ(utf16FromUTF8(text), expected) << testing::PrintToString(text);
+        EXPECT_EQ(wellFormedUTF8(text), utf8FromUTF16(expected)) << testing::PrintToString(text);
     }
 }
 

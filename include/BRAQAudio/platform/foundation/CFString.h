@@ -1,59 +1,80 @@
 #pragma once
 
-#include <cstddef>
+// Reference-counted strings of the C interface, for C11 and C++. Any thread but an I/O thread.
+
+#include "BRAQAudio/platform/export.h"
+
+#include <stddef.h>
+
+#ifdef __cplusplus
 #include <string>
+#else
+#include <uchar.h>
+#endif
 
 /// @addtogroup foundation
 /// @{
 
-// Reference-counted strings of the C interface. Any thread but an I/O thread.
-
 /// A count of UTF-16 units, or an index of one.
-using CFIndex = std::ptrdiff_t;
-using UniChar = char16_t;
+typedef ptrdiff_t CFIndex;
+typedef char16_t UniChar;
 
-struct CFString;
-using CFStringRef = const CFString*;
+/// A string. It holds UTF-8, and converts what comes or goes as UTF-16. Immutable, so any thread may read it.
+typedef const struct CFString* CFStringRef;
 
-/// How the characters of a string are freed together with the string.
-enum CFAllocator {
+/// How the characters that a string was created with are freed.
+typedef enum CFAllocator {
     kCFAllocatorDefault, ///< with `free`
     kCFAllocatorNull,    ///< not at all: the creator keeps them
-};
+} CFAllocator;
 
+#ifdef __cplusplus
 extern "C" {
+#endif
 
 /// Creates a string with a copy of null-terminated UTF-8 text. Each ill-formed sequence becomes U+FFFD.
 /// @return a string with one reference, to be released with `CFRelease`; null for null or if out of memory
-[[nodiscard]] CFStringRef CFStringCreateWithCString(const char* text) noexcept;
+BRAQ_NODISCARD BRAQ_EXPORT CFStringRef CFStringCreateWithCString(const char* text) BRAQ_NOEXCEPT
+    BRAQ_LINKER_NAME(CFStringCreateWithCString);
 
-/// Creates a string with a copy of `length` UTF-16 units. Any values are allowed, unpaired surrogates included.
+/// Creates a string of `length` UTF-16 units. Each unpaired surrogate becomes U+FFFD.
 /// @return a string with one reference, to be released with `CFRelease`; null for a negative length, for null
 ///        characters with a length, or if out of memory
-[[nodiscard]] CFStringRef CFStringCreateWithCharacters(const UniChar* characters, CFIndex length) noexcept;
+BRAQ_NODISCARD BRAQ_EXPORT CFStringRef CFStringCreateWithCharacters(const UniChar* characters,
+                                                                    CFIndex length) BRAQ_NOEXCEPT
+    BRAQ_LINKER_NAME(CFStringCreateWithCharacters);
 
-/// Like `CFStringCreateWithCharacters`, but without a copy: the characters must stay unchanged for the lifetime of the
-/// string. If the result is null, nothing is freed.
-[[nodiscard]] CFStringRef CFStringCreateWithCharactersNoCopy(const UniChar* characters, CFIndex length,
-                                                             CFAllocator contentsDeallocator) noexcept;
+/// Like `CFStringCreateWithCharacters`, but the string may use the characters in place: they must stay unchanged for
+/// its lifetime. They are freed with the string, as `contentsDeallocator` says. If the result is null, nothing is
+/// freed.
+BRAQ_NODISCARD BRAQ_EXPORT CFStringRef CFStringCreateWithCharactersNoCopy(const UniChar* characters, CFIndex length,
+                                                                          CFAllocator contentsDeallocator) BRAQ_NOEXCEPT
+    BRAQ_LINKER_NAME(CFStringCreateWithCharactersNoCopy);
 
 /// Adds a reference. Null does nothing.
 /// @return `string`
-CFStringRef CFRetain(CFStringRef string) noexcept;
+BRAQ_EXPORT CFStringRef CFRetain(CFStringRef string) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFRetain);
 
 /// Releases a reference; the last one frees the string. Null does nothing.
-void CFRelease(CFStringRef string) noexcept;
+BRAQ_EXPORT void CFRelease(CFStringRef string) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFRelease);
 
-/// The length in UTF-16 units; 0 for null.
-CFIndex CFStringGetLength(CFStringRef string) noexcept;
+/// The text in UTF-8, null-terminated; valid as long as the string. Null for null. Of a string with a null character,
+/// callers see what stands before it.
+BRAQ_EXPORT const char* CFStringGetCStringPtr(CFStringRef string) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFStringGetCStringPtr);
 
-/// Copies the units from `start` on to `characters`, at most `capacity` of them.
-/// @return units copied; 0 for null or a start outside the string
-CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacity, UniChar* characters) noexcept;
+/// The length in UTF-16 units; 0 for null, or if out of memory. Converts the text.
+BRAQ_EXPORT CFIndex CFStringGetLength(CFStringRef string) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFStringGetLength);
 
+/// Copies the units from `start` on to `characters`, at most `capacity` of them. Converts the text.
+/// @return units copied; 0 for null or a start outside the string, or if out of memory
+BRAQ_EXPORT CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacity,
+                                          UniChar* characters) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFStringGetCharacters);
+
+#ifdef __cplusplus
 } // extern "C"
 
-/// The text in UTF-8; each unpaired surrogate becomes U+FFFD; empty for null.
-std::string CFStringCopyUTF8(CFStringRef string);
+/// The text in UTF-8; empty for null.
+BRAQ_EXPORT std::string CFStringCopyUTF8(CFStringRef string);
+#endif
 
 /// @}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/platform/export.h"
+#include "BRAQAudio/platform/foundation/CFURL.h"
 
 #include <memory>
 #include <optional>
@@ -36,8 +37,5 @@ class BRAQ_EXPORT NSURL {
     std::string mText;
     std::optional<std::string> mPath;
 };
-
-/// A URL in the C interface.
-using CFURLRef = const NSURL*;
 
 /// @}
