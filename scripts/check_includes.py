@@ -89,6 +89,8 @@ def may_include(path, included):
     target, target_member = place_of(included)
     if target is None or target < layer or (target == layer and target_member != member):
         return False
+    if layer == EXAMPLES and path.endswith(".c"):
+        return target == INTERFACE
     if layer <= EXAMPLES:
         return target == HEADER_FOR_PROGRAMS or (target <= EXAMPLES and path.split("/")[0] == included.split("/")[0])
     return layer > ERRORS or target <= ERRORS or target == INTERFACE

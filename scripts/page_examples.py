@@ -3,7 +3,7 @@
 
     page_examples.py [--write] PAGE...
 
-Above each block of C++ in a page stands a comment that says where it comes from:
+Above each block of C++ or C in a page stands a comment that says where it comes from:
 
     <!-- examples/player.cpp -->            the whole file
     <!-- part of examples/ring.cpp -->      consecutive lines of it, less what all of them are indented by
@@ -17,7 +17,7 @@ import textwrap
 from pathlib import Path
 
 PROJECT = Path(__file__).resolve().parent.parent
-BLOCK = re.compile(r"(?:<!-- (?P<part>part of )?(?P<source>\S+) -->\n)?```cpp\n(?P<code>.*?)^```$", re.DOTALL | re.MULTILINE)
+BLOCK = re.compile(r"(?:<!-- (?P<part>part of )?(?P<source>\S+) -->\n)?```(?P<language>cpp|c)\n(?P<code>.*?)^```$", re.DOTALL | re.MULTILINE)
 
 
 def is_part(code, source):
@@ -53,7 +53,7 @@ def rewritten(text, project=PROJECT):
         if block["source"] is None or block["part"] or not (project / block["source"]).is_file():
             return block[0]
         source = (project / block["source"]).read_text(encoding="utf-8")
-        return f"<!-- {block['source']} -->\n```cpp\n{source}```"
+        return f"<!-- {block['source']} -->\n```{block['language']}\n{source}```"
     return BLOCK.sub(replace, text)
 
 

@@ -9,8 +9,8 @@ import page_examples
 SOURCE = "int main() {\n    int a = 1;\n\n    return a;\n}\n"
 
 
-def page(comment, code):
-    return f"Text.\n\n{comment}```cpp\n{code}```\n\nMore.\n"
+def page(comment, code, language="cpp"):
+    return f"Text.\n\n{comment}```{language}\n{code}```\n\nMore.\n"
 
 
 class PageExamples(unittest.TestCase):
@@ -40,6 +40,12 @@ class PageExamples(unittest.TestCase):
     def test_every_block_of_a_page_is_looked_at(self):
         text = page("<!-- a.cpp -->\n", SOURCE) + page("<!-- a.cpp -->\n", "") + page("", "")
         self.assertEqual(len(page_examples.problems(text, self.project)), 2)
+
+    def test_blocks_of_c_are_looked_at_too(self):
+        (self.project / "b.c").write_text(SOURCE, encoding="utf-8")
+        text = page("<!-- b.c -->\n", "old\n", "c")
+        self.assertEqual(page_examples.problems(text, self.project), ["a block differs from b.c"])
+        self.assertEqual(page_examples.rewritten(text, self.project), page("<!-- b.c -->\n", SOURCE, "c"))
 
     def test_whole_files_are_brought_up_to_date_and_nothing_else(self):
         self.assertEqual(page_examples.rewritten(page("<!-- a.cpp -->\n", "old\n"), self.project),

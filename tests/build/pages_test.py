@@ -37,7 +37,7 @@ class Pages(unittest.TestCase):
 
     def test_examples_that_are_named_exist(self):
         for page in PAGES:
-            for name in re.findall(r"examples/\w+\.cpp", text_of(page)):
+            for name in re.findall(r"examples/\w+\.(?:cpp|c)\b", text_of(page)):
                 self.assertTrue((PROJECT / name).is_file(), f"{page.relative_to(PROJECT)}: {name}")
 
     def test_commands_that_are_named_exist(self):
