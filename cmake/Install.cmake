@@ -12,8 +12,9 @@ endif()
 if(BRAQ_BUILD_STATIC)
   install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
 endif()
+# How the library's own threads are scheduled is between it and the platform.
 install(DIRECTORY include/BRAQAudio DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  FILES_MATCHING PATTERN "*.h")
+  FILES_MATCHING PATTERN "*.h" PATTERN "platform/threads.h" EXCLUDE)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/BRAQAudio")
 install(EXPORT BRAQAudioTargets NAMESPACE BRAQAudio:: DESTINATION "${package_dir}" COMPONENT development)
@@ -28,12 +29,14 @@ install(FILES "${PROJECT_BINARY_DIR}/BRAQAudioConfig.cmake" "${PROJECT_BINARY_DI
 # Relative to the file itself, so that a prefix can be moved.
 set(pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH BRAQ_PKGCONFIG_TO_PREFIX "/prefix/${pkgconfig_dir}" "/prefix")
+# The last ones are those that a compiler for C does not link by itself.
 set(needed_libraries " -ldbus-1 -lpipewire-0.3 -lavformat -lavcodec -lavutil -lsoxr -pthread")
 foreach(standard_library stdc++ c++)
   if(standard_library IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
     string(APPEND needed_libraries " -l${standard_library}")
   endif()
 endforeach()
+string(APPEND needed_libraries " -lm")
 if(BRAQ_BUILD_SHARED)
   set(BRAQ_LIBS_OF_STATIC_ONLY "${needed_libraries}")
 else()
