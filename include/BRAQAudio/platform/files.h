@@ -7,6 +7,9 @@
 #include "BRAQAudio/platform/foundation/CFString.h"
 #include "BRAQAudio/platform/foundation/CFURL.h"
 #include "BRAQAudio/platform/types.h"
+#ifdef __cplusplus
+#include "BRAQAudio/platform/foundation/NSURL.h"
+#endif
 
 /// @addtogroup filetypes
 /// @{
@@ -46,9 +49,9 @@ BRAQ_CONSTANT(UInt32, kAudioFileFlags_EraseFile, 1);
 
 // Properties of an open file.
 BRAQ_CONSTANT(ExtAudioFilePropertyID, kExtAudioFileProperty_FileDataFormat,
-              BRAQ_FOURCC('f', 'f', 'm', 't')); ///< 40 bytes
+              BRAQ_FOURCC('f', 'f', 'm', 't')); ///< AudioStreamBasicDescription
 BRAQ_CONSTANT(ExtAudioFilePropertyID, kExtAudioFileProperty_ClientDataFormat,
-              BRAQ_FOURCC('c', 'f', 'm', 't')); ///< settable
+              BRAQ_FOURCC('c', 'f', 'm', 't')); ///< AudioStreamBasicDescription, settable
 BRAQ_CONSTANT(ExtAudioFilePropertyID, kExtAudioFileProperty_FileLengthFrames,
               BRAQ_FOURCC('#', 'f', 'r', 'm')); ///< SInt64, file rate
 BRAQ_CONSTANT(ExtAudioFilePropertyID, kExtAudioFileProperty_ClientMaxPacketSize,
@@ -66,14 +69,17 @@ BRAQ_CONSTANT(ExtAudioFilePropertyID, kExtAudioFileProperty_ConverterConfig, BRA
 
 // Properties of its container.
 BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyFileFormat, BRAQ_FOURCC('f', 'f', 'm', 't')); ///< AudioFileTypeID
-BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyDataFormat, BRAQ_FOURCC('d', 'f', 'm', 't')); ///< 40 bytes
+BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyDataFormat,
+              BRAQ_FOURCC('d', 'f', 'm', 't')); ///< AudioStreamBasicDescription
 BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyAudioDataPacketCount, BRAQ_FOURCC('p', 'c', 'n', 't')); ///< SInt64
-BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyPacketTableInfo, BRAQ_FOURCC('p', 'n', 'f', 'o'));
-BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyPacketToFrame, BRAQ_FOURCC('p', 'k', 'f', 'r'));
+BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyPacketTableInfo,
+              BRAQ_FOURCC('p', 'n', 'f', 'o')); ///< AudioFilePacketTableInfo
+BRAQ_CONSTANT(AudioFilePropertyID, kAudioFilePropertyPacketToFrame,
+              BRAQ_FOURCC('p', 'k', 'f', 'r')); ///< AudioFramePacketTranslation
 
 // Properties of all files.
 BRAQ_CONSTANT(AudioFilePropertyID, kAudioFileGlobalInfo_TypesForExtension,
-              BRAQ_FOURCC('t', 'e', 'x', 't')); ///< from a CFStringRef
+              BRAQ_FOURCC('t', 'e', 'x', 't')); ///< from a CFStringRef: AudioFileTypeID[]
 /// From an AudioFileTypeAndFormatID: AudioStreamBasicDescription[].
 BRAQ_CONSTANT(AudioFilePropertyID, kAudioFileGlobalInfo_AvailableStreamDescriptionsForFormat,
               BRAQ_FOURCC('s', 'd', 'i', 'd'));
@@ -81,7 +87,8 @@ BRAQ_CONSTANT(AudioFilePropertyID, kAudioFileGlobalInfo_AvailableStreamDescripti
 // Properties of its converter.
 BRAQ_CONSTANT(AudioConverterPropertyID, kAudioConverterEncodeBitRate,
               BRAQ_FOURCC('b', 'r', 'a', 't')); ///< UInt32, settable
-BRAQ_CONSTANT(AudioConverterPropertyID, kAudioConverterPrimeInfo, BRAQ_FOURCC('p', 'r', 'i', 'm'));
+BRAQ_CONSTANT(AudioConverterPropertyID, kAudioConverterPrimeInfo,
+              BRAQ_FOURCC('p', 'r', 'i', 'm')); ///< AudioConverterPrimeInfo
 
 /// A coding in a type of file.
 typedef struct AudioFileTypeAndFormatID {
@@ -213,20 +220,26 @@ BRAQ_EXPORT OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame);
 ///        `kAudioFilePositionError` for a packet that does not exist
 BRAQ_EXPORT OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UInt32* size, void* data);
 
+/// The size in bytes of what `AudioFileGetGlobalInfo` would write.
 /// @param specifier what the property is about: a CFStringRef or an AudioFileTypeAndFormatID
 /// @return 0; 'typ?' for an unknown extension or type; 'fmt?' for a format that the type cannot hold;
 ///        `kAudioFileUnsupportedPropertyError`; `kAudioFileBadPropertySizeError` for a specifier of another size
 BRAQ_EXPORT OSStatus AudioFileGetGlobalInfoSize(AudioFilePropertyID property, UInt32 specifierSize,
                                                 const void* specifier, UInt32* size);
-/// Returns as many whole entries as fit; otherwise like `AudioFileGetGlobalInfoSize`.
+/// Reads a property of all files.
+/// @param size in: bytes at `data`, of which as many whole entries are written as fit; out: bytes written
+/// @return as `AudioFileGetGlobalInfoSize`
 BRAQ_EXPORT OSStatus AudioFileGetGlobalInfo(AudioFilePropertyID property, UInt32 specifierSize, const void* specifier,
                                             UInt32* size, void* data);
 
+/// Reads a property of a converter.
+/// @param size in: bytes at `data`; out: bytes written
 /// @return 0, `kAudioConverterErr_PropertyNotSupported`, `kAudioConverterErr_BadPropertySizeError`, or
 ///         `kAudioFileNotOpenError`
 BRAQ_EXPORT OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPropertyID property,
                                                UInt32* size, void* data);
-/// Errors as `AudioConverterGetProperty`.
+/// Changes a property of a converter. `kExtAudioFileProperty_ConverterConfig` of the file applies it.
+/// @return as `AudioConverterGetProperty`
 BRAQ_EXPORT OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPropertyID property,
                                                UInt32 size, const void* data);
 #ifdef __cplusplus

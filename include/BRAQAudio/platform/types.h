@@ -32,7 +32,7 @@ typedef SInt32 OSStatus;
 #ifdef __cplusplus
 #define BRAQ_CONSTANT(type, name, value) constexpr type name = value
 #else
-#define BRAQ_CONSTANT(type, name, value) enum { name = value }
+#define BRAQ_CONSTANT(type, name, value) enum { name = (value) }
 #endif
 
 /// An invalid argument, of any call.

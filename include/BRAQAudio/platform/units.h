@@ -48,7 +48,7 @@ BRAQ_CONSTANT(AudioUnitScope, kAudioUnitScope_Output, 2);
 // On a device unit, element 0 is playback and element 1 is recording.
 BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_MakeConnection, 1); ///< input: AudioUnitConnection
 BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_SampleRate, 2);     ///< input or output: Float64
-BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_StreamFormat, 8);   ///< input or output
+BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_StreamFormat, 8);   ///< AudioStreamBasicDescription
 BRAQ_CONSTANT(AudioUnitPropertyID, kAudioUnitProperty_ElementCount, 11);  ///< UInt32
 /// Global: Float64 seconds. Of a device unit that plays: from the host time in the time stamp of a frame, as its
 /// callback renders it or the unit pulls it, to the moment the frame is heard. Of a unit that only records: from the
@@ -139,12 +139,15 @@ extern "C" {
 
 // Unless stated otherwise: any thread but an I/O thread, where these return `kAudioUnitErr_CannotDoInCurrentContext`.
 
-/// @param after null to begin
-/// @return the next component that matches; null if there are no more
+/// Finds kinds of units one after the other. Any thread.
+/// @param after null to begin, else what the call before returned
+/// @return the next component that matches; null if there are no more, or for a null description
 BRAQ_EXPORT AudioComponent AudioComponentFindNext(AudioComponent after, const AudioComponentDescription* description);
-/// @return 0 or `kAudio_ParamError`
+/// Creates a unit, which belongs to the caller. `*instance` is written on success only.
+/// @return 0, or `kAudio_ParamError` for null
 BRAQ_EXPORT OSStatus AudioComponentInstanceNew(AudioComponent component, AudioComponentInstance* instance);
 /// Uninitialises and frees the unit. Not while it is part of a graph or the source of another unit.
+/// @return 0 or `kAudio_ParamError`
 BRAQ_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance instance);
 
 /// Prepares everything for rendering. From then on formats, slice limits, callbacks, connections and `EnableIO` are
@@ -153,29 +156,38 @@ BRAQ_EXPORT OSStatus AudioComponentInstanceDispose(AudioComponentInstance instan
 /// @return 0, `kAudioUnitErr_FormatNotSupported`, or `kAudioUnitErr_FailedInitialization` if there is no such device
 BRAQ_EXPORT OSStatus AudioUnitInitialize(AudioUnit unit);
 /// Stops the unit and undoes `AudioUnitInitialize`. When this returns, no callback or listener of the unit is running
-/// on another thread, and none is called until it is initialised again.
+/// on another thread, and none is called until it is initialised again. Idempotent.
+/// @return 0 or `kAudio_ParamError`
 BRAQ_EXPORT OSStatus AudioUnitUninitialize(AudioUnit unit);
 
+/// Reads a property.
 /// @param size in: bytes at `data`; out: bytes written. A scalar needs exactly its size.
 /// @return 0, `kAudioUnitErr_InvalidProperty`, `…InvalidScope`, `…InvalidElement`, `…InvalidPropertyValue` for a wrong size
 BRAQ_EXPORT OSStatus AudioUnitGetProperty(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope,
                                           AudioUnitElement element, void* data, UInt32* size);
+/// Changes a property. The value is copied.
+/// @param size bytes at `data`; a scalar needs exactly its size
 /// @return as `AudioUnitGetProperty`; also `kAudioUnitErr_PropertyNotWritable`, `…Initialized` and
 ///        `…FormatNotSupported`
 BRAQ_EXPORT OSStatus AudioUnitSetProperty(AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope,
                                           AudioUnitElement element, const void* data, UInt32 size);
 
-/// Idempotent: the same listener with the same client data and property is registered only once.
+/// Calls `listener` after each change of a property. Idempotent: the same listener with the same client data and
+/// property is registered only once.
+/// @return 0 or `kAudio_ParamError`
 BRAQ_EXPORT OSStatus AudioUnitAddPropertyListener(AudioUnit unit, AudioUnitPropertyID property,
                                                   AudioUnitPropertyListenerProc listener, void* refCon);
-/// When this returns, the listener is not running on another thread and is not called again.
+/// Removes a listener. When this returns, the listener is not running on another thread and is not called again.
+/// @return 0, also if there is no such listener, or `kAudio_ParamError`
 BRAQ_EXPORT OSStatus AudioUnitRemovePropertyListenerWithUserData(AudioUnit unit, AudioUnitPropertyID property,
                                                                  AudioUnitPropertyListenerProc listener, void* refCon);
 
+/// Reads a parameter.
+/// @return 0, `kAudioUnitErr_InvalidParameter`, `…InvalidScope` or `…InvalidElement`
 /// @realtime Any thread.
 BRAQ_EXPORT OSStatus AudioUnitGetParameter(AudioUnit unit, AudioUnitParameterID parameter, AudioUnitScope scope,
                                            AudioUnitElement element, AudioUnitParameterValue* value);
-/// Takes effect from the next slice on, with a ramp.
+/// Changes a parameter. Takes effect from the next slice on, with a ramp.
 /// @param bufferOffset ignored: a parameter applies to whole slices
 /// @return 0, `kAudioUnitErr_InvalidParameter`, `…InvalidScope`, `…InvalidElement`, or `…InvalidPropertyValue` for a
 ///        value out of range
@@ -201,6 +213,7 @@ BRAQ_EXPORT OSStatus AudioUnitRender(AudioUnit unit, AudioUnitRenderActionFlags*
 BRAQ_EXPORT OSStatus AudioOutputUnitStart(AudioUnit unit);
 /// Callbacks end at once; frames already pulled are still played. Returns when they have been heard and the unit has
 /// left the cycle, or shortly after that should have happened if the device stands still. Idempotent.
+/// @return 0 or `kAudio_ParamError`
 BRAQ_EXPORT OSStatus AudioOutputUnitStop(AudioUnit unit);
 #ifdef __cplusplus
 }
