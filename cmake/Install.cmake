@@ -12,9 +12,9 @@ endif()
 if(BRAQ_BUILD_STATIC)
   install(TARGETS BRAQAudio_static EXPORT BRAQAudioTargets COMPONENT development)
 endif()
-# How the library's own threads are scheduled is between it and the platform.
+# How the library's own threads are scheduled, and what they run, is between it and the platform.
 install(DIRECTORY include/BRAQAudio DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT development
-  FILES_MATCHING PATTERN "*.h" PATTERN "platform/threads.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN "platform/threads.h" EXCLUDE PATTERN "platform/BRAQWorkQueue.h" EXCLUDE)
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/BRAQAudio")
 install(EXPORT BRAQAudioTargets NAMESPACE BRAQAudio:: DESTINATION "${package_dir}" COMPONENT development)

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "BRAQAudio/platform/export.h"
-
 #include <semaphore.h>
 
 #include <atomic>
@@ -14,7 +12,7 @@
 
 /// A thread that runs work in order, for what the threads that give it must not wait for. The thread starts with the
 /// first work. From then on the queue must live as long as the process, because its thread may use it while that exits.
-class BRAQ_EXPORT BRAQWorkQueue {
+class BRAQWorkQueue {
   public:
     enum class Thread {
         stays,        ///< as long as the process
