@@ -83,11 +83,14 @@ void NSXMakeErrorImp(const char* typeCode, std::intptr_t result, const char* fil
     if (!failure) {
         return;
     }
-    auto made = NSError::errorWithDomain(failure->domain, failure->code,
-                                         {{"reportingFile", text(file)},
-                                          {"reportingLine", std::int64_t{static_cast<std::int32_t>(line)}},
-                                          {"reportingMethod", text(method)},
-                                          {"origin", text(origin)}});
+    NSUserInfo details{{"reportingFile", text(file)},
+                       {"reportingLine", std::int64_t{static_cast<std::int32_t>(line)}},
+                       {"reportingMethod", text(method)},
+                       {"origin", text(origin)}};
+    if (std::string reason = BRAQStatusTakeReason(low32(result)); !reason.empty()) {
+        details.emplace(NSLocalizedFailureReasonErrorKey, std::move(reason));
+    }
+    auto made = NSError::errorWithDomain(failure->domain, failure->code, std::move(details));
     if (error != nullptr) {
         *error = std::move(made);
     }

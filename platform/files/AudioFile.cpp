@@ -1,6 +1,7 @@
 #include "BRAQAudio/platform/files.h"
 
 #include "platform/files/OpenAudioFile.h"
+#include "platform/foundation/FailureReason.h"
 #include "platform/foundation/PropertyBytes.h"
 
 #include <optional>
@@ -53,6 +54,7 @@ OSStatus translatePacket(const OpenAudioFile& file, UInt32* size, void* data) {
 } // namespace
 
 OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UInt32* size, void* data) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -78,6 +80,7 @@ OSStatus AudioFileGetProperty(AudioFileID file, AudioFilePropertyID property, UI
 
 OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32* size,
                                    void* data) {
+    braq::forgetReason();
     const auto file = OpenAudioFiles::instance().find(converter);
     if (file == nullptr) {
         return kAudioFileNotOpenError;
@@ -101,6 +104,7 @@ OSStatus AudioConverterGetProperty(AudioConverterRef converter, AudioConverterPr
 
 OSStatus AudioConverterSetProperty(AudioConverterRef converter, AudioConverterPropertyID property, UInt32 size,
                                    const void* data) {
+    braq::forgetReason();
     const auto file = OpenAudioFiles::instance().find(converter);
     if (file == nullptr) {
         return kAudioFileNotOpenError;

@@ -3,9 +3,11 @@
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "BRAQAudio/platform/foundation/NSURL.h"
 #include "platform/files/OpenAudioFile.h"
+#include "platform/foundation/FailureReason.h"
 #include "platform/foundation/PropertyBytes.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -23,7 +25,7 @@ OSStatus pathOf(CFURLRef url, std::string& path) {
         return kAudio_ParamError;
     }
     if (!url->isFileURL()) {
-        NSLog("(ERROR) ExtAudioFile : " + url->absoluteString() + " is no file of this machine");
+        braq::noteOwnReason("it is not a file of this machine");
         return kAudioFileUnspecifiedError;
     }
     path = url->path();
@@ -31,7 +33,8 @@ OSStatus pathOf(CFURLRef url, std::string& path) {
 }
 
 OSStatus setClientFormat(OpenAudioFile& file, const AudioStreamBasicDescription& format) {
-    return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format);
+    return braq::withReason(
+        [&] { return file.reader ? file.reader->setClientFormat(format) : file.writer->setClientFormat(format); });
 }
 
 OSStatus positions(const OpenAudioFile& file, UInt32* size, void* data) {
@@ -43,15 +46,6 @@ OSStatus positions(const OpenAudioFile& file, UInt32* size, void* data) {
     std::copy(known.begin(), known.end(), static_cast<braq::ChannelPosition*>(data));
     *size = static_cast<UInt32>(bytes);
     return 0;
-}
-
-OSStatus openReader(const std::string& path, std::unique_ptr<braq::FileReader>& reader) {
-    const OSStatus status = braq::FileReader::open(path, reader);
-    std::error_code ignored;
-    if (status == kAudioFileUnspecifiedError && !std::filesystem::is_regular_file(path, ignored)) {
-        NSLog("(ERROR) ExtAudioFile : " + path + " is no regular file"); // not evident from the status alone
-    }
-    return status;
 }
 
 /// To many callers a list that does not fit looks like the end of the file, so it is logged; once, because they retry.
@@ -67,14 +61,12 @@ OSStatus readFrames(OpenAudioFile& file, UInt32& frames, AudioBufferList& list) 
     return status;
 }
 
-} // namespace
-
-OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
+OSStatus openFile(CFURLRef url, ExtAudioFileRef* file) {
     std::string path;
     OSStatus status = pathOf(url, path);
     auto opened = std::make_shared<OpenAudioFile>();
     if (status == 0) {
-        status = openReader(path, opened->reader);
+        status = braq::FileReader::open(path, opened->reader);
     }
     if (status == 0) {
         *file = OpenAudioFiles::instance().add(std::move(opened));
@@ -82,12 +74,13 @@ OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
     return status;
 }
 
-OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format,
-                                   const AudioChannelLayout* /*layout*/, UInt32 flags, ExtAudioFileRef* file) {
+OSStatus createFile(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format, UInt32 flags,
+                    ExtAudioFileRef* file) {
     std::string path;
     OSStatus status = format == nullptr ? kAudio_ParamError : pathOf(url, path);
     std::error_code ignored;
     if (status == 0 && (flags & kAudioFileFlags_EraseFile) == 0 && std::filesystem::exists(path, ignored)) {
+        braq::noteSystemReason(EEXIST);
         status = kAudioFilePermissionsError;
     }
     auto created = std::make_shared<OpenAudioFile>();
@@ -100,7 +93,18 @@ OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const Aud
     return status;
 }
 
-OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
+OSStatus writeFile(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
+    const auto open = OpenAudioFiles::instance().find(file);
+    if (open == nullptr) {
+        return kAudioFileNotOpenError;
+    }
+    if (!open->writer) {
+        return kExtAudioFileError_InvalidOperationOrder;
+    }
+    return list != nullptr ? open->writer->write(frames, *list) : kAudio_ParamError;
+}
+
+OSStatus closeFile(ExtAudioFileRef file) {
     const auto open = OpenAudioFiles::instance().take(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -108,7 +112,23 @@ OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
     return open->writer ? open->writer->close() : 0;
 }
 
+} // namespace
+
+OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
+    return braq::withReason([&] { return openFile(url, file); });
+}
+
+OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format,
+                                   const AudioChannelLayout* /*layout*/, UInt32 flags, ExtAudioFileRef* file) {
+    return braq::withReason([&] { return createFile(url, type, format, flags, file); });
+}
+
+OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {
+    return braq::withReason([&] { return closeFile(file); });
+}
+
 OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32* size, void* data) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -132,6 +152,7 @@ OSStatus ExtAudioFileGetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
 }
 
 OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID property, UInt32 size, const void* data) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -150,6 +171,7 @@ OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFilePropertyID pr
 }
 
 OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList* list) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -161,6 +183,7 @@ OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList*
 }
 
 OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;
@@ -169,17 +192,11 @@ OSStatus ExtAudioFileSeek(ExtAudioFileRef file, SInt64 frame) {
 }
 
 OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
-    const auto open = OpenAudioFiles::instance().find(file);
-    if (open == nullptr) {
-        return kAudioFileNotOpenError;
-    }
-    if (!open->writer) {
-        return kExtAudioFileError_InvalidOperationOrder;
-    }
-    return list != nullptr ? open->writer->write(frames, *list) : kAudio_ParamError;
+    return braq::withReason([&] { return writeFile(file, frames, list); });
 }
 
 OSStatus ExtAudioFileWriteAsync(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
+    braq::forgetReason();
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
         return kAudioFileNotOpenError;

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/foundation/CFString.h"
 #include "platform/files/formats/FileTypes.h"
+#include "platform/foundation/FailureReason.h"
 #include "platform/foundation/PropertyBytes.h"
 
 #include <algorithm>
@@ -62,6 +63,7 @@ OSStatus answerTo(AudioFilePropertyID property, UInt32 specifierSize, const void
 
 OSStatus AudioFileGetGlobalInfoSize(AudioFilePropertyID property, UInt32 specifierSize, const void* specifier,
                                     UInt32* size) {
+    braq::forgetReason();
     Answer answer;
     const OSStatus status = answerTo(property, specifierSize, specifier, answer);
     if (status == 0) {
@@ -72,6 +74,7 @@ OSStatus AudioFileGetGlobalInfoSize(AudioFilePropertyID property, UInt32 specifi
 
 OSStatus AudioFileGetGlobalInfo(AudioFilePropertyID property, UInt32 specifierSize, const void* specifier, UInt32* size,
                                 void* data) {
+    braq::forgetReason();
     Answer answer;
     const OSStatus status = answerTo(property, specifierSize, specifier, answer);
     if (status != 0) {

@@ -1,8 +1,12 @@
 #include "BRAQAudio/platform/foundation/NSError.h"
 
+#include "BRAQAudio/platform/foundation/BRAQStatus.h"
 #include "platform/foundation/Text.h"
 
+#include <algorithm>
 #include <charconv>
+#include <limits>
+#include <system_error>
 #include <utility>
 
 extern "C" {
@@ -28,6 +32,22 @@ struct DetailText {
     }
 };
 
+/// The words for the status that an error was made from; empty if it was not made from one.
+std::string statusWords(const std::string& domain, std::int64_t code) {
+    const bool isStatus = code >= std::numeric_limits<OSStatus>::min() && code <= std::numeric_limits<OSStatus>::max();
+    if (isStatus && (domain == NSOSStatusErrorDomain || domain == NSMachErrorDomain)) {
+        return BRAQStatusDescription(static_cast<OSStatus>(code));
+    }
+    return isStatus && domain == NSPOSIXErrorDomain ? std::generic_category().message(static_cast<int>(code)) : "";
+}
+
+// Not the C library's: the result may depend on the locale.
+char lowerCase(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
+
+bool isSameText(const std::string& one, const std::string& other) {
+    return std::ranges::equal(one, other, {}, lowerCase, lowerCase);
+}
+
 } // namespace
 
 NSError::NSError(std::string domain, std::int64_t code, NSUserInfo userInfo)
@@ -37,22 +57,36 @@ std::shared_ptr<NSError> NSError::errorWithDomain(std::string domain, std::int64
     return std::shared_ptr<NSError>(new NSError(std::move(domain), code, std::move(userInfo)));
 }
 
+const std::string* NSError::text(const char* key) const {
+    const auto detail = mUserInfo.find(key);
+    return detail != mUserInfo.end() ? std::get_if<std::string>(&detail->second) : nullptr;
+}
+
 std::string NSError::localizedDescription() const {
-    const auto detail = mUserInfo.find(NSLocalizedDescriptionKey);
-    if (detail != mUserInfo.end()) {
-        if (const auto* text = std::get_if<std::string>(&detail->second)) {
-            return *text;
-        }
+    if (const std::string* const given = text(NSLocalizedDescriptionKey)) {
+        return *given;
     }
-    return "The operation couldn't be completed. (" + mDomain + " error " + std::to_string(mCode) + ".)";
+    const std::string words = statusWords(mDomain, mCode);
+    if (words.empty()) {
+        return "The operation couldn't be completed. (" + mDomain + " error " + std::to_string(mCode) + ".)";
+    }
+    const std::string reason = localizedFailureReason();
+    return reason.empty() || isSameText(reason, words) ? words : words + " (" + reason + ')';
+}
+
+std::string NSError::localizedFailureReason() const {
+    const std::string* const given = text(NSLocalizedFailureReasonErrorKey);
+    return given != nullptr ? *given : "";
 }
 
 std::string NSError::description() const {
-    std::string text = mDomain + " error " + std::to_string(mCode);
+    std::string line = mDomain + " error " + std::to_string(mCode);
+    const std::string words = text(NSLocalizedDescriptionKey) == nullptr ? statusWords(mDomain, mCode) : "";
+    line += words.empty() ? "" : " (" + words + ')';
     const char* separator = ": ";
     for (const auto& [key, value] : mUserInfo) {
-        text += separator + key + " = " + std::visit(DetailText{}, value);
+        line += separator + key + " = " + std::visit(DetailText{}, value);
         separator = ", ";
     }
-    return braq::oneLine(std::move(text));
+    return braq::oneLine(std::move(line));
 }

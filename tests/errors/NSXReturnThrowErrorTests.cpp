@@ -1,5 +1,6 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
+#include "BRAQAudio/platform/files.h"
 #include "tests/support/CapturedLog.h"
 
 #include <gmock/gmock.h>
@@ -214,10 +215,22 @@ TEST(FollowUps, LogWritesTheLastPathComponentAndTheLocalisedDescription) {
     NSXLogOnFailure(0, "AUGraphStop(mGraph)", site);
     NSXLogOnFailure(-10860, "AUGraphStop(mGraph)", site);
     NSXLogError("BRAQAudioGraph", "Could not find HAL Output Component!");
-    EXPECT_THAT(log.errors(),
-                ElementsAre("(ERROR) BRAQAudioUnit : The operation couldn't be completed. (NSMachErrorDomain error "
-                            "-10860.)",
-                            "(ERROR) BRAQAudioGraph : Could not find HAL Output Component!"));
+    EXPECT_THAT(log.errors(), ElementsAre("(ERROR) BRAQAudioUnit : the graph has no such node",
+                                          "(ERROR) BRAQAudioGraph : Could not find HAL Output Component!"));
+}
+
+TEST(FollowUps, TheErrorHasTheReasonThatThePlatformKeptForTheStatus) {
+    ExtAudioFileRef file = nullptr;
+    const auto nowhere = NSURL::fileURLWithPath("/nowhere/a.wav");
+    const OSStatus status = ExtAudioFileOpenURL(nowhere.get(), &file);
+    std::shared_ptr<NSError> error;
+    ASSERT_TRUE(NSXReturnOnFailure(-10860, "AUGraphStop(mGraph)", site, &error));
+    EXPECT_EQ(error->userInfo().size(), 4U) << "of another status";
+    ASSERT_TRUE(NSXReturnOnFailure(status, "Open()", fileSite, &error));
+    EXPECT_EQ(error->localizedFailureReason(), "No such file or directory");
+    EXPECT_EQ(error->localizedDescription(), "no such file or directory");
+    ASSERT_TRUE(NSXReturnOnFailure(status, "Open()", fileSite, &error));
+    EXPECT_EQ(error->userInfo().size(), 4U) << "of an earlier call";
 }
 
 TEST(FollowUps, AFileClassHandsTheErrorOnInItsDomainWithCodeAndDetailsAsChecked) {

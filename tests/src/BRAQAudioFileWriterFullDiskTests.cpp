@@ -45,6 +45,9 @@ TEST_F(FileWriterDisk, WhatWasWrittenBeforeItWasFullStaysReadable) {
         writer.start();
         const UInt64 offered = recordUntilFull(writer);
         EXPECT_GT(offered, UInt64{20} * fullDiskBufferFrames);
+        ASSERT_NE(writer.lastError(), nullptr);
+        EXPECT_EQ(writer.lastError()->localizedDescription(),
+                  "the file cannot be read or written (No space left on device)");
         for (UInt64 i = 0; i < 30; ++i) {
             record(writer, offered + i * fullDiskBufferFrames,
                    fullDiskBufferFrames); // the process lives and the ring stands

@@ -37,7 +37,9 @@ BRAQ_EXPORT extern const char AssertionFailureErrorDomain[] BRAQ_LINKER_NAME(Ass
 /// | "l", "s": long, short        | not 0                                  | `NSOSStatusErrorDomain`  | the result |
 ///
 /// Only the first character counts, except for "r*". Any other code fails an assertion. The error code is the low 32
-/// bits of the result, sign-extended. Details: "reportingFile", "reportingLine", "reportingMethod", "origin".
+/// bits of the result, sign-extended. Details: "reportingFile", "reportingLine", "reportingMethod", "origin", and under
+/// `NSLocalizedFailureReasonErrorKey` what the system or libav said about the failure, if the platform has kept it
+/// (`BRAQStatusTakeReason`).
 /// @param file the reporting source file
 /// @param method full name of the reporting operation, such as "-[BRAQAudioUnit start]"
 /// @param origin source text of the checked call

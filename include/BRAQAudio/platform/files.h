@@ -177,7 +177,7 @@ BRAQ_EXPORT OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID typ
                                                const AudioChannelLayout* layout, UInt32 flags, ExtAudioFileRef* file);
 
 /// Writes all pending data and closes the file.
-/// @return 0, the reason why writing failed, or `kAudioFileNotOpenError` for an invalid reference
+/// @return 0, the status of the write that failed, or `kAudioFileNotOpenError` for an invalid reference
 BRAQ_EXPORT OSStatus ExtAudioFileDispose(ExtAudioFileRef file);
 
 /// Reads a property of a file.
@@ -202,7 +202,7 @@ BRAQ_EXPORT OSStatus ExtAudioFileSetProperty(ExtAudioFileRef file, ExtAudioFileP
 BRAQ_EXPORT OSStatus ExtAudioFileRead(ExtAudioFileRef file, UInt32* frames, AudioBufferList* list);
 
 /// Appends frames in the client format. If a call fails, nothing of it is in the file; earlier frames are.
-/// @return 0 or the reason; the log has the system's reason
+/// @return 0 or a status; `BRAQStatusTakeReason` and the log have the system's reason
 BRAQ_EXPORT OSStatus ExtAudioFileWrite(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list);
 
 /// Appends frames as `ExtAudioFileWrite` does, synchronously. No preparation is needed, so a call with 0 frames, even

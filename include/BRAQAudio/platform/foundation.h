@@ -3,6 +3,7 @@
 // The foundation of the library on a desktop system: error objects, the log, strings, notifications, the main queue.
 
 #include "BRAQAudio/platform/foundation/BRAQMainQueue.h"
+#include "BRAQAudio/platform/foundation/BRAQStatus.h"
 #include "BRAQAudio/platform/foundation/CFString.h"
 #include "BRAQAudio/platform/foundation/CFURL.h"
 #include "BRAQAudio/platform/foundation/NSAssertionHandler.h"

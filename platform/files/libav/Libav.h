@@ -8,8 +8,12 @@ extern "C" {
 }
 
 #include <memory>
+#include <string>
 
 namespace braq {
+
+/// What libav says about one of its negative error numbers, or about one of the system that it has wrapped.
+std::string libavErrorText(int error);
 
 struct LibavDeleter {
     void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }

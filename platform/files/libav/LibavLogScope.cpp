@@ -1,18 +1,35 @@
 #include "platform/files/libav/LibavLogScope.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/FailureReason.h"
 
 extern "C" {
 #include <libavutil/log.h>
 }
 
+#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <mutex>
 
 namespace braq {
 namespace {
 
 thread_local LibavLogScope* current = nullptr;
+
+/// An error of libav's as a reason, without the prefix that names its own record. The text may quote the file.
+void noteError(const char* format, va_list arguments) {
+    std::array<char, 256> text{};
+    va_list copy;
+    va_copy(copy, arguments);
+    std::vsnprintf(text.data(), text.size(), format, copy);
+    va_end(copy);
+    std::string reason = text.data();
+    reason.erase(reason.find_last_not_of("\n. ") + 1);
+    std::ranges::replace_if(
+        reason, [](char each) { return each < ' ' || each > '~'; }, '?');
+    noteReason(reason);
+}
 
 } // namespace
 
@@ -21,7 +38,13 @@ void writeLibavLine(void* context, int level, const char* format, va_list argume
         av_log_default_callback(context, level, format, arguments);
         return;
     }
-    if (level > AV_LOG_WARNING || current->mLinesLeft == nullptr || *current->mLinesLeft == 0) {
+    if (level > AV_LOG_WARNING || current->mLinesLeft == nullptr) {
+        return;
+    }
+    if (level <= AV_LOG_ERROR) {
+        noteError(format, arguments);
+    }
+    if (*current->mLinesLeft == 0) {
         return;
     }
     std::array<char, 1024> line{};

@@ -6,7 +6,7 @@
 namespace braq {
 
 /// While it lives, libav's messages on this thread, warnings and worse, go to the log with the name of the file being
-/// worked on. Other users of libav in the process keep theirs.
+/// worked on. The first error is also noted as the reason why the call in progress fails, if it does. Other users of libav in the process keep theirs.
 class LibavLogScope {
   public:
     /// @param file must outlive this object

@@ -1,6 +1,7 @@
 #include "platform/files/reading/LibavContainer.h"
 
 #include "platform/files/libav/LibavLogScope.h"
+#include "platform/foundation/FailureReason.h"
 
 #include <algorithm>
 #include <array>
@@ -61,10 +62,14 @@ bool LibavContainer::openInput(const std::string& format) {
     const int error = avformat_open_input(&mContext, "", av_find_input_format(format.c_str()), &options);
     av_dict_free(&options);
     if (error < 0) {
+        noteReason(libavErrorText(error));
         return false; // it has freed the context
     }
     const int stream = av_find_best_stream(mContext, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
     mStream = static_cast<unsigned>(std::max(stream, 0));
+    if (stream < 0) {
+        noteOwnReason("it has no audio stream");
+    }
     return stream >= 0;
 }
 

@@ -1,6 +1,7 @@
 #include "platform/files/reading/LocalFile.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/FailureReason.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -12,17 +13,21 @@
 namespace braq {
 namespace {
 
-OSStatus statusOf(int error, const std::string& path) {
+OSStatus statusOf(int error) {
+    noteSystemReason(error);
     switch (error) {
     case ENOENT:
     case ENOTDIR:
     case ENAMETOOLONG: return kAudioFileFileNotFoundError;
     case EACCES:
     case EPERM: return kAudioFilePermissionsError;
-    default:
-        NSLog("(ERROR) FileReader : " + path + " cannot be opened: " + std::strerror(error));
-        return kAudioFileUnspecifiedError;
+    default: return kAudioFileUnspecifiedError;
     }
+}
+
+OSStatus refuseIrregular() {
+    noteOwnReason("it is not a regular file");
+    return kAudioFileUnspecifiedError;
 }
 
 bool isRegular(const struct stat& status) { return S_ISREG(status.st_mode); }
@@ -32,20 +37,20 @@ bool isRegular(const struct stat& status) { return S_ISREG(status.st_mode); }
 OSStatus LocalFile::open(const std::string& path, std::unique_ptr<LocalFile>& file) {
     struct stat status {};
     if (::stat(path.c_str(), &status) != 0) {
-        return statusOf(errno, path);
+        return statusOf(errno);
     }
     // Checked before opening, because opening a device can have effects; and again afterwards, because the name can
     // refer to another file by then. Non-blocking, so that a pipe in its place cannot block the caller.
     if (!isRegular(status)) {
-        return kAudioFileUnspecifiedError;
+        return refuseIrregular();
     }
     const int descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
     if (descriptor < 0) {
-        return statusOf(errno, path);
+        return statusOf(errno);
     }
     if (::fstat(descriptor, &status) != 0 || !isRegular(status)) {
         ::close(descriptor);
-        return kAudioFileUnspecifiedError;
+        return refuseIrregular();
     }
     file.reset(new LocalFile(path, descriptor, status.st_size));
     return 0;
@@ -62,7 +67,9 @@ std::size_t LocalFile::read(SInt64 offset, void* destination, std::size_t bytes)
             continue;
         }
         if (got < 0) {
-            report(std::string("cannot be read: ") + std::strerror(errno));
+            const int error = errno;
+            noteSystemReason(error);
+            report(std::string("cannot be read: ") + std::strerror(error));
         }
         if (got <= 0) {
             break;

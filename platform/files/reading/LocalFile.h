@@ -11,7 +11,7 @@ namespace braq {
 class LocalFile {
   public:
     /// @return 0; -43 if it does not exist; 'prm?' without permission; 'wht?' for a directory or device, which is not
-    ///        even opened briefly, and for any other refusal of the system, which is logged
+    ///        even opened briefly, and for any other refusal of the system; the reason is noted
     static OSStatus open(const std::string& path, std::unique_ptr<LocalFile>& file);
     ~LocalFile();
     LocalFile(const LocalFile&) = delete;

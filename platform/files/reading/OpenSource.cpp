@@ -2,6 +2,7 @@
 
 #include "platform/files/reading/LibavContainer.h"
 #include "platform/files/reading/Tags.h"
+#include "platform/foundation/FailureReason.h"
 
 #include <algorithm>
 #include <array>
@@ -48,7 +49,15 @@ std::unique_ptr<SampleSource> openSource(std::unique_ptr<LocalFile> file) {
     const SoundBounds bounds = soundBounds(*file);
     const std::string format = contentFormat(*file, bounds.begin);
     const auto* const kind = std::ranges::find(kinds, std::string_view(format), &Kind::format);
-    return kind == kinds.end() ? nullptr : kind->open(std::move(file), format, bounds);
+    if (kind == kinds.end()) {
+        noteOwnReason("the type of its content is not supported");
+        return nullptr;
+    }
+    auto source = kind->open(std::move(file), format, bounds);
+    if (source == nullptr) {
+        noteOwnReason("it is damaged, or its coding is not supported");
+    }
+    return source;
 }
 
 } // namespace braq

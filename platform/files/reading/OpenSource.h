@@ -9,7 +9,7 @@
 namespace braq {
 
 /// Detects the format of a file by its content, and opens it.
-/// @return null if it cannot be read
+/// @return null if it cannot be read; the reason is noted
 std::unique_ptr<SampleSource> openSource(std::unique_ptr<LocalFile> file);
 
 // One function per kind, each in its own file. `begin` and `end` are the bounds of the audio; `format` is libav's name

@@ -1,6 +1,7 @@
 #include "platform/files/writing/Encoder.h"
 
 #include "platform/files/libav/EncoderOffers.h"
+#include "platform/foundation/FailureReason.h"
 
 extern "C" {
 #include <libavutil/opt.h>
@@ -66,6 +67,7 @@ bool takesRate(const AVCodec& encoder, UInt32 rate) {
 CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bitRate) {
     const AVCodec* const encoder = avcodec_find_encoder(coding.codec);
     if (encoder == nullptr || !takesRate(*encoder, rate)) {
+        noteOwnReason(encoder == nullptr ? "this system has no encoder for the coding" : rateReason);
         return nullptr;
     }
     CodecContextPointer context(avcodec_alloc_context3(encoder));
@@ -74,6 +76,7 @@ CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bi
     }
     const UInt32 channels = coding.description.mChannelsPerFrame;
     if (!chooseLayout(*encoder, static_cast<int>(channels), context->ch_layout)) {
+        noteOwnReason(channelsReason);
         return nullptr;
     }
     context->sample_fmt = formatFor(*encoder, coding.sample);
@@ -83,7 +86,11 @@ CodecContextPointer openEncoder(const FileCoding& coding, UInt32 rate, UInt32 bi
     // The coding's description goes into the container's header. No program name is written.
     context->flags = AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
     setBitRate(bitRate, *context);
-    return avcodec_open2(context.get(), encoder, nullptr) == 0 ? std::move(context) : nullptr;
+    if (const int error = avcodec_open2(context.get(), encoder, nullptr); error < 0) {
+        noteReason(libavErrorText(error));
+        return nullptr;
+    }
+    return context;
 }
 
 } // namespace braq

@@ -1,5 +1,7 @@
 #include "platform/files/writing/FileCoding.h"
 
+#include "platform/foundation/FailureReason.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -149,6 +151,7 @@ OSStatus chooseCoding(AudioFileTypeID type, const AudioStreamBasicDescription& f
     const bool isRate = format.mSampleRate == 0 || isFileRate(format.mSampleRate);
     const bool areChannels = format.mChannelsPerFrame >= 1 && format.mChannelsPerFrame <= mostChannels;
     if (chosen.muxer == nullptr || !isRate || !areChannels || !chooseCodec(format, chosen)) {
+        noteOwnReason(!isRate ? rateReason : !areChannels ? channelsReason : "the coding is not supported");
         return kAudioFileUnsupportedDataFormatError;
     }
     coding = chosen;

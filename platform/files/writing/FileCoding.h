@@ -23,6 +23,10 @@ struct FileCoding {
 /// @return 0; 'typ?' for a type that cannot be written; 'fmt?' for a format that it cannot hold
 OSStatus chooseCoding(AudioFileTypeID type, const AudioStreamBasicDescription& format, FileCoding& coding);
 
+/// Why a file cannot have a rate, or a number of channels: phrases for `noteOwnReason`.
+constexpr const char* rateReason = "the rate is not supported";
+constexpr const char* channelsReason = "the number of channels is not supported";
+
 /// Whether files may have this rate: integers up to a million.
 bool isFileRate(Float64 rate);
 

@@ -3,10 +3,10 @@
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "platform/files/formats/ClientFormat.h"
 #include "platform/files/libav/LibavLogScope.h"
+#include "platform/foundation/FailureReason.h"
 #include "platform/samples/StreamFormat.h"
 
 #include <algorithm>
-#include <array>
 #include <utility>
 
 namespace braq {
@@ -96,6 +96,7 @@ OSStatus LibavFileWriter::write(UInt32 frames, const AudioBufferList& list) {
         return kAudioFileNotOpenError;
     }
     if (frames == 0 || mFailure != 0) {
+        noteReason(mFailureReason);
         return mFailure;
     }
     if (!fits(list, mClientFormat, frames)) {
@@ -141,8 +142,11 @@ OSStatus LibavFileWriter::begin(bool isEmpty) {
         return 0;
     }
     const int error = Container::begin(*mFile, *mCoding.muxer, mCoder->parameters(), isEmpty, mContainer);
-    mFailure = statusOf(error);
-    return mFailure;
+    const OSStatus status = statusOf(error);
+    if (status != 0) {
+        endWith(status);
+    }
+    return status;
 }
 
 int LibavFileWriter::encodeList(UInt32 frames, const AudioBufferList& list) {
@@ -184,13 +188,13 @@ int LibavFileWriter::finishCoding() {
     return error < 0 ? error : mCoder->finish([this](AVPacket& packet) { return add(packet); });
 }
 
-/// Maps libav's result, and checks that the bytes have reached the system. The reason is logged.
+/// Maps libav's result, and checks that the bytes have reached the system. The reason is noted and logged.
 OSStatus LibavFileWriter::statusOf(int error) {
     const OSStatus status = mFile->flush();
     if (status == 0 && error < 0) {
-        std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-        av_strerror(error, text.data(), text.size());
-        NSLog("(ERROR) FileWriter : " + mPath + " cannot be written: " + text.data());
+        const std::string reason = libavErrorText(error);
+        noteReason(reason);
+        NSLog("(ERROR) FileWriter : " + mPath + " cannot be written: " + reason);
     }
     return status != 0 || error >= 0 ? status : kAudioFileUnspecifiedError;
 }
@@ -205,7 +209,12 @@ void LibavFileWriter::giveUp(OSStatus status, UInt64 bytes, SInt64 frames) {
     }
     // Coders and indexes count the missing packets; later packets would be at wrong positions.
     mFile->skipWhatFailed();
+    endWith(status);
+}
+
+void LibavFileWriter::endWith(OSStatus status) {
     mFailure = status;
+    mFailureReason = notedReason();
 }
 
 OSStatus LibavFileWriter::close() {
@@ -213,6 +222,7 @@ OSStatus LibavFileWriter::close() {
         return 0;
     }
     const LibavLogScope scope(mPath, &mLinesLeft);
+    noteReason(mFailureReason);
     OSStatus status = mFailure != 0 ? mFailure : prepareCoder();
     status = status == 0 ? begin(mFrames == 0) : status;
     if (status == 0) {

@@ -44,6 +44,7 @@ class LibavFileWriter final : public FileWriter {
     int finishCoding();
     OSStatus statusOf(int error);
     void giveUp(OSStatus status, UInt64 bytes, SInt64 frames);
+    void endWith(OSStatus status);
 
     const std::string mPath;
     const bool mFollowsClient; // the file was created without a rate
@@ -61,6 +62,7 @@ class LibavFileWriter final : public FileWriter {
     SInt64 mFrames = 0;    // passed to the coder
     UInt64 mPackets = 0;   // in the container
     OSStatus mFailure = 0; // after which nothing can follow
+    std::string mFailureReason;
     bool mIsClosed = false;
     unsigned mLinesLeft = 20; // that libav may still write to the log
 };

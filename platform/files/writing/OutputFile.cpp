@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/files.h"
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/FailureReason.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -18,20 +19,21 @@ namespace braq {
 namespace {
 
 constexpr int streamBytes = 64 * 1024;
+constexpr const char* irregularReason = "it is not a regular file";
 constexpr UInt64 reservedAtOnce = UInt64{1024} * 1024;
 
-void logReason(const std::string& path, int reason) {
-    NSLog("(ERROR) FileWriter : " + path + " cannot be written: " + std::generic_category().message(reason));
-}
-
-OSStatus statusOfOpening(const std::string& path, int reason) {
+OSStatus statusOfOpening(int reason) {
+    if (reason == ENXIO) { // a pipe that nobody reads
+        noteOwnReason(irregularReason);
+    }
+    noteSystemReason(reason);
     switch (reason) {
     case ENOENT:
     case ENOTDIR: return kAudioFileFileNotFoundError;
     case EACCES:
     case EPERM:
     case EROFS: return kAudioFilePermissionsError;
-    default: logReason(path, reason); return kAudioFileUnspecifiedError;
+    default: return kAudioFileUnspecifiedError;
     }
 }
 
@@ -56,12 +58,12 @@ OSStatus OutputFile::create(const std::string& path, UInt64 limit, UInt64 reserv
     bool isNew = false;
     const int descriptor = openForWriting(path.c_str(), isNew);
     if (descriptor < 0) {
-        return statusOfOpening(path, errno);
+        return statusOfOpening(errno);
     }
     std::unique_ptr<OutputFile> made(new OutputFile(path, descriptor, limit));
     struct stat facts {};
     if (::fstat(descriptor, &facts) != 0 || !S_ISREG(facts.st_mode)) {
-        NSLog("(ERROR) FileWriter : " + path + " is no regular file");
+        noteOwnReason(irregularReason);
         return kAudioFileUnspecifiedError;
     }
     const OSStatus status = ::ftruncate(descriptor, 0) != 0 ? made->fail(errno) : made->reserve(reservedBytes);
@@ -112,7 +114,11 @@ int OutputFile::write(void* self, const std::uint8_t* bytes, int count) {
         return count;
     }
     const int reason = file.writeBytes(bytes, static_cast<std::size_t>(count));
-    return reason == 0 ? count : AVERROR(reason);
+    if (reason != 0) {
+        noteSystemReason(reason); // before libav complains of what follows from it
+        return AVERROR(reason);
+    }
+    return count;
 }
 
 int OutputFile::writeBytes(const std::uint8_t* bytes, std::size_t count) {
@@ -239,8 +245,9 @@ OSStatus OutputFile::close() {
 }
 
 OSStatus OutputFile::fail(int reason) {
+    noteSystemReason(reason);
     if (std::exchange(mReasonLogged, reason) != reason) {
-        logReason(mPath, reason);
+        NSLog("(ERROR) FileWriter : " + mPath + " cannot be written: " + std::generic_category().message(reason));
     }
     return kAudioFileUnspecifiedError;
 }

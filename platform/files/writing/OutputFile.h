@@ -34,10 +34,10 @@ class OutputFile {
     UInt64 size() const;
 
     /// Makes sure that the file can grow to `bytes`.
-    /// @return 0, or a status after the reason was logged; what was reserved before stays
+    /// @return 0, or a status; the reason is noted, and logged once; what was reserved before stays
     OSStatus reserve(UInt64 bytes);
     /// Passes buffered data to the system.
-    /// @return 0, or a status after the reason was logged
+    /// @return 0, or a status; the reason is noted, and logged once
     OSStatus flush();
 
     /// After a failure: discards buffered data and truncates the file to the first `bytes`.
@@ -46,7 +46,7 @@ class OutputFile {
     void skipWhatFailed();
 
     /// Flushes, frees reserved space that was not used, and closes. Idempotent.
-    /// @return 0, or a status after the reason was logged
+    /// @return 0, or a status; the reason is noted, and logged once
     OSStatus close();
 
   private:

@@ -1,5 +1,7 @@
 #include "platform/files/writing/FileWriter.h"
 
+#include "BRAQAudio/platform/foundation/BRAQStatus.h"
+#include "platform/foundation/FailureReason.h"
 #include "tests/platform/files/DecodedFile.h"
 #include "tests/platform/files/LinearFlags.h"
 #include "tests/platform/files/Recordings.h"
@@ -196,7 +198,11 @@ TEST_P(Files_FileWriterUnforeseenInCoding, FailureIsToldFromThenOnAndLeavesCompl
         const FileSizeLimit limit(100001);
         create();
         written = writeUntilItFails();
-        EXPECT_NE(writeFrames(*mWriter, mSignal, 0, framesOfCall), 0);
+        for (int i = 0; i < 2; ++i) {
+            const OSStatus status = braq::withReason([&] { return writeFrames(*mWriter, mSignal, 0, framesOfCall); });
+            EXPECT_NE(status, 0);
+            EXPECT_EQ(BRAQStatusTakeReason(status), "File too large") << "each call says so";
+        }
     });
     if (!isRun) {
         GTEST_SKIP() << "not shown: this process may not filter its system calls";

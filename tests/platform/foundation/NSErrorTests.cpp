@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <limits>
 
 TEST(Foundation_NSError, HoldsDomainCodeAndDetails) {
@@ -17,9 +18,49 @@ TEST(Foundation_NSError, LocalizedDescriptionIsTheDetailOfThatKey) {
     EXPECT_EQ(error->localizedDescription(), "no device");
 }
 
-TEST(Foundation_NSError, LocalizedDescriptionNamesDomainAndCodeWithoutThatDetail) {
-    EXPECT_EQ(NSError::errorWithDomain(NSOSStatusErrorDomain, -50)->localizedDescription(),
-              "The operation couldn't be completed. (NSOSStatusErrorDomain error -50.)");
+TEST(Foundation_NSError, LocalizedDescriptionIsInWordsForAStatus) {
+    for (const char* const domain : {NSOSStatusErrorDomain, NSMachErrorDomain}) {
+        EXPECT_EQ(NSError::errorWithDomain(domain, -50)->localizedDescription(), "an argument is not valid");
+    }
+    EXPECT_EQ(NSError::errorWithDomain(NSPOSIXErrorDomain, EIO)->localizedDescription(), "Input/output error");
+}
+
+TEST(Foundation_NSError, LocalizedDescriptionNamesDomainAndCodeOfWhatIsNoStatus) {
+    EXPECT_EQ(NSError::errorWithDomain(NSCocoaErrorDomain, -50)->localizedDescription(),
+              "The operation couldn't be completed. (NSCocoaErrorDomain error -50.)");
+    EXPECT_EQ(NSError::errorWithDomain(NSOSStatusErrorDomain, std::int64_t{1} << 32)->localizedDescription(),
+              "The operation couldn't be completed. (NSOSStatusErrorDomain error 4294967296.)");
+}
+
+TEST(Foundation_NSError, LocalizedDescriptionOfAStatusHasTheReason) {
+    const auto error = NSError::errorWithDomain(NSOSStatusErrorDomain, -50,
+                                                {{NSLocalizedFailureReasonErrorKey, std::string("it is too large")}});
+    EXPECT_EQ(error->localizedFailureReason(), "it is too large");
+    EXPECT_EQ(error->localizedDescription(), "an argument is not valid (it is too large)");
+    EXPECT_EQ(error->description(), "NSOSStatusErrorDomain error -50 (an argument is not valid): "
+                                    "NSLocalizedFailureReason = \"it is too large\"");
+}
+
+TEST(Foundation_NSError, LocalizedDescriptionDoesNotRepeatItselfInTheReason) {
+    const auto error = NSError::errorWithDomain(
+        NSOSStatusErrorDomain, -43, {{NSLocalizedFailureReasonErrorKey, std::string("No such file or directory")}});
+    EXPECT_EQ(error->localizedDescription(), "no such file or directory");
+    EXPECT_EQ(error->localizedFailureReason(), "No such file or directory");
+}
+
+TEST(Foundation_NSError, ADescriptionThatWasGivenStaysToTheLetter) {
+    const auto error = NSError::errorWithDomain(NSOSStatusErrorDomain, -50,
+                                                {{NSLocalizedDescriptionKey, std::string("no device")},
+                                                 {NSLocalizedFailureReasonErrorKey, std::string("it is gone")}});
+    EXPECT_EQ(error->localizedDescription(), "no device");
+    EXPECT_EQ(error->description(), "NSOSStatusErrorDomain error -50: NSLocalizedDescription = \"no device\", "
+                                    "NSLocalizedFailureReason = \"it is gone\"");
+}
+
+TEST(Foundation_NSError, HasNoFailureReasonUnlessItIsAText) {
+    EXPECT_EQ(NSError::errorWithDomain("D", 2)->localizedFailureReason(), "");
+    EXPECT_EQ(NSError::errorWithDomain("D", 2, {{NSLocalizedFailureReasonErrorKey, 3.0}})->localizedFailureReason(),
+              "");
 }
 
 TEST(Foundation_NSError, LocalizedDescriptionIgnoresADetailOfThatKeyThatIsNoText) {

@@ -35,14 +35,25 @@ class BRAQ_EXPORT NSError {
     std::int64_t code() const noexcept { return mCode; }
     const NSUserInfo& userInfo() const noexcept { return mUserInfo; }
 
-    /// The string under `NSLocalizedDescriptionKey`, else "The operation couldn't be completed. (DOMAIN error CODE.)".
+    /// What went wrong, for users: the string under `NSLocalizedDescriptionKey`. An error made from a status usually has
+    /// none; then the words for the status, followed in parentheses by the reason under
+    /// `NSLocalizedFailureReasonErrorKey`, if there is one and it says something else: "there is no audio in it that can
+    /// be read (moov atom not found)". The words are those of `BRAQStatusDescription` in `NSOSStatusErrorDomain` and
+    /// `NSMachErrorDomain`, those of the system in `NSPOSIXErrorDomain`, and in other domains "The operation couldn't be
+    /// completed. (DOMAIN error CODE.)".
     std::string localizedDescription() const;
 
-    /// One line: domain, code, then every detail in key order. Line breaks become spaces.
+    /// The string under `NSLocalizedFailureReasonErrorKey`: what the system or libav said about the failure. Empty if
+    /// there is none.
+    std::string localizedFailureReason() const;
+
+    /// One line, for reports: domain, code, the words for a status unless the error has a description of its own, then
+    /// every detail in key order. Line breaks become spaces.
     std::string description() const;
 
   private:
     NSError(std::string domain, std::int64_t code, NSUserInfo userInfo);
+    const std::string* text(const char* key) const;
 
     std::string mDomain;
     std::int64_t mCode;
