@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <csignal>
+#include <exception>
 #include <filesystem>
 #include <iostream>
 #include <iterator>
@@ -12,7 +13,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <variant>
 
 namespace {
 
@@ -114,25 +114,6 @@ std::string parse(int argc, char** argv, Job& job) {
     return {};
 }
 
-// In words for people who copy files.
-std::string reasonOf(const NSError& error) {
-    switch (error.code()) {
-    case kAudioFileFileNotFoundError: return "there is no such file or folder";
-    case kAudioFilePermissionsError: return "permission denied";
-    case kAudioFileInvalidFileError: return "there is no audio in it that can be read";
-    case kAudioFileUnsupportedDataFormatError:
-        return "this type of file cannot hold this coding, rate or number of channels";
-    case kAudioFileUnspecifiedError: return "it cannot be, for the reason in the line before";
-    default: return error.localizedDescription();
-    }
-}
-
-std::string reasonOf(const NSException& raised) {
-    const auto found = raised.userInfo().find("error");
-    return found != raised.userInfo().end() ? reasonOf(*std::get<std::shared_ptr<NSError>>(found->second))
-                                            : raised.reason();
-}
-
 // The format of the new file: the channels and the rate of the old one, with the requested coding.
 std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionFor(const Job& job, const BRAQExtendedAudioFile& source) {
     const bool isUnsigned =
@@ -195,15 +176,16 @@ int copy(const Job& job) {
     std::shared_ptr<NSError> error;
     const auto source = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(job.from), &error);
     if (source == nullptr) {
-        throw std::runtime_error(job.from + ": " + reasonOf(*error));
+        throw std::runtime_error(job.from + ": " + error->localizedDescription());
     }
     SInt64 frames = 0;
     try {
         const auto target = BRAQExtendedAudioFile::initForRecordingWithFilename(
             job.to, job.type.type, descriptionFor(job, *source), job.bitrate, nullptr);
         frames = copyFrames(*source, *target);
-    } catch (const NSException& raised) {
-        throw std::runtime_error(job.to + ": " + reasonOf(raised));
+    } catch (const NSException&) {
+        throw std::runtime_error(job.to + ": " +
+                                 NSXErrorFromException(std::current_exception())->localizedDescription());
     }
     std::cerr << frames << " frames copied" << (interrupted != 0 ? ", then interrupted" : "") << "\n";
     return interrupted != 0 ? 128 + interrupted : 0;

@@ -27,7 +27,7 @@ int main() {
     const auto url = NSURL::fileURLWithPath("/nowhere/song.flac");
     if (BRAQExtendedAudioFile::initForPlaybackWithFileURL(url, &error) == nullptr) {
         std::cout << "returned: " << error->domain() << " " << error->code() << "\n";
-        std::cout << (error->code() == kAudioFileFileNotFoundError ? "there is no such file\n" : "something else\n");
+        std::cout << "in words: " << error->localizedDescription() << "\n";
     }
 
     // Raised: an operation without a value for failure.

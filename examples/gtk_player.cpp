@@ -34,14 +34,6 @@ std::string timeText(double milliseconds) {
     return std::to_string(seconds / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
 }
 
-std::string reasonOf(const NSError& error) {
-    switch (error.code()) {
-    case kAudioFileFileNotFoundError: return "there is no such file";
-    case kAudioFilePermissionsError: return "permission denied";
-    default: return "there is no audio in it that can be read";
-    }
-}
-
 GtkWidget* label(const char* styleClass) {
     GtkWidget* const made = gtk_label_new(nullptr);
     gtk_widget_add_css_class(made, styleClass);
@@ -249,7 +241,7 @@ void Window::open(GFile* file) {
     std::shared_ptr<NSError> error;
     const auto opened = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString(uri.get()), &error);
     if (opened == nullptr) {
-        say(std::string(name.get()) + " cannot be played: " + reasonOf(*error) + ".");
+        say(std::string(name.get()) + " cannot be played: " + error->localizedDescription() + ".");
         return;
     }
     attempt([&] {

@@ -220,15 +220,19 @@ class Info(unittest.TestCase):
 
     def test_what_cannot_be_read_is_named_and_the_others_are_shown(self):
         good = OPTIONS.audio / "mono-22k-16.wav"
-        bad = {OPTIONS.audio / name: "there is no audio in it that can be read"
-               for name in ("bad-empty.wav", "bad-header-only.wav", "bad-no-moov.m4a", "bad-noise.mp3", "bad-text.wav")}
-        bad |= {self.folder: "it is a folder", self.folder / "none.wav": "there is no such file",
-                Path("/dev/null"): "it cannot be read"}
+        bad = {OPTIONS.audio / name: f"there is no audio in it that can be read ({reason})"
+               for name, reason in (("bad-empty.wav", "the type of its content is not supported"),
+                                    ("bad-header-only.wav", "the type of its content is not supported"),
+                                    ("bad-no-moov.m4a", "moov atom not found"),
+                                    ("bad-noise.mp3", "the type of its content is not supported"),
+                                    ("bad-text.wav", "the type of its content is not supported"))}
+        bad |= {self.folder: "it is a folder", self.folder / "none.wav": "no such file or directory",
+                Path("/dev/null"): "the file cannot be read or written (it is not a regular file)"}
         for arguments in ([], ["--json"]):
             result = self.run_tool(*arguments, *bad, good)
             self.assertEqual(result.returncode, 1)
-            for path, complaint in bad.items():
-                self.assertIn(f"braq: {path}: {complaint}\n", result.stderr)
+            self.assertEqual([line for line in result.stderr.splitlines() if line.startswith("braq: ")],
+                             [f"braq: {path}: {complaint}" for path, complaint in bad.items()])
             self.assertIn("mono-22k-16.wav", result.stdout)
             self.assertNotIn("bad", result.stdout)
         self.assertEqual(len(json.loads(result.stdout)["files"]), 1)

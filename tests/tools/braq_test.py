@@ -362,7 +362,8 @@ class Play(ToolTest):
         bad = self.path("bad.wav")
         with open(bad, "w", encoding="utf-8") as file:
             file.write("This is no audio.")
-        for name, reason in (("none.wav", "there is no such file or folder"), ("bad.wav", "there is no audio in it")):
+        for name, reason in (("none.wav", "no such file or directory\n"),
+                             ("bad.wav", "there is no audio in it that can be read (the type of its content is not supported)\n")):
             result = self.run_tool("play", self.path(name), self.file)
             self.assertEqual(result.returncode, 1)
             self.assertIn(f"braq: {self.path(name)}: {reason}", result.stderr)
@@ -438,12 +439,14 @@ class Record(ToolTest):
 
         result = self.run_tool("record", self.path("a.wav"), preexec_fn=limit, restore_signals=False)
         self.assertEqual(result.returncode, 1)
-        self.assertIn("cannot be written: File too large", result.stderr)
+        self.assertIn("a.wav could not be written to its end: the file cannot be read or written (File too large)\n",
+                      result.stderr)
+        self.assertNotIn("above", result.stderr)
         self.assertIn("(32768 frames at 48000 Hz)", result.stdout)
         self.assertEqual(self.frames_of("a.wav"), 32768)
 
     def test_refuses_what_cannot_be(self):
-        for arguments, complaint in ((["none/a.wav"], "no such file or folder"), (["a.wav", "--device", "x"], "no device"),
+        for arguments, complaint in ((["none/a.wav"], "a.wav: no such file or directory\n"), (["a.wav", "--device", "x"], "no device"),
                                      (["a.wav", "--channels", "3"], "has no channel 3")):
             result = self.run_tool("record", *arguments, cwd=self.folder)
             self.assertEqual((result.returncode, result.stdout), (1, ""))

@@ -102,8 +102,8 @@ int main(int argc, char** argv) {
     } catch (const WrongUsage& misuse) {
         std::fprintf(stderr, "braq: %s\nRun with --help for more information.\n", misuse.what());
         return misused;
-    } catch (const std::exception& failure) {
-        std::fprintf(stderr, "braq: %s\n", reasonOf(failure).c_str());
+    } catch (const std::exception&) {
+        std::fprintf(stderr, "braq: %s\n", reasonOfCaughtException().c_str());
         return failed;
     }
 }

@@ -2,10 +2,10 @@
 
 #include "tools/braq/info/AudioFileFacts.h"
 #include "tools/braq/info/FileListing.h"
-#include "tools/braq/info/FileProblem.h"
 #include "tools/braq/info/WaveformPicture.h"
 #include "tools/braq/shared/ReplaceFile.h"
 #include "tools/braq/shared/Text.h"
+#include "tools/braq/shared/Trouble.h"
 #include "tools/braq/terminal/Interruption.h"
 #include "tools/braq/terminal/Output.h"
 #include "tools/braq/terminal/Progress.h"
@@ -50,7 +50,7 @@ File openFile(const std::string& path) {
     std::shared_ptr<NSError> error;
     auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(path), &error);
     if (file == nullptr) {
-        throw std::runtime_error(problemOf(*error));
+        throw std::runtime_error(error->localizedDescription());
     }
     return file;
 }
@@ -129,12 +129,8 @@ bool runInfo(const InfoOptions& options) {
         } catch (const Interrupted& interrupted) {
             complain(path, interrupted.what());
             break;
-        } catch (const NSException& raised) {
-            complain(path, problemOf(raised).c_str());
-            isGood = false;
-            continue;
-        } catch (const std::exception& failure) {
-            complain(path, failure.what());
+        } catch (const std::exception&) {
+            complain(path, reasonOfCaughtException().c_str());
             isGood = false;
             continue;
         }

@@ -72,8 +72,8 @@ class PlaySession {
             throw;
         } catch (const ReaderIsGone&) {
             throw;
-        } catch (const std::exception& failure) {
-            mDisplay.complain(printable(path) + ": " + reasonOf(failure));
+        } catch (const std::exception&) {
+            mDisplay.complain(printable(path) + ": " + reasonOfCaughtException());
             mHasFailed = true;
             return Wish::next;
         }
@@ -95,7 +95,7 @@ class PlaySession {
         std::shared_ptr<NSError> error;
         const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(path), &error);
         if (file == nullptr) {
-            throw std::runtime_error(reasonOf(*error));
+            throw std::runtime_error(error->localizedDescription());
         }
         const auto device = BRAQAudioDevice::initWithDeviceID(mDevice.id);
         std::unique_ptr<Playback> playback;
@@ -210,7 +210,7 @@ class PlaySession {
                          std::to_string(playback.underruns()) + " underruns");
         }
         if (const auto error = playback.lastError()) {
-            throw std::runtime_error("it could not be read to its end: " + reasonOf(*error));
+            throw std::runtime_error("it could not be read to its end: " + error->localizedDescription());
         }
     }
 

@@ -67,8 +67,8 @@ class RecordSession {
         try {
             return RecordedFile::create(mOptions.file, format.fileType,
                                         descriptionOf(format, channels, mOptions.rate.value_or(mRate)), mDevice, mMost);
-        } catch (const NSException& raised) {
-            throw std::runtime_error(printable(mOptions.file) + ": " + reasonOf(raised));
+        } catch (const NSException&) {
+            throw std::runtime_error(printable(mOptions.file) + ": " + reasonOfCaughtException());
         }
     }
 
@@ -76,8 +76,8 @@ class RecordSession {
     std::string tryToRecord() {
         try {
             return record();
-        } catch (const std::exception& failure) {
-            return reasonOf(failure);
+        } catch (const std::exception&) {
+            return reasonOfCaughtException();
         }
     }
 
@@ -91,13 +91,13 @@ class RecordSession {
             recorder->startRecording();
             trouble = recordOn(*recorder);
         } catch (const ReaderIsGone&) {
-        } catch (const std::exception& failure) {
-            trouble = reasonOf(failure);
+        } catch (const std::exception&) {
+            trouble = reasonOfCaughtException();
         }
         try {
             recorder->stopRecording();
-        } catch (const std::exception& failure) {
-            trouble = trouble.empty() ? reasonOf(failure) : trouble;
+        } catch (const std::exception&) {
+            trouble = trouble.empty() ? reasonOfCaughtException() : trouble;
         }
         mOverruns = recorder->errorCount();
         recorder->invalidate();
@@ -123,7 +123,7 @@ class RecordSession {
                 return "";
             }
             if (const auto error = recorder.lastError()) {
-                return printable(mOptions.file) + " could not be written to its end: " + reasonOf(*error);
+                return printable(mOptions.file) + " could not be written to its end: " + error->localizedDescription();
             }
             if (!recorder.isFileRecording()) {
                 return deviceTrouble();
@@ -158,7 +158,7 @@ class RecordSession {
         std::shared_ptr<NSError> error;
         if (frames != 0 && BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(mOptions.file),
                                                                              &error) == nullptr) {
-            throw std::runtime_error(printable(mOptions.file) + " is not complete: " + reasonOf(*error));
+            throw std::runtime_error(printable(mOptions.file) + " is not complete: " + error->localizedDescription());
         }
     }
 

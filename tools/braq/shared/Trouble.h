@@ -1,7 +1,5 @@
 #pragma once
 
-#include <BRAQAudio/BRAQAudio.h>
-
 #include <exception>
 #include <stdexcept>
 #include <string>
@@ -12,8 +10,5 @@ class WrongUsage : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// What is wrong with a file, in words for users.
-std::string reasonOf(const NSError& error);
-
-/// The same for an exception.
-std::string reasonOf(const std::exception& raised);
+/// What went wrong, in words for users. Only inside a catch clause.
+std::string reasonOfCaughtException();
