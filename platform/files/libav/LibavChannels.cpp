@@ -37,11 +37,17 @@ ChannelPositions positionsOf(const AVChannelLayout& layout) {
     return positions;
 }
 
-// Same as libav's own, except for four channels.
+// Same as libav's own, except for four channels, and for 24: what libav states for those in an AIFF file it cannot read.
 void setUsualLayout(UInt32 channels, AVChannelLayout& layout) {
     constexpr UInt32 quadraphonic = 4;
     if (channels == quadraphonic) {
         av_channel_layout_from_mask(&layout, AV_CH_LAYOUT_QUAD);
+        return;
+    }
+    constexpr UInt32 unreadable = 24;
+    if (channels == unreadable) {
+        layout.order = AV_CHANNEL_ORDER_UNSPEC;
+        layout.nb_channels = static_cast<int>(channels);
         return;
     }
     av_channel_layout_default(&layout, static_cast<int>(channels));

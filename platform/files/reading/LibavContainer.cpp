@@ -65,7 +65,11 @@ bool LibavContainer::openInput(const std::string& format) {
         noteReason(libavErrorText(error));
         return false; // it has freed the context
     }
-    const int stream = av_find_best_stream(mContext, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    int stream = av_find_best_stream(mContext, AVMEDIA_TYPE_AUDIO, -1, -1, nullptr, 0);
+    // It refuses streams whose number of channels is in their packets only.
+    for (unsigned i = 0; i < mContext->nb_streams && stream < 0; ++i) {
+        stream = mContext->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO ? static_cast<int>(i) : stream;
+    }
     mStream = static_cast<unsigned>(std::max(stream, 0));
     if (stream < 0) {
         noteOwnReason("it has no audio stream");

@@ -41,8 +41,9 @@ AVSampleFormat formatFor(const AVCodec& encoder, const SampleLayout& sample) {
 
 /// The default layout of a channel count, or one that the encoder supports; channels keep their order in either.
 bool chooseLayout(const AVCodec& encoder, int channels, AVChannelLayout& layout) {
-    if (encoder.id == AV_CODEC_ID_FLAC && (channels == 3 || channels == 4)) {
-        // It has one layout for each count, does not list them, and warns about others.
+    // The default of three channels has an LFE channel, of which AAC keeps the lowest frequencies only. FLAC has one
+    // layout for each count, does not list them, and warns about others.
+    if (channels == 3 || (encoder.id == AV_CODEC_ID_FLAC && channels == 4)) {
         return av_channel_layout_from_mask(&layout, channels == 3 ? AV_CH_LAYOUT_SURROUND : AV_CH_LAYOUT_QUAD) == 0;
     }
     av_channel_layout_default(&layout, channels);
