@@ -7,83 +7,94 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
-#include <iterator>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace {
-
-struct Type {
-    std::string_view extension;
-    AudioFileTypeID type;
-    std::string_view coding; // unless another one is requested
-};
-constexpr Type types[] = {
-    {".wav", kAudioFileWAVEType, "pcm16"},    {".wave", kAudioFileWAVEType, "pcm16"},
-    {".rf64", kAudioFileRF64Type, "pcm16"},   {".aif", kAudioFileAIFFType, "pcm16"},
-    {".aiff", kAudioFileAIFFType, "pcm16"},   {".aifc", kAudioFileAIFCType, "pcm16"},
-    {".caf", kAudioFileCAFType, "pcm16"},     {".au", kAudioFileNextType, "pcm16"},
-    {".snd", kAudioFileNextType, "pcm16"},    {".m4a", kAudioFileM4AType, "aac"},
-    {".mp4", kAudioFileMPEG4Type, "aac"},     {".aac", kAudioFileAAC_ADTSType, "aac"},
-    {".adts", kAudioFileAAC_ADTSType, "aac"}, {".flac", kAudioFileFLACType, "flac"},
-};
-
-struct Coding {
-    std::string_view name;
-    UInt32 formatID;
-    UInt32 bits;
-    UInt32 flags;
-};
-constexpr UInt32 integerFlags = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
-constexpr UInt32 floatFlags = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
-constexpr Coding codings[] = {
-    {"pcm8", kAudioFormatLinearPCM, 8, integerFlags},
-    {"pcm16", kAudioFormatLinearPCM, 16, integerFlags},
-    {"pcm24", kAudioFormatLinearPCM, 24, integerFlags},
-    {"pcm32", kAudioFormatLinearPCM, 32, integerFlags},
-    {"float", kAudioFormatLinearPCM, 32, floatFlags},
-    {"double", kAudioFormatLinearPCM, 64, floatFlags},
-    {"alac", kAudioFormatAppleLossless, 16, 0},
-    {"alac24", kAudioFormatAppleLossless, 24, 0},
-    {"flac", kAudioFormatFLAC, 16, 0},
-    {"flac24", kAudioFormatFLAC, 24, 0},
-    {"aac", kAudioFormatMPEG4AAC, 0, 0},
-};
 
 struct Job {
     std::string from;
     std::string to;
-    Type type{};
-    Coding coding{};
-    UInt32 bitrate = 0; // 0 leaves it to the coding
+    AudioFileTypeID type = 0;
+    AudioStreamBasicDescription coding{}; // without rate and channels
+    UInt32 bitrate = 0;                   // 0 leaves it to the coding
 };
 
 volatile std::sig_atomic_t interrupted = 0; // the signal's number
+
+// What the library can write, an extension or a coding only once.
+std::vector<std::string> extensions() {
+    std::vector<std::string> found;
+    for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
+        for (const std::string& extension : format.extensions) {
+            if (format.canBeWritten && std::ranges::find(found, extension) == found.end()) {
+                found.push_back(extension);
+            }
+        }
+    }
+    return found;
+}
+
+std::vector<std::string> codings() {
+    std::vector<std::string> found;
+    for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
+        for (const BRAQAudioFileSample& sample : format.samples) {
+            if (format.canBeWritten && std::ranges::find(found, sample.name) == found.end()) {
+                found.emplace_back(sample.name);
+            }
+        }
+    }
+    return found;
+}
 
 int usage(const std::string& problem) {
     std::cerr << "copy: " << problem
               << "\nusage: copy FROM TO [CODING [BITS-PER-SECOND]]\n  TO, which is replaced if it is there, "
               << "ends in";
-    for (const auto& type : types) {
-        std::cerr << " " << type.extension;
+    for (const auto& extension : extensions()) {
+        std::cerr << " ." << extension;
     }
     std::cerr << "\n  CODING, by default of 16 bits or aac, is one of";
-    for (const auto& coding : codings) {
-        std::cerr << " " << coding.name;
+    for (const auto& coding : codings()) {
+        std::cerr << " " << coding;
     }
     std::cerr << "\n";
     return 2;
 }
 
-// In lower case, with its dot.
+// In lower case, without its dot.
 std::string extensionOf(const std::string& path) {
     std::string extension = std::filesystem::path(path).extension().string();
     std::ranges::transform(extension, extension.begin(),
                            [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return extension;
+    return extension.empty() ? extension : extension.substr(1);
+}
+
+// The first format of the type that an extension selects; null if no such file can be written.
+const BRAQAudioFileFormat* formatFor(const std::string& extension) {
+    for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
+        if (format.canBeWritten && std::ranges::find(format.extensions, extension) != format.extensions.end()) {
+            return &format;
+        }
+    }
+    return nullptr;
+}
+
+// A coding as the type describes it, else as another one does: the library says then why that cannot be written. Null if
+// there is no such coding.
+const BRAQAudioFileSample* codingNamed(std::string_view name, AudioFileTypeID type) {
+    const BRAQAudioFileSample* found = nullptr;
+    for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
+        const BRAQAudioFileSample* const sample = format.canBeWritten ? format.sampleNamed(name) : nullptr;
+        if (sample != nullptr && (found == nullptr || format.fileType == type)) {
+            found = sample;
+        }
+    }
+    return found;
 }
 
 // @return what is wrong; empty if everything is right
@@ -93,17 +104,18 @@ std::string parse(int argc, char** argv, Job& job) {
     }
     job.from = argv[1];
     job.to = argv[2];
-    const auto* const type = std::ranges::find(types, extensionOf(job.to), &Type::extension);
-    if (type == std::end(types)) {
+    const BRAQAudioFileFormat* const format = formatFor(extensionOf(job.to));
+    if (format == nullptr) {
         return job.to + " has no extension that says what to write";
     }
-    job.type = *type;
-    const std::string_view name = argc > 3 ? std::string_view(argv[3]) : type->coding;
-    const auto* const coding = std::ranges::find(codings, name, &Coding::name);
-    if (coding == std::end(codings)) {
+    job.type = format->fileType;
+    const bool isLinear = format->sampleNamed("pcm16") != nullptr;
+    const std::string_view name = argc > 3 ? argv[3] : isLinear ? "pcm16" : format->samples.front().name;
+    const BRAQAudioFileSample* const coding = codingNamed(name, job.type);
+    if (coding == nullptr) {
         return std::string(name) + " is not a coding";
     }
-    job.coding = *coding;
+    job.coding = coding->description;
     if (argc > 4) {
         const std::string_view text = argv[4];
         const auto [end, problem] = std::from_chars(text.begin(), text.end(), job.bitrate);
@@ -116,15 +128,9 @@ std::string parse(int argc, char** argv, Job& job) {
 
 // The format of the new file: the channels and the rate of the old one, with the requested coding.
 std::shared_ptr<BRAQAudioStreamBasicDescription> descriptionFor(const Job& job, const BRAQExtendedAudioFile& source) {
-    const bool isUnsigned =
-        job.coding.bits == 8 && (job.type.type == kAudioFileWAVEType || job.type.type == kAudioFileRF64Type);
-    const auto format = source.streamDescription();
-    auto made = BRAQAudioStreamBasicDescription::streamDescription();
-    made->setFormatID(job.coding.formatID);
-    made->setFormatFlags(isUnsigned ? kAudioFormatFlagIsPacked : job.coding.flags);
-    made->setBitsPerChannel(job.coding.bits);
-    made->setChannelsPerFrame(format->channelsPerFrame());
-    made->setSampleRate(format->sampleRate());
+    auto made = BRAQAudioStreamBasicDescription::streamDescriptionWithAudioStreamBasicDescription(&job.coding);
+    made->setChannelsPerFrame(source.streamDescription()->channelsPerFrame());
+    made->setSampleRate(source.streamDescription()->sampleRate());
     return made;
 }
 
@@ -181,7 +187,7 @@ int copy(const Job& job) {
     SInt64 frames = 0;
     try {
         const auto target = BRAQExtendedAudioFile::initForRecordingWithFilename(
-            job.to, job.type.type, descriptionFor(job, *source), job.bitrate, nullptr);
+            job.to, job.type, descriptionFor(job, *source), job.bitrate, nullptr);
         frames = copyFrames(*source, *target);
     } catch (const NSException&) {
         throw std::runtime_error(job.to + ": " +

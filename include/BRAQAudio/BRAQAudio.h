@@ -35,6 +35,7 @@
 #include "BRAQAudio/core/BQueueableAudioBuffer.h"
 #include "BRAQAudio/core/BQueueableAudioNotification.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "BRAQAudio/platform/BRAQAudioFileFormats.h"
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "BRAQAudio/platform/channels.h"
 #include "BRAQAudio/platform/foundation.h"

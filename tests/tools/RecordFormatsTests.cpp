@@ -21,11 +21,12 @@ std::string complaint(const std::string& path, const std::string& name) {
 
 TEST(RecordFormats, TheEndingChoosesTheTypeAndItsUsualFormat) {
     EXPECT_EQ(chooseRecordFormat("a.wav", "").fileType, kAudioFileWAVEType);
-    EXPECT_EQ(chooseRecordFormat("a.wav", "").bits, 16U);
-    EXPECT_EQ(chooseRecordFormat("/b/A.FLAC", "").formatID, kAudioFormatFLAC);
-    EXPECT_EQ(chooseRecordFormat("a.b.m4a", "").formatID, kAudioFormatMPEG4AAC);
-    EXPECT_EQ(chooseRecordFormat("a.m4a", "alac24").bits, 24U);
-    EXPECT_EQ(chooseRecordFormat("a.caf", "float").flags, kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked);
+    EXPECT_EQ(chooseRecordFormat("a.wav", "").description.mBitsPerChannel, 16U);
+    EXPECT_EQ(chooseRecordFormat("/b/A.FLAC", "").description.mFormatID, kAudioFormatFLAC);
+    EXPECT_EQ(chooseRecordFormat("a.b.m4a", "").description.mFormatID, kAudioFormatMPEG4AAC);
+    EXPECT_EQ(chooseRecordFormat("a.m4a", "alac24").description.mFormatFlags, 3U);
+    EXPECT_EQ(chooseRecordFormat("a.caf", "float").description.mFormatFlags,
+              kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked);
 }
 
 TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
@@ -33,6 +34,20 @@ TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
     EXPECT_THAT(complaint("wav", ""), HasSubstr(".wav .wave"));
     EXPECT_THAT(complaint("a.flac", "aac"), HasSubstr("cannot hold 'aac', only flac flac24"));
     EXPECT_THAT(complaint("a.wav", "mp3"), HasSubstr("cannot hold 'mp3', only pcm16 pcm24 pcm32 float"));
+    EXPECT_THAT(complaint("a.caf", "pcm8"), HasSubstr("only pcm16 pcm24 pcm32 float alac alac24;")) << "8 and 64 bits";
+    EXPECT_THAT(complaint("a.ogg", ""), HasSubstr("selects the file type")) << "it cannot be written";
+}
+
+TEST(RecordFormats, AreThoseThatTheLibraryWrites) {
+    for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
+        for (const std::string& extension : format.extensions) {
+            for (const BRAQAudioFileSample& sample : format.samples) {
+                const UInt32 bits = sample.description.mBitsPerChannel;
+                const bool isOffered = complaint("a." + extension, sample.name) == "none";
+                EXPECT_EQ(isOffered, format.canBeWritten && bits != 8 && bits != 64) << extension << " " << sample.name;
+            }
+        }
+    }
 }
 
 TEST(RecordFormats, EachOfThemCanBeWrittenAndReadAgain) {
@@ -53,7 +68,7 @@ TEST(RecordFormats, EachOfThemCanBeWrittenAndReadAgain) {
         }
         const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(path);
         ASSERT_NE(file, nullptr) << path;
-        EXPECT_EQ(file->fileDataFormat().mFormatID, format.formatID) << path;
+        EXPECT_EQ(file->fileDataFormat().mFormatID, format.description.mFormatID) << path;
         EXPECT_GE(file->frameCount(), frames) << path;
     }
 }

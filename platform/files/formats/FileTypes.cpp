@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <limits>
-#include <span>
 
 namespace braq {
 namespace {
@@ -16,17 +15,12 @@ struct Extension {
 // If types share an extension, the default type comes first.
 constexpr Extension extensions[] = {
     {"wav", kAudioFileWAVEType},     {"wav", kAudioFileRF64Type},      {"wave", kAudioFileWAVEType},
-    {"aif", kAudioFileAIFFType},     {"aif", kAudioFileAIFCType},      {"aiff", kAudioFileAIFFType},
-    {"aiff", kAudioFileAIFCType},    {"aifc", kAudioFileAIFCType},     {"caf", kAudioFileCAFType},
+    {"aiff", kAudioFileAIFFType},    {"aiff", kAudioFileAIFCType},     {"aif", kAudioFileAIFFType},
+    {"aif", kAudioFileAIFCType},     {"aifc", kAudioFileAIFCType},     {"caf", kAudioFileCAFType},
     {"m4a", kAudioFileM4AType},      {"mp4", kAudioFileMPEG4Type},     {"mp3", kAudioFileMP3Type},
     {"aac", kAudioFileAAC_ADTSType}, {"adts", kAudioFileAAC_ADTSType}, {"flac", kAudioFileFLACType},
     {"au", kAudioFileNextType},      {"snd", kAudioFileNextType},      {"rf64", kAudioFileRF64Type},
     {"ogg", kBRAQAudioFileOggType},  {"oga", kBRAQAudioFileOggType},   {"opus", kBRAQAudioFileOggType},
-};
-
-struct Entry {
-    UInt32 flags;
-    UInt32 bits;
 };
 
 constexpr UInt32 bigEndian = kAudioFormatFlagIsBigEndian;
@@ -34,65 +28,99 @@ constexpr UInt32 unsignedInteger = kAudioFormatFlagIsPacked;
 constexpr UInt32 integer = kAudioFormatFlagIsSignedInteger | kAudioFormatFlagIsPacked;
 constexpr UInt32 floating = kAudioFormatFlagIsFloat | kAudioFormatFlagIsPacked;
 
-constexpr Entry pcmOfWAVE[] = {{unsignedInteger, 8}, {integer, 16},  {integer, 24},
-                               {integer, 32},        {floating, 32}, {floating, 64}};
-constexpr Entry pcmOfAIFF[] = {
-    {integer | bigEndian, 8}, {integer | bigEndian, 16}, {integer | bigEndian, 24}, {integer | bigEndian, 32}};
-constexpr Entry pcmOfAIFC[] = {{integer | bigEndian, 8},  {integer | bigEndian, 16},  {integer | bigEndian, 24},
-                               {integer | bigEndian, 32}, {floating | bigEndian, 32}, {integer, 16}};
-constexpr Entry pcmOfCAF[] = {{integer, 8},   {integer | bigEndian, 8},   {integer, 16},  {integer | bigEndian, 16},
-                              {integer, 24},  {integer | bigEndian, 24},  {integer, 32},  {integer | bigEndian, 32},
-                              {floating, 32}, {floating | bigEndian, 32}, {floating, 64}, {floating | bigEndian, 64}};
-constexpr Entry pcmOfMPEG4[] = {{integer, 16}, {integer | bigEndian, 16}, {integer, 24},  {integer | bigEndian, 24},
-                                {integer, 32}, {integer | bigEndian, 32}, {floating, 32}, {floating | bigEndian, 32}};
-constexpr Entry pcmOfNext[] = {{integer | bigEndian, 8},  {integer | bigEndian, 16},  {integer | bigEndian, 24},
-                               {integer | bigEndian, 32}, {floating | bigEndian, 32}, {floating | bigEndian, 64}};
+using Sample = FileHolding::Sample;
+constexpr Sample pcmOfWAVE[] = {{"pcm8", unsignedInteger, 8}, {"pcm16", integer, 16},  {"pcm24", integer, 24},
+                                {"pcm32", integer, 32},       {"float", floating, 32}, {"double", floating, 64}};
+constexpr Sample pcmOfAIFF[] = {{"pcm8", integer | bigEndian, 8},
+                                {"pcm16", integer | bigEndian, 16},
+                                {"pcm24", integer | bigEndian, 24},
+                                {"pcm32", integer | bigEndian, 32}};
+constexpr Sample pcmOfAIFC[] = {{"pcm8", integer | bigEndian, 8},   {"pcm16", integer, 16},
+                                {"pcm16", integer | bigEndian, 16}, {"pcm24", integer | bigEndian, 24},
+                                {"pcm32", integer | bigEndian, 32}, {"float", floating | bigEndian, 32}};
+constexpr Sample pcmOfCAF[] = {{"pcm8", integer, 8},     {"pcm8", integer | bigEndian, 8},
+                               {"pcm16", integer, 16},   {"pcm16", integer | bigEndian, 16},
+                               {"pcm24", integer, 24},   {"pcm24", integer | bigEndian, 24},
+                               {"pcm32", integer, 32},   {"pcm32", integer | bigEndian, 32},
+                               {"float", floating, 32},  {"float", floating | bigEndian, 32},
+                               {"double", floating, 64}, {"double", floating | bigEndian, 64}};
+constexpr Sample pcmOfMPEG4[] = {{"pcm16", integer, 16},  {"pcm16", integer | bigEndian, 16},
+                                 {"pcm24", integer, 24},  {"pcm24", integer | bigEndian, 24},
+                                 {"pcm32", integer, 32},  {"pcm32", integer | bigEndian, 32},
+                                 {"float", floating, 32}, {"float", floating | bigEndian, 32}};
+constexpr Sample pcmOfNext[] = {{"pcm8", integer | bigEndian, 8},    {"pcm16", integer | bigEndian, 16},
+                                {"pcm24", integer | bigEndian, 24},  {"pcm32", integer | bigEndian, 32},
+                                {"float", floating | bigEndian, 32}, {"double", floating | bigEndian, 64}};
 
 // The flags of lossless codings state the bit depth of the source: 1 is 16 bits, 3 is 24.
-constexpr Entry lossless[] = {{1, 0}, {3, 0}};
-constexpr Entry lowComplexity[] = {{2, 0}}; // the flags of AAC are its object type
-constexpr Entry noFlags[] = {{0, 0}};
+constexpr Sample alac[] = {{"alac", 1, 0}, {"alac24", 3, 0}};
+constexpr Sample flac[] = {{"flac", 1, 0}, {"flac24", 3, 0}};
+constexpr Sample aac[] = {{"aac", 2, 0}}; // the flags of AAC are its object type
+constexpr Sample layerIII[] = {{"mp3", 0, 0}};
+constexpr Sample vorbis[] = {{"vorbis", 0, 0}};
+constexpr Sample opus[] = {{"opus", 0, 0}};
+
+constexpr BRAQAudioFileRates anyRate[] = {{1, 1000000, 1}};
+constexpr BRAQAudioFileRates ratesOfFLAC[] = {{1, 65534, 1}, {65540, 655340, 10}}; // what its header can state
+constexpr BRAQAudioFileRates ratesOfAAC[] = {{7350, 7350, 1},   {8000, 8000, 1},   {11025, 11025, 1}, {12000, 12000, 1},
+                                             {16000, 16000, 1}, {22050, 22050, 1}, {24000, 24000, 1}, {32000, 32000, 1},
+                                             {44100, 44100, 1}, {48000, 48000, 1}, {64000, 64000, 1}, {88200, 88200, 1},
+                                             {96000, 96000, 1}};
+constexpr FileHolding::Channels anyChannels[] = {{1, 255}};
+constexpr FileHolding::Channels upTo8[] = {{1, 8}};
+constexpr FileHolding::Channels channelsOfAAC[] = {{1, 8}, {16, 16}};
 
 constexpr UInt64 unlimited = std::numeric_limits<UInt64>::max();
 constexpr UInt64 sizesOf32Bits = std::numeric_limits<UInt32>::max();
 
-struct Holding {
-    AudioFileTypeID type;
-    UInt32 formatID;
-    std::span<const Entry> entries;
-    FileMuxer muxer; // without a name if it cannot be written
-};
-
 using Correction = FileMuxer::Correction;
+using Survival = BRAQAudioFileSurvival;
 
-constexpr FileMuxer readOnly{nullptr, "", 0};
+constexpr FileHolding::Writing linearPCM(FileMuxer muxer, FileHolding::Killed killed) {
+    return {muxer, anyRate, anyChannels, killed};
+}
+constexpr FileHolding::Writing losslessALAC(FileMuxer muxer) { return {muxer, anyRate, upTo8, {}}; }
+constexpr FileHolding::Writing lossyAAC(FileMuxer muxer, FileHolding::Killed killed = {}) {
+    return {muxer, ratesOfAAC, channelsOfAAC, killed};
+}
+
+constexpr FileHolding::Killed whole{Survival::everything, 0, true};
+constexpr FileHolding::Killed lost{};
+constexpr FileHolding::Writing readOnly{};
 constexpr FileMuxer mpeg4{"mp4", "", unlimited};
 
-const Holding holdings[] = {
+constexpr FileHolding holdings[] = {
     // A file that exceeds the sizes of WAVE becomes RF64 when it is closed.
-    {kAudioFileWAVEType, kAudioFormatLinearPCM, pcmOfWAVE, {"wav", "rf64=auto", unlimited}},
-    {kAudioFileRF64Type, kAudioFormatLinearPCM, pcmOfWAVE, {"wav", "rf64=always", unlimited, Correction::sampleCount}},
-    {kAudioFileAIFFType, kAudioFormatLinearPCM, pcmOfAIFF, {"aiff", "", sizesOf32Bits}},
-    {kAudioFileAIFCType, kAudioFormatLinearPCM, pcmOfAIFC, {"aiff", "", sizesOf32Bits}},
-    {kAudioFileCAFType, kAudioFormatLinearPCM, pcmOfCAF, {"caf", "", unlimited}},
-    {kAudioFileCAFType, kAudioFormatAppleLossless, lossless, {"caf", "", unlimited, Correction::packetTable}},
-    {kAudioFileNextType, kAudioFormatLinearPCM, pcmOfNext, {"au", "", sizesOf32Bits}},
-    {kAudioFileM4AType, kAudioFormatAppleLossless, lossless, {"ipod", "", unlimited}},
-    {kAudioFileM4AType, kAudioFormatMPEG4AAC, lowComplexity, {"ipod", "", unlimited}},
-    {kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, lowComplexity, mpeg4},
-    {kAudioFileMPEG4Type, kAudioFormatAppleLossless, lossless, mpeg4},
+    {kAudioFileWAVEType, kAudioFormatLinearPCM, pcmOfWAVE, linearPCM({"wav", "rf64=auto", unlimited}, whole)},
+    {kAudioFileRF64Type, kAudioFormatLinearPCM, pcmOfWAVE,
+     linearPCM({"wav", "rf64=always", unlimited, Correction::sampleCount}, {Survival::everything, 0, false})},
+    {kAudioFileAIFFType, kAudioFormatLinearPCM, pcmOfAIFF, linearPCM({"aiff", "", sizesOf32Bits}, lost)},
+    {kAudioFileAIFCType, kAudioFormatLinearPCM, pcmOfAIFC, linearPCM({"aiff", "", sizesOf32Bits}, lost)},
+    {kAudioFileCAFType, kAudioFormatLinearPCM, pcmOfCAF, linearPCM({"caf", "", unlimited}, whole)},
+    {kAudioFileCAFType, kAudioFormatAppleLossless, alac, losslessALAC({"caf", "", unlimited, Correction::packetTable})},
+    {kAudioFileCAFType, kAudioFormatMPEG4AAC, aac, readOnly},
+    {kAudioFileNextType, kAudioFormatLinearPCM, pcmOfNext, linearPCM({"au", "", sizesOf32Bits}, whole)},
+    {kAudioFileFLACType,
+     kAudioFormatFLAC,
+     flac,
+     {{"flac", "", unlimited}, ratesOfFLAC, upTo8, {Survival::mostPackets, 2, false}}},
+    {kAudioFileM4AType, kAudioFormatMPEG4AAC, aac, lossyAAC({"ipod", "", unlimited})},
+    {kAudioFileM4AType, kAudioFormatAppleLossless, alac, losslessALAC({"ipod", "", unlimited})},
+    {kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, aac, lossyAAC(mpeg4)},
+    {kAudioFileMPEG4Type, kAudioFormatAppleLossless, alac, losslessALAC(mpeg4)},
     // libav's MPEG-4 muxer does not accept linear PCM; its QuickTime muxer does, and differs in the brand.
-    {kAudioFileMPEG4Type, kAudioFormatLinearPCM, pcmOfMPEG4, {"mov", "brand=mp42", unlimited}},
-    {kAudioFileFLACType, kAudioFormatFLAC, lossless, {"flac", "", unlimited}},
-    {kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, lowComplexity, {"adts", "", unlimited}},
-    {kAudioFileMP3Type, kAudioFormatMPEGLayer3, noFlags, readOnly},
-    {kBRAQAudioFileOggType, kBRAQAudioFormatVorbis, noFlags, readOnly},
-    {kBRAQAudioFileOggType, kAudioFormatOpus, noFlags, readOnly},
+    {kAudioFileMPEG4Type, kAudioFormatLinearPCM, pcmOfMPEG4, linearPCM({"mov", "brand=mp42", unlimited}, lost)},
+    {kAudioFileMPEG4Type, kAudioFormatFLAC, flac, readOnly},
+    {kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, aac,
+     lossyAAC({"adts", "", unlimited}, {Survival::mostPackets, 2, true})},
+    {kAudioFileMP3Type, kAudioFormatMPEGLayer3, layerIII, readOnly},
+    {kBRAQAudioFileOggType, kBRAQAudioFormatVorbis, vorbis, readOnly},
+    {kBRAQAudioFileOggType, kAudioFormatOpus, opus, readOnly},
 };
 
-const Holding* findHolding(AudioFileTypeID type, UInt32 formatID) {
+const FileHolding* findHolding(AudioFileTypeID type, UInt32 formatID) {
     const auto* const found = std::ranges::find_if(
-        holdings, [&](const Holding& each) { return each.type == type && each.formatID == formatID; });
+        holdings, [&](const FileHolding& each) { return each.type == type && each.formatID == formatID; });
     return found == std::end(holdings) ? nullptr : found;
 }
 
@@ -107,6 +135,16 @@ bool isSameText(std::string_view lower, std::string_view text) {
 
 } // namespace
 
+std::vector<std::string> extensionsOfFileType(AudioFileTypeID type) {
+    std::vector<std::string> found;
+    for (const Extension& each : extensions) {
+        if (each.type == type && fileTypesOfExtension(each.text).front() == type) {
+            found.emplace_back(each.text);
+        }
+    }
+    return found;
+}
+
 std::vector<AudioFileTypeID> fileTypesOfExtension(std::string_view extension) {
     std::vector<AudioFileTypeID> types;
     for (const Extension& each : extensions) {
@@ -119,29 +157,28 @@ std::vector<AudioFileTypeID> fileTypesOfExtension(std::string_view extension) {
 
 OSStatus streamDescriptions(AudioFileTypeID type, UInt32 formatID, std::vector<AudioStreamBasicDescription>& found) {
     found.clear();
-    const Holding* const holding = findHolding(type, formatID);
-    if (holding == nullptr) {
-        const bool isKnown = std::ranges::find(holdings, type, &Holding::type) != std::end(holdings);
+    const FileHolding* const holding = findHolding(type, formatID);
+    // A coding that is only read, in a type that is written with others, is none to choose from.
+    if (holding == nullptr || (!holding->canBeWritten() && isWritableType(type))) {
+        const bool isKnown = std::ranges::find(holdings, type, &FileHolding::type) != std::end(holdings);
         return isKnown ? kAudioFileUnsupportedDataFormatError : kAudioFileUnsupportedFileTypeError;
     }
-    for (const Entry& entry : holding->entries) {
-        AudioStreamBasicDescription description{};
-        description.mFormatID = formatID;
-        description.mFormatFlags = entry.flags;
-        description.mBitsPerChannel = entry.bits;
-        found.push_back(description);
+    for (const Sample& sample : holding->samples) {
+        found.push_back(sample.description(formatID));
     }
     return 0;
 }
 
 const FileMuxer* fileMuxer(AudioFileTypeID type, UInt32 formatID) {
-    const Holding* const holding = findHolding(type, formatID);
-    return holding == nullptr || holding->muxer.name == nullptr ? nullptr : &holding->muxer;
+    const FileHolding* const holding = findHolding(type, formatID);
+    return holding == nullptr || !holding->canBeWritten() ? nullptr : &holding->writing.muxer;
 }
 
 bool isWritableType(AudioFileTypeID type) {
     return std::ranges::any_of(holdings,
-                               [&](const Holding& each) { return each.type == type && each.muxer.name != nullptr; });
+                               [&](const FileHolding& each) { return each.type == type && each.canBeWritten(); });
 }
+
+std::span<const FileHolding> fileHoldings() { return holdings; }
 
 } // namespace braq

@@ -3,15 +3,11 @@
 #include "platform/foundation/FailureReason.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace braq {
 namespace {
 
 using Sort = SampleLayout::Sort;
-
-constexpr Float64 highestRate = 1000000;
-constexpr UInt32 mostChannels = 255;
 
 struct Codec {
     AudioFileTypeID type; // 0: any
@@ -136,8 +132,6 @@ bool chooseCodec(const AudioStreamBasicDescription& format, FileCoding& coding) 
 
 } // namespace
 
-bool isFileRate(Float64 rate) { return rate >= 1 && rate <= highestRate && rate == std::floor(rate); }
-
 OSStatus chooseCoding(AudioFileTypeID type, const AudioStreamBasicDescription& format, FileCoding& coding) {
     if (!isWritableType(type)) {
         return kAudioFileUnsupportedFileTypeError;
@@ -148,10 +142,15 @@ OSStatus chooseCoding(AudioFileTypeID type, const AudioStreamBasicDescription& f
     chosen.description.mSampleRate = format.mSampleRate;
     chosen.description.mFormatID = format.mFormatID;
     chosen.description.mChannelsPerFrame = format.mChannelsPerFrame;
-    const bool isRate = format.mSampleRate == 0 || isFileRate(format.mSampleRate);
-    const bool areChannels = format.mChannelsPerFrame >= 1 && format.mChannelsPerFrame <= mostChannels;
-    if (chosen.muxer == nullptr || !isRate || !areChannels || !chooseCodec(format, chosen)) {
-        noteOwnReason(!isRate ? rateReason : !areChannels ? channelsReason : "the coding is not supported");
+    chosen.format = audioFileFormat(type, format.mFormatID);
+    if (chosen.muxer == nullptr) {
+        noteOwnReason("the coding is not supported");
+        return kAudioFileUnsupportedDataFormatError;
+    }
+    const bool isRate = format.mSampleRate == 0 || chosen.format->allowsRate(format.mSampleRate);
+    const bool areChannels = chosen.format->allowsChannels(format.mChannelsPerFrame);
+    if (!isRate || !areChannels || !chooseCodec(format, chosen)) {
+        noteOwnReason(!isRate ? rateReason : !areChannels ? channelsReason : "the kind of sample is not supported");
         return kAudioFileUnsupportedDataFormatError;
     }
     coding = chosen;

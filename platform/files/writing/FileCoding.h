@@ -10,6 +10,7 @@ namespace braq {
 struct FileCoding {
     AudioFileTypeID type;
     const FileMuxer* muxer;
+    const BRAQAudioFileFormat* format;
     /// Complete except for the rate, which may be 0, and frames per packet unless it is linear PCM.
     AudioStreamBasicDescription description;
     AVCodecID codec;
@@ -26,8 +27,5 @@ OSStatus chooseCoding(AudioFileTypeID type, const AudioStreamBasicDescription& f
 /// Why a file cannot have a rate, or a number of channels: phrases for `noteOwnReason`.
 constexpr const char* rateReason = "the rate is not supported";
 constexpr const char* channelsReason = "the number of channels is not supported";
-
-/// Whether files may have this rate: integers up to a million.
-bool isFileRate(Float64 rate);
 
 } // namespace braq

@@ -34,6 +34,10 @@ LibavFileWriter::LibavFileWriter(std::string path, const FileCoding& coding)
       mBitRate(mOwnBitRate) {}
 
 OSStatus LibavFileWriter::settleRate(Float64 rate) {
+    if (!mCoding.format->allowsRate(rate)) {
+        noteOwnReason(rateReason);
+        return kAudioFileUnsupportedDataFormatError;
+    }
     const LibavLogScope scope(mPath, &mLinesLeft);
     std::unique_ptr<Coder> trial;
     const OSStatus status = makeCoder(mCoding, static_cast<UInt32>(rate), mBitRate, trial);
@@ -57,7 +61,7 @@ OSStatus LibavFileWriter::setClientFormat(const AudioStreamBasicDescription& for
         return kExtAudioFileError_InvalidDataFormat;
     }
     const Float64 rate = format.mSampleRate == 0 ? mCoding.description.mSampleRate : format.mSampleRate;
-    if (mFollowsClient && rate != 0 && (!isFileRate(rate) || settleRate(rate) != 0)) {
+    if (mFollowsClient && rate != 0 && settleRate(rate) != 0) {
         return kExtAudioFileError_InvalidDataFormat;
     }
     const Float64 fileRate = mCoding.description.mSampleRate;

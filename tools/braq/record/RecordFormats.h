@@ -9,9 +9,7 @@
 /// The file type and the format of a recording.
 struct RecordFormat {
     AudioFileTypeID fileType = 0;
-    UInt32 formatID = 0;
-    UInt32 bits = 0;
-    UInt32 flags = 0;
+    AudioStreamBasicDescription description{}; ///< without rate and channels
 };
 
 /// @param path its extension selects the type
