@@ -57,9 +57,9 @@ BRAQAudioFileFormat formatOf(const FileHolding& holding) {
 
 } // namespace
 
-AudioStreamBasicDescription FileHolding::Sample::description(UInt32 formatID) const {
+AudioStreamBasicDescription FileHolding::Sample::description(UInt32 coding) const {
     AudioStreamBasicDescription described{};
-    described.mFormatID = formatID;
+    described.mFormatID = coding;
     described.mFormatFlags = flags;
     described.mBitsPerChannel = bits;
     return described;

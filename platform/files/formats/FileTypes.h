@@ -47,7 +47,7 @@ struct FileHolding {
         UInt32 flags;
         UInt32 bits;
 
-        AudioStreamBasicDescription description(UInt32 formatID) const;
+        AudioStreamBasicDescription description(UInt32 coding) const;
     };
     struct Channels {
         UInt32 fewest;
