@@ -9,7 +9,6 @@ extern "C" {
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
 #include <mutex>
 
 namespace braq {
@@ -18,11 +17,12 @@ namespace {
 thread_local LibavLogScope* current = nullptr;
 
 /// An error of libav's as a reason, without the prefix that names its own record. The text may quote the file.
-void noteError(const char* format, va_list arguments) {
+void noteError(int level, const char* format, va_list arguments) {
     std::array<char, 256> text{};
     va_list copy;
     va_copy(copy, arguments);
-    std::vsnprintf(text.data(), text.size(), format, copy);
+    int printPrefix = 0;
+    av_log_format_line2(nullptr, level, format, copy, text.data(), static_cast<int>(text.size()), &printPrefix);
     va_end(copy);
     std::string reason = text.data();
     reason.erase(reason.find_last_not_of("\n. ") + 1);
@@ -42,7 +42,7 @@ void writeLibavLine(void* context, int level, const char* format, va_list argume
         return;
     }
     if (level <= AV_LOG_ERROR) {
-        noteError(format, arguments);
+        noteError(level, format, arguments);
     }
     if (*current->mLinesLeft == 0) {
         return;
