@@ -68,7 +68,9 @@ constexpr BRAQAudioFileRates ratesOfAAC[] = {{7350, 7350, 1},   {8000, 8000, 1},
                                              {96000, 96000, 1}};
 constexpr FileHolding::Channels anyChannels[] = {{1, 255}};
 constexpr FileHolding::Channels upTo8[] = {{1, 8}};
-constexpr FileHolding::Channels channelsOfAAC[] = {{1, 8}, {16, 16}};
+// What every version of libav writes and reads back: libav 9 loses one of 7 channels, and refuses 16, and 8 in ADTS.
+constexpr FileHolding::Channels channelsOfAAC[] = {{1, 6}, {8, 8}};
+constexpr FileHolding::Channels channelsOfADTS[] = {{1, 6}};
 
 constexpr UInt64 unlimited = std::numeric_limits<UInt64>::max();
 constexpr UInt64 sizesOf32Bits = std::numeric_limits<UInt32>::max();
@@ -80,9 +82,7 @@ constexpr FileHolding::Writing linearPCM(FileMuxer muxer, FileHolding::Killed ki
     return {muxer, anyRate, anyChannels, killed};
 }
 constexpr FileHolding::Writing losslessALAC(FileMuxer muxer) { return {muxer, anyRate, upTo8, {}}; }
-constexpr FileHolding::Writing lossyAAC(FileMuxer muxer, FileHolding::Killed killed = {}) {
-    return {muxer, ratesOfAAC, channelsOfAAC, killed};
-}
+constexpr FileHolding::Writing lossyAAC(FileMuxer muxer) { return {muxer, ratesOfAAC, channelsOfAAC, {}}; }
 
 constexpr FileHolding::Killed whole{Survival::everything, 0, true};
 constexpr FileHolding::Killed lost{};
@@ -111,8 +111,10 @@ constexpr FileHolding holdings[] = {
     // libav's MPEG-4 muxer does not accept linear PCM; its QuickTime muxer does, and differs in the brand.
     {kAudioFileMPEG4Type, kAudioFormatLinearPCM, pcmOfMPEG4, linearPCM({"mov", "brand=mp42", unlimited}, lost)},
     {kAudioFileMPEG4Type, kAudioFormatFLAC, flac, readOnly},
-    {kAudioFileAAC_ADTSType, kAudioFormatMPEG4AAC, aac,
-     lossyAAC({"adts", "", unlimited}, {Survival::mostPackets, 2, true})},
+    {kAudioFileAAC_ADTSType,
+     kAudioFormatMPEG4AAC,
+     aac,
+     {{"adts", "", unlimited}, ratesOfAAC, channelsOfADTS, {Survival::mostPackets, 2, true}}},
     {kAudioFileMP3Type, kAudioFormatMPEGLayer3, layerIII, readOnly},
     {kBRAQAudioFileOggType, kBRAQAudioFormatVorbis, vorbis, readOnly},
     {kBRAQAudioFileOggType, kAudioFormatOpus, opus, readOnly},
