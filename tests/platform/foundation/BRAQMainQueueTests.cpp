@@ -240,7 +240,8 @@ TEST_F(Foundation_MainQueue, RunsNestedToAnyDepthEndOneByOne) {
         queue.stop();
     }
     queue.run();
-    EXPECT_EQ(ran, std::string(depth, '(') + std::string(depth, ')'));
+    std::string nested(depth, '(');
+    EXPECT_EQ(ran, nested.append(depth, ')'));
 }
 
 TEST_F(Foundation_MainQueue, AStopReachedByADrainInsideARunEndsThatRun) {
