@@ -8,11 +8,13 @@
 #include <memory>
 #include <vector>
 
-AudioStreamBasicDescription braq::recordOf(const BRAQAudioStreamBasicDescription* description) {
+namespace braq {
+
+AudioStreamBasicDescription recordOf(const BRAQAudioStreamBasicDescription* description) {
     return description != nullptr ? description->audioStreamBasicDescription() : AudioStreamBasicDescription{};
 }
 
-AudioStreamBasicDescription braq::processingFormat(UInt32 channels, Float64 sampleRate) {
+AudioStreamBasicDescription processingFormat(UInt32 channels, Float64 sampleRate) {
     const auto description = BRAQAudioStreamBasicDescription::nativeStreamDescription();
     description->setChannelsPerFrame(channels);
     description->setSampleRate(sampleRate);
@@ -21,7 +23,7 @@ AudioStreamBasicDescription braq::processingFormat(UInt32 channels, Float64 samp
     return description->audioStreamBasicDescription();
 }
 
-AudioFileTypeID braq::fileTypeForPath(const std::string& path) {
+AudioFileTypeID fileTypeForPath(const std::string& path) {
     AudioFileTypeID type = kAudioFileCAFType;
     const auto dot = path.rfind('.');
     if (dot == std::string::npos) {
@@ -35,7 +37,7 @@ AudioFileTypeID braq::fileTypeForPath(const std::string& path) {
     return type;
 }
 
-void braq::chooseByteOrder(AudioFileTypeID type, BRAQAudioStreamBasicDescription* description) {
+void chooseByteOrder(AudioFileTypeID type, BRAQAudioStreamBasicDescription* description) {
     constexpr auto property = kAudioFileGlobalInfo_AvailableStreamDescriptionsForFormat;
     const AudioFileTypeAndFormatID asked{type, kAudioFormatLinearPCM};
     UInt32 size = 0;
@@ -56,7 +58,7 @@ void braq::chooseByteOrder(AudioFileTypeID type, BRAQAudioStreamBasicDescription
     }
 }
 
-SInt64 braq::truncated(Float32 value) noexcept {
+SInt64 truncated(Float32 value) noexcept {
     constexpr Float32 beyond = 0x1p63F;
     if (std::isnan(value)) {
         return 0;
@@ -66,3 +68,5 @@ SInt64 braq::truncated(Float32 value) noexcept {
     }
     return value < -beyond ? std::numeric_limits<SInt64>::min() : static_cast<SInt64>(value);
 }
+
+} // namespace braq

@@ -1,5 +1,7 @@
 #include "library/src/BRAQExtendedAudioFile_Options.h"
 
+namespace braq {
+
 const char kBRAQExtendedAudioFileClientDataFormatKey[] = "BRAQExtendedAudioFileClientDataFormat";
 const char kBRAQExtendedAudioFileClientSampleRateKey[] = "BRAQExtendedAudioFileClientSampleRate";
 
@@ -30,7 +32,7 @@ Float64 number(const std::string& key, const Value& value) {
 
 } // namespace
 
-BRAQExtendedAudioFileOptions braq::optionsIn(const BRAQExtendedAudioFileOptionDictionary& dictionary) {
+BRAQExtendedAudioFileOptions optionsIn(const BRAQExtendedAudioFileOptionDictionary& dictionary) {
     BRAQExtendedAudioFileOptions options;
     for (const auto& [key, value] : dictionary) {
         if (key == kBRAQExtendedAudioFileClientDataFormatKey) {
@@ -41,3 +43,5 @@ BRAQExtendedAudioFileOptions braq::optionsIn(const BRAQExtendedAudioFileOptionDi
     }
     return options;
 }
+
+} // namespace braq

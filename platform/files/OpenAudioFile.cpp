@@ -2,6 +2,7 @@
 
 #include <utility>
 
+namespace braq {
 namespace {
 
 // A reference consists of the file's number and the part of the file; it is not a pointer.
@@ -22,36 +23,38 @@ std::uintptr_t numberOf(Reference reference, Part part) {
 
 } // namespace
 
-braq::OpenAudioFiles& braq::OpenAudioFiles::instance() {
+OpenAudioFiles& OpenAudioFiles::instance() {
     // Never destroyed: another thread may still write when the process ends.
     static auto* const files = new OpenAudioFiles();
     return *files;
 }
 
-ExtAudioFileRef braq::OpenAudioFiles::add(std::shared_ptr<OpenAudioFile> file) {
+ExtAudioFileRef OpenAudioFiles::add(std::shared_ptr<OpenAudioFile> file) {
     return reference<ExtAudioFileRef>(mFiles.add(std::move(file)), Part::file);
 }
 
-std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(ExtAudioFileRef file) const {
+std::shared_ptr<OpenAudioFile> OpenAudioFiles::find(ExtAudioFileRef file) const {
     return mFiles.find(numberOf(file, Part::file));
 }
 
-std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioFileID container) const {
+std::shared_ptr<OpenAudioFile> OpenAudioFiles::find(AudioFileID container) const {
     return mFiles.find(numberOf(container, Part::container));
 }
 
-std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::find(AudioConverterRef converter) const {
+std::shared_ptr<OpenAudioFile> OpenAudioFiles::find(AudioConverterRef converter) const {
     return mFiles.find(numberOf(converter, Part::converter));
 }
 
-std::shared_ptr<braq::OpenAudioFile> braq::OpenAudioFiles::take(ExtAudioFileRef file) {
+std::shared_ptr<OpenAudioFile> OpenAudioFiles::take(ExtAudioFileRef file) {
     return mFiles.take(numberOf(file, Part::file));
 }
 
-AudioFileID braq::OpenAudioFiles::containerOf(ExtAudioFileRef file) {
+AudioFileID OpenAudioFiles::containerOf(ExtAudioFileRef file) {
     return reference<AudioFileID>(numberOf(file, Part::file), Part::container);
 }
 
-AudioConverterRef braq::OpenAudioFiles::converterOf(ExtAudioFileRef file) {
+AudioConverterRef OpenAudioFiles::converterOf(ExtAudioFileRef file) {
     return reference<AudioConverterRef>(numberOf(file, Part::file), Part::converter);
 }
+
+} // namespace braq

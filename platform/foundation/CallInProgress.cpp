@@ -1,18 +1,19 @@
 #include "platform/foundation/CallInProgress.h"
 
+namespace braq {
 namespace {
 
-thread_local const braq::CallInProgress* innermost = nullptr;
+thread_local const CallInProgress* innermost = nullptr;
 
 } // namespace
 
-braq::CallInProgress::CallInProgress(const void* callback) noexcept : mCallback(callback), mOuter(innermost) {
+CallInProgress::CallInProgress(const void* callback) noexcept : mCallback(callback), mOuter(innermost) {
     innermost = this;
 }
 
-braq::CallInProgress::~CallInProgress() { innermost = mOuter; }
+CallInProgress::~CallInProgress() { innermost = mOuter; }
 
-bool braq::CallInProgress::isInside(const void* callback) noexcept {
+bool CallInProgress::isInside(const void* callback) noexcept {
     for (const CallInProgress* call = innermost; call != nullptr; call = call->mOuter) {
         if (call->mCallback == callback) {
             return true;
@@ -20,3 +21,5 @@ bool braq::CallInProgress::isInside(const void* callback) noexcept {
     }
     return false;
 }
+
+} // namespace braq

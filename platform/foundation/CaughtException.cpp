@@ -5,6 +5,7 @@
 #include <exception>
 #include <string>
 
+namespace braq {
 namespace {
 
 std::string textOfCaughtException() {
@@ -19,10 +20,12 @@ std::string textOfCaughtException() {
 
 } // namespace
 
-void braq::logCaughtException(const char* where) noexcept {
+void logCaughtException(const char* where) noexcept {
     try {
         NSLog(std::string("(ERROR) ") + where + " : " + textOfCaughtException());
     } catch (...) {
         // Out of memory for a log line: nothing can be reported.
     }
 }
+
+} // namespace braq

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <system_error>
 
+namespace braq {
 namespace {
 
 struct NotedReason {
@@ -33,38 +34,40 @@ std::size_t lengthThatFits(std::string_view text) {
 
 } // namespace
 
-void braq::noteReason(std::string_view reason) noexcept {
+void noteReason(std::string_view reason) noexcept {
     if (noted.length == 0) {
         noted.length = lengthThatFits(reason);
         std::copy_n(reason.begin(), noted.length, noted.text.begin());
     }
 }
 
-void braq::noteSystemReason(int errorNumber) { noteReason(std::generic_category().message(errorNumber)); }
+void noteSystemReason(int errorNumber) { noteReason(std::generic_category().message(errorNumber)); }
 
-void braq::noteOwnReason(const char* phrase) {
+void noteOwnReason(const char* phrase) {
     noteReason(NSBundle::libraryBundle()->localizedString(phrase, "StatusDescription"));
 }
 
-std::string_view braq::notedReason() noexcept { return {noted.text.data(), noted.length}; }
+std::string_view notedReason() noexcept { return {noted.text.data(), noted.length}; }
 
-void braq::forgetReason() noexcept {
+void forgetReason() noexcept {
     noted.status = 0;
     noted.length = 0;
 }
 
-void braq::keepReasonFor(OSStatus status) noexcept {
+void keepReasonFor(OSStatus status) noexcept {
     if (status == 0) {
         forgetReason();
     }
     noted.status = status;
 }
 
+} // namespace braq
+
 std::string BRAQStatusTakeReason(OSStatus status) {
-    if (status == 0 || status != noted.status) {
+    if (status == 0 || status != braq::noted.status) {
         return {};
     }
-    std::string reason(noted.text.data(), noted.length);
+    std::string reason(braq::noted.text.data(), braq::noted.length);
     braq::forgetReason();
     return reason;
 }

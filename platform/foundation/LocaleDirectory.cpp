@@ -5,6 +5,7 @@
 
 #include <system_error>
 
+namespace braq {
 namespace {
 
 std::filesystem::path resolved(const std::filesystem::path& path) {
@@ -14,9 +15,9 @@ std::filesystem::path resolved(const std::filesystem::path& path) {
 
 } // namespace
 
-std::filesystem::path braq::fileOfProgram() { return resolved("/proc/self/exe"); }
+std::filesystem::path fileOfProgram() { return resolved("/proc/self/exe"); }
 
-std::filesystem::path braq::fileOfCode(const void* address) {
+std::filesystem::path fileOfCode(const void* address) {
     Dl_info info;
     void* map = nullptr;
     if (::dladdr1(address, &info, &map, RTLD_DL_LINKMAP) == 0 || map == nullptr) {
@@ -27,13 +28,12 @@ std::filesystem::path braq::fileOfCode(const void* address) {
     return name[0] != '\0' ? resolved(name) : fileOfProgram();
 }
 
-std::filesystem::path braq::localeDirectoryBeside(const std::filesystem::path& file,
-                                                  const std::filesystem::path& name) {
+std::filesystem::path localeDirectoryBeside(const std::filesystem::path& file, const std::filesystem::path& name) {
     return file.parent_path().parent_path() / "share" / name / "locale";
 }
 
-std::filesystem::path braq::libraryLocaleDirectory(const std::filesystem::path& file,
-                                                   const std::filesystem::path& installed) {
+std::filesystem::path libraryLocaleDirectory(const std::filesystem::path& file,
+                                             const std::filesystem::path& installed) {
     if (file.empty()) {
         return installed;
     }
@@ -41,3 +41,5 @@ std::filesystem::path braq::libraryLocaleDirectory(const std::filesystem::path& 
     std::error_code error;
     return std::filesystem::is_directory(beside, error) ? beside : installed;
 }
+
+} // namespace braq

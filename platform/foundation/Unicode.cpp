@@ -1,5 +1,6 @@
 #include "platform/foundation/Unicode.h"
 
+namespace braq {
 namespace {
 
 constexpr char32_t replacement = 0xFFFD;
@@ -95,7 +96,7 @@ void append(std::string& text, char32_t point) {
 
 } // namespace
 
-std::string braq::wellFormedUTF8(std::string_view text) {
+std::string wellFormedUTF8(std::string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
@@ -104,7 +105,7 @@ std::string braq::wellFormedUTF8(std::string_view text) {
     return result;
 }
 
-std::u16string braq::utf16FromUTF8(std::string_view text) {
+std::u16string utf16FromUTF8(std::string_view text) {
     std::u16string result;
     result.reserve(text.size());
     while (!text.empty()) {
@@ -113,7 +114,7 @@ std::u16string braq::utf16FromUTF8(std::string_view text) {
     return result;
 }
 
-std::string braq::utf8FromUTF16(std::u16string_view text) {
+std::string utf8FromUTF16(std::u16string_view text) {
     std::string result;
     result.reserve(text.size());
     while (!text.empty()) {
@@ -121,3 +122,5 @@ std::string braq::utf8FromUTF16(std::u16string_view text) {
     }
     return result;
 }
+
+} // namespace braq

@@ -5,10 +5,11 @@
 #include <algorithm>
 #include <cstring>
 
+namespace braq {
 namespace {
 
-bool records(braq::IODirections directions) { return directions != braq::IODirections::playback; }
-bool plays(braq::IODirections directions) { return directions != braq::IODirections::record; }
+bool records(IODirections directions) { return directions != IODirections::playback; }
+bool plays(IODirections directions) { return directions != IODirections::record; }
 
 void silence(Float32* samples, UInt32 frames) noexcept { std::memset(samples, 0, frames * sizeof(Float32)); }
 
@@ -27,7 +28,7 @@ struct Stretch {
 
     void silence() const noexcept {
         for (UInt32 channel = 0; channel < channels; ++channel) {
-            ::silence(samples[channel] + offset, frames);
+            braq::silence(samples[channel] + offset, frames);
         }
     }
     void addTo(const Stretch& sum) const noexcept {
@@ -37,8 +38,8 @@ struct Stretch {
     }
 };
 
-AudioTimeStamp timeOf(const braq::DeviceCycle& cycle, UInt32 offset) {
-    const Float64 nanoseconds = offset * braq::nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
+AudioTimeStamp timeOf(const DeviceCycle& cycle, UInt32 offset) {
+    const Float64 nanoseconds = offset * nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
     AudioTimeStamp time{};
     time.mSampleTime = cycle.sampleTime + offset;
     time.mHostTime = cycle.hostTime + static_cast<UInt64>(nanoseconds);
@@ -49,17 +50,17 @@ AudioTimeStamp timeOf(const braq::DeviceCycle& cycle, UInt32 offset) {
 
 } // namespace
 
-braq::CycleShape braq::CycleShape::of(const DeviceDescription& description) {
+CycleShape CycleShape::of(const DeviceDescription& description) {
     return {std::max(description.maximumBufferFrames, description.bufferFrames), description.record.channels(),
             description.playback.channels()};
 }
 
-braq::CycleMix::ChannelList::ChannelList(UInt32 channels)
+CycleMix::ChannelList::ChannelList(UInt32 channels)
     : mBytes(std::make_unique<std::byte[]>(AudioBufferListByteSize(channels))), mChannels(channels) {}
 
 // The list is set up again for each procedure, which may have changed it.
-AudioBufferList* braq::CycleMix::ChannelList::pointAt(const Float32* const* samples, UInt32 channels, UInt32 offset,
-                                                      UInt32 frames) noexcept {
+AudioBufferList* CycleMix::ChannelList::pointAt(const Float32* const* samples, UInt32 channels, UInt32 offset,
+                                                UInt32 frames) noexcept {
     auto* list = reinterpret_cast<AudioBufferList*>(mBytes.get());
     list->mNumberBuffers = mChannels;
     for (UInt32 channel = 0; channel < mChannels; ++channel) {
@@ -70,7 +71,7 @@ AudioBufferList* braq::CycleMix::ChannelList::pointAt(const Float32* const* samp
     return list;
 }
 
-braq::CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> procedures)
+CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> procedures)
     : mProcedures(std::move(procedures)),
       mSliceFrames(std::max<UInt32>(shape.sliceFrames, 1)),
       mOutputChannels(shape.outputChannels),
@@ -82,7 +83,7 @@ braq::CycleMix::CycleMix(const CycleShape& shape, std::vector<MixedProcedure> pr
     }
 }
 
-bool braq::CycleMix::run(const DeviceCycle& cycle) noexcept {
+bool CycleMix::run(const DeviceCycle& cycle) noexcept {
     for (UInt32 channel = 0; channel < cycle.outputChannels; ++channel) {
         silence(cycle.output[channel], cycle.frames);
     }
@@ -94,7 +95,7 @@ bool braq::CycleMix::run(const DeviceCycle& cycle) noexcept {
     return mThrewFirst;
 }
 
-void braq::CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 frames) noexcept {
+void CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 frames) noexcept {
     const Stretch sum{cycle.output, std::min(mOutputChannels, cycle.outputChannels), offset, frames};
     Stretch target = sum;
     for (const MixedProcedure& procedure : mProcedures) {
@@ -119,7 +120,7 @@ void braq::CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 fr
     }
 }
 
-bool braq::CycleMix::call(const MixedProcedure& procedure, const IOSlice& slice) noexcept {
+bool CycleMix::call(const MixedProcedure& procedure, const IOSlice& slice) noexcept {
     try {
         procedure.procedure(procedure.context, slice);
         return true;
@@ -128,3 +129,5 @@ bool braq::CycleMix::call(const MixedProcedure& procedure, const IOSlice& slice)
         return false;
     }
 }
+
+} // namespace braq

@@ -3,10 +3,8 @@
 
 #include <algorithm>
 
+namespace braq {
 namespace {
-
-using braq::DeviceDirection;
-using braq::DeviceStream;
 
 void appendChanges(const DeviceDirection& before, const DeviceDirection& after, UInt32 scope,
                    std::vector<AudioObjectPropertyAddress>& changes) {
@@ -34,8 +32,8 @@ void appendChanges(const DeviceDirection& before, const DeviceDirection& after, 
 
 } // namespace
 
-std::vector<AudioObjectPropertyAddress> braq::changedDeviceProperties(const DeviceDescription& before,
-                                                                      const DeviceDescription& after) {
+std::vector<AudioObjectPropertyAddress> changedDeviceProperties(const DeviceDescription& before,
+                                                                const DeviceDescription& after) {
     std::vector<AudioObjectPropertyAddress> changes;
     const auto appendIf = [&changes](bool differs, UInt32 selector) {
         if (differs) {
@@ -57,8 +55,7 @@ std::vector<AudioObjectPropertyAddress> braq::changedDeviceProperties(const Devi
     return changes;
 }
 
-std::vector<AudioObjectPropertyAddress> braq::changedStreamProperties(const DeviceStream& before,
-                                                                      const DeviceStream& after) {
+std::vector<AudioObjectPropertyAddress> changedStreamProperties(const DeviceStream& before, const DeviceStream& after) {
     std::vector<AudioObjectPropertyAddress> changes;
     if (before.startingChannel != after.startingChannel) {
         changes.push_back(globalAddress(kAudioStreamPropertyStartingChannel));
@@ -68,3 +65,5 @@ std::vector<AudioObjectPropertyAddress> braq::changedStreamProperties(const Devi
     }
     return changes;
 }
+
+} // namespace braq

@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+namespace braq {
 namespace {
 
 Float64 signedDifference(UInt64 a, UInt64 b) {
@@ -11,10 +12,10 @@ Float64 signedDifference(UInt64 a, UInt64 b) {
 }
 
 /// A segment that begins `nanoseconds` after the start of `from`.
-braq::ClockSegment segmentAfter(const braq::ClockSegment& from, Float64 nanoseconds) {
+ClockSegment segmentAfter(const ClockSegment& from, Float64 nanoseconds) {
     const Float64 exact = from.hostFraction + nanoseconds;
     const Float64 whole = std::floor(exact);
-    braq::ClockSegment segment;
+    ClockSegment segment;
     segment.hostTime = from.hostTime + static_cast<UInt64>(static_cast<SInt64>(whole));
     segment.hostFraction = exact - whole;
     return segment;
@@ -22,20 +23,20 @@ braq::ClockSegment segmentAfter(const braq::ClockSegment& from, Float64 nanoseco
 
 } // namespace
 
-Float64 braq::ClockSegment::sampleTimeAt(UInt64 host) const noexcept {
+Float64 ClockSegment::sampleTimeAt(UInt64 host) const noexcept {
     return sampleTime + (signedDifference(host, hostTime) - hostFraction) / nanosecondsPerFrame;
 }
 
-Float64 braq::ClockSegment::nanosecondsUntil(Float64 sample) const noexcept {
+Float64 ClockSegment::nanosecondsUntil(Float64 sample) const noexcept {
     return hostFraction + (sample - sampleTime) * nanosecondsPerFrame;
 }
 
-Float64 braq::ClockView::sampleTimeAt(UInt64 host) const noexcept {
+Float64 ClockView::sampleTimeAt(UInt64 host) const noexcept {
     const bool isBefore = before.nanosecondsPerFrame > 0.0 && host < now.hostTime;
     return (isBefore ? before : now).sampleTimeAt(host);
 }
 
-UInt64 braq::ClockView::hostTimeAt(Float64 sample) const noexcept {
+UInt64 ClockView::hostTimeAt(Float64 sample) const noexcept {
     const bool isBefore = before.nanosecondsPerFrame > 0.0 && sample < now.sampleTime;
     const ClockSegment& segment = isBefore ? before : now;
     const Float64 nanoseconds = std::round(segment.nanosecondsUntil(sample));
@@ -46,7 +47,7 @@ UInt64 braq::ClockView::hostTimeAt(Float64 sample) const noexcept {
     return back < segment.hostTime ? segment.hostTime - back : 0;
 }
 
-void braq::DeviceClock::publish(const DeviceCycle& cycle) noexcept {
+void DeviceClock::publish(const DeviceCycle& cycle) noexcept {
     const Float64 frames = cycle.frames;
     const Float64 measured = nanosecondsPerSecond / cycle.nominalRate * cycle.rateScalar;
     ClockSegment segment;
@@ -73,14 +74,14 @@ void braq::DeviceClock::publish(const DeviceCycle& cycle) noexcept {
     put(mView);
 }
 
-void braq::DeviceClock::reset() noexcept {
+void DeviceClock::reset() noexcept {
     mView = {};
     put(mView);
 }
 
 // A sequence lock. The segments are stored with release and read with acquire, so that a reader that sees a word of a
 // new view also sees the preceding odd number when it checks the number again.
-void braq::DeviceClock::put(const ClockView& view) noexcept {
+void DeviceClock::put(const ClockView& view) noexcept {
     const UInt32 sequence = mSequence.load(std::memory_order_relaxed);
     mSequence.store(sequence + 1, std::memory_order_relaxed);
     mBefore.set(view.before);
@@ -88,7 +89,7 @@ void braq::DeviceClock::put(const ClockView& view) noexcept {
     mSequence.store(sequence + 2, std::memory_order_release);
 }
 
-std::optional<braq::ClockView> braq::DeviceClock::view() const noexcept {
+std::optional<ClockView> DeviceClock::view() const noexcept {
     while (true) {
         const UInt32 sequence = mSequence.load(std::memory_order_acquire);
         const ClockView view{mBefore.get(), mNow.get()};
@@ -98,7 +99,7 @@ std::optional<braq::ClockView> braq::DeviceClock::view() const noexcept {
     }
 }
 
-void braq::DeviceClock::PublishedSegment::set(const ClockSegment& segment) noexcept {
+void DeviceClock::PublishedSegment::set(const ClockSegment& segment) noexcept {
     sampleTime.store(segment.sampleTime, std::memory_order_release);
     hostTime.store(segment.hostTime, std::memory_order_release);
     hostFraction.store(segment.hostFraction, std::memory_order_release);
@@ -106,7 +107,7 @@ void braq::DeviceClock::PublishedSegment::set(const ClockSegment& segment) noexc
     rateScalar.store(segment.rateScalar, std::memory_order_release);
 }
 
-braq::ClockSegment braq::DeviceClock::PublishedSegment::get() const noexcept {
+ClockSegment DeviceClock::PublishedSegment::get() const noexcept {
     ClockSegment segment;
     segment.sampleTime = sampleTime.load(std::memory_order_acquire);
     segment.hostTime = hostTime.load(std::memory_order_acquire);
@@ -115,3 +116,5 @@ braq::ClockSegment braq::DeviceClock::PublishedSegment::get() const noexcept {
     segment.rateScalar = rateScalar.load(std::memory_order_acquire);
     return segment;
 }
+
+} // namespace braq

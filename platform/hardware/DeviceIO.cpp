@@ -2,15 +2,15 @@
 
 #include "platform/hardware/Hardware.h"
 
+namespace braq {
 namespace {
 
 // A removed device has no running procedures, which is the purpose of stopping and removing.
-OSStatus onDevice(AudioDeviceID id, OSStatus statusWhenGone,
-                  const std::function<OSStatus(braq::DeviceProcedures&)>& work) {
-    if (braq::DeviceProcedures::isOnIOThread()) {
+OSStatus onDevice(AudioDeviceID id, OSStatus statusWhenGone, const std::function<OSStatus(DeviceProcedures&)>& work) {
+    if (DeviceProcedures::isOnIOThread()) {
         return kAudioHardwareIllegalOperationError;
     }
-    const braq::Hardware& hardware = braq::Hardware::instance();
+    const Hardware& hardware = Hardware::instance();
     if (const auto device = hardware.findDevice(id)) {
         return work(device->procedures);
     }
@@ -19,29 +19,29 @@ OSStatus onDevice(AudioDeviceID id, OSStatus statusWhenGone,
 
 } // namespace
 
-OSStatus braq::addIOProcedure(AudioDeviceID device, IODirections directions, IOProcedure procedure, void* context,
-                              IOProcedureID* id) {
+OSStatus addIOProcedure(AudioDeviceID device, IODirections directions, IOProcedure procedure, void* context,
+                        IOProcedureID* id) {
     return onDevice(device, kAudioHardwareBadObjectError,
                     [&](DeviceProcedures& procedures) { return procedures.add(directions, procedure, context, id); });
 }
 
-void braq::preferRate(AudioDeviceID device, Float64 rate) {
+void preferRate(AudioDeviceID device, Float64 rate) {
     onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) {
         procedures.preferRate(rate);
         return kAudioHardwareNoError;
     });
 }
 
-OSStatus braq::startIOProcedure(AudioDeviceID device, IOProcedureID id) {
+OSStatus startIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareBadObjectError,
                     [&](DeviceProcedures& procedures) { return procedures.start(id); });
 }
 
-OSStatus braq::stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
+OSStatus stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.stop(id); });
 }
 
-bool braq::isIOProcedureStarted(AudioDeviceID device, IOProcedureID id) {
+bool isIOProcedureStarted(AudioDeviceID device, IOProcedureID id) {
     bool isStarted = false;
     onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) {
         isStarted = procedures.isStarted(id);
@@ -50,8 +50,10 @@ bool braq::isIOProcedureStarted(AudioDeviceID device, IOProcedureID id) {
     return isStarted;
 }
 
-OSStatus braq::removeIOProcedure(AudioDeviceID device, IOProcedureID id) {
+OSStatus removeIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.remove(id); });
 }
+
+} // namespace braq
 
 bool BRAQThreadIsInDeviceCycle() noexcept { return braq::DeviceProcedures::isOnIOThread(); }

@@ -5,26 +5,27 @@
 
 #include <algorithm>
 
+namespace braq {
 namespace {
 
 // Initial-exec, so that the first access on a thread does not allocate.
 thread_local bool isInCycle [[gnu::tls_model("initial-exec")]] = false;
 
-braq::IOProcedureID nextProcedureID() {
-    static std::atomic<braq::IOProcedureID> last{0};
+IOProcedureID nextProcedureID() {
+    static std::atomic<IOProcedureID> last{0};
     return last.fetch_add(1, std::memory_order_relaxed) + 1;
 }
 
 } // namespace
 
-bool braq::DeviceProcedures::isOnIOThread() noexcept { return isInCycle; }
+bool DeviceProcedures::isOnIOThread() noexcept { return isInCycle; }
 
-braq::DeviceProcedures::DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events)
+DeviceProcedures::DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events)
     : mDevice(std::move(device)), mEvents(std::move(events)), mShape(shape) {}
 
-braq::DeviceProcedures::~DeviceProcedures() = default;
+DeviceProcedures::~DeviceProcedures() = default;
 
-OSStatus braq::DeviceProcedures::add(IODirections directions, IOProcedure procedure, void* context, IOProcedureID* id) {
+OSStatus DeviceProcedures::add(IODirections directions, IOProcedure procedure, void* context, IOProcedureID* id) {
     if (isInCycle || procedure == nullptr) {
         return kAudioHardwareIllegalOperationError;
     }
@@ -34,8 +35,7 @@ OSStatus braq::DeviceProcedures::add(IODirections directions, IOProcedure proced
     return kAudioHardwareNoError;
 }
 
-OSStatus braq::DeviceProcedures::change(IOProcedureID id,
-                                        const std::function<OSStatus(std::vector<Entry>::iterator)>& how) {
+OSStatus DeviceProcedures::change(IOProcedureID id, const std::function<OSStatus(std::vector<Entry>::iterator)>& how) {
     if (isInCycle) {
         return kAudioHardwareIllegalOperationError;
     }
@@ -44,25 +44,25 @@ OSStatus braq::DeviceProcedures::change(IOProcedureID id,
     return found == mEntries.end() ? kAudioHardwareBadObjectError : how(found);
 }
 
-void braq::DeviceProcedures::preferRate(Float64 rate) {
+void DeviceProcedures::preferRate(Float64 rate) {
     const std::lock_guard lock(mControl);
     if (!mIsGone && !isRunning()) {
         mDevice->preferRate(rate);
     }
 }
 
-OSStatus braq::DeviceProcedures::start(IOProcedureID id) {
+OSStatus DeviceProcedures::start(IOProcedureID id) {
     return change(id, [this](auto entry) { return startEntry(*entry); });
 }
 
-OSStatus braq::DeviceProcedures::stop(IOProcedureID id) {
+OSStatus DeviceProcedures::stop(IOProcedureID id) {
     return change(id, [this](auto entry) {
         stopEntry(*entry);
         return kAudioHardwareNoError;
     });
 }
 
-OSStatus braq::DeviceProcedures::remove(IOProcedureID id) {
+OSStatus DeviceProcedures::remove(IOProcedureID id) {
     return change(id, [this](auto entry) {
         stopEntry(*entry);
         mEntries.erase(entry);
@@ -70,12 +70,12 @@ OSStatus braq::DeviceProcedures::remove(IOProcedureID id) {
     });
 }
 
-bool braq::DeviceProcedures::isStarted(IOProcedureID id) {
+bool DeviceProcedures::isStarted(IOProcedureID id) {
     const std::lock_guard lock(mControl);
     return std::ranges::any_of(mEntries, [id](const Entry& entry) { return entry.id == id && entry.isStarted; });
 }
 
-OSStatus braq::DeviceProcedures::startEntry(Entry& entry) {
+OSStatus DeviceProcedures::startEntry(Entry& entry) {
     if (mIsGone) {
         return kAudioHardwareBadDeviceError;
     }
@@ -98,7 +98,7 @@ OSStatus braq::DeviceProcedures::startEntry(Entry& entry) {
     return kAudioHardwareNoError;
 }
 
-void braq::DeviceProcedures::stopEntry(Entry& entry) {
+void DeviceProcedures::stopEntry(Entry& entry) {
     if (!entry.isStarted) {
         return;
     }
@@ -109,7 +109,7 @@ void braq::DeviceProcedures::stopEntry(Entry& entry) {
     }
 }
 
-void braq::DeviceProcedures::stopDriver() {
+void DeviceProcedures::stopDriver() {
     if (!isRunning()) {
         return;
     }
@@ -118,17 +118,17 @@ void braq::DeviceProcedures::stopDriver() {
     mClock.reset();
 }
 
-void braq::DeviceProcedures::setRunning(bool isRunning) {
+void DeviceProcedures::setRunning(bool isRunning) {
     mIsRunning.store(isRunning, std::memory_order_release);
     mEvents.runningChanged();
 }
 
-OSStatus braq::DeviceProcedures::callDriver(const std::function<OSStatus(DriverDevice&)>& what) {
+OSStatus DeviceProcedures::callDriver(const std::function<OSStatus(DriverDevice&)>& what) {
     const std::lock_guard lock(mControl);
     return mIsGone ? kAudioHardwareBadDeviceError : what(*mDevice);
 }
 
-void braq::DeviceProcedures::setShape(const CycleShape& shape) {
+void DeviceProcedures::setShape(const CycleShape& shape) {
     const std::lock_guard lock(mControl);
     if (mShape == shape) {
         return;
@@ -137,18 +137,18 @@ void braq::DeviceProcedures::setShape(const CycleShape& shape) {
     replaceMix();
 }
 
-void braq::DeviceProcedures::stopAll() {
+void DeviceProcedures::stopAll() {
     const std::lock_guard lock(mControl);
     stopEntries();
 }
 
-void braq::DeviceProcedures::deviceIsGone() {
+void DeviceProcedures::deviceIsGone() {
     const std::lock_guard lock(mControl);
     mIsGone = true;
     stopEntries();
 }
 
-void braq::DeviceProcedures::stopEntries() {
+void DeviceProcedures::stopEntries() {
     for (Entry& entry : mEntries) {
         entry.isStarted = false;
     }
@@ -156,7 +156,7 @@ void braq::DeviceProcedures::stopEntries() {
     stopDriver();
 }
 
-void braq::DeviceProcedures::logThrown(const std::string& deviceName) {
+void DeviceProcedures::logThrown(const std::string& deviceName) {
     const std::lock_guard lock(mControl);
     for (Entry& entry : mEntries) {
         if (!entry.isLogged && entry.procedure.hasThrown->load(std::memory_order_acquire)) {
@@ -168,7 +168,7 @@ void braq::DeviceProcedures::logThrown(const std::string& deviceName) {
     }
 }
 
-void braq::DeviceProcedures::replaceMix() {
+void DeviceProcedures::replaceMix() {
     std::vector<MixedProcedure> running;
     for (const Entry& entry : mEntries) {
         if (entry.isStarted) {
@@ -181,7 +181,7 @@ void braq::DeviceProcedures::replaceMix() {
     mOwnedMix = std::move(mix);
 }
 
-void braq::DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
+void DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
     isInCycle = true;
     const BRAQRealtimePassage passage(mCycle);
     mClock.publish(cycle);
@@ -195,3 +195,5 @@ void braq::DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
     }
     isInCycle = false;
 }
+
+} // namespace braq

@@ -3,14 +3,8 @@
 #include <algorithm>
 #include <array>
 
+namespace braq {
 namespace {
-
-using braq::ChannelPosition;
-using braq::Device;
-using braq::DeviceDirection;
-using braq::DeviceState;
-using braq::Direction;
-using braq::PropertyValue;
 
 std::optional<Direction> directionOf(UInt32 scope) {
     switch (scope) {
@@ -34,7 +28,7 @@ std::vector<UInt32> preferredStereoChannels(const DeviceDirection& direction) {
 
 std::vector<UInt32> channelsOfStreams(const DeviceDirection& direction) {
     std::vector<UInt32> channels;
-    std::ranges::transform(direction.streams, std::back_inserter(channels), &braq::DeviceStream::channels);
+    std::ranges::transform(direction.streams, std::back_inserter(channels), &DeviceStream::channels);
     return channels;
 }
 
@@ -57,7 +51,7 @@ std::optional<PropertyValue> directionProperty(const DeviceState& state, Directi
 
 /// Properties of the whole device, which are also in each direction's scope.
 std::optional<PropertyValue> wholeProperty(const Device& device, const DeviceState& state, UInt32 selector) {
-    const braq::DeviceDescription& description = state.description;
+    const DeviceDescription& description = state.description;
     const auto flag = [](bool is) { return PropertyValue::scalar(UInt32{is}); };
     switch (selector) {
     case kAudioDevicePropertyDeviceUID: return PropertyValue::text(description.uid);
@@ -80,8 +74,8 @@ std::optional<PropertyValue> wholeProperty(const Device& device, const DeviceSta
 
 } // namespace
 
-std::optional<braq::PropertyValue> braq::deviceProperty(const Device& device, const DeviceState& state,
-                                                        const AudioObjectPropertyAddress& address) {
+std::optional<PropertyValue> deviceProperty(const Device& device, const DeviceState& state,
+                                            const AudioObjectPropertyAddress& address) {
     const auto direction = directionOf(address.mScope);
     if (!direction && address.mScope != kAudioObjectPropertyScopeGlobal) {
         return std::nullopt;
@@ -89,3 +83,5 @@ std::optional<braq::PropertyValue> braq::deviceProperty(const Device& device, co
     auto value = direction ? directionProperty(state, *direction, address.mSelector) : std::nullopt;
     return value ? std::move(value) : wholeProperty(device, state, address.mSelector);
 }
+
+} // namespace braq

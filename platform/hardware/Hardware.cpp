@@ -7,20 +7,21 @@
 #include <algorithm>
 #include <utility>
 
+namespace braq {
 namespace {
 
-std::function<std::vector<std::unique_ptr<braq::Driver>>()>& replacementDrivers() {
-    static std::function<std::vector<std::unique_ptr<braq::Driver>>()> make;
+std::function<std::vector<std::unique_ptr<Driver>>()>& replacementDrivers() {
+    static std::function<std::vector<std::unique_ptr<Driver>>()> make;
     return make;
 }
 
 } // namespace
 
-void braq::replaceDrivers(std::function<std::vector<std::unique_ptr<Driver>>()> make) {
+void replaceDrivers(std::function<std::vector<std::unique_ptr<Driver>>()> make) {
     replacementDrivers() = std::move(make);
 }
 
-braq::Hardware& braq::Hardware::instance() {
+Hardware& Hardware::instance() {
     // Never destroyed: threads of drivers use it as long as the process runs.
     static auto* const hardware = new Hardware();
     static std::once_flag isStarted;
@@ -28,9 +29,9 @@ braq::Hardware& braq::Hardware::instance() {
     return *hardware;
 }
 
-braq::Hardware::Hardware() : mNotifications([this] { logThrownProcedures(); }) {}
+Hardware::Hardware() : mNotifications([this] { logThrownProcedures(); }) {}
 
-void braq::Hardware::startDrivers() {
+void Hardware::startDrivers() {
     mHasFallback = !replacementDrivers();
     for (auto& driver : mHasFallback ? makeDrivers() : replacementDrivers()()) {
         mDrivers.push_back({std::move(driver), {}, {}});
@@ -41,7 +42,7 @@ void braq::Hardware::startDrivers() {
     fallBackIfThereIsNoServer();
 }
 
-void braq::Hardware::fallBackIfThereIsNoServer() {
+void Hardware::fallBackIfThereIsNoServer() {
     const std::lock_guard fallbackLock(mFallbackMutex);
     bool hasServer = false;
     {
@@ -51,7 +52,7 @@ void braq::Hardware::fallBackIfThereIsNoServer() {
     mFallback.setIsNeeded(mHasFallback && !hasServer);
 }
 
-std::optional<braq::Hardware::Object> braq::Hardware::find(AudioObjectID object) const {
+std::optional<Hardware::Object> Hardware::find(AudioObjectID object) const {
     if (object == kAudioObjectSystemObject) {
         return Object{};
     }
@@ -64,42 +65,42 @@ std::optional<braq::Hardware::Object> braq::Hardware::find(AudioObjectID object)
     return Object{place.device, place.device->state, place.direction, place.stream};
 }
 
-std::shared_ptr<braq::Device> braq::Hardware::findDevice(AudioDeviceID device) const {
+std::shared_ptr<Device> Hardware::findDevice(AudioDeviceID device) const {
     const auto object = find(device);
     return object && !object->direction ? object->device : nullptr;
 }
 
-bool braq::Hardware::wasThere(AudioObjectID object) const {
+bool Hardware::wasThere(AudioObjectID object) const {
     const std::lock_guard lock(mMutex);
     return object != kAudioObjectUnknown && object < mNextID;
 }
 
-std::vector<AudioDeviceID> braq::Hardware::devices() const {
+std::vector<AudioDeviceID> Hardware::devices() const {
     const std::lock_guard lock(mMutex);
     std::vector<AudioDeviceID> ids;
     std::ranges::transform(mDevices, std::back_inserter(ids), &Device::id);
     return ids;
 }
 
-AudioDeviceID braq::Hardware::defaultDevice(Direction direction) const {
+AudioDeviceID Hardware::defaultDevice(Direction direction) const {
     const std::lock_guard lock(mMutex);
     const Defaults now = defaults();
     return direction == Direction::playback ? now.output : now.input;
 }
 
-AudioDeviceID braq::Hardware::deviceForUID(const std::string& uid) const {
+AudioDeviceID Hardware::deviceForUID(const std::string& uid) const {
     const std::lock_guard lock(mMutex);
     return withUID(uid);
 }
 
-AudioDeviceID braq::Hardware::withUID(const std::string& uid) const {
+AudioDeviceID Hardware::withUID(const std::string& uid) const {
     const auto found =
         std::ranges::find_if(mDevices, [&](const auto& device) { return device->state->description.uid == uid; });
     return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
 }
 
 // The first driver with a default device that exists takes precedence; the loopback fallback comes last.
-braq::Hardware::Defaults braq::Hardware::defaults() const {
+Hardware::Defaults Hardware::defaults() const {
     Defaults now;
     for (const DriverEntry& entry : mDrivers) {
         if (now.output == kAudioObjectUnknown && !entry.outputUID.empty()) {
@@ -116,7 +117,7 @@ braq::Hardware::Defaults braq::Hardware::defaults() const {
 }
 
 template <class Change>
-void braq::Hardware::changeSystem(Change change) {
+void Hardware::changeSystem(Change change) {
     std::vector<AudioObjectPropertyAddress> changes;
     {
         const std::lock_guard lock(mMutex);
@@ -136,7 +137,7 @@ void braq::Hardware::changeSystem(Change change) {
     }
 }
 
-AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) {
+AudioDeviceID Hardware::deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) {
     AudioDeviceID id = kAudioObjectUnknown;
     changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
         if (description.uid.empty() || withUID(description.uid) != kAudioObjectUnknown) {
@@ -159,7 +160,7 @@ AudioDeviceID braq::Hardware::deviceAppeared(DeviceDescription description, std:
 }
 
 // A stream keeps its id as long as there is one at its index.
-void braq::Hardware::assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction) {
+void Hardware::assignStreams(DeviceState& state, const std::shared_ptr<Device>& device, Direction direction) {
     std::vector<AudioObjectID>& ids = state.streams(direction);
     const std::size_t count = state.direction(direction).streams.size();
     while (ids.size() > count) {
@@ -172,7 +173,7 @@ void braq::Hardware::assignStreams(DeviceState& state, const std::shared_ptr<Dev
     }
 }
 
-void braq::Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
+void Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
     std::shared_ptr<Device> device;
     std::shared_ptr<const DeviceState> before;
     std::shared_ptr<const DeviceState> after;
@@ -212,18 +213,18 @@ void braq::Hardware::deviceChanged(AudioDeviceID id, DeviceDescription descripti
     }
 }
 
-void braq::Hardware::propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) {
+void Hardware::propertiesChanged(AudioDeviceID device, const std::vector<AudioObjectPropertyAddress>& addresses) {
     mNotifications.post(device, addresses);
 }
 
-void braq::Hardware::deviceStopped(AudioDeviceID id) {
+void Hardware::deviceStopped(AudioDeviceID id) {
     if (const auto device = findDevice(id)) {
         // A driver may hold its locks here.
         mNotifications.run([device] { device->procedures.stopAll(); });
     }
 }
 
-void braq::Hardware::deviceVanished(AudioDeviceID id) {
+void Hardware::deviceVanished(AudioDeviceID id) {
     std::shared_ptr<Device> device;
     changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
         const auto found = std::ranges::find(mDevices, id, &Device::id);
@@ -245,7 +246,7 @@ void braq::Hardware::deviceVanished(AudioDeviceID id) {
     mNotifications.run([this, device] { forget(device); });
 }
 
-void braq::Hardware::forget(const std::shared_ptr<Device>& device) {
+void Hardware::forget(const std::shared_ptr<Device>& device) {
     std::vector<AudioObjectID> objects;
     {
         const std::lock_guard lock(mMutex);
@@ -262,7 +263,7 @@ void braq::Hardware::forget(const std::shared_ptr<Device>& device) {
     }
 }
 
-void braq::Hardware::defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) {
+void Hardware::defaultsChanged(const Driver& driver, std::string outputUID, std::string inputUID) {
     changeSystem([&]() -> std::vector<AudioObjectPropertyAddress> {
         for (DriverEntry& entry : mDrivers) {
             if (entry.driver.get() == &driver) {
@@ -275,7 +276,7 @@ void braq::Hardware::defaultsChanged(const Driver& driver, std::string outputUID
     });
 }
 
-void braq::Hardware::serverIsThere(const Driver& driver, bool isThere) {
+void Hardware::serverIsThere(const Driver& driver, bool isThere) {
     {
         const std::lock_guard lock(mMutex);
         for (DriverEntry& entry : mDrivers) {
@@ -287,7 +288,7 @@ void braq::Hardware::serverIsThere(const Driver& driver, bool isThere) {
     mNotifications.run([this] { fallBackIfThereIsNoServer(); });
 }
 
-void braq::Hardware::logThrownProcedures() const {
+void Hardware::logThrownProcedures() const {
     std::vector<std::pair<std::shared_ptr<Device>, std::string>> devices;
     {
         const std::lock_guard lock(mMutex);
@@ -299,3 +300,5 @@ void braq::Hardware::logThrownProcedures() const {
         device->procedures.logThrown(name);
     }
 }
+
+} // namespace braq

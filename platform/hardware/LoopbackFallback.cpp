@@ -2,7 +2,9 @@
 
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 
-void braq::LoopbackFallback::setIsNeeded(bool isNeeded) {
+namespace braq {
+
+void LoopbackFallback::setIsNeeded(bool isNeeded) {
     if (!isNeeded && mDevice != nullptr) {
         mDevice->vanish();
         mDevice.reset();
@@ -14,3 +16,5 @@ void braq::LoopbackFallback::setIsNeeded(bool isNeeded) {
         mDevice = SoftwareDriver::instance()->makeDevice(options);
     }
 }
+
+} // namespace braq

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <utility>
 
+namespace braq {
 namespace {
 
 constexpr const char* name = "BRAQ notices";
@@ -18,28 +19,28 @@ bool matches(const AudioObjectPropertyAddress& pattern, const AudioObjectPropert
 
 } // namespace
 
-bool braq::Notifications::Interest::isFor(AudioObjectID other, const AudioObjectPropertyAddress& otherAddress) const {
-    return object == other && braq::isSame(address, otherAddress);
+bool Notifications::Interest::isFor(AudioObjectID other, const AudioObjectPropertyAddress& otherAddress) const {
+    return object == other && isSame(address, otherAddress);
 }
 
-braq::Notifications::Notifications(std::function<void()> onNudge)
+Notifications::Notifications(std::function<void()> onNudge)
     : mQueue(name, BRAQWorkQueue::Thread::stays, std::move(onNudge)) {}
 
-void braq::Notifications::post(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses) {
+void Notifications::post(AudioObjectID object, std::vector<AudioObjectPropertyAddress> addresses) {
     append([this, change = Change{++mPosted, object, std::move(addresses)}] { deliver(change); });
 }
 
-void braq::Notifications::run(std::function<void()> work) { append(std::move(work)); }
+void Notifications::run(std::function<void()> work) { append(std::move(work)); }
 
-void braq::Notifications::nudge() noexcept { mQueue.nudge(); }
+void Notifications::nudge() noexcept { mQueue.nudge(); }
 
-void braq::Notifications::append(std::function<void()> work) {
+void Notifications::append(std::function<void()> work) {
     if (mQueue.run(std::move(work)) != 0) {
         NSLog("(ERROR) Notifications : the system has no thread to give; listeners hear of changes later");
     }
 }
 
-void braq::Notifications::deliver(const Change& change) const {
+void Notifications::deliver(const Change& change) const {
     const auto isMeant = [&change](const Interest& interest) {
         return interest.object == change.object && interest.after < change.number &&
                std::ranges::any_of(change.addresses, [&](const auto& one) { return matches(interest.address, one); });
@@ -53,8 +54,8 @@ void braq::Notifications::deliver(const Change& change) const {
     mListeners->deliver(name, isMeant, whatItHears);
 }
 
-void braq::Notifications::addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                      AudioObjectPropertyListenerProc listener, void* clientData) {
+void Notifications::addListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                AudioObjectPropertyListenerProc listener, void* clientData) {
     const std::lock_guard lock(mRegistryMutex);
     const bool isThere = std::ranges::any_of(mRegistry, [&](const Listener& known) {
         return known.interest.isFor(object, address) && known.procedure == listener && known.clientData == clientData;
@@ -69,8 +70,8 @@ void braq::Notifications::addListener(AudioObjectID object, const AudioObjectPro
     mRegistry.push_back({interest, listener, clientData, std::move(registration)});
 }
 
-void braq::Notifications::removeListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                         AudioObjectPropertyListenerProc listener, void* clientData) {
+void Notifications::removeListener(AudioObjectID object, const AudioObjectPropertyAddress& address,
+                                   AudioObjectPropertyListenerProc listener, void* clientData) {
     std::shared_ptr<Registration> registration;
     {
         const std::lock_guard lock(mRegistryMutex);
@@ -87,7 +88,7 @@ void braq::Notifications::removeListener(AudioObjectID object, const AudioObject
     registration->end();
 }
 
-void braq::Notifications::removeListenersOf(AudioObjectID object) {
+void Notifications::removeListenersOf(AudioObjectID object) {
     const std::lock_guard lock(mRegistryMutex);
     std::erase_if(mRegistry, [&](Listener& known) {
         if (known.interest.object != object) {
@@ -97,3 +98,5 @@ void braq::Notifications::removeListenersOf(AudioObjectID object) {
         return true;
     });
 }
+
+} // namespace braq

@@ -1,8 +1,9 @@
 #include "platform/hardware/Properties.h"
 
+namespace braq {
 namespace {
 
-OSStatus found(std::optional<braq::PropertyValue> answer, braq::PropertyValue& value) {
+OSStatus found(std::optional<PropertyValue> answer, PropertyValue& value) {
     if (!answer) {
         return kAudioHardwareUnknownPropertyError;
     }
@@ -12,7 +13,7 @@ OSStatus found(std::optional<braq::PropertyValue> answer, braq::PropertyValue& v
 
 } // namespace
 
-OSStatus braq::readProperty(AudioObjectID id, const AudioObjectPropertyAddress& address, PropertyValue& value) {
+OSStatus readProperty(AudioObjectID id, const AudioObjectPropertyAddress& address, PropertyValue& value) {
     const Hardware& hardware = Hardware::instance();
     const auto object = hardware.find(id);
     if (!object) {
@@ -38,8 +39,7 @@ OSStatus braq::readProperty(AudioObjectID id, const AudioObjectPropertyAddress& 
                  value);
 }
 
-std::optional<braq::PropertyValue> braq::systemProperty(const Hardware& hardware,
-                                                        const AudioObjectPropertyAddress& address) {
+std::optional<PropertyValue> systemProperty(const Hardware& hardware, const AudioObjectPropertyAddress& address) {
     if (address.mScope != kAudioObjectPropertyScopeGlobal) {
         return std::nullopt;
     }
@@ -55,8 +55,7 @@ std::optional<braq::PropertyValue> braq::systemProperty(const Hardware& hardware
     }
 }
 
-std::optional<braq::PropertyValue> braq::streamProperty(const DeviceStream& stream,
-                                                        const AudioObjectPropertyAddress& address) {
+std::optional<PropertyValue> streamProperty(const DeviceStream& stream, const AudioObjectPropertyAddress& address) {
     if (address.mScope != kAudioObjectPropertyScopeGlobal) {
         return std::nullopt;
     }
@@ -66,3 +65,5 @@ std::optional<braq::PropertyValue> braq::streamProperty(const DeviceStream& stre
     default: return std::nullopt;
     }
 }
+
+} // namespace braq

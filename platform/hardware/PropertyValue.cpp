@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <utility>
 
-braq::PropertyValue braq::PropertyValue::bufferList(const std::vector<UInt32>& channels) {
+namespace braq {
+
+PropertyValue PropertyValue::bufferList(const std::vector<UInt32>& channels) {
     PropertyValue value;
     value.mKind = Kind::bufferList;
     value.mHeaderBytes = offsetof(AudioBufferList, mBuffers);
@@ -18,18 +20,18 @@ braq::PropertyValue braq::PropertyValue::bufferList(const std::vector<UInt32>& c
     return value;
 }
 
-braq::PropertyValue braq::PropertyValue::text(std::string text) {
+PropertyValue PropertyValue::text(std::string text) {
     PropertyValue value;
     value.mKind = Kind::text;
     value.mText = std::move(text);
     return value;
 }
 
-UInt32 braq::PropertyValue::byteSize() const {
+UInt32 PropertyValue::byteSize() const {
     return static_cast<UInt32>(mKind == Kind::text ? sizeof(CFStringRef) : mBytes.size());
 }
 
-OSStatus braq::PropertyValue::copyTo(UInt32* size, void* data) const {
+OSStatus PropertyValue::copyTo(UInt32* size, void* data) const {
     if (mKind == Kind::text) {
         return copyTextTo(size, data);
     }
@@ -50,7 +52,7 @@ OSStatus braq::PropertyValue::copyTo(UInt32* size, void* data) const {
     return kAudioHardwareNoError;
 }
 
-OSStatus braq::PropertyValue::copyTextTo(UInt32* size, void* data) const {
+OSStatus PropertyValue::copyTextTo(UInt32* size, void* data) const {
     if (*size != sizeof(CFStringRef)) {
         return kAudioHardwareBadPropertySizeError;
     }
@@ -61,3 +63,5 @@ OSStatus braq::PropertyValue::copyTextTo(UInt32* size, void* data) const {
     std::memcpy(data, &string, sizeof(string));
     return kAudioHardwareNoError;
 }
+
+} // namespace braq

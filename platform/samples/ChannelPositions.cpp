@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <set>
 
-braq::ChannelPositions braq::usualPositions(UInt32 channels) {
+namespace braq {
+
+ChannelPositions usualPositions(UInt32 channels) {
     using enum BRAQChannelPosition;
     switch (channels) {
     case 1: return {mono};
@@ -18,11 +20,13 @@ braq::ChannelPositions braq::usualPositions(UInt32 channels) {
     }
 }
 
-bool braq::areKnown(const ChannelPositions& positions) {
+bool areKnown(const ChannelPositions& positions) {
     const std::set<ChannelPosition> different(positions.begin(), positions.end());
     return !positions.empty() && different.size() == positions.size() && !different.contains(ChannelPosition::unknown);
 }
 
-bool braq::isChannelPosition(ChannelPosition position) {
+bool isChannelPosition(ChannelPosition position) {
     return position >= ChannelPosition::unknown && position <= ChannelPosition::frontRightOfCenter;
 }
+
+} // namespace braq

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-bool braq::isFloatFormat(const AudioStreamBasicDescription& format, UInt32 mostChannels) {
+namespace braq {
+
+bool isFloatFormat(const AudioStreamBasicDescription& format, UInt32 mostChannels) {
     constexpr UInt32 formatBits =
         kAudioFormatFlagIsFloat | kAudioFormatFlagIsBigEndian | kAudioFormatFlagIsSignedInteger;
     const UInt32 channelsInABuffer = isInterleaved(format) ? format.mChannelsPerFrame : 1;
@@ -13,7 +15,7 @@ bool braq::isFloatFormat(const AudioStreamBasicDescription& format, UInt32 mostC
            std::isfinite(format.mSampleRate);
 }
 
-AudioStreamBasicDescription braq::planarFloatFormat(Float64 sampleRate, UInt32 channels) {
+AudioStreamBasicDescription planarFloatFormat(Float64 sampleRate, UInt32 channels) {
     AudioStreamBasicDescription format{};
     format.mSampleRate = sampleRate;
     format.mFormatID = kAudioFormatLinearPCM;
@@ -26,7 +28,7 @@ AudioStreamBasicDescription braq::planarFloatFormat(Float64 sampleRate, UInt32 c
     return format;
 }
 
-bool braq::fits(const AudioBufferList& list, const AudioStreamBasicDescription& format, UInt32 frames) {
+bool fits(const AudioBufferList& list, const AudioStreamBasicDescription& format, UInt32 frames) {
     const UInt32 channelsInABuffer = isInterleaved(format) ? format.mChannelsPerFrame : 1;
     return list.mNumberBuffers == format.mChannelsPerFrame / channelsInABuffer &&
            std::all_of(list.mBuffers, list.mBuffers + list.mNumberBuffers, [&](const AudioBuffer& buffer) {
@@ -34,3 +36,5 @@ bool braq::fits(const AudioBufferList& list, const AudioStreamBasicDescription& 
                       buffer.mDataByteSize >= UInt64{frames} * format.mBytesPerFrame;
            });
 }
+
+} // namespace braq

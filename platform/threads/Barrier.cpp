@@ -5,6 +5,8 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+namespace braq {
+
 #if defined(__SANITIZE_THREAD__)
 #define BRAQ_THREAD_SANITIZER 1
 #elif defined(__has_feature)
@@ -20,13 +22,13 @@ bool call(membarrier_cmd command) noexcept { return syscall(SYS_membarrier, comm
 } // namespace
 
 // The result is not kept: it matters whether the call is allowed when a ring is created.
-void braq::prepareBarrierWhileFree() noexcept {
+void prepareBarrierWhileFree() noexcept {
     if (__libc_single_threaded != 0) {
         call(MEMBARRIER_CMD_REGISTER_PRIVATE_EXPEDITED);
     }
 }
 
-bool braq::canPassBarrierOnAllThreads() noexcept {
+bool canPassBarrierOnAllThreads() noexcept {
 #if defined(BRAQ_THREAD_SANITIZER)
     return false;
 #else
@@ -35,4 +37,6 @@ bool braq::canPassBarrierOnAllThreads() noexcept {
 #endif
 }
 
-bool braq::passBarrierOnAllThreads() noexcept { return call(MEMBARRIER_CMD_PRIVATE_EXPEDITED); }
+bool passBarrierOnAllThreads() noexcept { return call(MEMBARRIER_CMD_PRIVATE_EXPEDITED); }
+
+} // namespace braq

@@ -1,7 +1,9 @@
 #include "platform/units/Unit.h"
 
-OSStatus braq::checkParameter(AudioUnitParameterID parameter, AudioUnitParameterID expected, AudioUnitScope scope,
-                              AudioUnitElement element) noexcept {
+namespace braq {
+
+OSStatus checkParameter(AudioUnitParameterID parameter, AudioUnitParameterID expected, AudioUnitScope scope,
+                        AudioUnitElement element) noexcept {
     if (parameter != expected) {
         return kAudioUnitErr_InvalidParameter;
     }
@@ -10,3 +12,5 @@ OSStatus braq::checkParameter(AudioUnitParameterID parameter, AudioUnitParameter
     }
     return element == 0 ? 0 : kAudioUnitErr_InvalidElement;
 }
+
+} // namespace braq

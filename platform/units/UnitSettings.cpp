@@ -3,8 +3,10 @@
 #include "platform/foundation/PropertyBytes.h"
 #include "platform/samples/StreamFormat.h"
 
-OSStatus braq::takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitPropertyID property, const void* data,
-                              UInt32 size) {
+namespace braq {
+
+OSStatus takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitPropertyID property, const void* data,
+                        UInt32 size) {
     constexpr UInt32 mostChannels = 1024;
     AudioStreamBasicDescription changed = format;
     const OSStatus status = property == kAudioUnitProperty_StreamFormat
@@ -20,7 +22,7 @@ OSStatus braq::takeUnitFormat(AudioStreamBasicDescription& format, AudioUnitProp
     return 0;
 }
 
-OSStatus braq::takeSliceLimit(UInt32& limit, const void* data, UInt32 size) {
+OSStatus takeSliceLimit(UInt32& limit, const void* data, UInt32 size) {
     constexpr UInt32 largest = 1U << 20;
     UInt32 wanted = 0;
     if (const OSStatus status = take(wanted, size, data, wrongUnitPropertySize)) {
@@ -32,3 +34,5 @@ OSStatus braq::takeSliceLimit(UInt32& limit, const void* data, UInt32 size) {
     limit = wanted;
     return 0;
 }
+
+} // namespace braq

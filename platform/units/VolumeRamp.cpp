@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-void braq::VolumeRamp::apply(AudioBufferList& list, UInt32 frames, float target, Float64 sampleRate) noexcept {
+namespace braq {
+
+void VolumeRamp::apply(AudioBufferList& list, UInt32 frames, float target, Float64 sampleRate) noexcept {
     if (target != mTarget) {
         mTarget = target;
         mLeft = static_cast<UInt32>(std::ceil(seconds * sampleRate));
@@ -27,8 +29,10 @@ void braq::VolumeRamp::apply(AudioBufferList& list, UInt32 frames, float target,
     mGain = mLeft == 0 ? mTarget : mGain + mStep * static_cast<float>(ramp);
 }
 
-void braq::VolumeRamp::applyRamp(float* samples, UInt32 frames) const noexcept {
+void VolumeRamp::applyRamp(float* samples, UInt32 frames) const noexcept {
     for (UInt32 frame = 0; frame < frames; ++frame) {
         samples[frame] *= mGain + mStep * static_cast<float>(frame + 1);
     }
 }
+
+} // namespace braq

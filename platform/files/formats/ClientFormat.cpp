@@ -2,7 +2,9 @@
 
 #include "platform/samples/StreamFormat.h"
 
-OSStatus braq::checkClientFormat(const AudioStreamBasicDescription& format) {
+namespace braq {
+
+OSStatus checkClientFormat(const AudioStreamBasicDescription& format) {
     if (format.mFormatID != kAudioFormatLinearPCM) {
         return kExtAudioFileError_NonPCMClientFormat;
     }
@@ -11,3 +13,5 @@ OSStatus braq::checkClientFormat(const AudioStreamBasicDescription& format) {
                ? 0
                : kExtAudioFileError_InvalidDataFormat;
 }
+
+} // namespace braq

@@ -2,8 +2,12 @@
 
 #include <array>
 
-std::string braq::libavErrorText(int error) {
+namespace braq {
+
+std::string libavErrorText(int error) {
     std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
     av_strerror(error, text.data(), text.size());
     return text.data();
 }
+
+} // namespace braq

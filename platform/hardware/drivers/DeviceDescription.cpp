@@ -2,7 +2,11 @@
 
 #include <numeric>
 
-UInt32 braq::DeviceDirection::channels() const {
+namespace braq {
+
+UInt32 DeviceDirection::channels() const {
     return std::accumulate(streams.begin(), streams.end(), UInt32{0},
                            [](UInt32 sum, const DeviceStream& stream) { return sum + stream.channels; });
 }
+
+} // namespace braq

@@ -2,4 +2,8 @@
 
 #include <cerrno>
 
-const char* braq::pipewire::applicationName() { return program_invocation_short_name; }
+namespace braq {
+
+const char* pipewire::applicationName() { return program_invocation_short_name; }
+
+} // namespace braq

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <utility>
 
+namespace braq {
 namespace {
 
 constexpr UInt64 wholeSecond = 1'000'000'000; // in nanoseconds
@@ -17,13 +18,13 @@ constexpr UInt64 longestDelayNanoseconds = wholeSecond / 2;
 
 } // namespace
 
-UInt64 braq::monotonicTime() noexcept {
+UInt64 monotonicTime() noexcept {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<UInt64>(now.tv_sec) * wholeSecond + static_cast<UInt64>(now.tv_nsec);
 }
 
-struct braq::SoftwareClockThread::Run {
+struct SoftwareClockThread::Run {
     explicit Run(std::shared_ptr<Client> of) : client(std::move(of)) {
         sem_init(&wake, 0, 0);
         sem_init(&isOver, 0, 0);
@@ -52,7 +53,7 @@ struct braq::SoftwareClockThread::Run {
     sem_t isOver{}; // posted when the thread no longer touches the client
 };
 
-std::unique_ptr<braq::SoftwareClockThread> braq::SoftwareClockThread::start(std::shared_ptr<Client> client) {
+std::unique_ptr<SoftwareClockThread> SoftwareClockThread::start(std::shared_ptr<Client> client) {
     auto run = std::make_shared<Run>(std::move(client));
     auto argument = std::make_unique<std::shared_ptr<Run>>(run);
     BRAQThread thread;
@@ -63,16 +64,16 @@ std::unique_ptr<braq::SoftwareClockThread> braq::SoftwareClockThread::start(std:
     return std::unique_ptr<SoftwareClockThread>(new SoftwareClockThread(std::move(run)));
 }
 
-braq::SoftwareClockThread::SoftwareClockThread(std::shared_ptr<Run> run) : mRun(std::move(run)) {}
+SoftwareClockThread::SoftwareClockThread(std::shared_ptr<Run> run) : mRun(std::move(run)) {}
 
-braq::SoftwareClockThread::~SoftwareClockThread() {
+SoftwareClockThread::~SoftwareClockThread() {
     mRun->mustEnd.store(true, std::memory_order_release);
     sem_post(&mRun->wake);
     while (sem_wait(&mRun->isOver) != 0 && errno == EINTR) {
     }
 }
 
-void braq::SoftwareClockThread::main(void* argument) {
+void SoftwareClockThread::main(void* argument) {
     const std::unique_ptr<std::shared_ptr<Run>> given(static_cast<std::shared_ptr<Run>*>(argument));
     Run& run = **given;
     BRAQThreadMakeIO(BRAQThreadSelf());
@@ -89,3 +90,5 @@ void braq::SoftwareClockThread::main(void* argument) {
     }
     sem_post(&run.isOver);
 }
+
+} // namespace braq

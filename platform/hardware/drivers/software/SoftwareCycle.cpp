@@ -5,8 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
-braq::SoftwareCycle::SoftwareCycle(UInt32 inputChannels, UInt32 outputChannels, UInt32 capacity, bool loopback,
-                                   UInt64 startTime)
+namespace braq {
+
+SoftwareCycle::SoftwareCycle(UInt32 inputChannels, UInt32 outputChannels, UInt32 capacity, bool loopback,
+                             UInt64 startTime)
     : mIsLoopback(loopback),
       mInput(inputChannels),
       mOutput(outputChannels),
@@ -15,7 +17,7 @@ braq::SoftwareCycle::SoftwareCycle(UInt32 inputChannels, UInt32 outputChannels, 
     reserve(capacity);
 }
 
-void braq::SoftwareCycle::reserve(UInt32 frames) {
+void SoftwareCycle::reserve(UInt32 frames) {
     if (frames <= mCapacity) {
         return;
     }
@@ -36,7 +38,7 @@ void braq::SoftwareCycle::reserve(UInt32 frames) {
     }
 }
 
-void braq::SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate, const Float32* const* input) noexcept {
+void SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate, const Float32* const* input) noexcept {
     takePlayed(frames);
     cycles.runCycle({.frames = frames,
                      .sampleTime = mSampleTime,
@@ -56,7 +58,7 @@ void braq::SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate,
 }
 
 // Starts with silence for frames that were not played yet: the delay is the longest cycle so far.
-void braq::SoftwareCycle::takePlayed(UInt32 frames) noexcept {
+void SoftwareCycle::takePlayed(UInt32 frames) noexcept {
     const UInt32 there = std::min(frames, mPlayedFrames);
     for (std::size_t channel = 0; channel < mInput.size(); ++channel) {
         Float32* target = mInput[channel].data();
@@ -72,7 +74,7 @@ void braq::SoftwareCycle::takePlayed(UInt32 frames) noexcept {
     mPlayedFrames -= there;
 }
 
-void braq::SoftwareCycle::keepPlayed(UInt32 frames) noexcept {
+void SoftwareCycle::keepPlayed(UInt32 frames) noexcept {
     if (!mIsLoopback) {
         return;
     }
@@ -81,3 +83,5 @@ void braq::SoftwareCycle::keepPlayed(UInt32 frames) noexcept {
     }
     mPlayedFrames += frames;
 }
+
+} // namespace braq

@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 
+namespace braq {
 namespace {
 
 bool hasEmptyStream(const BRAQSoftwareDirection& direction) {
@@ -11,10 +12,10 @@ bool hasEmptyStream(const BRAQSoftwareDirection& direction) {
 }
 
 // Three, five and seven channels are ambiguous, so nothing must be moved or mixed there.
-braq::ChannelPositions positionsByCount(UInt32 channels) {
+ChannelPositions positionsByCount(UInt32 channels) {
     constexpr std::array counts{1U, 2U, 4U, 6U, 8U};
     const bool isTelling = std::ranges::find(counts, channels) != counts.end();
-    return isTelling ? braq::usualPositions(channels) : braq::ChannelPositions();
+    return isTelling ? usualPositions(channels) : ChannelPositions();
 }
 
 bool hasWrongPositions(const BRAQSoftwareDirection& direction) {
@@ -22,12 +23,12 @@ bool hasWrongPositions(const BRAQSoftwareDirection& direction) {
     for (const BRAQSoftwareStream& stream : direction.streams) {
         channels += stream.channels;
     }
-    return !direction.positions.empty() && (direction.positions.size() != channels ||
-                                            !std::ranges::all_of(direction.positions, braq::isChannelPosition));
+    return !direction.positions.empty() &&
+           (direction.positions.size() != channels || !std::ranges::all_of(direction.positions, isChannelPosition));
 }
 
-braq::DeviceDirection directionOf(const BRAQSoftwareDirection& options) {
-    braq::DeviceDirection direction;
+DeviceDirection directionOf(const BRAQSoftwareDirection& options) {
+    DeviceDirection direction;
     UInt32 next = 1;
     for (const BRAQSoftwareStream& stream : options.streams) {
         const UInt32 starting = stream.startingChannel != 0 ? stream.startingChannel : next;
@@ -42,7 +43,7 @@ braq::DeviceDirection directionOf(const BRAQSoftwareDirection& options) {
 
 } // namespace
 
-const char* braq::faultOf(const BRAQSoftwareDeviceOptions& options) {
+const char* faultOf(const BRAQSoftwareDeviceOptions& options) {
     if (options.uid.empty()) {
         return "it has no UID";
     }
@@ -65,7 +66,7 @@ const char* braq::faultOf(const BRAQSoftwareDeviceOptions& options) {
     return nullptr;
 }
 
-braq::DeviceDescription braq::descriptionOf(const BRAQSoftwareDeviceOptions& options) {
+DeviceDescription descriptionOf(const BRAQSoftwareDeviceOptions& options) {
     DeviceDescription description;
     description.uid = options.uid;
     description.name = options.name;
@@ -82,3 +83,5 @@ braq::DeviceDescription braq::descriptionOf(const BRAQSoftwareDeviceOptions& opt
     description.record = directionOf(options.record);
     return description;
 }
+
+} // namespace braq

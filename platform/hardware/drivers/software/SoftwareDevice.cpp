@@ -8,6 +8,7 @@
 
 #include <algorithm>
 
+namespace braq {
 namespace {
 
 void logRefusal(const std::string& uid, const char* why) {
@@ -16,8 +17,8 @@ void logRefusal(const std::string& uid, const char* why) {
 
 } // namespace
 
-std::shared_ptr<braq::SoftwareDevice> braq::SoftwareDevice::make(const BRAQSoftwareDeviceOptions& options,
-                                                                 DriverHost& host, SoftwareDriver& driver) {
+std::shared_ptr<SoftwareDevice> SoftwareDevice::make(const BRAQSoftwareDeviceOptions& options, DriverHost& host,
+                                                     SoftwareDriver& driver) {
     if (const char* why = faultOf(options)) {
         logRefusal(options.uid, why);
         return nullptr;
@@ -35,7 +36,7 @@ std::shared_ptr<braq::SoftwareDevice> braq::SoftwareDevice::make(const BRAQSoftw
     return device;
 }
 
-braq::SoftwareDevice::SoftwareDevice(const BRAQSoftwareDeviceOptions& options, DriverHost& host, SoftwareDriver& driver)
+SoftwareDevice::SoftwareDevice(const BRAQSoftwareDeviceOptions& options, DriverHost& host, SoftwareDriver& driver)
     : mHost(host),
       mDriver(driver),
       mUID(options.uid),
@@ -45,7 +46,7 @@ braq::SoftwareDevice::SoftwareDevice(const BRAQSoftwareDeviceOptions& options, D
       mRate(options.sampleRate),
       mBufferFrames(options.bufferFrames) {}
 
-void braq::SoftwareDevice::vanish() {
+void SoftwareDevice::vanish() {
     {
         const std::lock_guard lock(mMutex);
         if (mIsGone) {
@@ -58,7 +59,7 @@ void braq::SoftwareDevice::vanish() {
     mHost.deviceVanished(id());
 }
 
-OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
+OSStatus SoftwareDevice::startIO(DeviceCycles& cycles) {
     const std::lock_guard lock(mMutex);
     if (mIsGone) {
         return kAudioHardwareBadDeviceError;
@@ -81,13 +82,13 @@ OSStatus braq::SoftwareDevice::startIO(DeviceCycles& cycles) {
     return mThread != nullptr ? kAudioHardwareNoError : kAudioHardwareUnspecifiedError;
 }
 
-void braq::SoftwareDevice::stopIO() {
+void SoftwareDevice::stopIO() {
     mRunning.store(nullptr);
     mThread.reset();
     mStep.waitUntilLeft();
 }
 
-bool braq::SoftwareDevice::countCycle() noexcept {
+bool SoftwareDevice::countCycle() noexcept {
     const SInt64 left = mCyclesLeft.load(std::memory_order_acquire);
     if (left > 0) {
         mCyclesLeft.store(left - 1, std::memory_order_release);
@@ -95,7 +96,7 @@ bool braq::SoftwareDevice::countCycle() noexcept {
     return left != 0;
 }
 
-bool braq::SoftwareDevice::runCycle() noexcept {
+bool SoftwareDevice::runCycle() noexcept {
     const bool stays = countCycle();
     DeviceCycles* cycles = mRunning.load();
     if (cycles == nullptr) {
@@ -105,7 +106,7 @@ bool braq::SoftwareDevice::runCycle() noexcept {
     return stays;
 }
 
-bool braq::SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
+bool SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
     if (mClock != BRAQSoftwareClock::stepped || frames == 0 || mIsStepping.exchange(true)) {
         return false;
     }
@@ -126,8 +127,7 @@ bool braq::SoftwareDevice::step(UInt32 frames, const Float32* const* input, Floa
     return isRunning;
 }
 
-void braq::SoftwareDevice::runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input,
-                                   Float32* const* output) {
+void SoftwareDevice::runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input, Float32* const* output) {
     mCycle->reserve(frames);
     mCycle->run(cycles, frames, mRate.load(std::memory_order_acquire), input);
     for (std::size_t channel = 0; output != nullptr && channel < mCycle->outputChannels(); ++channel) {
@@ -136,19 +136,19 @@ void braq::SoftwareDevice::runStep(DeviceCycles& cycles, UInt32 frames, const Fl
     mStepTime.store(mCycle->hostTime(), std::memory_order_release);
 }
 
-OSStatus braq::SoftwareDevice::setNominalRate(Float64 rate) {
+OSStatus SoftwareDevice::setNominalRate(Float64 rate) {
     changeRate(rate);
     return kAudioHardwareNoError;
 }
 
-void braq::SoftwareDevice::changeRate(Float64 rate) {
+void SoftwareDevice::changeRate(Float64 rate) {
     const std::lock_guard lock(mMutex);
     mRate.store(rate, std::memory_order_release);
     mDescription.nominalRate = rate;
     mHost.deviceChanged(id(), mDescription);
 }
 
-OSStatus braq::SoftwareDevice::setBufferFrames(UInt32 frames) {
+OSStatus SoftwareDevice::setBufferFrames(UInt32 frames) {
     const std::lock_guard lock(mMutex);
     mBufferFrames.store(frames, std::memory_order_release);
     mDescription.bufferFrames = frames;
@@ -156,31 +156,30 @@ OSStatus braq::SoftwareDevice::setBufferFrames(UInt32 frames) {
     return kAudioHardwareNoError;
 }
 
-OSStatus braq::SoftwareDevice::propertyStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
+OSStatus SoftwareDevice::propertyStatus(AudioObjectID object, const AudioObjectPropertyAddress& address) const {
     const std::lock_guard lock(mMutex);
-    const auto found = std::ranges::find_if(mFaults, [&](const PropertyFault& fault) {
-        return fault.object == object && braq::isSame(fault.address, address);
-    });
+    const auto found = std::ranges::find_if(
+        mFaults, [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
     return found == mFaults.end() ? kAudioHardwareNoError : found->status;
 }
 
-void braq::SoftwareDevice::failStarts(UInt32 count, OSStatus status) {
+void SoftwareDevice::failStarts(UInt32 count, OSStatus status) {
     const std::lock_guard lock(mMutex);
     mStartsToFail = count;
     mStartStatus = status;
 }
 
-void braq::SoftwareDevice::failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,
-                                        OSStatus status) {
+void SoftwareDevice::failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, OSStatus status) {
     const std::lock_guard lock(mMutex);
-    std::erase_if(mFaults, [&](const PropertyFault& fault) {
-        return fault.object == object && braq::isSame(fault.address, address);
-    });
+    std::erase_if(mFaults,
+                  [&](const PropertyFault& fault) { return fault.object == object && isSame(fault.address, address); });
     if (status != kAudioHardwareNoError) {
         mFaults.push_back({object, address, status});
     }
 }
 
-void braq::SoftwareDevice::notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses) {
+void SoftwareDevice::notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses) {
     mHost.propertiesChanged(id(), addresses);
 }
+
+} // namespace braq

@@ -2,37 +2,38 @@
 
 #include <atomic>
 
+namespace braq {
 namespace {
 
-std::atomic<braq::SoftwareDriver*> made{nullptr};
+std::atomic<SoftwareDriver*> made{nullptr};
 
 } // namespace
 
-std::unique_ptr<braq::Driver> braq::makeSoftwareDriver() { return std::make_unique<SoftwareDriver>(); }
+std::unique_ptr<Driver> makeSoftwareDriver() { return std::make_unique<SoftwareDriver>(); }
 
-braq::SoftwareDriver* braq::SoftwareDriver::instance() { return made.load(); }
+SoftwareDriver* SoftwareDriver::instance() { return made.load(); }
 
-braq::SoftwareDriver::SoftwareDriver() { made.store(this); }
+SoftwareDriver::SoftwareDriver() { made.store(this); }
 
-void braq::SoftwareDriver::start(DriverHost& host) { mHost = &host; }
+void SoftwareDriver::start(DriverHost& host) { mHost = &host; }
 
-std::shared_ptr<braq::SoftwareDevice> braq::SoftwareDriver::makeDevice(const BRAQSoftwareDeviceOptions& options) {
+std::shared_ptr<SoftwareDevice> SoftwareDriver::makeDevice(const BRAQSoftwareDeviceOptions& options) {
     return SoftwareDevice::make(options, *mHost, *this);
 }
 
-void braq::SoftwareDriver::setDefaultPlayback(const std::string& uid) {
+void SoftwareDriver::setDefaultPlayback(const std::string& uid) {
     const std::lock_guard lock(mMutex);
     mOutputUID = uid;
     publishDefaults();
 }
 
-void braq::SoftwareDriver::setDefaultRecord(const std::string& uid) {
+void SoftwareDriver::setDefaultRecord(const std::string& uid) {
     const std::lock_guard lock(mMutex);
     mInputUID = uid;
     publishDefaults();
 }
 
-void braq::SoftwareDriver::dropDefault(const std::string& uid) {
+void SoftwareDriver::dropDefault(const std::string& uid) {
     const std::lock_guard lock(mMutex);
     if (mOutputUID == uid) {
         mOutputUID.clear();
@@ -43,4 +44,6 @@ void braq::SoftwareDriver::dropDefault(const std::string& uid) {
     publishDefaults();
 }
 
-void braq::SoftwareDriver::publishDefaults() { mHost->defaultsChanged(*this, mOutputUID, mInputUID); }
+void SoftwareDriver::publishDefaults() { mHost->defaultsChanged(*this, mOutputUID, mInputUID); }
+
+} // namespace braq
