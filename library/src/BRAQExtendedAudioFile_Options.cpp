@@ -1,10 +1,9 @@
 #include "library/src/BRAQExtendedAudioFile_Options.h"
 
-namespace braq {
-
 const char kBRAQExtendedAudioFileClientDataFormatKey[] = "BRAQExtendedAudioFileClientDataFormat";
 const char kBRAQExtendedAudioFileClientSampleRateKey[] = "BRAQExtendedAudioFileClientSampleRate";
 
+namespace braq {
 namespace {
 
 using Value = BRAQExtendedAudioFileOptionValue;

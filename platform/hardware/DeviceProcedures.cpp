@@ -87,7 +87,6 @@ OSStatus DeviceProcedures::startEntry(Entry& entry) {
     if (isRunning()) {
         return kAudioHardwareNoError;
     }
-    mClock.reset();
     const OSStatus status = mDevice->startIO(*this);
     if (status != kAudioHardwareNoError) {
         entry.isStarted = false;

@@ -2,8 +2,13 @@
 
 #include "BRAQAudio/platform/export.h"
 
+#ifdef __cplusplus
+#include <cstddef>
+#include <cstdint>
+#else
 #include <stddef.h>
 #include <stdint.h>
+#endif
 
 /// @addtogroup records
 /// @{

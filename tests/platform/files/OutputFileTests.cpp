@@ -7,6 +7,7 @@
 
 #include <gmock/gmock.h>
 
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <limits>
@@ -115,6 +116,34 @@ TEST_F(Files_OutputFile, SkipsWhatFailed) {
     write("behind");
     EXPECT_EQ(mFile->close(), 0);
     EXPECT_EQ(content(), std::string("kept\0\0\0\0behind", 14));
+}
+
+TEST_F(Files_OutputFile, StaysIfItWasThereBeforeAndCannotBeBegun) {
+    const bool isRun = runWithSmallDisk(mFolder.path(), 8192, [&] {
+        std::ofstream(mPath) << "before" << std::flush;
+        EXPECT_EQ(OutputFile::create(mPath, unlimited, 1'000'000, mFile), kAudioFileUnspecifiedError);
+        EXPECT_TRUE(std::filesystem::exists(mPath));
+        const std::string other = mFolder.file("other");
+        EXPECT_EQ(OutputFile::create(other, unlimited, 1'000'000, mFile), kAudioFileUnspecifiedError);
+        EXPECT_FALSE(std::filesystem::exists(other));
+    });
+    if (!isRun) {
+        GTEST_SKIP() << "not shown: this process may not mount a small disk";
+    }
+}
+
+TEST_F(Files_OutputFile, SaysThatClosingFailed) {
+    const bool isRun = runWithFailingClose([&] {
+        create();
+        write("bytes");
+        EXPECT_EQ(mFile->close(), kAudioFileUnspecifiedError);
+        EXPECT_EQ(mFile->close(), 0) << "it was closed all the same";
+    });
+    if (!isRun) {
+        GTEST_SKIP() << "not shown: this process may not filter its system calls";
+    }
+    EXPECT_THAT(mLog.errors(), ElementsAre(HasSubstr("No space left on device")));
+    EXPECT_EQ(content(), "bytes");
 }
 
 } // namespace

@@ -23,11 +23,11 @@ bool mountSmallDisk(const std::string& place, std::size_t bytes) {
            ::mount("none", place.c_str(), "tmpfs", 0, options.c_str()) == 0;
 }
 
-/// The answer is given, and nothing is done.
-bool answerReservations(unsigned answer) {
+/// The thread's calls of one function of the system get an answer, an error or 0 for success, and nothing is done.
+bool answerCalls(unsigned call, unsigned answer) {
     sock_filter program[] = {
         BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_fallocate, 0, 1),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, call, 0, 1),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | answer),
         BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
     };
@@ -54,11 +54,15 @@ bool runWithSmallDisk(const std::string& place, std::size_t bytes, const std::fu
 }
 
 bool runWithoutReservations(const std::function<void()>& body) {
-    return runOnThread([] { return answerReservations(EOPNOTSUPP); }, body);
+    return runOnThread([] { return answerCalls(SYS_fallocate, EOPNOTSUPP); }, body);
+}
+
+bool runWithFailingClose(const std::function<void()>& body) {
+    return runOnThread([] { return answerCalls(SYS_close, ENOSPC); }, body);
 }
 
 bool runWithEmptyPromises(const std::function<void()>& body) {
-    return runOnThread([] { return answerReservations(0); }, body);
+    return runOnThread([] { return answerCalls(SYS_fallocate, 0); }, body);
 }
 
 FileSizeLimit::FileSizeLimit(std::size_t bytes) : mHandlerBefore(std::signal(SIGXFSZ, SIG_IGN)) {

@@ -18,6 +18,10 @@ bool runWithoutReservations(const std::function<void()>& body);
 /// @return as `runWithoutReservations`
 bool runWithEmptyPromises(const std::function<void()>& body);
 
+/// Runs `body` on a thread for which closing a file fails, as on a file system that writes only then.
+/// @return as `runWithoutReservations`
+bool runWithFailingClose(const std::function<void()>& body);
+
 /// No file of this process can grow beyond so many bytes while it lives; whoever tries is told, but not killed.
 class FileSizeLimit {
   public:
