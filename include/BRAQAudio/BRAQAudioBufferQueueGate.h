@@ -58,7 +58,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueueGate {
     /// Fails in debug builds of the library.
     static void assertOneRealtimeThread() noexcept;
 
-    BRAQRealtimeSection mCopy{BRAQRealtimeSection::OrderKeeper::controlSide};
+    BRAQRealtimeSection mCopy{BRAQRealtimeSection::Threads::one, BRAQRealtimeSection::OrderKeeper::controlSide};
     std::atomic<UInt32> mClosures{0};   // written by the control side only
     std::recursive_mutex mControlMutex; // control threads
 };

@@ -79,7 +79,7 @@ class DeviceProcedures final : public DeviceCycles {
     bool mIsGone = false;        // under mControl
     std::atomic<bool> mIsRunning{false};
 
-    BRAQRealtimeSection mCycle;           // passed by the I/O thread, which uses mMix inside
+    BRAQRealtimeSection mCycle{BRAQRealtimeSection::Threads::one}; // passed by the I/O thread, which uses mMix inside
     std::atomic<CycleMix*> mMix{nullptr}; // written by control threads, used by the I/O thread during a cycle
     std::unique_ptr<CycleMix> mOwnedMix;  // under mControl: what mMix points at
     DeviceClock mClock;

@@ -4,9 +4,11 @@
 #include <chrono>
 #include <thread>
 
-BRAQRealtimeSection::BRAQRealtimeSection(OrderKeeper wanted)
-    : mState(wanted == OrderKeeper::controlSide && braq::canPassBarrierOnAllThreads() ? State::controlSide
-                                                                                      : State::realtimeSide) {}
+BRAQRealtimeSection::BRAQRealtimeSection(Threads threads, OrderKeeper wanted)
+    : mState(threads == Threads::one && wanted == OrderKeeper::controlSide && braq::canPassBarrierOnAllThreads()
+                 ? State::controlSide
+                 : State::realtimeSide),
+      mThreads(threads) {}
 
 void BRAQRealtimeSection::waitUntilLeft() noexcept {
     if (mState.load() != State::realtimeSide && !braq::passBarrierOnAllThreads()) {
@@ -14,7 +16,8 @@ void BRAQRealtimeSection::waitUntilLeft() noexcept {
     }
     // A thread that waited by yielding could keep one of lower priority from leaving.
     constexpr std::chrono::microseconds pause{20};
-    while (mInside.load() != 0) {
+    const UInt32 before = mPassing.load();
+    for (UInt32 now = before; isInside(now) && (mThreads == Threads::many || now == before); now = mPassing.load()) {
         std::this_thread::sleep_for(pause);
     }
 }

@@ -64,10 +64,11 @@ class DevicePlayback {
     const UInt32 mPullFrames; // maximum of one pull
     const bool mStartsAtZero;
 
-    BRAQRealtimeSection mSlice;        // passed by the I/O thread, which looks at mIsAsking inside
-    std::atomic<UInt32> mSlices{0};    // written by the I/O thread
-    std::atomic<bool> mIsAsking{true}; // written by control threads
-    std::atomic<bool> mHolds{false};   // written by the I/O thread
+    BRAQRealtimeSection mSlice{
+        BRAQRealtimeSection::Threads::one}; // passed by the I/O thread, which looks at mIsAsking inside
+    std::atomic<UInt32> mSlices{0};         // written by the I/O thread
+    std::atomic<bool> mIsAsking{true};      // written by control threads
+    std::atomic<bool> mHolds{false};        // written by the I/O thread
 
     // I/O thread
     std::optional<VariableRateConverter> mConverter; // if the rates differ

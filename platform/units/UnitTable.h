@@ -48,10 +48,10 @@ class UnitTable {
 
   private:
     struct Place {
-        std::atomic<UInt32> generation{0}; // odd while taken; read by all
-        BRAQRealtimeSection use;           // passed by all who use the unit
-        std::atomic<Unit*> unit{nullptr};  // read by all
-        std::shared_ptr<Unit> owned;       // under mMutex
+        std::atomic<UInt32> generation{0};                           // odd while taken; read by all
+        BRAQRealtimeSection use{BRAQRealtimeSection::Threads::many}; // passed by all who use the unit
+        std::atomic<Unit*> unit{nullptr};                            // read by all
+        std::shared_ptr<Unit> owned;                                 // under mMutex
     };
     static constexpr UInt32 placesInABlock = 256;
     static constexpr UInt32 mostBlocks = 4096;

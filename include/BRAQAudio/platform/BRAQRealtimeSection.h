@@ -22,15 +22,15 @@
 /// interrupts the other processors for about a microsecond.
 class BRAQ_EXPORT BRAQRealtimeSection {
   public:
-    /// Which side ensures the order on the real-time side.
-    enum class OrderKeeper : UInt8 {
-        realtimeSide,
-        controlSide, ///< one thread may be inside at a time
-    };
+    /// How many threads may be inside at a time.
+    enum class Threads : UInt8 { one, many };
 
-    /// @param wanted becomes the real-time side if the system lacks the call for the control side, now or later. The
-    ///     first control side of a process may take milliseconds to create. Not on an I/O thread.
-    explicit BRAQRealtimeSection(OrderKeeper wanted = OrderKeeper::realtimeSide);
+    /// Which side ensures the order on the real-time side.
+    enum class OrderKeeper : UInt8 { realtimeSide, controlSide };
+
+    /// @param wanted becomes the real-time side for many threads, and if the system lacks the call for the control side,
+    ///     now or later. The first control side of a process may take milliseconds to create. Not on an I/O thread.
+    explicit BRAQRealtimeSection(Threads threads, OrderKeeper wanted = OrderKeeper::realtimeSide);
     BRAQRealtimeSection(const BRAQRealtimeSection&) = delete;
     BRAQRealtimeSection& operator=(const BRAQRealtimeSection&) = delete;
 
@@ -43,37 +43,42 @@ class BRAQ_EXPORT BRAQRealtimeSection {
     /// @realtime
     void enter() noexcept {
         if (isKeptByControlSide()) [[likely]] {
-            mInside.store(1, std::memory_order_relaxed);
+            mPassing.store(mPassing.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
             std::atomic_signal_fence(std::memory_order_seq_cst); // the compiler keeps to the order by itself
         } else {
-            mInside.fetch_add(1);
+            mPassing.fetch_add(1);
         }
     }
     /// @realtime The thread that entered.
     void leave() noexcept {
         if (isKeptByControlSide()) [[likely]] {
-            mInside.store(0, std::memory_order_release);
+            mPassing.store(mPassing.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+        } else if (mThreads == Threads::one) {
+            mPassing.fetch_add(1, std::memory_order_release);
         } else {
-            mInside.fetch_sub(1, std::memory_order_release);
+            mPassing.fetch_sub(1, std::memory_order_release);
         }
     }
     /// Whether a thread is inside.
     /// @realtime Any thread.
-    bool isInUse() const noexcept { return mInside.load(std::memory_order_relaxed) != 0; }
+    bool isInUse() const noexcept { return isInside(mPassing.load(std::memory_order_relaxed)); }
 
-    /// Returns when everybody has left who entered before. Polls, because the real-time side makes no system call to
-    /// announce its end: this is for sections that take far less time than passes between them. Any thread that is not
-    /// inside.
+    /// Returns when everybody has left who entered before; for many threads, when nobody was inside for a moment. Polls,
+    /// because the real-time side makes no system call to announce its end. Any thread that is not inside.
     void waitUntilLeft() noexcept;
 
   private:
     enum class State : UInt8 { realtimeSide, changing, controlSide };
 
+    bool isInside(UInt32 passing) const noexcept { return mThreads == Threads::one ? passing % 2 != 0 : passing != 0; }
     bool isKeptByControlSide() const noexcept { return mState.load(std::memory_order_relaxed) == State::controlSide; }
     void leaveOrderToRealtimeSide() noexcept;
 
-    std::atomic<UInt32> mInside{0}; // written by the real-time side
-    std::atomic<State> mState;      // written by the control side
+    // Written by the real-time side. One thread: how often it has entered or left, so odd while it is inside; it may
+    // be inside most of the time, and the end of one passage must be seen all the same. Many: how many are inside.
+    std::atomic<UInt32> mPassing{0};
+    std::atomic<State> mState; // written by the control side
+    const Threads mThreads;
 };
 
 /// Enters a section for the lifetime of this object.

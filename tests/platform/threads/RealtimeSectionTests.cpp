@@ -10,17 +10,30 @@
 
 #include <atomic>
 #include <chrono>
+#include <ostream>
+#include <string>
 #include <thread>
 
 namespace {
 
 using Section = BRAQRealtimeSection;
 using OrderKeeper = Section::OrderKeeper;
+using Threads = Section::Threads;
 
-class RealtimeSectionKeptBy : public testing::TestWithParam<OrderKeeper> {};
+struct Way {
+    const char* name;
+    Threads threads;
+    OrderKeeper keeper;
+};
 
-TEST_P(RealtimeSectionKeptBy, WaitsForAPassageThatIsUnderWay) {
-    Section section(GetParam());
+void PrintTo(const Way& way, std::ostream* stream) { *stream << way.name; }
+
+constexpr Way keptByControlSide{"OneThreadOrderedByTheControlSide", Threads::one, OrderKeeper::controlSide};
+
+class RealtimeSectionFor : public testing::TestWithParam<Way> {};
+
+TEST_P(RealtimeSectionFor, WaitsForAPassageThatIsUnderWay) {
+    Section section(GetParam().threads, GetParam().keeper);
     section.enter();
     EXPECT_TRUE(section.isInUse());
     std::atomic<bool> isChanged = false;
@@ -42,8 +55,8 @@ TEST_P(RealtimeSectionKeptBy, WaitsForAPassageThatIsUnderWay) {
     EXPECT_FALSE(section.isInUse());
 }
 
-TEST_P(RealtimeSectionKeptBy, KeepsTheRealtimeRules) {
-    Section section(GetParam());
+TEST_P(RealtimeSectionFor, KeepsTheRealtimeRules) {
+    Section section(GetParam().threads, GetParam().keeper);
     bool isInUse = false;
     braq::tests::runRealtime([&] {
         const BRAQRealtimePassage passage(section);
@@ -58,12 +71,12 @@ TEST_P(RealtimeSectionKeptBy, KeepsTheRealtimeRules) {
 // to arrive; without a barrier, a look overtakes it.
 class Meeting {
   public:
-    explicit Meeting(OrderKeeper keeper) : mSection(keeper) {}
+    explicit Meeting(const Way& way) : mSection(way.threads, way.keeper) {}
 
     /// @return in how many rounds the control side had done waiting while a passage that had not seen its change was
     ///     still inside
     int hold() {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(5); // on a busy machine
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(2); // on a busy machine
         std::thread realtime([this] {
             for (int round = 1; round <= mRounds; ++round) {
                 lineUp(mRealtimeRound, mControlRound, round);
@@ -124,17 +137,47 @@ class Meeting {
     std::atomic<int> mRounds = 1'000'000; // is made less by the control side before it begins the last one
 };
 
-TEST_P(RealtimeSectionKeptBy, NobodyIsInsideUnseenWhoHasNotSeenTheChange) {
+TEST_P(RealtimeSectionFor, NobodyIsInsideUnseenWhoHasNotSeenTheChange) {
     if (std::thread::hardware_concurrency() < 2) {
         GTEST_SKIP() << "not shown: on one processor nothing overtakes";
     }
     EXPECT_EQ(Meeting(GetParam()).hold(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(, RealtimeSectionKeptBy, testing::Values(OrderKeeper::realtimeSide, OrderKeeper::controlSide));
+INSTANTIATE_TEST_SUITE_P(, RealtimeSectionFor,
+                         testing::Values(keptByControlSide, Way{"OneThread", Threads::one, OrderKeeper::realtimeSide},
+                                         Way{"ManyThreads", Threads::many, OrderKeeper::realtimeSide}),
+                         [](const testing::TestParamInfo<Way>& way) { return std::string(way.param.name); });
 
-TEST(RealtimeSection, HoldsManyAtATimeIfTheRealtimeSideKeepsTheOrder) {
-    Section section;
+TEST(RealtimeSection, IsWaitedForNoLongerThanOnePassageOfItsThread) {
+    Section section(Threads::one);
+    std::atomic<bool> isDone = false;
+    std::atomic<int> passages = 0;
+    std::thread realtime([&] {
+        section.enter();
+        while (!isDone) {
+            ++passages;
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            section.leave();
+            section.enter(); // as good as never out
+        }
+        section.leave();
+    });
+    while (passages == 0) {
+        std::this_thread::yield();
+    }
+    const int before = passages;
+    constexpr int waits = 20;
+    for (int i = 0; i < waits; ++i) {
+        section.waitUntilLeft();
+    }
+    EXPECT_LE(passages - before, 10 * waits) << "one each, and some that pass while this thread has no processor";
+    isDone = true;
+    realtime.join();
+}
+
+TEST(RealtimeSection, HoldsManyThreadsAtATime) {
+    Section section(Threads::many, OrderKeeper::controlSide);
     section.enter();
     std::thread([&] {
         const BRAQRealtimePassage other(section);
@@ -143,7 +186,7 @@ TEST(RealtimeSection, HoldsManyAtATimeIfTheRealtimeSideKeepsTheOrder) {
     EXPECT_TRUE(section.isInUse()) << "this thread is still inside";
     section.leave();
     EXPECT_FALSE(section.isInUse());
-    EXPECT_EQ(section.orderKeeper(), OrderKeeper::realtimeSide);
+    EXPECT_EQ(section.orderKeeper(), OrderKeeper::realtimeSide) << "which is what holds for many";
 }
 
 #if BRAQ_REALTIME_GUARD // a sanitizer makes the control side's call impossible, or makes calls of its own
@@ -151,13 +194,13 @@ using threads_test::refuseBarriers;
 
 void makeOneWhereTheSystemHasNoBarriers() {
     refuseBarriers();
-    Section section(OrderKeeper::controlSide);
+    Section section(Threads::one, OrderKeeper::controlSide);
     REQUIRE(section.orderKeeper() == OrderKeeper::realtimeSide);
     section.waitUntilLeft();
 }
 
 void makeOneAndFork() {
-    Section section(OrderKeeper::controlSide);
+    Section section(Threads::one, OrderKeeper::controlSide);
     const pid_t child = fork();
     if (child == 0) {
         section.waitUntilLeft();
@@ -169,7 +212,7 @@ void makeOneAndFork() {
 }
 
 void makeOneAndForbidBarriers() {
-    Section section(OrderKeeper::controlSide);
+    Section section(Threads::one, OrderKeeper::controlSide);
     refuseBarriers();
     section.enter();
     std::atomic<bool> hasWaited = false;
@@ -189,7 +232,7 @@ void makeOneAndForbidBarriers() {
         REQUIRE(section.isInUse());
     }
     REQUIRE(!section.isInUse());
-    REQUIRE(Meeting(OrderKeeper::controlSide).hold() == 0); // another one, made where the call had been allowed
+    REQUIRE(Meeting(keptByControlSide).hold() == 0); // another one, made where the call had been allowed
 }
 
 // Without the look of the tests below, which would register the process before it forbids itself the call.
@@ -200,7 +243,7 @@ TEST(RealtimeSection, LeavesTheOrderToTheRealtimeSideWhereThereAreNoBarriers) {
 class RealtimeSectionInASandbox : public testing::Test {
   protected:
     void SetUp() override {
-        if (Section(OrderKeeper::controlSide).orderKeeper() != OrderKeeper::controlSide) {
+        if (Section(Threads::one, OrderKeeper::controlSide).orderKeeper() != OrderKeeper::controlSide) {
             GTEST_SKIP() << "not shown: this system has no barriers";
         }
     }

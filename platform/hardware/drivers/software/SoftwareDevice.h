@@ -87,7 +87,8 @@ class SoftwareDevice final : public DriverDevice,
     std::atomic<UInt64> mStepTime{0};
     std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
     std::atomic<bool> mIsStepping{false};         // by any thread: steps do not overlap
-    BRAQRealtimeSection mStep; // passed by the stepping thread, which uses mRunning and mCycle inside
+    BRAQRealtimeSection mStep{
+        BRAQRealtimeSection::Threads::one}; // passed by the stepping thread, which uses mRunning and mCycle inside
 
     std::unique_ptr<SoftwareCycle> mCycle;        // I/O thread or stepping thread while it runs
     std::unique_ptr<SoftwareClockThread> mThread; // control thread
