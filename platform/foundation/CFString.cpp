@@ -87,14 +87,14 @@ const char* CFStringGetCStringPtr(CFStringRef string) noexcept {
 
 CFIndex CFStringGetLength(CFStringRef string) noexcept { return static_cast<CFIndex>(unitsOf(string).size()); }
 
-CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacity, UniChar* characters) noexcept {
+CFIndex CFStringGetCharacters(CFStringRef string, CFIndex first, CFIndex capacity, UniChar* characters) noexcept {
     const std::u16string units = unitsOf(string);
     const auto length = static_cast<CFIndex>(units.size());
-    if (start < 0 || start >= length || capacity <= 0) {
+    if (first < 0 || first >= length || capacity <= 0) {
         return 0;
     }
-    const CFIndex count = std::min(capacity, length - start);
-    std::copy_n(units.data() + start, count, characters);
+    const CFIndex count = std::min(capacity, length - first);
+    std::copy_n(units.data() + first, count, characters);
     return count;
 }
 

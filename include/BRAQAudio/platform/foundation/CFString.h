@@ -65,9 +65,9 @@ BRAQ_EXPORT const char* CFStringGetCStringPtr(CFStringRef string) BRAQ_NOEXCEPT 
 /// The length in UTF-16 units; 0 for null, or if out of memory. Converts the text.
 BRAQ_EXPORT CFIndex CFStringGetLength(CFStringRef string) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFStringGetLength);
 
-/// Copies the units from `start` on to `characters`, at most `capacity` of them. Converts the text.
-/// @return units copied; 0 for null or a start outside the string, or if out of memory
-BRAQ_EXPORT CFIndex CFStringGetCharacters(CFStringRef string, CFIndex start, CFIndex capacity,
+/// Copies the units from `first` on to `characters`, at most `capacity` of them. Converts the text.
+/// @return units copied; 0 for null or a unit outside the string, or if out of memory
+BRAQ_EXPORT CFIndex CFStringGetCharacters(CFStringRef string, CFIndex first, CFIndex capacity,
                                           UniChar* characters) BRAQ_NOEXCEPT BRAQ_LINKER_NAME(CFStringGetCharacters);
 
 #ifdef __cplusplus
