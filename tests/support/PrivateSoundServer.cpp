@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -153,7 +154,7 @@ void PrivateSoundServer::start() {
 
 void PrivateSoundServer::startWithoutWaiting() {
     startWithoutSessionManager();
-    startSessionManager();
+    launchSessionManager();
 }
 
 void PrivateSoundServer::startWithoutSessionManager() {
@@ -168,8 +169,27 @@ void PrivateSoundServer::startWithoutSessionManager() {
     require(eventually([&] { return isListening(); }), "PipeWire does not listen");
 }
 
-void PrivateSoundServer::startSessionManager() {
+void PrivateSoundServer::launchSessionManager() {
     mSessionManager = std::make_unique<ChildProcess>(std::vector<std::string>{"wireplumber"}, log("wireplumber"));
+}
+
+// WirePlumber 0.5.8 stands still for good in one start of some forty on a server that others use already. It is started
+// again then, as the system's service manager would on a user's word.
+void PrivateSoundServer::startSessionManager() {
+    constexpr int starts = 3;
+    constexpr std::chrono::seconds patience{10};
+    for (int i = 0; i < starts; ++i) {
+        mSessionManager.reset();
+        launchSessionManager();
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (std::chrono::steady_clock::now() < end) {
+            if (run({"pw-cli", "ls", "Metadata"}).find("\"default\"") != std::string::npos) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+    }
+    require(false, "the session manager does not begin to work");
 }
 
 void PrivateSoundServer::kill() {

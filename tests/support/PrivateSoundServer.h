@@ -51,7 +51,7 @@ class PrivateSoundServer {
 
     /// Starts the server alone, as `startWithoutWaiting`: nobody connects streams to devices.
     void startWithoutSessionManager();
-    /// Starts a session manager on the server, and returns at once.
+    /// Starts a session manager on the server, and returns when it is at work.
     void startSessionManager();
     /// Ends the session manager at once, without a chance to take leave of anyone.
     void killSessionManager() { mSessionManager.reset(); }
@@ -81,6 +81,7 @@ class PrivateSoundServer {
   private:
     void setEnvironment(const std::string& name, const std::optional<std::string>& value);
     void writeConfiguration() const;
+    void launchSessionManager();
     bool isListening() const;
     bool isReadyForStreams(const Node& node);
     std::string log(const std::string& program) const;

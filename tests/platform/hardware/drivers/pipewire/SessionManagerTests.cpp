@@ -117,7 +117,7 @@ TEST_F(PipeWire_SessionManager, ThatDoesNotComeBackHasWhatPlaysAndRecordsStop) {
     EXPECT_TRUE(host.waitUntil([&] { return stops("test.sink") == 1 && stops("test.sink.monitor") == 1; }));
     EXPECT_GE(steady_clock::now() - begin, std::chrono::seconds(4)) << "one that is restarted has time to come back";
     EXPECT_LT(steady_clock::now() - begin, std::chrono::seconds(15));
-    EXPECT_TRUE(hasLogged("has not got them back, and has stopped"));
+    EXPECT_TRUE(eventually([&] { return hasLogged("has not got them back, and has stopped"); }));
     sink->stopIO();
     monitor->stopIO();
     EXPECT_EQ(sink->startIO(playback), kAudioHardwareNotRunningError) << "as without one from the beginning";
