@@ -145,7 +145,7 @@ TEST_F(FileBadInput, ThatIsNotPlayedHasTheReasonOfTheSystemOrOfLibavInTheError) 
 TEST_F(FileBadInput, ThatIsNotRecordedToHasTheReasonInTheError) {
     EXPECT_EQ(expectReasonOfNotRecording(path("no/such/a.wav"), "No such file or directory"),
               "no such file or directory");
-    EXPECT_EQ(expectReasonOfNotRecording(path(std::string(4000, 'x') + ".wav"), "File name too long"),
+    EXPECT_EQ(expectReasonOfNotRecording(path(std::string(4000, 'x').append(".wav")), "File name too long"),
               "the file cannot be read or written (File name too long)");
     EXPECT_EQ(expectReasonOfNotRecording(folder.path(), "Is a directory"),
               "the file cannot be read or written (Is a directory)");
@@ -182,7 +182,7 @@ TEST_F(FileBadInput, ThatIsNoFileIsNotPlayed) {
 
 TEST_F(FileBadInput, ThatIsNoFileIsNotRecordedTo) {
     expectNotRecorded(path("no/such/a.wav"), kAudioFileFileNotFoundError);
-    expectNotRecorded(path(std::string(4000, 'x') + ".wav"), kAudioFileUnspecifiedError);
+    expectNotRecorded(path(std::string(4000, 'x').append(".wav")), kAudioFileUnspecifiedError);
     expectNotRecorded(folder.path(), kAudioFileUnspecifiedError);
     expectNotRecorded("/dev/full", kAudioFileUnspecifiedError);
     ASSERT_EQ(::mkfifo(path("fifo").c_str(), 0600), 0);
