@@ -26,9 +26,10 @@ class Examples_OnASoundServer : public testing::Test {
         server.setDefaultSource("test.microphone");
     }
 
-    std::unique_ptr<ChildProcess> start(const std::string& name, std::vector<std::string> arguments = {}) {
-        arguments.insert(arguments.begin(), std::string(BRAQ_EXAMPLES) + "/example_" + name);
-        return std::make_unique<ChildProcess>(arguments, mLog);
+    std::unique_ptr<ChildProcess> start(const std::string& name, const std::vector<std::string>& arguments = {}) {
+        std::vector<std::string> words{std::string(BRAQ_EXAMPLES) + "/example_" + name};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return std::make_unique<ChildProcess>(words, mLog);
     }
     /// What the program has written so far.
     std::string written() const {

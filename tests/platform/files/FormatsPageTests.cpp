@@ -32,7 +32,7 @@ std::string joined(const std::vector<std::string>& words, const char* separator)
 std::string withCommas(UInt32 number) {
     std::string text = std::to_string(number);
     for (auto place = static_cast<std::ptrdiff_t>(text.size()) - 3; place > 0; place -= 3) {
-        text.insert(static_cast<std::size_t>(place), ",");
+        text.insert(static_cast<std::size_t>(place), 1, ',');
     }
     return text;
 }

@@ -31,9 +31,10 @@ class ToolOnASink : public testing::Test {
 
     /// Starts the tool; what it writes goes to the file `name`.log.
     std::unique_ptr<braq::tests::ChildProcess> start(const std::string& name,
-                                                     std::vector<std::string> arguments) const {
-        arguments.insert(arguments.begin(), BRAQ_TOOL);
-        return std::make_unique<braq::tests::ChildProcess>(arguments, path(name + ".log"));
+                                                     const std::vector<std::string>& arguments) const {
+        std::vector<std::string> words{BRAQ_TOOL};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        return std::make_unique<braq::tests::ChildProcess>(words, path(name + ".log"));
     }
     std::string written(const std::string& name) const {
         std::ifstream file(path(name + ".log"));
