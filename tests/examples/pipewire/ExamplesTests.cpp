@@ -27,7 +27,7 @@ class Examples_OnASoundServer : public testing::Test {
     }
 
     std::unique_ptr<ChildProcess> start(const std::string& name, const std::vector<std::string>& arguments = {}) {
-        std::vector<std::string> words{std::string(BRAQ_EXAMPLES) + "/example_" + name};
+        std::vector<std::string> words{std::string(BRAQ_EXAMPLES "/example_").append(name)};
         words.insert(words.end(), arguments.begin(), arguments.end());
         return std::make_unique<ChildProcess>(words, mLog);
     }
