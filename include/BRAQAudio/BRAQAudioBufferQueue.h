@@ -78,7 +78,7 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     virtual void processBuffer(BQueueableAudioBuffer* buffer);
 
     /// Clears the end of the stream, processes every buffer on the calling thread in ring order, and starts at the
-    /// first. Also reclaims buffers that the worker left in progress. The error count stays. If `processBuffer` throws,
+    /// first. Also reclaims buffers that a worker which was torn down left in progress. The error count stays. If `processBuffer` throws,
     /// the buffers before that one are filled and the ring's position stays; the gate opens all the same.
     void prime();
     /// Processes the current buffer on the calling thread if it holds frames. When recording, this writes the last,

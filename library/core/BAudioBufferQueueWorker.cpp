@@ -34,16 +34,22 @@ void waitForWake(BAudioBufferQueueWorker* worker) {
     }
 }
 
-// The link is read after the flag is cleared. This is deliberate and has a price: the real-time side may queue the
-// buffer again in between; the thread then follows the new link and leaves the rest of its chain in progress. The count
-// keeps it from going beyond the length of its chain: over buffers that are back on the stack it could loop forever.
-void processChain(BAudioBufferQueueWorker* worker, const braq::Chain& chain) {
-    auto left = chain.length;
-    for (auto* buffer = static_cast<BQueueableAudioBuffer*>(chain.oldest); left > 0 && buffer != nullptr;
-         buffer = BQueueableAudioBufferNext(buffer), --left) {
+// Clears the flag of a processed buffer. The link is read after that, deliberately: the real-time side may queue the
+// buffer again in between, and its link then belongs to the stack. So the link is read before that, too; it is the one
+// that leads to the rest of the chain.
+// @return the next buffer of the chain, or null
+BQueueableAudioBuffer* handBack(BQueueableAudioBuffer* buffer) {
+    BQueueableAudioBuffer* const nextOfChain = BQueueableAudioBufferNext(buffer);
+    BQueueableAudioBufferSetInProgress(buffer, false);
+    braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
+    BQueueableAudioBuffer* const next = BQueueableAudioBufferNext(buffer);
+    const bool wasQueuedAgain = next != nextOfChain;
+    return wasQueuedAgain ? nextOfChain : next;
+}
+
+void processChain(BAudioBufferQueueWorker* worker, BQueueableAudioBuffer* oldest) {
+    for (BQueueableAudioBuffer* buffer = oldest; buffer != nullptr; buffer = handBack(buffer)) {
         braq::runBlock(buffer->mProcessingBlock, buffer, worker->mErrors, file, braq::WorkerLog::firstOfARun);
-        BQueueableAudioBufferSetInProgress(buffer, false);
-        braq::passWorkerPoint(braq::WorkerPoint::flagCleared, buffer);
     }
 }
 
@@ -58,7 +64,7 @@ void countPasses(BAudioBufferQueueWorker* worker, UInt32 halves) {
 void runPass(BAudioBufferQueueWorker* worker) {
     worker->mPasses.fetch_add(1, std::memory_order_release);
     while (!stopRequested(worker) && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-        processChain(worker, braq::takePending(worker->mPendingStack));
+        processChain(worker, static_cast<BQueueableAudioBuffer*>(braq::takePending(worker->mPendingStack)));
     }
     countPasses(worker, 1);
 }

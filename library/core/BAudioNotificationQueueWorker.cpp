@@ -28,16 +28,15 @@ braq::WorkerExit exitOf(BAudioNotificationQueueWorker* worker) {
     return {worker->mExitMutex, worker->mExitCondition, worker->mExited};
 }
 
-// As with buffers, the link is deliberately read after the flag is cleared, and the walk is limited to the chain's
-// length.
-void processChain(BAudioNotificationQueueWorker* worker, const braq::Chain& chain) {
-    auto left = chain.length;
-    for (auto* notification = static_cast<BQueueableAudioNotification*>(chain.oldest);
-         left > 0 && notification != nullptr; notification = BQueueableAudioNotificationNext(notification), --left) {
+// A notification is not touched after its flag is cleared: its owner may destroy it then, or add it again.
+void processChain(BAudioNotificationQueueWorker* worker, BQueueableAudioNotification* oldest) {
+    for (BQueueableAudioNotification* notification = oldest; notification != nullptr;) {
         braq::runBlock(notification->mProcessingBlock, notification, worker->mErrors, file,
                        braq::WorkerLog::everyFailure);
+        BQueueableAudioNotification* const next = BQueueableAudioNotificationNext(notification);
         BQueueableAudioNotificationSetInProgress(notification, false);
         braq::passWorkerPoint(braq::WorkerPoint::flagCleared, notification);
+        notification = next;
     }
 }
 
@@ -49,7 +48,7 @@ void workerMain(void* argument) {
         BGuardLockerInitialize(&locker, worker->mWakeGuard);
         BGuardLockerWait(&locker);
         while (!worker->mStopRequested.load() && !BAtomicStackIsEmpty(worker->mPendingStack)) {
-            processChain(worker, braq::takePending(worker->mPendingStack));
+            processChain(worker, static_cast<BQueueableAudioNotification*>(braq::takePending(worker->mPendingStack)));
         }
         BGuardLockerDealloc(&locker);
     }

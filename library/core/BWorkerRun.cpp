@@ -47,15 +47,15 @@ bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*)
     return true;
 }
 
-Chain takePending(BAtomicStack* pending) noexcept {
-    Chain chain{};
-    for (void* record = BAtomicStackPopAll(pending); record != nullptr; ++chain.length) {
+void* takePending(BAtomicStack* pending) noexcept {
+    void* oldest = nullptr;
+    for (void* record = BAtomicStackPopAll(pending); record != nullptr;) {
         void* const older = pending->mGetNext(record);
-        pending->mSetNext(record, chain.oldest);
-        chain.oldest = record;
+        pending->mSetNext(record, oldest);
+        oldest = record;
         record = older;
     }
-    return chain;
+    return oldest;
 }
 
 void keepWorkerError(BWorkerErrors& errors, const char* file, WorkerLog log,

@@ -5,7 +5,6 @@
 #include "BRAQAudio/platform/threads.h"
 
 #include <atomic>
-#include <cstddef>
 #include <exception>
 
 // Shared by the buffer worker and the notification worker: how their thread starts, survives exceptions, and ends.
@@ -15,15 +14,10 @@ namespace braq {
 /// @return false if the system refuses a thread
 [[nodiscard]] bool startWorkerThread(BRAQThread* thread, const char* name, void (*main)(void*), void* worker);
 
-/// Records linked from the oldest to the newest, and their number, counted before any of them can be relinked.
-struct Chain {
-    void* oldest; ///< null if empty
-    std::size_t length;
-};
-
 /// Takes all pending records. Reverses the links in place: `BAtomicStackPopAllReversed` would allocate a temporary
 /// stack, which delays the first record and can fail.
-Chain takePending(BAtomicStack* pending) noexcept;
+/// @return the oldest, linked up to the newest; null if none is pending
+void* takePending(BAtomicStack* pending) noexcept;
 
 /// Which exceptions of a worker's closures are logged. All are kept.
 enum class WorkerLog {
@@ -78,7 +72,7 @@ struct WorkerExit {
 /// Points at which tests stop a worker, to show what happens if its thread is delayed exactly there.
 enum class WorkerPoint {
     beforeWait,  ///< stop was checked, the wait has not begun
-    flagCleared, ///< a record was returned, its link not yet read
+    flagCleared, ///< a record's flag was just cleared; the link of a buffer is read after this
 };
 using WorkerPointHook = void (*)(WorkerPoint point, void* record);
 

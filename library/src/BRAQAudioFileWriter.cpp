@@ -71,7 +71,7 @@ void BRAQAudioFileWriter::stop() {
 }
 
 // With an idle worker this is the partly filled current buffer, and rarely more: buffers that could not be written, and
-// those that a worker left in progress.
+// those that were pending when the worker was torn down.
 void BRAQAudioFileWriter::writeWhatIsLeft() {
     const UInt64 oldest = oldestBuffer();
     for (UInt64 i = 0; i < mNumberBuffers; ++i) {

@@ -1,6 +1,5 @@
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 
-#include "BRAQAudio/core/BGuardLocker.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "BRAQAudio/platform/threads.h"
 #include "library/src/BRAQBackgroundThread.h"
@@ -112,7 +111,6 @@ void BRAQOutputAudioUnit::retire(BQueueableAudioNotification* notification) {
     });
 }
 
-// The worker reads a notification's link after it has cleared its flag, and holds its wake guard meanwhile.
 void BRAQOutputAudioUnit::finishAndDestroy(BAudioNotificationQueueWorker* worker,
                                            BQueueableAudioNotification* notification) {
     constexpr std::chrono::milliseconds pause{1};
@@ -120,6 +118,5 @@ void BRAQOutputAudioUnit::finishAndDestroy(BAudioNotificationQueueWorker* worker
         BAudioNotificationQueueWorkerStop(worker);
         std::this_thread::sleep_for(pause);
     }
-    BGuardLockerDestroy(BGuardLockerCreate(worker->mWakeGuard));
     BQueueableAudioNotificationDestroy(notification);
 }

@@ -221,8 +221,8 @@ TEST_F(BufferWorker, TakesBuffersFromARealtimeThread) {
     EXPECT_THAT(processed, ElementsAre('A'));
 }
 
-// The window that reading the link after clearing the flag leaves open: what A's link leads to changes under the worker.
-TEST_F(BufferWorker, HeldBetweenFlagAndLinkItFollowsTheLinkOfABufferThatWasAddedAgain) {
+// What A's link leads to changes under the worker, which reads it after clearing the flag.
+TEST_F(BufferWorker, HeldBetweenFlagAndLinkItGoesThroughItsChainAlthoughABufferWasAddedAgain) {
     WorkerHold hold(WorkerPoint::flagCleared, a.get());
     add(blocker);
     entered.acquire();
@@ -231,11 +231,14 @@ TEST_F(BufferWorker, HeldBetweenFlagAndLinkItFollowsTheLinkOfABufferThatWasAdded
     proceed.release();
     hold.waitUntilHeld();
     EXPECT_FALSE(BQueueableAudioBufferInProgress(a.get()));
+    add(c);
     add(a);
     hold.release();
     waitUntilIdle();
-    EXPECT_THAT(processed, ElementsAre('A', 'A'));
-    EXPECT_TRUE(BQueueableAudioBufferInProgress(b.get())) << "its chain was left";
+    EXPECT_THAT(processed, ElementsAre('A', 'B', 'C', 'A'));
+    for (const auto* buffer : {&a, &b, &c}) {
+        EXPECT_FALSE(BQueueableAudioBufferInProgress(buffer->get()));
+    }
     EXPECT_TRUE(BAtomicStackIsEmpty(worker->mPendingStack));
 }
 

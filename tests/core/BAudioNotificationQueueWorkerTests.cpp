@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <cstddef>
 #include <ctime>
 #include <memory>
 #include <semaphore>
@@ -56,9 +57,6 @@ class NotificationWorker : public testing::Test {
             BAudioNotificationQueueWorkerStop(worker.get());
             std::this_thread::yield();
         }
-        // The worker looks at the link after clearing the flag, and holds its guard until it has.
-        BMutexLock(&worker->mWakeGuard->mMutex);
-        BMutexUnlock(&worker->mWakeGuard->mMutex);
     }
 
     std::vector<char> run; // written by the worker, read when the notification is done
@@ -71,6 +69,7 @@ class NotificationWorker : public testing::Test {
     });
     OwnedNotification a = recordingNotification('A');
     OwnedNotification b = recordingNotification('B');
+    OwnedNotification c = recordingNotification('C');
     OwnedNotificationWorker worker{
         BAudioNotificationQueueWorkerCreate()}; // last, so that it ends before the notifications
 };
@@ -154,9 +153,7 @@ TEST_F(NotificationWorker, KeepsPendingWhatWasAddedWhileItWasNotWaiting) {
     EXPECT_THAT(run, ElementsAre('A', 'B'));
 }
 
-// As with buffers: the link is read after the flag is cleared, so adding again in that moment cuts the rest of the chain
-// off. The walk ends where its chain would have ended.
-TEST_F(NotificationWorker, HeldBetweenFlagAndLinkItLeavesWhatWasBehindInProgress) {
+TEST_F(NotificationWorker, HeldAfterClearingAFlagItRunsWhatWasBehindAlthoughTheNotificationWasAddedAgain) {
     WorkerHold hold(WorkerPoint::flagCleared, a.get());
     BMutexLock(&worker->mWakeGuard->mMutex);
     add(a);
@@ -169,9 +166,31 @@ TEST_F(NotificationWorker, HeldBetweenFlagAndLinkItLeavesWhatWasBehindInProgress
     hold.waitUntilHeld();
     add(a);
     hold.release();
+    signalUntilDone(b);
     signalUntilDone(a);
-    EXPECT_THAT(run, ElementsAre('A', 'A'));
-    EXPECT_TRUE(BQueueableAudioNotificationInProgress(b.get()));
+    EXPECT_THAT(run, ElementsAre('A', 'B', 'A'));
+}
+
+// A notification in the test's own memory: once destroyed, its link leads to what must not be looked at.
+TEST_F(NotificationWorker, DoesNotTouchANotificationWhoseFlagItHasCleared) {
+    alignas(BQueueableAudioNotification) std::byte storage[sizeof(BQueueableAudioNotification)]{};
+    auto* const destroyed = reinterpret_cast<BQueueableAudioNotification*>(storage);
+    BQueueableAudioNotificationInitialize(destroyed, [this](BQueueableAudioNotification*) { run.push_back('D'); });
+    WorkerHold hold(WorkerPoint::flagCleared, destroyed);
+    BMutexLock(&worker->mWakeGuard->mMutex);
+    BAudioNotificationQueueWorkerAddNotification(worker.get(), destroyed);
+    add(b);
+    BMutexUnlock(&worker->mWakeGuard->mMutex);
+    while (BQueueableAudioNotificationInProgress(destroyed)) {
+        BAudioNotificationQueueWorkerStop(worker.get());
+        std::this_thread::yield();
+    }
+    hold.waitUntilHeld();
+    BQueueableAudioNotificationDealloc(destroyed);
+    BQueueableAudioNotificationSetNext(destroyed, c.get());
+    hold.release();
+    signalUntilDone(b);
+    EXPECT_THAT(run, ElementsAre('D', 'B'));
 }
 
 TEST_F(NotificationWorker, IgnoresNone) {

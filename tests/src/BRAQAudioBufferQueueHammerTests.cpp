@@ -1,6 +1,5 @@
-// A real-time thread and a control thread at one ring at once. The real-time side is paced to one buffer's worth a
-// millisecond, as a device would do it: then the worker is never held up for a whole turn of the ring between clearing a
-// flag and reading the link, which is the one thing that may cost frames.
+// Two threads at one ring at once. Where one of them is a control thread, the real-time side is paced to one buffer's
+// worth a millisecond, as a device would do it.
 
 #include "tests/src/NumberedQueues.h"
 
@@ -81,6 +80,30 @@ TEST(BufferQueueHammer, SeeksWhilePlayingNeitherTearNorLoseNorReorderFrames) {
         });
     EXPECT_GT(delivered, 1000U);
     EXPECT_GT(jumps, 10U);
+}
+
+// A buffer is drained and queued again as soon as its flag is cleared, which is before the worker has read its link.
+TEST(BufferQueueHammer, ARingWhoseBuffersAreDrainedAtOnceNeverStalls) {
+    constexpr UInt64 buffers = 3;
+    constexpr UInt32 frames = 512;
+    Reader reader(buffers, frames);
+    reader.prime();
+    FrameList list(queue_test::channels, frames);
+    UInt64 next = 0;
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
+    while (std::chrono::steady_clock::now() < end) {
+        UInt32 delivered = frames;
+        BRAQAudioBufferQueueCopyInto(&reader, list.get(), &delivered);
+        if (delivered != 0) {
+            ASSERT_EQ(leftSample(list, 0), braq::tests::sampleOf(next, 0)) << "frames were lost or came out of order";
+            next += delivered;
+        }
+    }
+    reader.waitUntilWorkerIsIdle();
+    for (UInt64 i = 0; i < buffers; ++i) {
+        EXPECT_FALSE(reader.inProgress(i)) << "stalled at frame " << next;
+    }
+    EXPECT_GT(next, frames);
 }
 
 TEST(BufferQueueHammer, FlushesWhileRecordingNeitherTearNorReorderFrames) {

@@ -41,7 +41,8 @@ BRAQ_EXPORT void BAudioBufferQueueWorkerStart(BAudioBufferQueueWorker* worker);
 /// Wakes the thread once. Does not stop it.
 BRAQ_EXPORT void BAudioBufferQueueWorkerStop(BAudioBufferQueueWorker* worker);
 /// Passes `buffer` to the thread, which runs its processing block and then clears its in-progress flag. The buffer must
-/// not be in progress. It must stay alive until the worker has been idle.
+/// not be in progress. It may be added again as soon as its flag is cleared. It must stay alive until the worker has
+/// been idle: the thread reads its link after clearing its flag.
 /// @realtime Any number of threads. Wakes the worker.
 BRAQ_EXPORT void BAudioBufferQueueWorkerAddBuffer(BAudioBufferQueueWorker* worker,
                                                   BQueueableAudioBuffer* buffer) noexcept;

@@ -41,11 +41,8 @@ BRAQ_EXPORT void BAudioNotificationQueueWorkerStart(BAudioNotificationQueueWorke
 /// Signals the thread once. Does not stop it.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerStop(BAudioNotificationQueueWorker* worker);
 /// Passes `notification` to the thread, which runs its block and then clears its in-progress flag. If it is still in
-/// progress, it is not added again; the thread is only signalled. Null does nothing.
-///
-/// The thread clears a notification's flag before it reads its link. If the notification is added again at that very
-/// moment, the notifications added behind it may stay in progress and never run. Use a separate worker for events that
-/// must not be lost.
+/// progress, it is not added again; the thread is only signalled. Null does nothing. The thread does not touch a
+/// notification after clearing its flag.
 /// @realtime One thread at a time for each notification. Wakes the worker.
 BRAQ_EXPORT void BAudioNotificationQueueWorkerAddNotification(BAudioNotificationQueueWorker* worker,
                                                               BQueueableAudioNotification* notification) noexcept;

@@ -28,8 +28,7 @@ BQueueableAudioNotificationCreate(const BQueueableAudioNotificationBlock& block)
 /// Initialises a notification in place. Always returns true.
 BRAQ_EXPORT bool BQueueableAudioNotificationInitialize(BQueueableAudioNotification* notification,
                                                        const BQueueableAudioNotificationBlock& block);
-/// Releases the block. Null does nothing. The notification must not be in progress, and the worker's wake guard must
-/// have been held once since its flag was cleared: the worker reads a notification's link after clearing its flag.
+/// Releases the block. Null does nothing. The notification must not be in progress.
 BRAQ_EXPORT void BQueueableAudioNotificationDealloc(BQueueableAudioNotification* notification);
 /// Like `BQueueableAudioNotificationDealloc`, then frees the record. Null does nothing.
 BRAQ_EXPORT void BQueueableAudioNotificationDestroy(BQueueableAudioNotification* notification);
