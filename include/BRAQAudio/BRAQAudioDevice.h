@@ -22,14 +22,24 @@ class BRAQAudioDevice;
 /// Domain of the errors of time translation. Their code is -1.
 extern "C" BRAQ_EXPORT const char BRAQAudioDeviceErrorDomain[];
 
+BRAQ_DELEGATE_OPERATION(audioDeviceNominalSampleRateDidChange)
+
+/// A class whose objects can be delegates of a device: what it has of the operations of
+/// `BRAQAudioDeviceDelegateEntry` can be called as stated there.
+template <class Delegate>
+concept BRAQAudioDeviceDelegate = std::is_class_v<Delegate> &&
+    (!braq::delegates::Has_audioDeviceNominalSampleRateDidChange<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQAudioDevice>& device) {
+         delegate.audioDeviceNominalSampleRateDidChange(device);
+     });
+
 /// A delegate of a device: any object. Those of these operations that it has are called on the main thread:
 ///
 ///     void audioDeviceNominalSampleRateDidChange(const std::shared_ptr<BRAQAudioDevice>& device);
 class BRAQAudioDeviceDelegateEntry : public BRAQDelegateEntry {
   public:
-    template <class Delegate>
-    requires std::is_class_v<Delegate> BRAQAudioDeviceDelegateEntry(const std::shared_ptr<Delegate>& delegate)
-        : BRAQDelegateEntry(delegate) {
+    template <BRAQAudioDeviceDelegate Delegate>
+    BRAQAudioDeviceDelegateEntry(const std::shared_ptr<Delegate>& delegate) : BRAQDelegateEntry(delegate) {
         if constexpr (requires(const std::shared_ptr<BRAQAudioDevice>& device) {
                           delegate->audioDeviceNominalSampleRateDidChange(device);
                       }) {

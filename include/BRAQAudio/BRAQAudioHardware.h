@@ -15,6 +15,24 @@
 /// @addtogroup devices
 /// @{
 
+BRAQ_DELEGATE_OPERATION(audioHardwareDeviceListDidChange)
+BRAQ_DELEGATE_OPERATION(audioHardwareDefaultInputDeviceDidChange)
+BRAQ_DELEGATE_OPERATION(audioHardwareDefaultOutputDeviceDidChange)
+BRAQ_DELEGATE_OPERATION(audioHardwareDefaultSystemOutputDeviceDidChange)
+
+/// A class whose objects can be delegates of the audio hardware: what it has of the operations of
+/// `BRAQAudioHardwareDelegateEntry` can be called as stated there.
+template <class Delegate>
+concept BRAQAudioHardwareDelegate =
+    std::is_class_v<Delegate> &&(!braq::delegates::Has_audioHardwareDeviceListDidChange<Delegate> ||
+                                 requires(Delegate & delegate) { delegate.audioHardwareDeviceListDidChange(); }) &&
+    (!braq::delegates::Has_audioHardwareDefaultInputDeviceDidChange<Delegate> ||
+     requires(Delegate & delegate) { delegate.audioHardwareDefaultInputDeviceDidChange(); }) &&
+    (!braq::delegates::Has_audioHardwareDefaultOutputDeviceDidChange<Delegate> ||
+     requires(Delegate & delegate) { delegate.audioHardwareDefaultOutputDeviceDidChange(); }) &&
+    (!braq::delegates::Has_audioHardwareDefaultSystemOutputDeviceDidChange<Delegate> ||
+     requires(Delegate & delegate) { delegate.audioHardwareDefaultSystemOutputDeviceDidChange(); });
+
 /// A delegate of the audio hardware: any object. Those of these operations that it has are called on the main thread:
 ///
 ///     void audioHardwareDeviceListDidChange();
@@ -23,9 +41,8 @@
 ///     void audioHardwareDefaultSystemOutputDeviceDidChange();
 class BRAQAudioHardwareDelegateEntry : public BRAQDelegateEntry {
   public:
-    template <class Delegate>
-    requires std::is_class_v<Delegate> BRAQAudioHardwareDelegateEntry(const std::shared_ptr<Delegate>& delegate)
-        : BRAQDelegateEntry(delegate) {
+    template <BRAQAudioHardwareDelegate Delegate>
+    BRAQAudioHardwareDelegateEntry(const std::shared_ptr<Delegate>& delegate) : BRAQDelegateEntry(delegate) {
         Delegate* const object = delegate.get();
         if constexpr (requires { object->audioHardwareDeviceListDidChange(); }) {
             audioHardwareDeviceListDidChange = [object] { object->audioHardwareDeviceListDidChange(); };

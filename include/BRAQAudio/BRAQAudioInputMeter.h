@@ -17,6 +17,7 @@
 /// A meter keeps itself alive from creation until `invalidate`.
 class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQAudioInputMeter> {
   public:
+    /// @param device null: the default device
     /// @param channels device channels, from 0, one or two; nothing or an empty vector: all channels of the device.
     ///        More than two channels fail an assertion: use several meters.
     /// Raises what the input unit raises. Any thread but an I/O thread.

@@ -6,6 +6,43 @@
 /// @addtogroup devices
 /// @{
 
+namespace braq::delegates {
+
+/// Has the members of both classes. A name that both have is ambiguous in it.
+template <class Delegate, class Name>
+struct MembersOfBoth : Delegate, Name {};
+/// Nothing is derived from a final class.
+template <class Delegate, class Name>
+requires std::is_final_v<Delegate>
+struct MembersOfBoth<Delegate, Name> : Name {
+};
+
+/// Whether the type is that of the address of a function, of a class or not.
+template <class Address>
+inline constexpr bool isFunction =
+    std::is_member_function_pointer_v<Address> || std::is_function_v<std::remove_pointer_t<Address>>;
+
+} // namespace braq::delegates
+
+/// Declares the concept `braq::delegates::Has_OPERATION`: whether a class has a function of that name, whatever it can
+/// be called with; a field is no function. Classes whose objects have delegates use it to refuse, when a program is
+/// compiled, a delegate whose operation would never be called because it has other parameters or is private. Overloaded
+/// and private functions of a final class are not seen. At namespace scope, outside other namespaces.
+#define BRAQ_DELEGATE_OPERATION(OPERATION)                                                                             \
+    namespace braq::delegates {                                                                                        \
+    struct Name_##OPERATION {                                                                                          \
+        int OPERATION;                                                                                                 \
+    };                                                                                                                 \
+    template <class Delegate>                                                                                          \
+    concept HasOne_##OPERATION = requires {                                                                            \
+        &Delegate::OPERATION;                                                                                          \
+    };                                                                                                                 \
+    template <class Delegate>                                                                                          \
+    concept Has_##OPERATION = (HasOne_##OPERATION<Delegate> && isFunction<decltype(&Delegate::OPERATION)>) ||          \
+                              (!HasOne_##OPERATION<Delegate> &&                                                        \
+                               !HasOne_##OPERATION<MembersOfBoth<std::remove_cv_t<Delegate>, Name_##OPERATION>>);      \
+    }
+
 /// A strong reference to a delegate in a list of delegates, compared by object identity. A delegate is an object of any
 /// class, without a required base. A class that has delegates derives its own entry from this one, with a function for
 /// each operation that a delegate may have. Any thread; copies are independent.

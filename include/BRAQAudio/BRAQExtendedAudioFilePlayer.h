@@ -3,6 +3,7 @@
 #include "BRAQAudio/BRAQAudioDevice.h"
 #include "BRAQAudio/BRAQAudioFileReader.h"
 #include "BRAQAudio/BRAQAudioUnit.h"
+#include "BRAQAudio/BRAQDelegateEntry.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "BRAQAudio/platform/export.h"
@@ -23,6 +24,23 @@
 
 class BRAQExtendedAudioFilePlayer;
 
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDidReachEndOfFile)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDidStop)
+
+/// A class whose objects can be the delegate of a player: what it has of the operations of
+/// `BRAQExtendedAudioFilePlayerDelegateEntry` can be called as stated there.
+template <class Delegate>
+concept BRAQExtendedAudioFilePlayerDelegate =
+    std::is_class_v<Delegate> &&
+    (!braq::delegates::Has_audioFilePlayerDidReachEndOfFile<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+         delegate.audioFilePlayerDidReachEndOfFile(player);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDidStop<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+         delegate.audioFilePlayerDidStop(player);
+     });
+
 /// The delegate of a player: any object, not owned by the player. Those of these operations that it has are called on
 /// the main thread:
 ///
@@ -33,8 +51,8 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
     /// No delegate.
     BRAQExtendedAudioFilePlayerDelegateEntry(std::nullptr_t = nullptr) {}
     /// @param delegate may be null; must live until the player has another one
-    template <class Delegate>
-    requires std::is_class_v<Delegate> BRAQExtendedAudioFilePlayerDelegateEntry(Delegate* delegate) : object(delegate) {
+    template <BRAQExtendedAudioFilePlayerDelegate Delegate>
+    BRAQExtendedAudioFilePlayerDelegateEntry(Delegate* delegate) : object(delegate) {
         using Player = std::shared_ptr<BRAQExtendedAudioFilePlayer>;
         if (delegate == nullptr) {
             return;
@@ -140,7 +158,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// Both call the delegate at once. Main thread.
     void notifyDelegateOfEOF();
     void notifyDelegateOfStop();
-    /// Schedules `notifyDelegateOfStop` on the main thread. Deliberately, the player's own unit never calls this.
+    /// Schedules `notifyDelegateOfStop` on the main thread. The player lives until then, whether it is invalidated or
+    /// not. Deliberately, the player's own unit never calls this.
     void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit) override;
 
     /// "currentTime" depends on "currentFrame".

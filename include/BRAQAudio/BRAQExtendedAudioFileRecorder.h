@@ -4,6 +4,7 @@
 #include "BRAQAudio/BRAQAudioDevice.h"
 #include "BRAQAudio/BRAQAudioFileWriter.h"
 #include "BRAQAudio/BRAQAudioUnit.h"
+#include "BRAQAudio/BRAQDelegateEntry.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
 #include "BRAQAudio/platform/export.h"
@@ -25,6 +26,17 @@
 
 class BRAQExtendedAudioFileRecorder;
 
+BRAQ_DELEGATE_OPERATION(audioFileRecorderDidStop)
+
+/// A class whose objects can be the delegate of a recorder: what it has of the operations of
+/// `BRAQExtendedAudioFileRecorderDelegateEntry` can be called as stated there.
+template <class Delegate>
+concept BRAQExtendedAudioFileRecorderDelegate = std::is_class_v<Delegate> &&
+    (!braq::delegates::Has_audioFileRecorderDidStop<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder) {
+         delegate.audioFileRecorderDidStop(recorder);
+     });
+
 /// The delegate of a recorder: any object, not retained by the recorder. If it has this operation, it is called on the
 /// main thread:
 ///
@@ -34,8 +46,7 @@ class BRAQExtendedAudioFileRecorderDelegateEntry {
     /// No delegate.
     BRAQExtendedAudioFileRecorderDelegateEntry(std::nullptr_t = nullptr) {}
     /// @param delegate may be null
-    template <class Delegate>
-    requires std::is_class_v<Delegate>
+    template <BRAQExtendedAudioFileRecorderDelegate Delegate>
     BRAQExtendedAudioFileRecorderDelegateEntry(const std::shared_ptr<Delegate>& delegate) : object(delegate) {
         using Recorder = std::shared_ptr<BRAQExtendedAudioFileRecorder>;
         if constexpr (requires(const Recorder& recorder) { delegate->audioFileRecorderDidStop(recorder); }) {
@@ -82,6 +93,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
 
     /// Stops for good and drops the recorder's reference to itself, so that the last user's reference keeps it alive.
     /// Frames that cannot be written are lost; the log says so. Afterwards it does not start. Idempotent.
+    ///
+    /// The delegate is notified of a stop even if the last reference is dropped before the main thread gets to it. The
+    /// recorder that it is given then has released its file, which may be complete already: `recordFile` is null.
     void invalidate();
 
     /// Frames captured since the recorder was made, whether the writer had room for them (`errorCount`) or not. Late by
@@ -102,8 +116,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     std::shared_ptr<BRAQInputAudioUnit> inputAudioUnit() const { return mInputAudioUnit.get(); }
     /// Neither the callback nor the delegate moves to the new unit. Not null, and not while recording.
     void setInputAudioUnit(const std::shared_ptr<BRAQInputAudioUnit>& unit) { mInputAudioUnit.set(unit); }
+    /// Null only if a delegate is notified of a stop after the last reference was dropped.
     std::shared_ptr<BRAQExtendedAudioFile> recordFile() const { return mRecordFile.get(); }
-    /// The file whose rate `currentTime` uses; not null. The writer keeps the file that it was given.
+    /// The file whose rate `currentTime` uses. The writer keeps the file that it was given.
     void setRecordFile(const std::shared_ptr<BRAQExtendedAudioFile>& file) { mRecordFile.set(file); }
 
     /// Null if there is no delegate or it was destroyed.
@@ -126,7 +141,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
                const std::optional<std::vector<SInt32>>& channels);
     void installInputProcessingBlock();
     void processInput(UInt32 frames, const AudioBufferList* list) noexcept;
+    void startUnit();
     void stopUnitAndWriter();
+    static void letGo(BRAQExtendedAudioFileRecorder* recorder) noexcept;
 
     BRAQAtomicProperty<std::shared_ptr<BRAQInputAudioUnit>> mInputAudioUnit;
     BRAQAtomicProperty<std::shared_ptr<BRAQExtendedAudioFile>> mRecordFile;
@@ -137,6 +154,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     std::atomic<UInt64> mFrameOffset{0}; // written by control threads: offset of currentFrame, modulo 2^64
     std::mutex mTransportMutex;          // held while the writer or the unit is started or stopped
     bool mIsInvalid = false;             // under mTransportMutex
+    std::atomic<UInt64> mRunsToStop{0};  // any thread: runs of the unit whose stop it has not reported yet
+    std::atomic<UInt64> mStopsToTell{0}; // any thread: reported, and on their way to the main thread
 };
 
 /// @}

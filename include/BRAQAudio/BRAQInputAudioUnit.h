@@ -25,6 +25,7 @@ using BRAQInputProcessingBlock = std::function<void(AudioUnitRenderActionFlags* 
 class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
   public:
     /// @param streamDescription format of the frames delivered: 32-bit float, at any rate
+    /// @param device null: the default device
     /// @param channels device channel, from 0, for each channel of the stream; nothing or an empty vector: the first
     ///        ones. A count other than the stream's channel count fails an assertion.
     /// Platform failures are raised, and nothing is undone.
@@ -32,7 +33,7 @@ class BRAQ_EXPORT BRAQInputAudioUnit : public BRAQAudioUnit {
     initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                               const std::shared_ptr<BRAQAudioDevice>& device,
                               const std::optional<std::vector<SInt32>>& channels);
-    /// The same in the device's own format.
+    /// The same in the device's own format; without a device, in that which the default device has now.
     static std::shared_ptr<BRAQInputAudioUnit> initWithDevice(const std::shared_ptr<BRAQAudioDevice>& device,
                                                               const std::optional<std::vector<SInt32>>& channels);
     ~BRAQInputAudioUnit() override;

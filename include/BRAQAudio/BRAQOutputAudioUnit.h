@@ -25,7 +25,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// Set the ring and the end-of-stream block before you start the unit.
     /// @param streamDescription format of the ring's frames: 32-bit float, not interleaved, at any rate
     /// @param device null: the default device
-    /// A step that fails raises, and the steps before it are not undone.
+    /// A step that fails raises, and the steps before it are not undone; no thread is left.
     static std::shared_ptr<BRAQOutputAudioUnit>
     initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
                               const std::shared_ptr<BRAQAudioDevice>& device);

@@ -27,7 +27,8 @@ BRAQAudioInputMeter::initWithDevice(const std::shared_ptr<BRAQAudioDevice>& devi
 
 std::shared_ptr<BRAQInputAudioUnit> BRAQAudioInputMeter::makeUnit(const std::shared_ptr<BRAQAudioDevice>& device,
                                                                   const std::optional<std::vector<SInt32>>& channels) {
-    const auto description = device->deviceNativeRecordStreamDescription();
+    const auto formatOf = device != nullptr ? device : BRAQAudioDevice::defaultRecordDevice();
+    const auto description = formatOf->deviceNativeRecordStreamDescription();
     if (channels && !channels->empty()) {
         description->setChannelsPerFrame(static_cast<UInt32>(channels->size()));
     }

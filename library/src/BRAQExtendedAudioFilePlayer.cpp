@@ -80,8 +80,8 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
 
 BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->setDelegate(nullptr); }
 
-// The block retains the player, and the player retains the unit, which retains the block. Closures queued for the main
-// thread retain neither.
+// The block retains the player, and the player retains the unit, which retains the block. Ends that are queued for the
+// main thread retain neither.
 void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
     mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
         self->callOnMainThread([start = self->mStarts.load()](auto& player) { player.endOfStreamWasReached(start); });
@@ -274,8 +274,9 @@ void BRAQExtendedAudioFilePlayer::notifyDelegateOfStop() {
     }
 }
 
+// Retains the player: a stop is told whatever becomes of it meanwhile.
 void BRAQExtendedAudioFilePlayer::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
-    callOnMainThread([](auto& player) { player.notifyDelegateOfStop(); });
+    BRAQMainQueue::mainQueue().submit([self = shared_from_this()] { self->notifyDelegateOfStop(); });
 }
 
 std::vector<std::string>

@@ -14,13 +14,22 @@ void logFailure(const std::exception_ptr& failure) {
     NSXLogError(sourceFile, NSXErrorFromException(failure)->localizedDescription());
 }
 
+// Unlike `isRunning` this does not raise: what a start cannot do is reported by the start.
+bool runs(const BRAQAudioUnit& unit) noexcept {
+    UInt32 isRunning = 0;
+    UInt32 size = sizeof(isRunning);
+    return AudioUnitGetProperty(unit.audioUnit(), kAudioOutputUnitProperty_IsRunning, kAudioUnitScope_Global, 0,
+                                &isRunning, &size) == 0 &&
+           isRunning != 0;
+}
+
 } // namespace
 
 std::shared_ptr<BRAQExtendedAudioFileRecorder>
 BRAQExtendedAudioFileRecorder::initWithFile(const std::shared_ptr<BRAQExtendedAudioFile>& file,
                                             const std::shared_ptr<BRAQAudioDevice>& device,
                                             const std::optional<std::vector<SInt32>>& channels) {
-    std::shared_ptr<BRAQExtendedAudioFileRecorder> recorder(new BRAQExtendedAudioFileRecorder);
+    std::shared_ptr<BRAQExtendedAudioFileRecorder> recorder(new BRAQExtendedAudioFileRecorder, letGo);
     recorder->setUp(file, device, channels);
     return recorder;
 }
@@ -68,11 +77,46 @@ BRAQExtendedAudioFileRecorder::~BRAQExtendedAudioFileRecorder() {
     mAudioFileWriter = nullptr;
 }
 
+// A recorder that is let go before the main thread has told all of its stops lives on there, without its file: a main
+// queue that nobody drains must not keep the file open.
+void BRAQExtendedAudioFileRecorder::letGo(BRAQExtendedAudioFileRecorder* recorder) noexcept {
+    const UInt64 stops = recorder->mRunsToStop + recorder->mStopsToTell;
+    const auto delegate = recorder->mDelegate.get();
+    if (stops == 0 || !recorder->mIsInvalid || delegate.object.expired() || !delegate.audioFileRecorderDidStop) {
+        delete recorder;
+        return;
+    }
+    recorder->setRecordFile(nullptr);
+    recorder->mAudioFileWriter->setAudioFile(nullptr);
+    try {
+        BRAQMainQueue::mainQueue().submit([stops, self = std::shared_ptr<BRAQExtendedAudioFileRecorder>(recorder)] {
+            for (UInt64 stop = 0; stop < stops; ++stop) {
+                self->notifyDelegateOfStop();
+            }
+        });
+    } catch (...) { // out of memory, and the recorder is destroyed
+        logFailure(std::current_exception());
+    }
+}
+
 void BRAQExtendedAudioFileRecorder::startRecording() {
     const std::lock_guard lock(mTransportMutex);
     if (!mIsInvalid) {
         mAudioFileWriter->start();
-        inputAudioUnit()->start();
+        startUnit();
+    }
+}
+
+// Counted before it runs, since its stop may be reported at once.
+void BRAQExtendedAudioFileRecorder::startUnit() {
+    const auto unit = inputAudioUnit();
+    const bool isOneMoreRun = !runs(*unit);
+    mRunsToStop += isOneMoreRun ? 1 : 0;
+    try {
+        unit->start();
+    } catch (...) {
+        mRunsToStop -= isOneMoreRun ? 1 : 0;
+        throw;
     }
 }
 
@@ -128,8 +172,9 @@ void BRAQExtendedAudioFileRecorder::setCurrentFrame(SInt64 frame) {
 
 double BRAQExtendedAudioFileRecorder::currentTime() const {
     constexpr double millisecondsPerSecond = 1000.0;
-    return static_cast<double>(currentFrame()) / recordFile()->streamDescription()->sampleRate() *
-           millisecondsPerSecond;
+    const auto file = recordFile();
+    const auto description = file != nullptr ? file->streamDescription() : mAudioFileWriter->streamDescription();
+    return static_cast<double>(currentFrame()) / description->sampleRate() * millisecondsPerSecond;
 }
 
 void BRAQExtendedAudioFileRecorder::notifyDelegateOfStop() {
@@ -138,10 +183,15 @@ void BRAQExtendedAudioFileRecorder::notifyDelegateOfStop() {
     }
 }
 
-// A main queue that nobody drains must not keep the file open.
-void BRAQExtendedAudioFileRecorder::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
+// The unit reports one stop a run. Other callers, which may name none, report stops of nothing that was counted.
+void BRAQExtendedAudioFileRecorder::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit) {
+    ++mStopsToTell;
+    UInt64 runs = unit != nullptr ? mRunsToStop.load() : 0;
+    while (runs != 0 && !mRunsToStop.compare_exchange_weak(runs, runs - 1)) {
+    }
     BRAQMainQueue::mainQueue().submit([weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
+            --self->mStopsToTell;
             self->notifyDelegateOfStop();
         }
     });

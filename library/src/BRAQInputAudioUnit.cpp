@@ -25,7 +25,8 @@ BRAQInputAudioUnit::initWithStreamDescription(const std::shared_ptr<BRAQAudioStr
 std::shared_ptr<BRAQInputAudioUnit>
 BRAQInputAudioUnit::initWithDevice(const std::shared_ptr<BRAQAudioDevice>& device,
                                    const std::optional<std::vector<SInt32>>& channels) {
-    return initWithStreamDescription(device->deviceNativeRecordStreamDescription(), device, channels);
+    const auto formatOf = device != nullptr ? device : BRAQAudioDevice::defaultRecordDevice();
+    return initWithStreamDescription(formatOf->deviceNativeRecordStreamDescription(), device, channels);
 }
 
 BRAQInputAudioUnit::BRAQInputAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,

@@ -5,8 +5,16 @@
 #include "library/src/BRAQOutputAudioUnit_Callback.h"
 
 #include <cmath>
+#include <memory>
 
 namespace {
+
+struct EndWorker {
+    void operator()(BAudioNotificationQueueWorker* worker) const {
+        BAudioNotificationQueueWorkerTeardown(worker);
+        BAudioNotificationQueueWorkerDestroy(worker);
+    }
+};
 
 constexpr NSXCallSite here{"src/BRAQOutputAudioUnit", "-[BRAQOutputAudioUnit initWithStreamDescription:device:]"};
 
@@ -42,8 +50,10 @@ BRAQOutputAudioUnit::BRAQOutputAudioUnit(const std::shared_ptr<BRAQAudioStreamBa
         here);
     NSXRaiseOnFailure(AUGraphConnectNodeInput(mGraph, mVarispeedNode, 0, mOutputNode, 0),
                       "AUGraphConnectNodeInput(mGraph, mVarispeedNode, 0, mOutputNode, 0)", here);
-    mAudioNotificationQueueWorker = BAudioNotificationQueueWorkerCreate();
+    // Ended if the last step fails: its thread would run as long as the process.
+    std::unique_ptr<BAudioNotificationQueueWorker, EndWorker> worker(BAudioNotificationQueueWorkerCreate());
     NSXRaiseOnFailure(AUGraphInitialize(mGraph), "AUGraphInitialize(mGraph)", here);
+    mAudioNotificationQueueWorker = worker.release();
     mIsMade = true;
 }
 

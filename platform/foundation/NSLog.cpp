@@ -1,5 +1,6 @@
 #include "BRAQAudio/platform/foundation/NSLog.h"
 
+#include "platform/foundation/QuietLog.h"
 #include "platform/foundation/Text.h"
 
 #include <syslog.h>
@@ -42,37 +43,45 @@ void writeToStandardError(const std::string& line) {
     }
 }
 
-void writeByDefault(const std::string& line) {
-    writeToStandardError(line);
+enum class Loudness { quiet, loud };
+
+void writeByDefault(const std::string& line, Loudness loudness) {
+    if (loudness == Loudness::loud) {
+        writeToStandardError(line);
+    }
     ::syslog(LOG_USER | LOG_NOTICE, "%s", line.c_str());
 }
 
-void writeToSink(Log& to, const std::string& line) {
+void writeToSink(Log& to, const std::string& line, Loudness loudness) {
     const std::shared_ptr<const NSLogSink> sink = to.sink; // the sink may replace itself
     to.isInSink = true;
     try {
         (*sink)(line);
     } catch (...) {
-        writeByDefault(line);
+        writeByDefault(line, loudness);
     }
     to.isInSink = false;
 }
 
-} // namespace
-
-void NSLog(const std::string& line) {
+void write(const std::string& line, Loudness loudness) {
     const int errorNumber = errno;
     const std::string text = braq::oneLine(line);
     {
         const std::lock_guard lock(log().mutex);
         if (*log().sink && !log().isInSink) {
-            writeToSink(log(), text);
+            writeToSink(log(), text, loudness);
         } else {
-            writeByDefault(text);
+            writeByDefault(text, loudness);
         }
     }
     errno = errorNumber;
 }
+
+} // namespace
+
+void NSLog(const std::string& line) { write(line, Loudness::loud); }
+
+void braq::logQuietly(const std::string& line) { write(line, Loudness::quiet); }
 
 NSLogSink NSLogSetSink(NSLogSink sink) {
     auto next = std::make_shared<const NSLogSink>(std::move(sink));

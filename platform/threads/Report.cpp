@@ -1,6 +1,6 @@
 #include "platform/threads/Report.h"
 
-#include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/QuietLog.h"
 #include "platform/threads/Scheduling.h"
 
 #include <sched.h>
@@ -36,7 +36,7 @@ void reportOnce(ThreadKind kind, thread_act_t thread, const std::string& explana
     if (!explanation.empty()) {
         line += " (" + explanation + ")";
     }
-    NSLog(line);
+    logQuietly(line);
 }
 
 } // namespace braq

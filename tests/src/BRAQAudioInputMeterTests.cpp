@@ -120,6 +120,15 @@ TEST_F(AudioInputMeterTest, MeasuresTheChannelsThatAreAskedFor) {
     meter->invalidate();
 }
 
+TEST_F(AudioInputMeterTest, MeasuresTheDefaultDeviceWithoutOne) {
+    software->makeDefaultRecordDevice();
+    const auto meter = BRAQAudioInputMeter::initWithDevice(nullptr, {{1}});
+    meter->start();
+    capture(eighth, [](std::size_t channel, UInt32) { return channel == 1 ? 1.0F : 0.0F; });
+    EXPECT_EQ(meter->levels()[0], 0.0);
+    meter->invalidate();
+}
+
 TEST_F(AudioInputMeterTest, RefusesMoreThanTwoChannels) {
     for (const auto& channels : {std::optional<std::vector<SInt32>>{{0, 1, 2}}, std::optional<std::vector<SInt32>>{}}) {
         try {

@@ -119,6 +119,17 @@ TEST_F(FilePlayerLifetime, AnEndThatIsSignalledBeforeItIsInvalidatedIsNotTold) {
     EXPECT_EQ(delegate.ends, 0);
 }
 
+TEST_F(FilePlayerLifetime, AStopThatComesBeforeItIsInvalidatedIsTold) {
+    const void* const stopped = player.get();
+    player->audioUnitDidStop(nullptr);
+    player->invalidate();
+    player.reset();
+    EXPECT_EQ(delegate.stops, 0);
+    queue.drain();
+    EXPECT_EQ(delegate.stops, 1);
+    EXPECT_EQ(delegate.player, stopped);
+}
+
 TEST_F(FilePlayerLifetime, ADelegateMayInvalidateItAtTheEnd) {
     delegate.whenAtEnd = [&](const Player& of) {
         of->invalidate();
@@ -221,10 +232,9 @@ TEST_F(FilePlayerLifetime, KeepsNothingWhenItsUnitCannotBeMade) {
     player->invalidate();
     player.reset();
     ASSERT_TRUE(comesTrue([&] { return file.use_count() == 1; }));
-    constexpr std::size_t stepsBeforeTheUnitHasAThread =
-        17; // the one that fails after that leaves it behind, deliberately
+    constexpr std::size_t steps = 18;
     const NothingLeft nothing;
-    for (std::size_t failing = 0; failing < stepsBeforeTheUnitHasAThread; ++failing) {
+    for (std::size_t failing = 0; failing < steps; ++failing) {
         const UnitCalls calls(failing, refused);
         EXPECT_THROW(BRAQExtendedAudioFilePlayer::initWithAudioFile(file, device), NSException) << failing;
         EXPECT_EQ(file.use_count(), 1) << failing;

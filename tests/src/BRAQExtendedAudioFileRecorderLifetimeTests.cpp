@@ -17,7 +17,15 @@ using recorder_test::ringFrames;
 using resource_test::comesTrue;
 using resource_test::NothingLeft;
 
-class FileRecorderStops : public recorder_test::RecorderTest {};
+class FileRecorderStops : public recorder_test::RecorderTest {
+  protected:
+    /// Returns when the unit has reported what it has to, and nothing of it was told.
+    static void waitUntilNotified() {
+        std::promise<void> isDelivered;
+        braq::Hardware::instance().notifications().run([&] { isDelivered.set_value(); });
+        isDelivered.get_future().wait();
+    }
+};
 
 TEST_F(FileRecorderStops, AreToldOnceEachOnTheMainThread) {
     open();
@@ -92,6 +100,84 @@ TEST_F(FileRecorderStops, InvalidatedAfterItsDeviceVanishedItHasWrittenEverythin
     software->remove();
     EXPECT_FALSE(capture(16));
     EXPECT_EQ(closedFile(), numbers(0, 40'000));
+}
+
+// Whether the unit has reported it by then or not, and whether the main thread has something to do or not.
+TEST_F(FileRecorderStops, AreToldOfARecorderThatWasLetGoBeforeTheMainThreadGotToThem) {
+    for (int round = 1; round <= 20; ++round) {
+        open();
+        const void* const stopped = recorder.get();
+        delegate->whenStopped = [](const Recorder& of) {
+            EXPECT_EQ(of->currentFrame(), 480);
+            EXPECT_EQ(of->currentTime(), 10.0);
+            EXPECT_EQ(of->errorCount(), 0U);
+            EXPECT_FALSE(of->isFileRecording());
+            of->stopRecording();
+        };
+        recorder->startRecording();
+        captureAll(480);
+        recorder->stopRecording();
+        if (round % 2 == 0) {
+            waitUntilNotified();
+        }
+        const std::weak_ptr<BRAQExtendedAudioFile> file = recorder->recordFile();
+        recorder->invalidate();
+        recorder.reset();
+        EXPECT_TRUE(file.expired()) << "a queue that is not drained does not keep it";
+        EXPECT_EQ(braq::tests::framesOfFile(path("a.wav")), numbers(captured - 480, captured));
+        EXPECT_EQ(delegate->stops, round - 1);
+        drainUntil([&] { return delegate->stops == round; });
+        EXPECT_EQ(delegate->recorder, stopped);
+    }
+    settle();
+    EXPECT_EQ(delegate->stops, 20);
+}
+
+TEST_F(FileRecorderStops, AreToldAsOftenAsTheyWereWhenItWasLetGo) {
+    open();
+    for (int run = 0; run < 3; ++run) {
+        recorder->startRecording();
+        captureAll(100);
+        recorder->stopRecording();
+    }
+    recorder->audioUnitDidStop(nullptr);
+    recorder->invalidate();
+    recorder.reset();
+    drainUntil([&] { return delegate->stops == 4; });
+    settle();
+    EXPECT_EQ(delegate->stops, 4);
+}
+
+TEST_F(FileRecorderStops, ADelegateMayKeepARecorderThatWasLetGo) {
+    open();
+    Recorder kept;
+    delegate->whenStopped = [&](const Recorder& of) { kept = of; };
+    recorder->startRecording();
+    captureAll(100);
+    recorder->stopRecording();
+    recorder->invalidate();
+    recorder.reset();
+    drainUntil([&] { return kept != nullptr; });
+    EXPECT_EQ(kept->recordFile(), nullptr);
+    kept->startRecording();
+    EXPECT_FALSE(kept->isFileRecording());
+    kept->invalidate();
+    kept->audioUnitDidStop(nullptr);
+    kept.reset();
+    settle();
+    EXPECT_EQ(delegate->stops, 1) << "a recorder that is let go for the second time is gone";
+}
+
+TEST_F(FileRecorderStops, ARecorderThatIsLetGoWithNobodyToTellIsGone) {
+    open();
+    const std::weak_ptr<BRAQInputAudioUnit> unit = recorder->inputAudioUnit();
+    recorder->startRecording();
+    captureAll(100);
+    delegate.reset();
+    recorder->stopRecording();
+    recorder->invalidate();
+    recorder.reset();
+    EXPECT_TRUE(resource_test::comesTrue([&] { return unit.expired(); })) << "without the main thread";
 }
 
 TEST_F(FileRecorderStops, ADelegateMayStartAgain) {

@@ -156,6 +156,20 @@ TEST_F(InputAudioUnitTest, KeepsAFrameBufferOfTheDevicesBufferSize) {
     EXPECT_EQ(slices[2].sampleTime, 1024.0);
 }
 
+TEST_F(InputAudioUnitTest, CapturesFromTheDefaultDeviceWithoutOne) {
+    software->makeDefaultRecordDevice();
+    const auto unit = BRAQInputAudioUnit::initWithDevice(nullptr, {{3, 0, 1, 2}});
+    EXPECT_EQ(unit->device(), nullptr);
+    EXPECT_EQ(unit->streamDescription()->sampleRate(), device->deviceNativeRecordStreamDescription()->sampleRate());
+    keepSlices(unit);
+    unit->start();
+    capture(2);
+    ASSERT_EQ(slices.size(), 1U);
+    EXPECT_THAT(slices[0].samples,
+                ElementsAre(ElementsAre(3, 11), ElementsAre(0, 8), ElementsAre(1, 9), ElementsAre(2, 10)));
+    unit->stop();
+}
+
 TEST_F(InputAudioUnitTest, CountsTimeFromZeroAtEachStart) {
     const auto unit = BRAQInputAudioUnit::initWithStreamDescription(planar(2), device, std::nullopt);
     keepSlices(unit);

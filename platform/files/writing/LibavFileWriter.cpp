@@ -1,6 +1,5 @@
 #include "platform/files/writing/LibavFileWriter.h"
 
-#include "BRAQAudio/platform/foundation/NSLog.h"
 #include "platform/files/formats/ClientFormat.h"
 #include "platform/files/libav/LibavLogScope.h"
 #include "platform/foundation/FailureReason.h"
@@ -198,7 +197,7 @@ OSStatus LibavFileWriter::statusOf(int error) {
     if (status == 0 && error < 0) {
         const std::string reason = libavErrorText(error);
         noteReason(reason);
-        NSLog("(ERROR) FileWriter : " + mPath + " cannot be written: " + reason);
+        mFile->log(reason);
     }
     return status != 0 || error >= 0 ? status : kAudioFileUnspecifiedError;
 }
@@ -226,6 +225,7 @@ OSStatus LibavFileWriter::close() {
         return 0;
     }
     const LibavLogScope scope(mPath, &mLinesLeft);
+    mFile->beginClosing();
     noteReason(mFailureReason);
     OSStatus status = mFailure != 0 ? mFailure : prepareCoder();
     status = status == 0 ? begin(mFrames == 0) : status;

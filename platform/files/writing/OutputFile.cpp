@@ -3,6 +3,7 @@
 #include "BRAQAudio/platform/files.h"
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "platform/foundation/FailureReason.h"
+#include "platform/foundation/QuietLog.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -247,9 +248,16 @@ OSStatus OutputFile::close() {
 OSStatus OutputFile::fail(int reason) {
     noteSystemReason(reason);
     if (std::exchange(mReasonLogged, reason) != reason) {
-        NSLog("(ERROR) FileWriter : " + mPath + " cannot be written: " + std::generic_category().message(reason));
+        log(std::generic_category().message(reason));
     }
     return kAudioFileUnspecifiedError;
+}
+
+// Callers of a write are given the reason. Who closes a file, such as the destructor of its object, may have nobody to
+// give it to.
+void OutputFile::log(const std::string& reason) const {
+    const std::string line = "(ERROR) FileWriter : " + mPath + " cannot be written: " + reason;
+    mIsClosing ? NSLog(line) : logQuietly(line);
 }
 
 } // namespace braq

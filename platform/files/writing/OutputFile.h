@@ -45,6 +45,10 @@ class OutputFile {
     /// After a failure: discards buffered data and continues behind it; the gap reads as zeros.
     void skipWhatFailed();
 
+    /// Writes to the log that the file cannot be written. Only while the file is closed this is loud.
+    void log(const std::string& reason) const;
+    /// From now on, nobody may learn of a failure but from the log.
+    void beginClosing() noexcept { mIsClosing = true; }
     /// Flushes, frees reserved space that was not used, and closes. Idempotent.
     /// @return 0, or a status; the reason is noted, and logged once
     OSStatus close();
@@ -68,6 +72,7 @@ class OutputFile {
     UInt64 mReserved = 0;   // bytes from the start that the system has reserved
     bool mDiscards = false; // the stream is being cleared
     int mReasonLogged = 0;  // of the failures since the last success
+    bool mIsClosing = false;
 };
 
 } // namespace braq

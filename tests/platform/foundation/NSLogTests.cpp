@@ -1,5 +1,7 @@
 #include "BRAQAudio/platform/foundation/NSLog.h"
 
+#include "platform/foundation/QuietLog.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -67,6 +69,24 @@ TEST(Foundation_NSLog, TheDefaultWritesToSyslogToo) {
     EXPECT_EQ(error.next(), "program: a line with 100 %s\n");
     ::openlog(nullptr, 0, LOG_USER);
     ::closelog();
+}
+
+TEST(Foundation_NSLog, WhatIsLoggedQuietlyGoesToSyslogOnly) {
+    CapturedStandardError error;
+    ::openlog("program", LOG_PERROR, LOG_USER);
+    braq::logQuietly("a line with\n100 %s");
+    EXPECT_EQ(error.next(), "program: a line with 100 %s\n");
+    EXPECT_EQ(error.next(), "nothing");
+    ::openlog(nullptr, 0, LOG_USER);
+    ::closelog();
+}
+
+TEST(Foundation_NSLog, ASinkGetsWhatIsLoggedQuietly) {
+    std::vector<std::string> lines;
+    const NSLogSink before = NSLogSetSink([&](const std::string& line) { lines.push_back(line); });
+    braq::logQuietly("to the\nsink");
+    NSLogSetSink(before);
+    EXPECT_THAT(lines, ElementsAre("to the sink"));
 }
 
 TEST(Foundation_NSLog, AClosedStandardErrorIsNoProblem) {

@@ -17,8 +17,8 @@ using NSLogSink = std::function<void(const std::string& line)>;
 /// thread.
 BRAQ_EXPORT void NSLog(const std::string& line);
 
-/// Replaces the destination of the log. An empty sink restores the default: standard error and syslog. When this
-/// returns, the previous sink is not running and is not called again, except if called from inside that sink.
+/// Replaces the destination of the log. An empty sink restores the default: standard error and syslog, and only syslog
+/// for what the library also returns as an error and for what is no failure. When this returns, the previous sink is not running and is not called again, except if called from inside that sink.
 /// @return the previous sink; empty for the default
 BRAQ_EXPORT NSLogSink NSLogSetSink(NSLogSink sink);
 
