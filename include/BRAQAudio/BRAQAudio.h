@@ -23,6 +23,7 @@
 #include "BRAQAudio/BRAQExtendedAudioFileRecorder.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
+#include "BRAQAudio/BRAQPublishedAnswer.h"
 #include "BRAQAudio/BRAQReleasable.h"
 #include "BRAQAudio/core/BAtomicStack.h"
 #include "BRAQAudio/core/BAudioBuffer.h"

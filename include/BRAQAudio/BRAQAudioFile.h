@@ -1,6 +1,7 @@
 #pragma once
 
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
+#include "BRAQAudio/BRAQPublishedAnswer.h"
 #include "BRAQAudio/platform/files.h"
 
 #include <atomic>
@@ -21,7 +22,8 @@
 /// A recording is complete when it is closed. `BRAQExtendedAudioFile` says what is left if the process is killed before
 /// that.
 ///
-/// Any thread but an I/O thread. Calls from several threads are serialised.
+/// Any thread but an I/O thread. Reads, writes and changes from several threads are serialised. Properties do not wait
+/// for them: while one is in progress, a property that was read before has the value that it had.
 class BRAQ_EXPORT BRAQAudioFile {
   public:
     /// Like the one with a URL, for a UTF-8 path.
@@ -50,7 +52,7 @@ class BRAQ_EXPORT BRAQAudioFile {
 
     /// The platform's file. This object disposes of a file that is set, but not of the one that it replaces.
     ExtAudioFileRef audioFile() const noexcept { return mAudioFile; }
-    void setAudioFile(ExtAudioFileRef audioFile) noexcept { mAudioFile = audioFile; }
+    void setAudioFile(ExtAudioFileRef audioFile) noexcept;
     /// The URL that the file was opened with, or the one set since, which moves nothing. Null if there is none.
     std::shared_ptr<NSURL> url() const;
     void setUrl(const std::shared_ptr<NSURL>& url);
@@ -111,6 +113,7 @@ class BRAQ_EXPORT BRAQAudioFile {
   private:
     explicit BRAQAudioFile(std::shared_ptr<NSURL> url, std::nullptr_t noFile);
 
+    void forgetAnswers();
     void setClientDataFormat(Float64 sampleRate, const AudioStreamBasicDescription& fileFormat, const char* method);
 
     std::atomic<ExtAudioFileRef> mAudioFile{nullptr};
@@ -119,6 +122,11 @@ class BRAQ_EXPORT BRAQAudioFile {
 
     mutable std::mutex mUrlMutex;
     mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe
+    mutable BRAQPublishedAnswer<AudioStreamBasicDescription> mClientDataFormat;
+    mutable BRAQPublishedAnswer<AudioStreamBasicDescription> mFileDataFormat;
+    mutable BRAQPublishedAnswer<SInt64> mFrameCount;
+    mutable BRAQPublishedAnswer<UInt32> mMaxPacketSize;
+    mutable BRAQPublishedAnswer<UInt32> mBitrate;
 };
 
 /// @}

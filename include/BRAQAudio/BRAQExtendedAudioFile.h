@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQAudioDevice.h"
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
+#include "BRAQAudio/BRAQPublishedAnswer.h"
 #include "BRAQAudio/platform/files.h"
 
 #include <atomic>
@@ -46,7 +47,9 @@ using BRAQExtendedAudioFileOptionDictionary = std::map<std::string, BRAQExtended
 /// While an MPEG-4 or M4A file is written, its index is kept in memory: about 64 bytes per packet, 10 MB per hour of
 /// AAC.
 ///
-/// Any thread but an I/O thread. Calls from several threads are serialised. One thread at a time writes frames.
+/// Any thread but an I/O thread. Reads, seeks, writes and changes from several threads are serialised. Properties do
+/// not wait for them: while one is in progress, a property that was read before has the value that it had. Formats of a
+/// file opened for playback are always known. One thread at a time writes frames.
 class BRAQ_EXPORT BRAQExtendedAudioFile {
   public:
     using Options = BRAQExtendedAudioFileOptions;
@@ -107,7 +110,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
 
     /// The platform's file. This object disposes of a file that is set, but not of the one that it replaces.
     ExtAudioFileRef audioFile() const noexcept { return mAudioFile; }
-    void setAudioFile(ExtAudioFileRef audioFile) noexcept { mAudioFile = audioFile; }
+    void setAudioFile(ExtAudioFileRef audioFile) noexcept;
     /// The URL that the file was opened with, or the one set since, which moves nothing. Null if there is none.
     std::shared_ptr<NSURL> url() const;
     void setUrl(const std::shared_ptr<NSURL>& url);
@@ -145,6 +148,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     /// frames the low bits are lost. If the coding has packets of varying length, the frames of the last packet are
     /// deliberately left out.
     virtual SInt64 frameCount() const;
+    /// Length in frames: those that a read from the first to the last delivers. `frameCount` for an object without a
+    /// platform file.
+    virtual SInt64 exactFrameCount() const;
     /// 0 here. Derived classes may set it.
     SInt64 unscaledFrameCount() const noexcept { return mUnscaledFrameCount; }
     /// Length in milliseconds: `frameCount` at the client rate. NaN if that rate is 0.
@@ -164,6 +170,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     /// Seeks to a client frame; a negative one means the first. Computed in single precision like `frameCount`: beyond
     /// 16,777,216 frames it seeks to a nearby frame.
     virtual void seekToFrame(SInt64 frame);
+    /// Seeks to a client frame; a negative one means the first. If the rates differ, to the nearest frame of the file.
+    /// Calls `seekToFrame` where that is as exact, and for an object without a platform file.
+    virtual void seekToExactFrame(SInt64 frame);
 
     /// Reads frames. Forwards: from the current position on; `startFrame` is ignored. In reverse: the frames that end
     /// at `startFrame`, last one first. A failed read delivers nothing; the log says why.
@@ -202,6 +211,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
   private:
     bool openForPlayback(const std::shared_ptr<NSURL>& url, const Options& options, std::shared_ptr<NSError>* error);
     SInt64 fileFrameCount() const;
+    SInt64 singlePrecisionFileFrame(SInt64 frame) const;
+    void forgetAnswers();
     UInt32 readFrames(AudioBufferList* list, UInt32 frames);
 
     std::atomic<ExtAudioFileRef> mAudioFile{nullptr};
@@ -217,6 +228,14 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
 
     mutable std::mutex mUrlMutex;
     mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe
+    mutable BRAQPublishedAnswer<AudioStreamBasicDescription> mClientDataFormat;
+    mutable BRAQPublishedAnswer<AudioStreamBasicDescription> mFileDataFormat;
+    mutable BRAQPublishedAnswer<std::vector<BRAQChannelPosition>> mChannelPositions;
+    mutable BRAQPublishedAnswer<SInt64> mFrameCount;
+    mutable BRAQPublishedAnswer<SInt64> mExactFrameCount;
+    mutable BRAQPublishedAnswer<UInt32> mMaxPacketSize;
+    mutable BRAQPublishedAnswer<UInt32> mBitrate;
+    mutable BRAQPublishedAnswer<AudioConverterPrimeInfo> mPrimeInfo;
 };
 
 /// @}

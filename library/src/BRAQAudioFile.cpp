@@ -78,6 +78,19 @@ void BRAQAudioFile::setUrl(const std::shared_ptr<NSURL>& url) {
     mUrl = url;
 }
 
+void BRAQAudioFile::setAudioFile(ExtAudioFileRef audioFile) noexcept {
+    mAudioFile = audioFile;
+    forgetAnswers();
+}
+
+void BRAQAudioFile::forgetAnswers() {
+    mClientDataFormat.forget();
+    mFileDataFormat.forget();
+    mFrameCount.forget();
+    mMaxPacketSize.forget();
+    mBitrate.forget();
+}
+
 void BRAQAudioFile::setClientDataFormatForRecording() {
     const std::lock_guard lock(mPlatformMutex);
     const AudioStreamBasicDescription fileFormat = fileDataFormat();
@@ -95,6 +108,7 @@ void BRAQAudioFile::setClientDataFormatForPlayback() {
 void BRAQAudioFile::setClientDataFormat(Float64 sampleRate, const AudioStreamBasicDescription& fileFormat,
                                         const char* method) {
     const auto clientFormat = braq::processingFormat(fileFormat.mChannelsPerFrame, sampleRate);
+    forgetAnswers();
     NSXRaiseOnFailure(ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat, sizeof(clientFormat),
                                               &clientFormat),
                       "ExtAudioFileSetProperty(self.audioFile, kExtAudioFileProperty_ClientDataFormat, size, "
@@ -103,19 +117,21 @@ void BRAQAudioFile::setClientDataFormat(Float64 sampleRate, const AudioStreamBas
 }
 
 AudioStreamBasicDescription BRAQAudioFile::clientDataFormat() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<AudioStreamBasicDescription>(
-        mAudioFile, kExtAudioFileProperty_ClientDataFormat,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )",
-        siteOf("-[BRAQAudioFile clientDataFormat]"));
+    return mClientDataFormat.get(mPlatformMutex, [this] {
+        return braq::fileProperty<AudioStreamBasicDescription>(
+            mAudioFile, kExtAudioFileProperty_ClientDataFormat,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )",
+            siteOf("-[BRAQAudioFile clientDataFormat]"));
+    });
 }
 
 AudioStreamBasicDescription BRAQAudioFile::fileDataFormat() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<AudioStreamBasicDescription>(
-        mAudioFile, kExtAudioFileProperty_FileDataFormat,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_FileDataFormat, &size, &asbd )",
-        siteOf("-[BRAQAudioFile fileDataFormat]"));
+    return mFileDataFormat.get(mPlatformMutex, [this] {
+        return braq::fileProperty<AudioStreamBasicDescription>(
+            mAudioFile, kExtAudioFileProperty_FileDataFormat,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_FileDataFormat, &size, &asbd )",
+            siteOf("-[BRAQAudioFile fileDataFormat]"));
+    });
 }
 
 std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQAudioFile::streamDescription() const {
@@ -129,11 +145,12 @@ std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQAudioFile::fileStreamDescri
 }
 
 SInt64 BRAQAudioFile::frameCount() const {
-    const std::lock_guard lock(mPlatformMutex);
-    SInt64 frames = 0;
-    UInt32 size = sizeof(frames);
-    ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_FileLengthFrames, &size, &frames);
-    return frames;
+    return mFrameCount.get(mPlatformMutex, [this] {
+        SInt64 frames = 0;
+        UInt32 size = sizeof(frames);
+        ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_FileLengthFrames, &size, &frames);
+        return frames;
+    });
 }
 
 Float64 BRAQAudioFile::estimatedDuration() const {
@@ -142,29 +159,33 @@ Float64 BRAQAudioFile::estimatedDuration() const {
 }
 
 UInt32 BRAQAudioFile::maxPacketSize() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<UInt32>(
-        mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize, &size, &maxPacketSize)",
-        siteOf("-[BRAQAudioFile maxPacketSize]"));
+    return mMaxPacketSize.get(mPlatformMutex, [this] {
+        return braq::fileProperty<UInt32>(
+            mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize, &size, &maxPacketSize)",
+            siteOf("-[BRAQAudioFile maxPacketSize]"));
+    });
 }
 
 UInt32 BRAQAudioFile::bitrate() const {
-    constexpr auto here = siteOf("-[BRAQAudioFile bitrate]");
-    const std::lock_guard lock(mPlatformMutex);
-    const auto converter = braq::fileProperty<AudioConverterRef>(
-        mAudioFile, kExtAudioFileProperty_AudioConverter,
-        "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)", here);
-    UInt32 bitrate = 0;
-    UInt32 size = sizeof(bitrate);
-    NSXRaiseOnFailure(AudioConverterGetProperty(converter, kAudioConverterEncodeBitRate, &size, &bitrate),
-                      "AudioConverterGetProperty(audioConverter, kAudioConverterEncodeBitRate, &size, &bitrate)", here);
-    return bitrate;
+    static constexpr auto here = siteOf("-[BRAQAudioFile bitrate]");
+    return mBitrate.get(mPlatformMutex, [this] {
+        const auto converter = braq::fileProperty<AudioConverterRef>(
+            mAudioFile, kExtAudioFileProperty_AudioConverter,
+            "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)", here);
+        UInt32 bitrate = 0;
+        UInt32 size = sizeof(bitrate);
+        NSXRaiseOnFailure(AudioConverterGetProperty(converter, kAudioConverterEncodeBitRate, &size, &bitrate),
+                          "AudioConverterGetProperty(audioConverter, kAudioConverterEncodeBitRate, &size, &bitrate)",
+                          here);
+        return bitrate;
+    });
 }
 
 void BRAQAudioFile::setBitrate(UInt32 bitrate) {
     constexpr auto here = siteOf("-[BRAQAudioFile setBitrate:]");
     const std::lock_guard lock(mPlatformMutex);
+    mBitrate.forget();
     const auto converter = braq::fileProperty<AudioConverterRef>(
         mAudioFile, kExtAudioFileProperty_AudioConverter,
         "ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_AudioConverter, &size, &audioConverter)", here);
@@ -187,5 +208,6 @@ bool BRAQAudioFile::isEqual(const BRAQAudioFile& other) const {
 
 void BRAQAudioFile::closeFile() noexcept {
     const std::lock_guard lock(mPlatformMutex);
+    forgetAnswers();
     ExtAudioFileDispose(mAudioFile);
 }

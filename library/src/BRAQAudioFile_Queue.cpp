@@ -22,6 +22,7 @@ void BRAQAudioFile::writeQueueBuffer(const AudioQueueBuffer* buffer) {
     const std::lock_guard lock(mPlatformMutex);
     const AudioStreamBasicDescription client = clientDataFormat();
     const AudioBufferList list = oneBuffer(client, buffer->mAudioDataByteSize, buffer->mAudioData);
+    mFrameCount.forget();
     NSXRaiseOnFailure(ExtAudioFileWrite(mAudioFile, framesIn(buffer->mAudioDataByteSize, client), &list),
                       "ExtAudioFileWrite( mAudioFile, numFrames, &abl )", siteOf("-[BRAQAudioFile writeQueueBuffer:]"));
 }

@@ -32,12 +32,29 @@ void BRAQExtendedAudioFile::setUrl(const std::shared_ptr<NSURL>& url) {
     mUrl = url;
 }
 
+void BRAQExtendedAudioFile::setAudioFile(ExtAudioFileRef audioFile) noexcept {
+    mAudioFile = audioFile;
+    forgetAnswers();
+}
+
+void BRAQExtendedAudioFile::forgetAnswers() {
+    mClientDataFormat.forget();
+    mFileDataFormat.forget();
+    mChannelPositions.forget();
+    mFrameCount.forget();
+    mExactFrameCount.forget();
+    mMaxPacketSize.forget();
+    mBitrate.forget();
+    mPrimeInfo.forget();
+}
+
 void BRAQExtendedAudioFile::setClientDataFormatForRecordingWithDevice(const std::shared_ptr<BRAQAudioDevice>& device) {
     constexpr auto here = siteOf("-[BRAQExtendedAudioFile setClientDataFormatForRecordingWithDevice:]");
     const std::lock_guard lock(mPlatformMutex);
     const UInt32 channels = fileDataFormat().mChannelsPerFrame;
     const Float64 rate = device != nullptr ? device->deviceNativeRecordStreamDescription()->sampleRate() : 0.0;
     const auto clientFormat = braq::processingFormat(channels, rate);
+    forgetAnswers();
     NSXRaiseOnFailure(ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat, sizeof(clientFormat),
                                               &clientFormat),
                       setClientFormat, here);
@@ -62,24 +79,34 @@ bool BRAQExtendedAudioFile::setClientDataFormatForPlaybackError(std::shared_ptr<
         rate = mPreferredClientDataFormat->sampleRate();
     }
     const auto clientFormat = braq::processingFormat(channels, rate);
-    return !NSXReturnOnFailure(ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat,
-                                                       sizeof(clientFormat), &clientFormat),
-                               setClientFormat, here, error);
+    forgetAnswers();
+    if (NSXReturnOnFailure(ExtAudioFileSetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat,
+                                                   sizeof(clientFormat), &clientFormat),
+                           setClientFormat, here, error)) {
+        return false;
+    }
+    mFileDataFormat.publish(fileFormat);
+    if (rate != 0.0) { // else the platform chooses it
+        mClientDataFormat.publish(clientFormat);
+    }
+    return true;
 }
 
 AudioStreamBasicDescription BRAQExtendedAudioFile::clientDataFormat() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<AudioStreamBasicDescription>(
-        mAudioFile, kExtAudioFileProperty_ClientDataFormat,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )",
-        siteOf("-[BRAQExtendedAudioFile clientDataFormat]"));
+    return mClientDataFormat.get(mPlatformMutex, [this] {
+        return braq::fileProperty<AudioStreamBasicDescription>(
+            mAudioFile, kExtAudioFileProperty_ClientDataFormat,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &asbd )",
+            siteOf("-[BRAQExtendedAudioFile clientDataFormat]"));
+    });
 }
 
 AudioStreamBasicDescription BRAQExtendedAudioFile::fileDataFormat() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<AudioStreamBasicDescription>(mAudioFile, kExtAudioFileProperty_FileDataFormat,
-                                                           getFileFormat,
-                                                           siteOf("-[BRAQExtendedAudioFile fileDataFormat]"));
+    return mFileDataFormat.get(mPlatformMutex, [this] {
+        return braq::fileProperty<AudioStreamBasicDescription>(mAudioFile, kExtAudioFileProperty_FileDataFormat,
+                                                               getFileFormat,
+                                                               siteOf("-[BRAQExtendedAudioFile fileDataFormat]"));
+    });
 }
 
 std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQExtendedAudioFile::streamDescription() const {
@@ -93,19 +120,21 @@ std::shared_ptr<BRAQAudioStreamBasicDescription> BRAQExtendedAudioFile::fileStre
 }
 
 std::vector<BRAQChannelPosition> BRAQExtendedAudioFile::channelPositions() const {
-    const std::lock_guard lock(mPlatformMutex);
-    AudioStreamBasicDescription format{};
-    UInt32 size = sizeof(format);
-    if (ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &format) != 0) {
-        return {};
-    }
-    std::vector<BRAQChannelPosition> positions(format.mChannelsPerFrame);
-    size = static_cast<UInt32>(positions.size() * sizeof(BRAQChannelPosition));
-    if (ExtAudioFileGetProperty(mAudioFile, kBRAQExtAudioFileProperty_ChannelPositions, &size, positions.data()) != 0) {
-        return {};
-    }
-    positions.resize(size / sizeof(BRAQChannelPosition));
-    return positions;
+    return mChannelPositions.get(mPlatformMutex, [this]() -> std::vector<BRAQChannelPosition> {
+        AudioStreamBasicDescription format{};
+        UInt32 size = sizeof(format);
+        if (ExtAudioFileGetProperty(mAudioFile, kExtAudioFileProperty_ClientDataFormat, &size, &format) != 0) {
+            return {};
+        }
+        std::vector<BRAQChannelPosition> positions(format.mChannelsPerFrame);
+        size = static_cast<UInt32>(positions.size() * sizeof(BRAQChannelPosition));
+        if (ExtAudioFileGetProperty(mAudioFile, kBRAQExtAudioFileProperty_ChannelPositions, &size, positions.data()) !=
+            0) {
+            return {};
+        }
+        positions.resize(size / sizeof(BRAQChannelPosition));
+        return positions;
+    });
 }
 
 Float64 BRAQExtendedAudioFile::estimatedDuration() const {
@@ -114,11 +143,12 @@ Float64 BRAQExtendedAudioFile::estimatedDuration() const {
 }
 
 UInt32 BRAQExtendedAudioFile::maxPacketSize() const {
-    const std::lock_guard lock(mPlatformMutex);
-    return braq::fileProperty<UInt32>(
-        mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize, &size, &maxPacketSize)",
-        siteOf("-[BRAQExtendedAudioFile maxPacketSize]"));
+    return mMaxPacketSize.get(mPlatformMutex, [this] {
+        return braq::fileProperty<UInt32>(
+            mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_ClientMaxPacketSize, &size, &maxPacketSize)",
+            siteOf("-[BRAQExtendedAudioFile maxPacketSize]"));
+    });
 }
 
 bool BRAQExtendedAudioFile::isEqual(const BRAQExtendedAudioFile& other) const {
@@ -129,5 +159,6 @@ bool BRAQExtendedAudioFile::isEqual(const BRAQExtendedAudioFile& other) const {
 
 void BRAQExtendedAudioFile::closeFile() noexcept {
     const std::lock_guard lock(mPlatformMutex);
+    forgetAnswers();
     ExtAudioFileDispose(mAudioFile);
 }

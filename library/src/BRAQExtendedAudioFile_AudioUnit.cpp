@@ -32,7 +32,7 @@ void BRAQExtendedAudioFile::readIntoAudioBufferList(AudioBufferList* list, SInt6
         // The block ends at the start frame, and may be truncated at the beginning of the file.
         const SInt64 end = std::max(SInt64{0}, startFrame);
         frames = static_cast<UInt32>(std::min(SInt64{frames}, end));
-        seekToFrame(end - frames);
+        seekToExactFrame(end - frames);
     }
     *framesRead = frames != 0 ? readFrames(list, frames) : 0;
     if (backwards && *framesRead != 0) {
@@ -53,6 +53,9 @@ void BRAQExtendedAudioFile::writeAudioBufferList(AudioBufferList* list, UInt32* 
     for (AudioBuffer& buffer : buffersOf(list)) {
         buffer.mDataByteSize = bytes;
     }
+    mFrameCount.forget();
+    mExactFrameCount.forget();
+    mPrimeInfo.forget();
     NSXRaiseOnFailure(ExtAudioFileWrite(mAudioFile, *framesWritten, list),
                       "ExtAudioFileWrite( mAudioFile, numFrames, inBuffer )", here);
 }

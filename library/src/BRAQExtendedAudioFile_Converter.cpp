@@ -17,20 +17,23 @@ constexpr const char* getConverter =
 } // namespace
 
 UInt32 BRAQExtendedAudioFile::bitrate() const {
-    constexpr auto here = siteOf("-[BRAQExtendedAudioFile bitrate]");
-    const std::lock_guard lock(mPlatformMutex);
-    const auto converter =
-        braq::fileProperty<AudioConverterRef>(mAudioFile, kExtAudioFileProperty_AudioConverter, getConverter, here);
-    UInt32 bitrate = 0;
-    UInt32 size = sizeof(bitrate);
-    NSXRaiseOnFailure(AudioConverterGetProperty(converter, kAudioConverterEncodeBitRate, &size, &bitrate),
-                      "AudioConverterGetProperty(audioConverter, kAudioConverterEncodeBitRate, &size, &bitrate)", here);
-    return bitrate;
+    static constexpr auto here = siteOf("-[BRAQExtendedAudioFile bitrate]");
+    return mBitrate.get(mPlatformMutex, [this] {
+        const auto converter =
+            braq::fileProperty<AudioConverterRef>(mAudioFile, kExtAudioFileProperty_AudioConverter, getConverter, here);
+        UInt32 bitrate = 0;
+        UInt32 size = sizeof(bitrate);
+        NSXRaiseOnFailure(AudioConverterGetProperty(converter, kAudioConverterEncodeBitRate, &size, &bitrate),
+                          "AudioConverterGetProperty(audioConverter, kAudioConverterEncodeBitRate, &size, &bitrate)",
+                          here);
+        return bitrate;
+    });
 }
 
 void BRAQExtendedAudioFile::setBitrate(UInt32 bitrate) {
     constexpr auto here = siteOf("-[BRAQExtendedAudioFile setBitrate:]");
     const std::lock_guard lock(mPlatformMutex);
+    mBitrate.forget();
     const auto converter =
         braq::fileProperty<AudioConverterRef>(mAudioFile, kExtAudioFileProperty_AudioConverter, getConverter, here);
     const UInt32 rate = streamDescription()->channelsPerFrame() == 1 ? bitrate >> 1 : bitrate;
@@ -45,17 +48,18 @@ void BRAQExtendedAudioFile::setBitrate(UInt32 bitrate) {
 }
 
 AudioConverterPrimeInfo BRAQExtendedAudioFile::primeInfo() const {
-    const std::lock_guard lock(mPlatformMutex);
-    const auto converter = braq::fileProperty<AudioConverterRef>(
-        mAudioFile, kExtAudioFileProperty_AudioConverter,
-        "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_AudioConverter, &acSize , &ac )",
-        siteOf("-[BRAQExtendedAudioFile primeInfo]"));
-    AudioConverterPrimeInfo info{};
-    UInt32 size = sizeof(info);
-    // Codings without priming return an error, which means zeros.
-    return AudioConverterGetProperty(converter, kAudioConverterPrimeInfo, &size, &info) == 0
-               ? info
-               : AudioConverterPrimeInfo{};
+    return mPrimeInfo.get(mPlatformMutex, [this] {
+        const auto converter = braq::fileProperty<AudioConverterRef>(
+            mAudioFile, kExtAudioFileProperty_AudioConverter,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_AudioConverter, &acSize , &ac )",
+            siteOf("-[BRAQExtendedAudioFile primeInfo]"));
+        AudioConverterPrimeInfo info{};
+        UInt32 size = sizeof(info);
+        // Codings without priming return an error, which means zeros.
+        return AudioConverterGetProperty(converter, kAudioConverterPrimeInfo, &size, &info) == 0
+                   ? info
+                   : AudioConverterPrimeInfo{};
+    });
 }
 
 UInt32 BRAQExtendedAudioFile::primeOffset() const {

@@ -4,8 +4,10 @@
 #include "library/src/BRAQAudioFile_Common.h"
 
 #include <algorithm>
+#include <cmath>
 
-// Frames of the file and of the client: counts and positions. Single precision throughout, deliberately.
+// Frames of the file and of the client: counts and positions. In single precision, deliberately, where they are not
+// called exact.
 
 namespace {
 
@@ -28,18 +30,48 @@ SInt64 framesOfPackets(AudioFileID container, SInt64 packetCount, const AudioStr
     return translation.mFrame;
 }
 
+/// Frames at one rate as frames at another, to the nearest. Exact for rates that are whole numbers, as those of files
+/// are; others have the precision of the rates themselves.
+SInt64 atRate(SInt64 frames, Float64 from, Float64 to) noexcept {
+    if (from == to || !(from > 0.0) || !(to > 0.0)) {
+        return frames;
+    }
+    // The part below one second is small enough for doubles to be exact.
+    const auto framesPerSecond = static_cast<SInt64>(from);
+    const bool isWhole = static_cast<Float64>(framesPerSecond) == from && std::floor(to) == to;
+    if (!isWhole) {
+        return std::llround(static_cast<Float64>(frames) / from * to);
+    }
+    const SInt64 seconds = frames / framesPerSecond;
+    const auto rest = static_cast<Float64>(frames % framesPerSecond);
+    return seconds * static_cast<SInt64>(to) + std::llround(rest * to / from);
+}
+
 } // namespace
 
 Float32 BRAQExtendedAudioFile::rateScalar() const {
-    const std::lock_guard lock(mPlatformMutex);
     return static_cast<Float32>(fileStreamDescription()->sampleRate()) /
            static_cast<Float32>(streamDescription()->sampleRate());
 }
 
 SInt64 BRAQExtendedAudioFile::frameCount() const {
-    const std::lock_guard lock(mPlatformMutex);
-    const auto frames = static_cast<UInt64>(fileFrameCount());
-    return braq::truncated(static_cast<Float32>(frames) / rateScalar());
+    return mFrameCount.get(mPlatformMutex, [this] {
+        const auto frames = static_cast<UInt64>(fileFrameCount());
+        return braq::truncated(static_cast<Float32>(frames) / rateScalar());
+    });
+}
+
+SInt64 BRAQExtendedAudioFile::exactFrameCount() const {
+    if (mAudioFile == nullptr) {
+        return frameCount();
+    }
+    return mExactFrameCount.get(mPlatformMutex, [this] {
+        const auto frames = braq::fileProperty<SInt64>(
+            mAudioFile, kExtAudioFileProperty_FileLengthFrames,
+            "ExtAudioFileGetProperty( mAudioFile, kExtAudioFileProperty_FileLengthFrames, &size, &frames )",
+            siteOf("-[BRAQExtendedAudioFile exactFrameCount]"));
+        return atRate(frames, fileDataFormat().mSampleRate, clientDataFormat().mSampleRate);
+    });
 }
 
 SInt64 BRAQExtendedAudioFile::fileFrameCount() const {
@@ -62,12 +94,31 @@ SInt64 BRAQExtendedAudioFile::fileFrameCount() const {
     return tableStatus == 0 ? frames - table.mPrimingFrames - table.mRemainderFrames : frames;
 }
 
+void BRAQExtendedAudioFile::seekToExactFrame(SInt64 frame) {
+    const std::lock_guard lock(mPlatformMutex);
+    if (mAudioFile == nullptr) {
+        seekToFrame(frame);
+        return;
+    }
+    const SInt64 fileFrame =
+        std::max(SInt64{0}, atRate(frame, clientDataFormat().mSampleRate, fileDataFormat().mSampleRate));
+    if (fileFrame == std::max(SInt64{0}, singlePrecisionFileFrame(frame))) {
+        seekToFrame(frame);
+        return;
+    }
+    NSXRaiseOnFailure(ExtAudioFileSeek(mAudioFile, fileFrame), "ExtAudioFileSeek( mAudioFile, fileFrame )",
+                      siteOf("-[BRAQExtendedAudioFile seekToExactFrame:]"));
+}
+
+SInt64 BRAQExtendedAudioFile::singlePrecisionFileFrame(SInt64 frame) const {
+    return braq::truncated(static_cast<Float32>(frame) * rateScalar());
+}
+
 void BRAQExtendedAudioFile::seekToFrame(SInt64 frame) {
     OSStatus status = 0;
     {
         const std::lock_guard lock(mPlatformMutex);
-        const SInt64 fileFrame = braq::truncated(static_cast<Float32>(frame) * rateScalar());
-        status = ExtAudioFileSeek(mAudioFile, std::max(SInt64{0}, fileFrame));
+        status = ExtAudioFileSeek(mAudioFile, std::max(SInt64{0}, singlePrecisionFileFrame(frame)));
     }
     NSXRaiseOnFailure(status,
                       "ExtAudioFileSeek( mAudioFile, ({ __typeof__(0) __a0 = (0); __typeof__(readFrame) __b0 = "

@@ -127,6 +127,80 @@ TEST_F(ExtendedAudioFileFrames, AreSoughtInTheFileInSinglePrecision) {
     EXPECT_THAT(sought, ElementsAre(0, 0, 91, static_cast<SInt64>(16'777'216.0F * 0.91875F)));
 }
 
+TEST_F(ExtendedAudioFileFrames, AreCountedExactlyToo) {
+    const auto same = play(numbered(10));
+    const auto faster = play(numbered(10, 2, 44100), 48000);
+    const auto slower = play(numbered(10, 2, 48000), 44100);
+    const auto odd = play(numbered(10, 2, 48000), 44100.5);
+    const auto count = [](BRAQExtendedAudioFile& file, SInt64 frames) {
+        const FileHook length("ExtAudioFileGetProperty", kExtAudioFileProperty_FileLengthFrames,
+                              FileHook::answer(frames));
+        return file.exactFrameCount();
+    };
+    constexpr SInt64 many = (SInt64{1} << 40) + 1;
+    EXPECT_EQ(count(*same, 16'777'217), 16'777'217);
+    EXPECT_EQ(count(*same, many), many);
+    EXPECT_EQ(count(*faster, 1000), 1088) << "1088.4";
+    EXPECT_EQ(count(*slower, 1000), 919) << "918.75";
+    EXPECT_EQ(count(*faster, 44100 * many), 48000 * many);
+    EXPECT_EQ(count(*slower, 48000 * many + 1), 44100 * many + 1);
+    EXPECT_EQ(count(*odd, 96'000), 88'201);
+}
+
+TEST_F(ExtendedAudioFileFrames, CountedExactlyAreThoseThatAreRead) {
+    for (const char* name : {"lossy-vorbis.ogg", "lossy-aac.m4a", "reference-44k-stereo-16.wav", "lossy-vbr.mp3"}) {
+        for (const Float64 rate : {0.0, 48000.0, 22050.0}) {
+            const auto file = play(audioFile(name), rate);
+            const FrameList list(2, 4096);
+            SInt64 frames = 0;
+            for (UInt32 got = 1; got != 0; frames += got) {
+                list.get()->mBuffers[0].mDataByteSize = list.get()->mBuffers[1].mDataByteSize = 4096 * sizeof(Float32);
+                got = read(*file, list, 0, 4096);
+            }
+            EXPECT_EQ(file->exactFrameCount(), frames) << name << " at " << rate;
+        }
+    }
+}
+
+TEST_F(ExtendedAudioFileFrames, CountedExactlyAreRaisedIfTheyAreNotKnown) {
+    const auto file = play(numbered(10));
+    file->closeFile();
+    EXPECT_THROW(file->exactFrameCount(), NSException);
+    EXPECT_THROW(file->seekToExactFrame(5), NSException);
+    EXPECT_THROW(file->seekToExactFrame(16'777'217), NSException);
+}
+
+TEST_F(ExtendedAudioFileFrames, AreSoughtExactlyToo) {
+    const auto same = play(numbered(100));
+    const auto converted = play(numbered(100, 2, 44100), 48000);
+    constexpr SInt64 many = (SInt64{1} << 40) + 1;
+    FileCalls calls;
+    for (const SInt64 frame : {SInt64{-10}, SInt64{0}, SInt64{100}, SInt64{16'777'217}, many}) {
+        same->seekToExactFrame(frame);
+    }
+    for (const SInt64 frame : {SInt64{-10}, SInt64{100}, 48000 * many}) {
+        converted->seekToExactFrame(frame);
+    }
+    std::vector<SInt64> sought;
+    for (const auto& call : calls.take()) {
+        if (call.function == "ExtAudioFileSeek") {
+            sought.push_back(call.detail);
+        }
+    }
+    EXPECT_THAT(sought, ElementsAre(0, 0, 100, 16'777'217, many, 0, 92, 44100 * many)) << "100 is 91.9";
+}
+
+TEST_F(ExtendedAudioFileFrames, OfAnotherSourceAreCountedAndSoughtByIt) {
+    struct Elsewhere : BRAQExtendedAudioFile {
+        SInt64 frameCount() const override { return 77; }
+        void seekToFrame(SInt64 frame) override { sought = frame; }
+        SInt64 sought = 0;
+    } file;
+    EXPECT_EQ(file.exactFrameCount(), 77);
+    file.seekToExactFrame(16'777'217);
+    EXPECT_EQ(file.sought, 16'777'217);
+}
+
 TEST_F(ExtendedAudioFileFrames, AreReadOnFromWhereTheFileIs) {
     const auto file = play(numbered(1000));
     const FrameList list(2, 400);
