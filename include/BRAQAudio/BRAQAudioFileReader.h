@@ -23,6 +23,10 @@ extern "C" {
 /// filled, plus the frames consumed since. In reverse this, too, counts up within a buffer.
 /// @realtime
 BRAQ_EXPORT SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept;
+/// The place in the file that the real-time side has reached: forwards the next frame that it delivers, in reverse the
+/// frame that it delivered last. Playback that turns round there goes on with the frame that was delivered last.
+/// @realtime
+BRAQ_EXPORT SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader* reader) noexcept;
 }
 
 /// Reads a file ahead of playback, forwards or in reverse, in a loop or to its end. All frames are counted at the
@@ -53,6 +57,9 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     /// While running, the frame being played, as `BRAQAudioFileReaderGetCurrentFrame`; else the read head. Does not
     /// wait.
     SInt64 currentFrame() const noexcept;
+    /// Like `currentFrame`, but in reverse it counts down: while running, as `BRAQAudioFileReaderGetPosition`. Does not
+    /// wait.
+    SInt64 position() const noexcept;
     /// Moves the read head. While running, drops the frames read ahead and refills the ring from the new position; the
     /// ring's gate is closed meanwhile.
     void setCurrentFrame(SInt64 frame);
@@ -73,12 +80,24 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     bool reverse() const;
     /// Waits for the buffer being filled.
     void setReverse(bool reverse);
+    /// Changes the direction at once. While running, the frames read ahead are dropped, and the ring is refilled from
+    /// `position`: the first frame delivered is the one that was delivered last. Does nothing if all frames in the ring
+    /// have that direction.
+    void turn(bool reverse);
 
   protected:
     using BRAQAudioFileStreamer::BRAQAudioFileStreamer;
 
   private:
     friend SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader*) noexcept;
+    friend SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader*) noexcept;
+
+    /// What the real-time side has reached, at one moment.
+    struct Place {
+        SInt64 fileStart; ///< where the current buffer was filled
+        SInt64 consumed;  ///< frames of it
+        bool isBackwards;
+    };
 
     /// The loop as one fill sees it.
     struct Loop {
@@ -87,6 +106,8 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
         bool isActive() const { return looping && range.length != 0; }
     };
 
+    Place place() const noexcept;
+    bool isAllInDirection(bool reverse) const;
     Loop loop() const;
     UInt32 framesToRead(const Loop& now) const;
     UInt32 read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 frames, bool backwards);

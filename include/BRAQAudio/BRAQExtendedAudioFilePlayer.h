@@ -118,6 +118,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// fail an assertion.
     /// @param speed 1 is the file's own speed; raises if the magnitude is outside 1/32 to 32
     void setPlaybackSpeed(float speed);
+    /// The same, except that a change of direction is heard at once: the frames read ahead are dropped, and the first
+    /// frame in the new direction is the one that the unit pulled last.
+    void setPlaybackSpeedAtOnce(float speed);
     /// The magnitude of the speed. The direction is deliberately left out.
     float playbackSpeed() const;
     /// @param decibels 0 leaves the samples unchanged; a gain of 10^(decibels / 20)
@@ -127,8 +130,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
 
     /// The client frame that the unit pulls next; while stopped, the next one to be read. At speeds other than 1 it is
     /// a few hundred frames ahead of what is heard. Backwards it counts up within each buffer of 4,096 frames read,
-    /// from the end of that buffer.
+    /// from the end of that buffer; `position` does not.
     SInt64 currentFrame() const;
+    /// Like `currentFrame`, but backwards it counts down: it is the frame that the unit pulled last. A seek to it goes
+    /// on there in either direction.
+    SInt64 position() const;
     /// Seeks. Frames read ahead are dropped. At the end of the file, a player that has not stopped yet plays on. If
     /// this raises, the player has stopped.
     void setCurrentFrame(SInt64 frame);
@@ -176,8 +182,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     bool isAtEndSince(UInt64 start) const;
     bool stopForGood();
     void restartReaderAtEnd();
+    void setUnitSpeed(float speed, const char* method);
     void startUnit();
     void moveTo(SInt64 frame);
+    template <class Move>
+    void moveReader(Move move);
     double sampleRate() const;
 
     const std::shared_ptr<BRAQExtendedAudioFile> mAudioFile;

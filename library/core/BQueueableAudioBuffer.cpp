@@ -24,7 +24,7 @@ bool BQueueableAudioBufferInitialize(BQueueableAudioBuffer* buffer, const BQueue
     new (&buffer->mProcessingBlock) BQueueableAudioBufferBlock(std::move(copy));
     new (&buffer->mInProgress) std::atomic<bool>(false);
     new (&buffer->mFileStartFrame) std::atomic<SInt64>(0);
-    buffer->mPlaybackRate = 0;
+    new (&buffer->mPlaybackRate) std::atomic<Float64>(0.0);
     new (&buffer->mNext) std::atomic<BQueueableAudioBuffer*>(nullptr);
     return true;
 }
@@ -61,11 +61,12 @@ void BQueueableAudioBufferSetFileStartFrame(BQueueableAudioBuffer* buffer, SInt6
 }
 
 Float64 BQueueableAudioBufferPlaybackRate(const BQueueableAudioBuffer* buffer) noexcept {
-    return buffer->mPlaybackRate;
+    return buffer->mPlaybackRate.load(std::memory_order_relaxed);
 }
 
 void BQueueableAudioBufferSetPlaybackRate(BQueueableAudioBuffer* buffer, Float64 rate) noexcept {
-    buffer->mPlaybackRate = rate;
+    // Who reads the new rate also sees the file start frame that was set before it.
+    buffer->mPlaybackRate.store(rate, std::memory_order_release);
 }
 
 // A worker may follow the link of a buffer that the real-time side has queued again. The buffer that it then finds was

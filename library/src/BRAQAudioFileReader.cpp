@@ -2,6 +2,8 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
+#include <algorithm>
+
 namespace {
 
 using ClosedStretch = BRAQAudioBufferQueueGate::ClosedStretch;
@@ -36,20 +38,35 @@ void BRAQAudioFileReader::stop() {
     mRunning = false;
 }
 
-SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept {
-    // Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer, or, once around
-    // the ring, to the same one refilled.
-    UInt64 index = reader->mCurrentBuffer.load(std::memory_order_acquire);
+// Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer, or, once around the
+// ring, to the same one refilled.
+BRAQAudioFileReader::Place BRAQAudioFileReader::place() const noexcept {
+    UInt64 index = mCurrentBuffer.load(std::memory_order_acquire);
     while (true) {
-        const BQueueableAudioBuffer* const buffer = reader->mBufferArray[index];
+        const BQueueableAudioBuffer* const buffer = mBufferArray[index];
         const SInt64 fileStart = buffer->mFileStartFrame.load(std::memory_order_acquire);
-        const SInt64 frame = fileStart + buffer->mAudioBuffer.mStartFrame.load(std::memory_order_acquire);
-        const UInt64 indexNow = reader->mCurrentBuffer.load(std::memory_order_acquire);
+        const Float64 rate = buffer->mPlaybackRate.load(std::memory_order_acquire);
+        const SInt64 consumed = buffer->mAudioBuffer.mStartFrame.load(std::memory_order_acquire);
+        const UInt64 indexNow = mCurrentBuffer.load(std::memory_order_acquire);
         if (indexNow == index && buffer->mFileStartFrame.load(std::memory_order_relaxed) == fileStart) {
-            return frame;
+            return {fileStart, consumed, rate < 0.0};
         }
         index = indexNow;
     }
+}
+
+SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept {
+    const BRAQAudioFileReader::Place place = reader->place();
+    return place.fileStart + place.consumed;
+}
+
+SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader* reader) noexcept {
+    const BRAQAudioFileReader::Place place = reader->place();
+    return place.isBackwards ? place.fileStart - place.consumed : place.fileStart + place.consumed;
+}
+
+SInt64 BRAQAudioFileReader::position() const noexcept {
+    return running() ? BRAQAudioFileReaderGetPosition(this) : mCurrentFrame.load();
 }
 
 SInt64 BRAQAudioFileReader::currentFrame() const noexcept {
@@ -120,6 +137,30 @@ void BRAQAudioFileReader::setLoopRange(const BRAQFrameRange& range) {
 bool BRAQAudioFileReader::reverse() const {
     const auto file = audioFile();
     return file != nullptr && file->reverse();
+}
+
+void BRAQAudioFileReader::turn(bool reverse) {
+    const ClosedStretch closed(mGate);
+    waitUntilWorkerIsIdle();
+    if (!running()) {
+        setReverse(reverse);
+        return;
+    }
+    if (this->reverse() == reverse && isAllInDirection(reverse)) {
+        return;
+    }
+    const SInt64 heard = BRAQAudioFileReaderGetPosition(this);
+    stop();
+    setReverse(reverse);
+    goTo(audioFile().get(), heard);
+    start();
+}
+
+bool BRAQAudioFileReader::isAllInDirection(bool reverse) const {
+    const auto* const buffers = mBufferArray.get();
+    return std::all_of(buffers, buffers + mNumberBuffers, [&](const BQueueableAudioBuffer* buffer) {
+        return (BQueueableAudioBufferPlaybackRate(buffer) < 0.0) == reverse;
+    });
 }
 
 void BRAQAudioFileReader::setReverse(bool reverse) {

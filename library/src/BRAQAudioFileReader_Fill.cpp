@@ -18,11 +18,12 @@ void BRAQAudioFileReader::processBuffer(BQueueableAudioBuffer* queued) {
     const auto file = audioFile();
     const Loop now = loop();
     // Before the read, which takes time: callers that ask for the position meanwhile get the frame played next.
+    const bool backwards = file != nullptr && file->reverse();
     BQueueableAudioBufferSetFileStartFrame(queued, mCurrentFrame);
+    BQueueableAudioBufferSetPlaybackRate(queued, backwards ? -1.0 : 1.0); // the speed is the unit's
     BAudioBufferSetEmpty(buffer);
     UInt32 frames = 0;
     if (file != nullptr) {
-        const bool backwards = file->reverse();
         frames = read(*file, queued, framesToRead(now), backwards);
         moveHead(*file, now, frames, backwards);
     }
@@ -42,7 +43,7 @@ UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuf
                                  bool backwards) {
     if (backwards != mReadBackwards) {
         // After reading in reverse, the file's position is not the head.
-        file.seekToFrame(mCurrentFrame);
+        file.seekToExactFrame(mCurrentFrame);
         mReadBackwards = backwards;
     }
     // The file writes byte sizes into the list, so it gets its own list.
@@ -76,6 +77,6 @@ void BRAQAudioFileReader::moveHead(BRAQExtendedAudioFile& file, const Loop& now,
 void BRAQAudioFileReader::goTo(BRAQExtendedAudioFile* file, SInt64 frame) {
     mCurrentFrame = frame;
     if (file != nullptr) {
-        file->seekToFrame(frame);
+        file->seekToExactFrame(frame);
     }
 }

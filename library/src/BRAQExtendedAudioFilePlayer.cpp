@@ -29,6 +29,14 @@ streamDescriptionOf(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
     return audioFile != nullptr ? audioFile->streamDescription() : nullptr;
 }
 
+// Has the length published, so that whoever asks for it later does not wait for a read. A failure is theirs.
+void learnLength(const BRAQExtendedAudioFile& audioFile) noexcept {
+    try {
+        audioFile.exactFrameCount();
+    } catch (...) {
+    }
+}
+
 std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& audioFile) {
     auto reader = BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, audioFile.streamDescription());
     if (reader == nullptr) {
@@ -71,6 +79,7 @@ BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<B
       mOutputAudioUnit(BRAQOutputAudioUnit::initWithStreamDescription(streamDescriptionOf(audioFile), device)),
       mFileReader(makeReader(*audioFile)) {
     mOutputAudioUnit->setDelegate(static_cast<BRAQAudioUnitDelegate*>(this));
+    learnLength(*audioFile);
     mFileReader->setAudioFile(audioFile);
     mOutputAudioUnit->setAudioBufferQueue(mFileReader);
     if (const auto positions = audioFile->channelPositions(); !positions.empty()) {
@@ -201,13 +210,21 @@ bool BRAQExtendedAudioFilePlayer::stopForGood() {
 }
 
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
-    constexpr int assertionLine = 105;
-    NSXAssertParameter(speed > 0.0F || speed < 0.0F, "speed > 0.0 || speed < 0.0",
-                       "-[BRAQExtendedAudioFilePlayer setPlaybackSpeed:]", this, "BRAQExtendedAudioFilePlayer",
-                       assertionLine);
-    mOutputAudioUnit->setPlaybackRate(
-        static_cast<double>(std::fabs(speed))); // raises for an unsupported speed before the reversal
+    setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeed:]");
     mFileReader->setReverse(speed < 0.0F);
+}
+
+void BRAQExtendedAudioFilePlayer::setPlaybackSpeedAtOnce(float speed) {
+    setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeedAtOnce:]");
+    moveReader([&] { mFileReader->turn(speed < 0.0F); });
+}
+
+// Raises for an unsupported speed, so it comes before a reversal.
+void BRAQExtendedAudioFilePlayer::setUnitSpeed(float speed, const char* method) {
+    constexpr int assertionLine = 105;
+    NSXAssertParameter(speed > 0.0F || speed < 0.0F, "speed > 0.0 || speed < 0.0", method, this,
+                       "BRAQExtendedAudioFilePlayer", assertionLine);
+    mOutputAudioUnit->setPlaybackRate(static_cast<double>(std::fabs(speed)));
 }
 
 float BRAQExtendedAudioFilePlayer::playbackSpeed() const {
@@ -223,6 +240,8 @@ void BRAQExtendedAudioFilePlayer::setPlaybackLevel(double level) { mOutputAudioU
 
 SInt64 BRAQExtendedAudioFilePlayer::currentFrame() const { return mFileReader->currentFrame(); }
 
+SInt64 BRAQExtendedAudioFilePlayer::position() const { return mFileReader->position(); }
+
 void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
     moveTo(frame);
     didChangeValueForKey("currentFrame");
@@ -230,11 +249,12 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
 
 // A unit that signals the end takes nothing until it is started again. It may be about to signal, so it is started in
 // any case, and an end signalled before is no longer reported.
-void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
+template <class Move>
+void BRAQExtendedAudioFilePlayer::moveReader(Move move) {
     const std::lock_guard lock(mTransportMutex);
     ++mStarts;
     try {
-        mFileReader->setCurrentFrame(frame);
+        move();
     } catch (...) { // this stopped the reader, whose ring still has the old position
         mOutputAudioUnit->stop();
         throw;
@@ -242,6 +262,10 @@ void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
     if (!mIsInvalid && mOutputAudioUnit->isRunning()) {
         startUnit();
     }
+}
+
+void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
+    moveReader([&] { mFileReader->setCurrentFrame(frame); });
 }
 
 double BRAQExtendedAudioFilePlayer::sampleRate() const { return mAudioFile->streamDescription()->sampleRate(); }
@@ -259,7 +283,7 @@ void BRAQExtendedAudioFilePlayer::setCurrentTime(double milliseconds) {
 }
 
 double BRAQExtendedAudioFilePlayer::maxTime() const {
-    return static_cast<double>(mAudioFile->frameCount()) / sampleRate() * millisecondsPerSecond;
+    return static_cast<double>(mAudioFile->exactFrameCount()) / sampleRate() * millisecondsPerSecond;
 }
 
 void BRAQExtendedAudioFilePlayer::notifyDelegateOfEOF() {

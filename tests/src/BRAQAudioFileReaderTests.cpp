@@ -6,6 +6,8 @@
 #include "tests/support/RealtimeGuard.h"
 
 #include <atomic>
+#include <cstdint>
+#include <fstream>
 #include <semaphore>
 #include <thread>
 
@@ -227,6 +229,122 @@ TEST_F(FileReader, PlaysWhatItHadReadBeforeItTurnsRound) {
     EXPECT_EQ(reader.currentFrame(), 328) << "where the next buffer was filled";
     drain(reader, list, 10);
     EXPECT_EQ(reader.currentFrame(), 338) << "counts up within a buffer";
+}
+
+TEST_F(FileReader, TurnsAtOnceAndGoesOnWithTheFrameThatWasDeliveredLast) {
+    openFile(100'000);
+    reader.setCurrentFrame(50'000);
+    reader.start();
+    SInt64 last = 49'999; // delivered last
+    for (UInt32 turn = 1; turn <= 400; ++turn) {
+        const bool backwards = turn % 2 != 0;
+        reader.turn(backwards);
+        EXPECT_EQ(reader.position(), backwards ? last + 1 : last);
+        for (UInt32 left = 1 + turn * 37 % 300; left != 0;) {
+            const UInt32 got = drain(reader, list, std::min(left, 64U));
+            ASSERT_GT(got, 0U) << turn;
+            const auto first = static_cast<SInt64>(streamer_test::frameOf(list.sample(0, 0)));
+            if (turn > 1 && left == 1 + turn * 37 % 300) {
+                ASSERT_EQ(first, last) << "jumps in turn " << turn;
+            }
+            last = static_cast<SInt64>(streamer_test::frameOf(list.sample(0, got - 1)));
+            ASSERT_EQ(last - first, (backwards ? -1 : 1) * (static_cast<SInt64>(got) - 1)) << turn;
+            reader.settle();
+            ASSERT_EQ(reader.position(), backwards ? last : last + 1) << turn;
+            ASSERT_EQ(BRAQAudioFileReaderGetPosition(&reader), reader.position());
+            left -= got;
+        }
+    }
+}
+
+TEST_F(FileReader, TurnedWhereItGoesAlreadyItDropsNothing) {
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    file->calls.clear();
+    reader.turn(false);
+    EXPECT_TRUE(file->calls.empty());
+    reader.setReverse(true);
+    reader.turn(false); // nothing is read backwards yet
+    EXPECT_THAT(file->calls, ElementsAre("seek 0", "read 0 64", "read 64 64", "read 128 64"));
+    EXPECT_FALSE(reader.reverse());
+}
+
+TEST_F(FileReader, TurnedWhileItIsStoppedItReadsInThatDirectionFromItsHead) {
+    openFile(1000);
+    reader.setCurrentFrame(500);
+    reader.turn(true);
+    EXPECT_FALSE(reader.running());
+    EXPECT_EQ(reader.position(), 500);
+    reader.start();
+    drain(reader, list, 10);
+    EXPECT_EQ(streamer_test::frameOf(list.sample(0, 0)), 499U);
+    EXPECT_EQ(reader.position(), 490);
+}
+
+TEST_F(FileReader, TurnedAtAnEndItGoesBack) {
+    openFile(100);
+    reader.setCurrentFrame(60);
+    reader.start();
+    drain(reader, list, 64);
+    reader.settle();
+    drain(reader, list, 64);
+    ASSERT_TRUE(reader.endOfStream());
+    reader.turn(true);
+    EXPECT_FALSE(reader.endOfStream());
+    drain(reader, list, 1);
+    EXPECT_EQ(streamer_test::frameOf(list.sample(0, 0)), 99U);
+}
+
+// A file of two seconds more than single precision can count, of which only those two seconds are written.
+TEST_F(FileReader, ReadsEveryFrameOfALongFileBackwards) {
+    constexpr UInt64 written = 51'200;
+    constexpr UInt64 frames = 16'777'216 + written;
+    constexpr UInt32 bytesPerFrame = 4;
+    const auto valueOf = [](UInt64 frame) { return static_cast<std::int16_t>(frame % 32'749); };
+    {
+        std::ofstream file(path("long.wav"), std::ios::binary);
+        const auto put = [&](auto value) { file.write(reinterpret_cast<const char*>(&value), sizeof(value)); };
+        file << "RIFF";
+        put(static_cast<UInt32>(36 + frames * bytesPerFrame));
+        file << "WAVEfmt ";
+        put(UInt32{16});
+        put(std::uint16_t{1});
+        put(std::uint16_t{2});
+        put(UInt32{48'000});
+        put(UInt32{48'000 * bytesPerFrame});
+        put(std::uint16_t{bytesPerFrame});
+        put(std::uint16_t{16});
+        file << "data";
+        put(static_cast<UInt32>(frames * bytesPerFrame));
+        file.seekp(static_cast<std::streamoff>((frames - written) * bytesPerFrame), std::ios::cur);
+        for (UInt64 frame = frames - written; frame < frames; ++frame) {
+            put(valueOf(frame));
+            put(valueOf(frame));
+        }
+    }
+    const auto file = BRAQExtendedAudioFile::initForPlaybackWithFilename(path("long.wav"));
+    ASSERT_EQ(file->exactFrameCount(), static_cast<SInt64>(frames));
+    reader.setAudioFile(file);
+    reader.setReverse(true);
+    reader.setCurrentFrame(static_cast<SInt64>(frames - 1));
+    reader.start();
+    UInt64 next = frames - 2;
+    UInt32 wrongBlocks = 0;
+    for (int block = 0; block < 799; ++block) {
+        ASSERT_EQ(drain(reader, list, 64), 64U);
+        bool isWrong = false;
+        for (UInt32 i = 0; i < 64; ++i, --next) {
+            isWrong = isWrong || list.sample(0, i) * 32'768.0F != static_cast<Float32>(valueOf(next));
+        }
+        wrongBlocks += isWrong ? 1 : 0;
+        reader.settle();
+    }
+    EXPECT_EQ(wrongBlocks, 0U) << "of 799";
+    reader.turn(false);
+    EXPECT_EQ(reader.position(), static_cast<SInt64>(next + 1));
+    drain(reader, list, 1);
+    EXPECT_EQ(list.sample(0, 0) * 32'768.0F, static_cast<Float32>(valueOf(next + 1)));
 }
 
 TEST_F(FileReader, KeepsTheRealtimeRules) {

@@ -2,6 +2,8 @@
 
 #include "tests/src/PlayerFixture.h"
 
+#include <cmath>
+
 namespace {
 
 using player_test::bufferFrames;
@@ -69,6 +71,47 @@ TEST_F(FilePlayerSpeed, PlaysWhatWasReadAheadBeforeItTurns) {
     player->setPlaybackSpeed(1.0F);
     player->setCurrentFrame(1000);
     expectPositionIsHeard(1000, 40, 512);
+}
+
+TEST_F(FilePlayerSpeed, TurnedAtOnceItGoesOnAtTheFrameThatWasHeardLast) {
+    open(100'000);
+    player->setCurrentFrame(30'000);
+    player->startFilePlaying();
+    expectPlays(30'000, 512);
+    for (int turn = 1; turn <= 60; ++turn) {
+        const UInt64 last = frameOf(outputs[0].back());
+        player->setPlaybackSpeedAtOnce(turn % 2 != 0 ? -1.0F : 1.0F);
+        const SInt64 step = turn % 2 != 0 ? -1 : 1;
+        ASSERT_EQ(player->position(), static_cast<SInt64>(last) + (turn % 2 != 0 ? 1 : 0)) << turn;
+        auto expected = static_cast<SInt64>(last);
+        for (int cycle = 0; cycle < 1 + turn * 5 % 13; ++cycle) {
+            play(512);
+            for (UInt64 i = 0; i < 512; ++i, expected += step) {
+                ASSERT_EQ(frameOf(outputs[0][i]), static_cast<UInt64>(expected)) << "in turn " << turn;
+            }
+        }
+    }
+    EXPECT_EQ(player->errorCount(), 0U);
+}
+
+TEST_F(FilePlayerSpeed, TurnedAtOnceAtTheEndItPlaysBackwards) {
+    open(2000);
+    player->startFilePlaying();
+    playUntilTheEndIsSignalled();
+    player->setPlaybackSpeedAtOnce(-1.0F);
+    queue.drain();
+    EXPECT_EQ(delegate.ends, 0) << "it has not ended";
+    EXPECT_EQ(frameOf(play(512)[0].front()), 1999U);
+}
+
+TEST_F(FilePlayerSpeed, ASpeedAtOnceIsCheckedBeforeAnythingChanges) {
+    open(50'000);
+    player->setCurrentFrame(20'000);
+    player->startFilePlaying();
+    for (const float speed : {0.0F, -0.0F, std::nanf(""), -100.0F}) {
+        EXPECT_THROW(player->setPlaybackSpeedAtOnce(speed), NSException);
+    }
+    expectPlays(20'000, 2048);
 }
 
 TEST_F(FilePlayerSpeed, TurnedJustBeforeTheEndItStartsThereAndLeavesNothingOut) {

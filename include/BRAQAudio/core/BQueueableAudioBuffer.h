@@ -19,7 +19,7 @@ struct BQueueableAudioBuffer {
     BQueueableAudioBufferBlock mProcessingBlock;
     std::atomic<bool> mInProgress;             ///< set by the side that passes the buffer on, cleared by the worker
     std::atomic<SInt64> mFileStartFrame;       ///< position in the file of the first frame; read by both sides
-    Float64 mPlaybackRate;                     ///< playback rate when the buffer was filled
+    std::atomic<Float64> mPlaybackRate;        ///< when the buffer was filled; negative in reverse; read by both sides
     std::atomic<BQueueableAudioBuffer*> mNext; ///< link of the atomic stack
 };
 
@@ -51,7 +51,7 @@ BRAQ_EXPORT void BQueueableAudioBufferSetInProgress(BQueueableAudioBuffer* buffe
 BRAQ_EXPORT SInt64 BQueueableAudioBufferFileStartFrame(const BQueueableAudioBuffer* buffer) noexcept;
 /// @realtime The owning side.
 BRAQ_EXPORT void BQueueableAudioBufferSetFileStartFrame(BQueueableAudioBuffer* buffer, SInt64 frame) noexcept;
-/// @realtime The owning side.
+/// @realtime Any thread.
 BRAQ_EXPORT Float64 BQueueableAudioBufferPlaybackRate(const BQueueableAudioBuffer* buffer) noexcept;
 /// @realtime The owning side.
 BRAQ_EXPORT void BQueueableAudioBufferSetPlaybackRate(BQueueableAudioBuffer* buffer, Float64 rate) noexcept;

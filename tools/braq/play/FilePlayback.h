@@ -17,7 +17,7 @@ class FilePlayback final : public Playback {
     bool isRunning() const override { return mPlayer->isPlaying(); }
     bool hasEnded() override;
 
-    SInt64 frame() override;
+    SInt64 frame() override { return mPlayer->position(); }
     void goTo(SInt64 frame) override;
     bool canPlayBackwards() const override { return true; }
     void setSpeed(double speed) override;
@@ -38,6 +38,5 @@ class FilePlayback final : public Playback {
     bool mHasHeardOfEnd = false;
     std::optional<std::chrono::steady_clock::time_point> mAtEndSince;
     bool mIsReverse = false;
-    SInt64 mLowestFrame; // since the last seek or reversal
     UInt64 mUnderrunsBefore = 0;
 };
