@@ -127,6 +127,7 @@ TEST_F(FileRecorderStops, AreToldOfARecorderThatWasLetGoBeforeTheMainThreadGotTo
         EXPECT_EQ(braq::tests::framesOfFile(path("a.wav")), numbers(captured - 480, captured));
         EXPECT_EQ(delegate->stops, round - 1);
         drainUntil([&] { return delegate->stops == round; });
+        ASSERT_EQ(delegate->stops, round);
         EXPECT_EQ(delegate->recorder, stopped);
     }
     settle();

@@ -15,6 +15,7 @@
 
 namespace {
 
+using braq::tests::audioFile;
 using braq::tests::FileHook;
 using braq::tests::FrameList;
 
