@@ -10,7 +10,10 @@
 #include <atomic>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <vector>
+
+class BRAQQueueSequence;
 
 /// @addtogroup play
 /// @{
@@ -33,7 +36,8 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
 
     /// Plays on from the ring's position. A device that refuses is not reported; check `isRunning`.
     void start();
-    /// Returns when everything pulled from the ring was heard.
+    /// Returns when everything pulled from the ring was heard. With a transition time, frames are pulled and fade out
+    /// for that time first; a device that makes no cycles any more is waited for a quarter of a second.
     void stop();
     /// Whether the device runs the unit. It keeps running at the end of the stream, until it is stopped.
     bool isRunning() const;
@@ -60,6 +64,14 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// scale are clipped there. Not while the unit runs.
     void setUnscaledDownmix(bool unscaled);
 
+    /// Milliseconds that a start rises from silence, a stop falls to it and `changeAudioBufferQueue` takes from one
+    /// ring to the other: a raised cosine, 0.5 - 0.5 cos(pi t), of what the ring delivers. Initially 0: each begins
+    /// and ends with whole samples, which may click. What is played in between is not touched. 8 is not heard as a
+    /// fade and does not click.
+    double transitionTime() const noexcept { return mTransitionTime.load(std::memory_order_relaxed); }
+    /// @param milliseconds 0 to 1000; raises NSException `NSInvalidArgumentException` for others and NaN
+    void setTransitionTime(double milliseconds);
+
     /// The highest absolute sample of a channel since the last call, after the playback level. Measured when frames are
     /// pulled from the ring, so it is ahead of what is heard by the device's latency.
     /// @param channel of the stream, from 0; returns 0.0 for a channel that it does not have
@@ -77,9 +89,24 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// A pointer for the user; not owned, never called.
     void* delegate() const noexcept { return mDelegate; }
     void setDelegate(void* delegate) noexcept { mDelegate = delegate; }
-    std::shared_ptr<BRAQAudioBufferQueue> audioBufferQueue() const { return mAudioBufferQueue.get(); }
+    /// The ring that is played, or will be in the next cycle.
+    std::shared_ptr<BRAQAudioBufferQueue> audioBufferQueue() const;
     /// Not while the unit runs.
-    void setAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue) { mAudioBufferQueue.set(queue); }
+    void setAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Plays another ring from the next cycle on, also while the unit runs. The ring before it is heard for the
+    /// transition time more; its owner leaves it its frames until `isUsing` is false.
+    /// @param queue primed, with the channels and the rate of the stream, or without a rate; else, and for null, it raises NSException
+    ///        `NSInvalidArgumentException`
+    void changeAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Plays this ring when the one that is played has reached its end: its first frame follows the last one directly,
+    /// in the same cycle. The unit then signals no end. Any time before the end, also while the unit runs.
+    /// @param queue as for `changeAudioBufferQueue`; null: none follows
+    void setNextAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Whether frames of the ring may still be heard: it is played, or follows, or fades out.
+    bool isUsing(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;
+    /// Called on a thread of the unit when a ring has followed another one. Exceptions are logged. Set it before
+    /// `start`, not while the unit runs.
+    void setQueueChangeNotificationBlock(const BQueueableAudioNotificationBlock& block);
 
   protected:
     BRAQOutputAudioUnit(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
@@ -103,6 +130,12 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void setUpSliceLimit();
     void keepLevels(const AudioBufferList& list, UInt32 frames) noexcept;
     void signalEndOf(UInt64 start) noexcept;
+    void signalFollows() noexcept;
+    void fadeOut();
+    bool isCycling() const noexcept;
+    void setTransitionFrames(double playbackRate);
+    void checkIsOfStream(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;
+    void replace(BQueueableAudioNotification*& notification, const BQueueableAudioNotificationBlock& block);
     void retire(BQueueableAudioNotification* notification);
     static void finishAndDestroy(BAudioNotificationQueueWorker* worker, BQueueableAudioNotification* notification);
 
@@ -113,7 +146,8 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     AudioUnit mOutputUnit = nullptr;
     AUNode mVarispeedNode = 0;
     AUNode mOutputNode = 0;
-    BRAQAtomicProperty<std::shared_ptr<BRAQAudioBufferQueue>> mAudioBufferQueue;
+    mutable std::mutex mQueuesMutex;                                        // any thread but an I/O thread
+    std::unique_ptr<BRAQQueueSequence> mQueues;                             // changed under mQueuesMutex
     BQueueableAudioNotification* mAudioNotification = nullptr;              // owned; null until there is a block
     BAudioNotificationQueueWorker* mAudioNotificationQueueWorker = nullptr; // owned
     std::atomic<UInt64> mDone{0}; // written by the I/O thread: the last start whose end was signalled
@@ -121,9 +155,12 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     std::atomic<UInt64> mStarts{1};        // counted by start
     std::atomic<UInt64> mNotifiedStart{0}; // the notification worker: the last start whose end was notified
     UInt32 mLevelChannels = 0;
-    std::unique_ptr<std::atomic<float>[]> mLevels; // mLevelChannels of them; all: atomic
-    std::atomic<float> mPlaybackLevel{1.0F};       // any thread: as set
-    bool mIsMade = false;                          // init is complete
+    std::unique_ptr<std::atomic<float>[]> mLevels;              // mLevelChannels of them; all: atomic
+    std::atomic<float> mPlaybackLevel{1.0F};                    // any thread: as set
+    std::atomic<double> mTransitionTime{0.0};                   // milliseconds
+    BQueueableAudioNotification* mChangeNotification = nullptr; // owned; null until there is a block
+    std::atomic<UInt64> mNotifiedFollows{0};                    // the notification worker: as many have been notified
+    bool mIsMade = false;                                       // init is complete
 };
 
 /// @}

@@ -4,6 +4,7 @@
 #include "BRAQAudio/platform/threads.h"
 #include "library/src/BRAQBackgroundThread.h"
 #include "library/src/BRAQOutputAudioUnit_Callback.h"
+#include "library/src/BRAQQueueSequence.h"
 
 #include <chrono>
 #include <thread>
@@ -19,25 +20,33 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
     if (!mIsMade) {
         return;
     }
+    fadeOut();
     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
     NSXLogOnFailure(AUGraphUninitialize(mGraph), "AUGraphUninitialize(mGraph)", here);
     NSXLogOnFailure(DisposeAUGraph(mGraph), "DisposeAUGraph(mGraph)", here);
-    setAudioBufferQueue(nullptr);
+    mQueues.reset();
     setStreamDescription(nullptr);
     if (mAudioNotificationQueueWorker != nullptr) {
         BAudioNotificationQueueWorkerTeardown(mAudioNotificationQueueWorker);
         BAudioNotificationQueueWorkerDestroy(mAudioNotificationQueueWorker);
     }
     BQueueableAudioNotificationDestroy(mAudioNotification);
+    if (mChangeNotification != nullptr) {
+        BQueueableAudioNotificationDestroy(mChangeNotification);
+    }
 }
 
 void BRAQOutputAudioUnit::start() {
+    if ((mQueues->hasTransition() || !mQueues->isOn()) && !isCycling()) {
+        mQueues->beginWithFade();
+    }
     mStarts.fetch_add(1, std::memory_order_relaxed); // a new start: the unit is no longer done
     BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);
     AUGraphStart(mGraph);
 }
 
 void BRAQOutputAudioUnit::stop() {
+    fadeOut();
     AUGraphStop(mGraph);
     BAudioNotificationQueueWorkerStop(mAudioNotificationQueueWorker);
 }
@@ -59,6 +68,7 @@ void BRAQOutputAudioUnit::setPlaybackRate(double rate) {
                       "AudioUnitSetParameter( mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0, "
                       "rate, 0 )",
                       {file, "-[BRAQOutputAudioUnit setPlaybackRate:]"});
+    setTransitionFrames(rate);
 }
 
 double BRAQOutputAudioUnit::playbackRate() const {
@@ -85,16 +95,21 @@ float BRAQOutputAudioUnit::outputLevel(UInt32 channel) noexcept {
 
 // A notification that arrives after playback was started again does not belong to that playback.
 void BRAQOutputAudioUnit::setEndOfStreamNotificationBlock(const BQueueableAudioNotificationBlock& block) {
-    if (mAudioNotification != nullptr) {
-        retire(mAudioNotification);
-    }
-    mAudioNotification = BQueueableAudioNotificationCreate([this, block](BQueueableAudioNotification* notification) {
+    replace(mAudioNotification, [this, block](BQueueableAudioNotification* notification) {
         const UInt64 signalled = mDone.load(std::memory_order_acquire);
         const bool isForThisStart = signalled == mStarts.load(std::memory_order_relaxed);
         if (isForThisStart && mNotifiedStart.exchange(signalled, std::memory_order_relaxed) != signalled && block) {
             block(notification);
         }
     });
+}
+
+void BRAQOutputAudioUnit::replace(BQueueableAudioNotification*& notification,
+                                  const BQueueableAudioNotificationBlock& block) {
+    if (notification != nullptr) {
+        retire(notification);
+    }
+    notification = BQueueableAudioNotificationCreate(block);
 }
 
 bool BRAQOutputAudioUnit::isOnThreadOfItsOwn() const noexcept {

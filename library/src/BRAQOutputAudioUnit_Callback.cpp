@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "library/src/BRAQBackgroundThread.h"
+#include "library/src/BRAQQueueSequence.h"
 
 #include <algorithm>
 #include <cmath>
@@ -49,16 +50,11 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
         unit->signalEndOf(start);
         return 0;
     }
-    BRAQAudioBufferQueue* const queue = unit->mAudioBufferQueue.plain().get();
-    UInt32 copied = frames;
-    if (queue != nullptr) {
-        BRAQAudioBufferQueueCopyInto(queue, list, &copied);
-    } else {
-        copied = 0;
-    }
+    const UInt32 copied = unit->mQueues->render(list, frames);
     silenceFrom(copied, frames, list);
     unit->keepLevels(*list, copied);
-    if (queue != nullptr && BRAQAudioBufferQueueReachedEndOfStream(queue)) {
+    unit->signalFollows();
+    if (unit->mQueues->isAtEnd()) {
         unit->mDone.store(start, std::memory_order_release);
         unit->signalEndOf(start);
     }
@@ -69,6 +65,13 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
 void BRAQOutputAudioUnit::signalEndOf(UInt64 start) noexcept {
     if (mNotifiedStart.load(std::memory_order_relaxed) != start) {
         BAudioNotificationQueueWorkerAddNotification(mAudioNotificationQueueWorker, mAudioNotification);
+    }
+}
+
+// Repeated likewise.
+void BRAQOutputAudioUnit::signalFollows() noexcept {
+    if (mChangeNotification != nullptr && mNotifiedFollows.load(std::memory_order_relaxed) != mQueues->follows()) {
+        BAudioNotificationQueueWorkerAddNotification(mAudioNotificationQueueWorker, mChangeNotification);
     }
 }
 

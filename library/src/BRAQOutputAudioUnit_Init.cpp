@@ -3,6 +3,7 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "library/src/BRAQBackgroundThread.h"
 #include "library/src/BRAQOutputAudioUnit_Callback.h"
+#include "library/src/BRAQQueueSequence.h"
 
 #include <cmath>
 #include <memory>
@@ -95,6 +96,7 @@ void BRAQOutputAudioUnit::setUpFormats() {
         description != nullptr ? description->audioStreamBasicDescription() : AudioStreamBasicDescription{};
     mLevelChannels = asbd.mChannelsPerFrame;
     mLevels = std::make_unique<std::atomic<float>[]>(mLevelChannels);
+    mQueues = std::make_unique<BRAQQueueSequence>(mLevelChannels);
     NSXRaiseOnFailure(AudioUnitSetProperty(mVarispeedUnit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
                                            &asbd, sizeof(asbd)),
                       "AudioUnitSetProperty( mVarispeedUnit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, "

@@ -1,0 +1,106 @@
+#pragma once
+
+#include "BRAQAudio/BRAQAudioBufferQueue.h"
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+/// The rings that an output unit plays one after the other, and its transitions: at the start, at a stop, and from one
+/// ring to another. A transition is a raised cosine, 0.5 - 0.5 cos(pi t) for t from 0 to 1.
+///
+/// One thread at a time calls `render`, an I/O thread; one other thread at a time calls the rest, unless stated
+/// otherwise.
+class BRAQQueueSequence {
+  public:
+    /// @param channels of every ring
+    explicit BRAQQueueSequence(UInt32 channels);
+    BRAQQueueSequence(const BRAQQueueSequence&) = delete;
+    BRAQQueueSequence& operator=(const BRAQQueueSequence&) = delete;
+
+    /// Length of a transition in frames of the rings; 0: none. A transition that has begun goes on at the new pace.
+    void setTransition(double frames) noexcept { mTransition.store(frames, std::memory_order_relaxed); }
+    bool hasTransition() const noexcept { return mTransition.load(std::memory_order_relaxed) > 0.0; }
+
+    /// Plays this ring, and none after it. Not while something renders.
+    void set(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Changes to this ring with the next call of `render`.
+    void changeTo(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Plays this ring when the current one has ended, from the frame after its last; null: none.
+    void setNext(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// The ring whose frames are rendered, or will be with the next call. Null if there is none.
+    std::shared_ptr<BRAQAudioBufferQueue> current() const;
+    /// Whether frames of the ring may still be rendered. Any thread.
+    bool isUsing(const BRAQAudioBufferQueue* queue) const noexcept;
+    /// How often a ring has followed another one at its end. Any thread.
+    UInt64 follows() const noexcept { return mFollows.load(std::memory_order_acquire); }
+
+    /// What is rendered from now on rises from silence. Not while something renders.
+    void beginWithFade() noexcept;
+    /// What is rendered from now on falls to silence. Then no ring gives a frame.
+    void fadeOut() noexcept { mIsOn.store(false, std::memory_order_relaxed); }
+    /// Whether nothing has asked for silence.
+    bool isOn() const noexcept { return mIsOn.load(std::memory_order_relaxed); }
+    /// Whether it has fallen to silence, and as many silent frames have followed as a transition has, which flush
+    /// converters. Any thread.
+    bool isSilent() const noexcept { return mIsSilent.load(std::memory_order_acquire); }
+    /// Counts the calls of `render`. Any thread.
+    UInt64 renders() const noexcept { return mRenders.load(std::memory_order_relaxed); }
+
+    /// Delivers frames. Those behind them are left as they were.
+    /// @return frames delivered: fewer when the rings have no more, or none may be heard
+    /// @realtime
+    UInt32 render(AudioBufferList* list, UInt32 frames) noexcept;
+    /// Whether the current ring has reached its end, and none follows it. Real-time side.
+    /// @realtime
+    bool isAtEnd() const noexcept;
+
+  private:
+    using Queue = BRAQAudioBufferQueue*;
+
+    /// A ring handed to the real-time side.
+    class Handover {
+      public:
+        /// Replaces what was not taken.
+        void put(Queue queue) noexcept;
+        /// Calls `receive` with what is there, if anything, before the other side sees that it is gone.
+        template <class Receive>
+        bool take(Receive receive) noexcept;
+        /// Whether the ring is there, or being taken.
+        bool mayHold(Queue queue) const noexcept;
+        /// Null while it is being taken.
+        Queue queue() const noexcept;
+
+      private:
+        Queue beingTaken() const noexcept;
+
+        std::atomic<Queue> mQueue{nullptr};
+    };
+
+    void keep(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    AudioBufferList* partOf(AudioBufferList* list, UInt32 first) noexcept;
+    UInt32 pull(AudioBufferList* list, UInt32 frames) noexcept;
+    UInt32 mixOld(AudioBufferList* list, UInt32 delivered, UInt32 frames) noexcept;
+    void mixPart(AudioBufferList* list, UInt32 first, UInt32 frames) noexcept;
+    void shape(AudioBufferList* list, UInt32 frames, double step) noexcept;
+    double step() const noexcept;
+
+    std::vector<std::shared_ptr<BRAQAudioBufferQueue>> mKept; // what the real-time side may use
+    std::atomic<double> mTransition{0.0};
+    std::atomic<Queue> mCurrent{nullptr};
+    std::atomic<Queue> mOld{nullptr}; // heard less and less
+    Handover mOffered;
+    Handover mNext;
+    std::atomic<UInt64> mFollows{0};
+    std::atomic<UInt64> mRenders{0};
+    std::atomic<bool> mIsOn{true};
+    std::atomic<bool> mIsSilent{false};
+
+    // Real-time side, or the other one while nothing renders.
+    std::vector<std::byte> mPart;
+    const std::unique_ptr<AudioBufferList, void (*)(AudioBufferList*)> mOldFrames;
+    double mGainPlace = 1.0; // in the rise from silence, 0 to 1
+    double mMixPlace = 1.0;  // in the change from the old ring, 0 to 1
+    double mSilence = 0.0;   // since the fall to silence, in transitions
+};
