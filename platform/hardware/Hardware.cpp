@@ -78,7 +78,11 @@ bool Hardware::wasThere(AudioObjectID object) const {
 std::vector<AudioDeviceID> Hardware::devices() const {
     const std::lock_guard lock(mMutex);
     std::vector<AudioDeviceID> ids;
-    std::ranges::transform(mDevices, std::back_inserter(ids), &Device::id);
+    for (const auto& device : mDevices) {
+        if (!device->isRoute()) {
+            ids.push_back(device->id);
+        }
+    }
     return ids;
 }
 
@@ -93,9 +97,38 @@ AudioDeviceID Hardware::deviceForUID(const std::string& uid) const {
     return withUID(uid);
 }
 
+AudioDeviceID Hardware::route(Direction direction) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find_if(mDevices, [&](const auto& device) {
+        return device->isRoute() && device->state->direction(direction).channels() != 0 &&
+               withUID(*device->state->description.leadsTo) != kAudioObjectUnknown;
+    });
+    return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
+}
+
+AudioDeviceID Hardware::endOf(AudioDeviceID routeOrDevice) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find(mDevices, routeOrDevice, &Device::id);
+    return found != mDevices.end() && (*found)->isRoute() ? withUID(*(*found)->state->description.leadsTo)
+                                                          : routeOrDevice;
+}
+
+std::shared_ptr<Device> Hardware::findRunning(AudioDeviceID id) const {
+    const auto device = findDevice(id);
+    if (device == nullptr || device->procedures.isRunning()) {
+        return device;
+    }
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find_if(mDevices, [&](const auto& route) {
+        return route->isRoute() && route->procedures.isRunning() &&
+               route->state->description.leadsTo == device->state->description.uid;
+    });
+    return found == mDevices.end() ? nullptr : *found;
+}
+
 AudioDeviceID Hardware::withUID(const std::string& uid) const {
-    const auto found =
-        std::ranges::find_if(mDevices, [&](const auto& device) { return device->state->description.uid == uid; });
+    const auto found = std::ranges::find_if(
+        mDevices, [&](const auto& device) { return !device->isRoute() && device->state->description.uid == uid; });
     return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
 }
 
@@ -153,8 +186,9 @@ AudioDeviceID Hardware::deviceAppeared(DeviceDescription description, std::share
         assignStreams(state, device, Direction::record);
         device->state = std::make_shared<const DeviceState>(std::move(state));
         mObjects.insert({id, {device, std::nullopt}});
-        mDevices.push_back(std::move(device));
-        return {globalAddress(kAudioHardwarePropertyDevices)};
+        mDevices.push_back(device);
+        return device->isRoute() ? std::vector<AudioObjectPropertyAddress>{}
+                                 : std::vector{globalAddress(kAudioHardwarePropertyDevices)};
     });
     return id;
 }
