@@ -147,6 +147,9 @@ void DevicePlayback::takeUp(DevicePlayback& before) noexcept {
     mHasTime = before.mHasTime;
     if (before.mConverter && before.mPullFrames == mPullFrames && mSampleRate / mDeviceRate <= before.mLargestRatio) {
         mConverter = std::move(before.mConverter);
+        if (mDeviceRate != before.mDeviceRate) {
+            mConverter->jump();
+        }
     }
 }
 
