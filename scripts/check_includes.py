@@ -29,7 +29,7 @@ LAYERS = [
     ("the header for programs", r"include/BRAQAudio/BRAQAudio\.h"),
     ("transport", classes("BRAQExtendedAudioFilePlayer", "BRAQExtendedAudioFileRecorder")),
     ("units", classes("BRAQAudioUnit", "BRAQOutputAudioUnit", "BRAQInputAudioUnit", "BRAQAudioInputMeter",
-                      "BRAQAudioGraph")),
+                      "BRAQAudioGraph", "BRAQDeviceChange", "BRAQDeviceWatch")),
     ("files", classes("BRAQAudioFile", "BRAQExtendedAudioFile", "BRAQAudioFileReader", "BRAQAudioFileWriter",
                       "BRAQAudioFileStreamer")),
     ("devices", classes("BRAQAudioDevice", "BRAQAudioHardware")),
