@@ -235,6 +235,12 @@ std::optional<UInt32> Device::streamNode() const {
     return mRun != nullptr && mRun->stream != nullptr ? std::optional(mRun->stream->node()) : std::nullopt;
 }
 
+void Device::describeProgram() {
+    if (mRun != nullptr && mRun->stream != nullptr) {
+        mRun->stream->describeProgram();
+    }
+}
+
 void Device::loseServer() {
     if (mRun != nullptr) {
         mRun->stream.reset();

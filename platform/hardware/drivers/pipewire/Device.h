@@ -66,6 +66,9 @@ class Device final : public DriverDevice {
     /// Reacts to changes of the stream.
     void look();
 
+    /// Passes on what the program says about itself.
+    void describeProgram();
+
     /// Retries what has not recovered by itself: reconnects a lost stream if the device still exists, and continues
     /// without channels that nobody connects.
     void lookAgain();

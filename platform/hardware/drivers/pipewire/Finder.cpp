@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Finder.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/ApplicationFacts.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
 #include <algorithm>
@@ -34,6 +35,8 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mHost(host),
       mSettled(std::move(settled)),
       mLook(loop, [this] { forEachDevice([](Device& device, AudioDeviceID) { device.look(); }); }),
+      mDescribeProgram(loop,
+                       [this] { forEachDevice([](Device& device, AudioDeviceID) { device.describeProgram(); }); }),
       mLookAgain(loop,
                  [this] {
                      forEachDevice([](Device& device, AudioDeviceID) { device.lookAgain(); });
@@ -43,7 +46,9 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mStopCutOff(loop, [this] { stopCutOff(); }),
       mConnection(new Connection(loop, *this)),
       mPublisher(loop, *this, host),
-      mRoutes{makeRoute(Use::playback), makeRoute(Use::record)} {}
+      mRoutes{makeRoute(Use::playback), makeRoute(Use::record)} {
+    watchApplicationFacts([this] { mDescribeProgram.signal(); });
+}
 
 Finder::Route Finder::makeRoute(Use use) {
     DeviceServer& server = *this;

@@ -110,6 +110,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     DriverHost& mHost;
     const std::function<void()> mSettled;
     LoopEvent mLook;
+    LoopEvent mDescribeProgram;
     LoopTimer mLookAgain;
     LoopTimer mMissSessionManager;
     LoopTimer mStopCutOff;

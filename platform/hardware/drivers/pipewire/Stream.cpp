@@ -1,6 +1,6 @@
 #include "platform/hardware/drivers/pipewire/Stream.h"
 
-#include "platform/hardware/drivers/pipewire/ApplicationName.h"
+#include "platform/foundation/ApplicationFacts.h"
 #include "platform/hardware/drivers/pipewire/DataThread.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
@@ -29,15 +29,36 @@ void keepToTarget(pw_properties* properties, const std::string& serial) {
     pw_properties_set(properties, "state.restore-target", "false");
 }
 
+struct Entry {
+    const char* key;
+    std::string value;
+};
+
 // Session managers store the level that a user sets under the first of these properties that a stream has: role (not in
 // the newest versions), ID and name of the application. All music players have the same role and would share each
-// other's levels, so the stream has none.
-pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, const GraphWish& wish) {
+// other's levels, so a stream has none unless the program asks for it.
+std::vector<Entry> describing(const ApplicationFacts& program, bool plays) {
+    const std::string use = plays ? "Playback" : "Capture";
+    const std::string title = plays ? program.title : std::string();
+    return {{PW_KEY_APP_NAME, program.name},
+            {PW_KEY_NODE_DESCRIPTION, program.name},
+            {PW_KEY_APP_ICON_NAME, program.iconName},
+            {PW_KEY_MEDIA_ROLE, program.role},
+            {PW_KEY_MEDIA_NAME, title.empty() ? use : title},
+            {PW_KEY_MEDIA_TITLE, title}};
+}
+
+pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate, const GraphWish& wish,
+                            const ApplicationFacts& program) {
     const bool plays = device.use == Use::playback;
-    pw_properties* const properties = pw_properties_new(
-        PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture", PW_KEY_MEDIA_NAME,
-        plays ? "Playback" : "Capture", PW_KEY_NODE_NAME, applicationName(), PW_KEY_NODE_DESCRIPTION, applicationName(),
-        PW_KEY_APP_NAME, applicationName(), "channelmix.upmix", "false", nullptr);
+    pw_properties* const properties =
+        pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, plays ? "Playback" : "Capture",
+                          PW_KEY_NODE_NAME, program.name.c_str(), "channelmix.upmix", "false", nullptr);
+    for (const Entry& entry : describing(program, plays)) {
+        if (!entry.value.empty()) {
+            pw_properties_set(properties, entry.key, entry.value.c_str());
+        }
+    }
     if (!device.serial.empty()) {
         keepToTarget(properties, device.serial);
     }
@@ -57,6 +78,16 @@ pw_properties* propertiesOf(pw_core* core, const DeviceKey& device, UInt32 rate,
         pw_properties_setf(properties, PW_KEY_NODE_FORCE_RATE, "%u", wish.rate.forced);
     }
     return properties;
+}
+
+void update(pw_stream* stream, const std::vector<Entry>& changes) {
+    std::vector<spa_dict_item> items;
+    items.reserve(changes.size());
+    for (const auto& [key, value] : changes) {
+        items.push_back({.key = key, .value = value.c_str()});
+    }
+    const spa_dict dictionary{.flags = 0, .n_items = static_cast<UInt32>(items.size()), .items = items.data()};
+    pw_stream_update_properties(stream, &dictionary);
 }
 
 using FormatMemory = std::array<std::byte, 1024>;
@@ -84,7 +115,8 @@ Stream::Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layo
       mCycle(cycle),
       mChanged(std::move(changed)),
       mDataLoop(DataThread::loopOf(pw_core_get_context(core))),
-      mStream(pw_stream_new(core, applicationName(), propertiesOf(core, device, rate, wish))) {
+      mProgram(applicationFacts()),
+      mStream(pw_stream_new(core, mProgram.name.c_str(), propertiesOf(core, device, rate, wish, mProgram))) {
     if (mStream == nullptr) {
         mHasFailed = true;
         return;
@@ -231,22 +263,25 @@ void Stream::setWish(const GraphWish& wish) {
         return;
     }
     // A request can be replaced by another one, but not withdrawn while the stream exists.
-    std::vector<std::pair<const char*, std::string>> changes;
+    std::vector<Entry> changes;
     if (wish.quantum != mWish.quantum) {
-        changes.emplace_back(PW_KEY_NODE_LATENCY, latencyText(wish.quantum, mRate));
+        changes.push_back({PW_KEY_NODE_LATENCY, latencyText(wish.quantum, mRate)});
     }
     if (wish.rate.forced != mWish.rate.forced) {
-        changes.emplace_back(PW_KEY_NODE_RATE, "1/" + std::to_string(wish.rate.forced));
-        changes.emplace_back(PW_KEY_NODE_FORCE_RATE, std::to_string(wish.rate.forced));
+        changes.push_back({PW_KEY_NODE_RATE, "1/" + std::to_string(wish.rate.forced)});
+        changes.push_back({PW_KEY_NODE_FORCE_RATE, std::to_string(wish.rate.forced)});
     }
     mWish = wish;
-    std::vector<spa_dict_item> items;
-    items.reserve(changes.size());
-    for (const auto& [key, value] : changes) {
-        items.push_back({.key = key, .value = value.c_str()});
+    update(mStream, changes);
+}
+
+void Stream::describeProgram() {
+    ApplicationFacts program = applicationFacts();
+    if (mStream == nullptr || program == mProgram) {
+        return;
     }
-    const spa_dict dictionary{.flags = 0, .n_items = static_cast<UInt32>(items.size()), .items = items.data()};
-    pw_stream_update_properties(mStream, &dictionary);
+    mProgram = std::move(program);
+    update(mStream, describing(mProgram, mPlays));
 }
 
 Float32 Stream::mixerLevel() const { return mIsMuted ? 0.0F : mVolume * mChannelVolume; }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/foundation/ApplicationFacts.h"
 #include "platform/hardware/drivers/pipewire/Describe.h"
 #include "platform/hardware/drivers/pipewire/RateWish.h"
 #include "platform/hardware/drivers/pipewire/StreamCycle.h"
@@ -56,6 +57,9 @@ class Stream {
     /// Changes the request.
     void setWish(const GraphWish& wish);
 
+    /// Passes on what the program says about itself now.
+    void describeProgram();
+
     /// The gain of the user's mixer, of the loudest channel; 0: silent. 1 until the server states it.
     Float32 mixerLevel() const;
 
@@ -76,6 +80,7 @@ class Stream {
     StreamCycle& mCycle;
     const std::function<void()> mChanged;
     pw_data_loop* mDataLoop;
+    ApplicationFacts mProgram; // as passed on
     pw_stream* mStream;
     spa_hook mListener{};
     bool mHasFailed = false;
