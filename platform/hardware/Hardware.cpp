@@ -177,9 +177,13 @@ AudioDeviceID Hardware::deviceAppeared(DeviceDescription description, std::share
             return {};
         }
         id = newID();
-        const DeviceProcedures::Events events{
-            [this, id] { mNotifications.post(id, {globalAddress(kAudioDevicePropertyDeviceIsRunning)}); },
-            [this] { mNotifications.nudge(); }};
+        const DeviceProcedures::Events events{[this, id] {
+                                                  postRunning(id);
+                                                  if (const AudioDeviceID end = endOf(id); end != id) {
+                                                      postRunning(end);
+                                                  }
+                                              },
+                                              [this] { mNotifications.nudge(); }};
         auto device = std::make_shared<Device>(id, std::move(of), CycleShape::of(description), events);
         DeviceState state{std::move(description), {}, {}};
         assignStreams(state, device, Direction::playback);
@@ -231,6 +235,10 @@ void Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
     if (shape != CycleShape::of(before->description)) {
         mNotifications.run([device, shape] { device->procedures.setShape(shape); });
     }
+    if (before->description.leadsTo != after->description.leadsTo && device->procedures.isRunning()) {
+        postRunning(deviceForUID(before->description.leadsTo.value_or(std::string())));
+        postRunning(deviceForUID(after->description.leadsTo.value_or(std::string())));
+    }
     auto changes = changedDeviceProperties(before->description, after->description);
     if (!changes.empty()) {
         mNotifications.post(id, std::move(changes));
@@ -244,6 +252,12 @@ void Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
                 mNotifications.post(after->streams(direction)[i], std::move(streamChanges));
             }
         }
+    }
+}
+
+void Hardware::postRunning(AudioDeviceID device) {
+    if (device != kAudioObjectUnknown) {
+        mNotifications.post(device, {globalAddress(kAudioDevicePropertyDeviceIsRunning)});
     }
 }
 

@@ -73,6 +73,7 @@ class Hardware final : public DriverHost {
     void startDrivers();
     void fallBackIfThereIsNoServer();
     void logThrownProcedures() const;
+    void postRunning(AudioDeviceID device);
     /// The last step of removing a device. Notification thread.
     void forget(const std::shared_ptr<Device>& device);
 

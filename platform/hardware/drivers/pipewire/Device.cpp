@@ -31,8 +31,11 @@ Device::Device(Loop& loop, DeviceServer& server, DeviceKey key, ChannelLayout la
 
 OSStatus Device::startIO(DeviceCycles& cycles) {
     const Loop::Lock lock(mLoop);
-    if (mHasVanished || mLayout.empty()) {
+    if (mHasVanished) {
         return kAudioHardwareBadDeviceError;
+    }
+    if (isRoute() && (mServer.core() == nullptr || mLayout.empty())) {
+        return kAudioHardwareNotRunningError;
     }
     mRun = std::make_shared<Run>(mServer, cycles, static_cast<UInt32>(mLayout.size()));
     Run& run = *mRun;
@@ -143,6 +146,7 @@ OSStatus Device::setBufferFrames(UInt32 frames) {
     if (mRun != nullptr && mRun->stream != nullptr) {
         mRun->stream->setWish(wish());
     }
+    mServer.lookSoon(); // a route may lead here
     mServer.describeSoon();
     return kAudioHardwareNoError;
 }

@@ -26,6 +26,8 @@ class DeviceServer {
     virtual bool isInUse(const std::string& serial) = 0;
     /// The device at the other end of a stream's links; nothing while there is none.
     virtual std::optional<FoundDevice> deviceLinkedTo(UInt32 node) = 0;
+    /// The cycle length that this process requests for a published device; 0: none.
+    virtual UInt32 requestedQuantum(const DeviceKey& device) = 0;
     /// Whether there is a session manager to connect streams.
     virtual bool hasSessionManager() = 0;
     /// Makes every device `look` soon.
@@ -86,6 +88,8 @@ class Device final : public DriverDevice {
     /// The server is gone: the stream of a route waits for the next one.
     void loseServer();
 
+    /// See `DeviceServer`.
+    UInt32 requestedQuantum() const { return mQuantum; }
     bool isRunning() const { return mRun != nullptr; }
     /// Whether it was started and its stream is no longer connected.
     bool isCutOff() const;
@@ -112,7 +116,10 @@ class Device final : public DriverDevice {
     OSStatus waitUntilStarted(Run& run);
     /// 0: the server does not allow that rate.
     UInt32 offeredRate(Float64 rate) const;
-    GraphWish wish() const { return {.quantum = mQuantum, .rate = mServer.rateWish(mTarget.serial)}; }
+    GraphWish wish() const {
+        return {.quantum = isRoute() ? mServer.requestedQuantum(mTarget) : mQuantum,
+                .rate = mServer.rateWish(mTarget.serial)};
+    }
     bool isRoute() const { return mKey.serial.empty(); }
     bool followLinks(Run& run);
     void takeMixerLevel(Run& run);

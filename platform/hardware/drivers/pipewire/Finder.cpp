@@ -161,12 +161,16 @@ void Finder::linkAppeared(UInt32 id, const Properties& properties) {
     const UInt32 output = numberIn(properties.get(PW_KEY_LINK_OUTPUT_NODE));
     const UInt32 input = numberIn(properties.get(PW_KEY_LINK_INPUT_NODE));
     for (const auto& [node, device] : {std::pair(output, input), std::pair(input, output)}) {
-        bool isOfThisProcess = false;
-        forEachDevice([&](const Device& one, AudioDeviceID) { isOfThisProcess |= one.hasStream(node); });
-        if (isOfThisProcess) {
+        if (isOfThisProcess(node)) {
             mLinks[id] = std::make_unique<WatchedLink>(mRegistry, id, node, device, [this] { lookSoon(); });
         }
     }
+}
+
+bool Finder::isOfThisProcess(UInt32 node) const {
+    bool isIt = false;
+    forEachDevice([&](const Device& device, AudioDeviceID) { isIt |= device.hasStream(node); });
+    return isIt;
 }
 
 void Finder::metadataAppeared(UInt32 id, const std::string& name) {
@@ -226,11 +230,11 @@ void Finder::missSessionManager() {
     }
 }
 
-// A notified program can report that, or start again.
+// A notified program can report that, or start again. A route without any device waits for one.
 void Finder::stopCutOff() {
     bool hasStopped = false;
     forEachDevice([&](const Device& device, AudioDeviceID id) {
-        if (mCore != nullptr && device.isCutOff()) {
+        if (mCore != nullptr && device.isCutOff() && hasEnd(id)) {
             mHost.deviceStopped(id);
             hasStopped = true;
         }
@@ -308,13 +312,13 @@ void Finder::publishRoute(Route& route, const std::vector<FoundDevice>& all) {
 }
 
 // The default device may be named before it appears, and still be named after it was removed.
-const FoundDevice* Finder::findEndOf(const Route& route, const std::vector<FoundDevice>& all) const {
+const FoundDevice* Finder::findEndOf(const Route& route, const std::vector<FoundDevice>& all) {
     const auto find = [&](const auto& isIt) {
         const auto found = std::ranges::find_if(all, isIt);
         return found != all.end() ? &*found : nullptr;
     };
     const auto node = route.device->streamNode();
-    if (const auto linked = node ? const_cast<Finder*>(this)->deviceLinkedTo(*node) : std::nullopt) {
+    if (const auto linked = node ? deviceLinkedTo(*node) : std::nullopt) {
         return find([&](const FoundDevice& device) { return device.key == linked->key; });
     }
     if (node) {
@@ -331,6 +335,11 @@ void Finder::missEndOf(Route& route) {
         route.description.leadsTo = std::string();
         mHost.deviceChanged(route.id, route.description);
     }
+}
+
+bool Finder::hasEnd(AudioDeviceID device) const {
+    return std::ranges::none_of(
+        mRoutes, [&](const Route& route) { return route.id == device && route.description.leadsTo->empty(); });
 }
 
 /// The running route that leads to a device; null if there is none.
@@ -420,6 +429,11 @@ std::optional<FoundDevice> Finder::deviceLinkedTo(UInt32 node) {
     const auto found = std::ranges::find_if(
         devices, [&](const FoundDevice& device) { return (device.key.use == Use::playback) == plays; });
     return found != devices.end() ? std::optional(std::move(*found)) : std::nullopt;
+}
+
+UInt32 Finder::requestedQuantum(const DeviceKey& device) {
+    const Device* const published = mPublisher.find(device);
+    return published != nullptr ? published->requestedQuantum() : 0;
 }
 
 void Finder::lookLater() { mLookAgain.fireAfter(lookInterval); }

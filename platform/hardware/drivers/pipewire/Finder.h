@@ -42,6 +42,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     RateWish& rateWish(const std::string& serial) override { return mRateWishes[serial]; }
     bool isInUse(const std::string& serial) override;
     std::optional<FoundDevice> deviceLinkedTo(UInt32 node) override;
+    UInt32 requestedQuantum(const DeviceKey& device) override;
     bool hasSessionManager() override { return mDefaultsTable.has_value(); }
     void lookSoon() noexcept override { mLook.signal(); }
     void lookLater() override;
@@ -52,6 +53,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     void appeared(UInt32 id, const std::string& type, const Properties& properties);
     void portAppeared(UInt32 id, const Properties& properties);
     void linkAppeared(UInt32 id, const Properties& properties);
+    bool isOfThisProcess(UInt32 node) const;
     void metadataAppeared(UInt32 id, const std::string& name);
     void vanished(UInt32 id);
     void missSessionManager();
@@ -66,8 +68,10 @@ class Finder final : private ConnectionListener, private DeviceServer {
     struct Route;
     Route makeRoute(Use use);
     void publishRoute(Route& route, const std::vector<FoundDevice>& all);
-    const FoundDevice* findEndOf(const Route& route, const std::vector<FoundDevice>& all) const;
+    const FoundDevice* findEndOf(const Route& route, const std::vector<FoundDevice>& all);
     void missEndOf(Route& route);
+    /// Whether there is a device to link it to.
+    bool hasEnd(AudioDeviceID device) const;
     const Device* routeTo(const DeviceKey& device) const;
 
     /// Calls `action` with each published device or route and its id.
