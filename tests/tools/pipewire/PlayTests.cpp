@@ -232,7 +232,7 @@ TEST_F(Tool_Play, GoesWhereTheDefaultGoes) {
     server.setDefaultSink("test.other");
     EXPECT_TRUE(eventuallyWrites("moved", "now on Other"));
     server.destroy("test.other");
-    EXPECT_TRUE(eventuallyWrites("moved", "now on test.sink"));
+    EXPECT_TRUE(eventuallyWrites("moved", "now on Speakers"));
     tool->signal(SIGINT);
     EXPECT_EQ(tool->wait(), 0);
 }
