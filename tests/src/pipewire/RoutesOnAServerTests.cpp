@@ -197,6 +197,8 @@ class RoutesOnAServer : public testing::Test {
 };
 
 constexpr std::size_t aWhile = 24'000;
+// Milliseconds. It is 10 to 50 on a machine that is idle, and takes turns of the session manager on one that is not.
+constexpr double longestSilence = 500.0;
 
 TEST_F(RoutesOnAServer, WhatNamesNoDeviceGoesWhereTheDefaultGoes) {
     start();
@@ -212,7 +214,7 @@ TEST_F(RoutesOnAServer, WhatNamesNoDeviceGoesWhereTheDefaultGoes) {
     expectWhole(two.heard());
     const Change change = between(one.heard(), two.heard());
     report("default changed", change);
-    EXPECT_LT(change.silence, 100.0);
+    EXPECT_LT(change.silence, longestSilence);
     EXPECT_GE(change.lost, 0);
     EXPECT_LE(change.lost, quantum) << "more than the cycle in which the server cut the connection";
 }
@@ -230,7 +232,7 @@ TEST_F(RoutesOnAServer, WhatNamesNoDeviceGoesWhereAMixerMovesIt) {
     expectWhole(two.heard());
     const Change change = between(one.heard(), two.heard());
     report("moved", change);
-    EXPECT_LT(change.silence, 100.0);
+    EXPECT_LT(change.silence, longestSilence);
     EXPECT_GE(change.lost, 0);
     EXPECT_LE(change.lost, quantum);
 }
@@ -248,7 +250,7 @@ TEST_F(RoutesOnAServer, WhatNamesNoDeviceOutlivesItsDevice) {
     expectWhole(two.heard());
     const Change change = between(one->heard(), two.heard());
     report("sink removed", change);
-    EXPECT_LT(change.silence, 100.0);
+    EXPECT_LT(change.silence, longestSilence);
     EXPECT_GE(change.lost, 0);
     EXPECT_LE(change.lost, 2 * quantum) << "more than what the removed sink had and had not played";
 }
@@ -418,7 +420,7 @@ TEST_F(RoutesOnAServer, APlayerGoesOnAtTheRateAndWithTheChannelsOfTheNextDevice)
     // The mix of all channels on a stereo device has the same numbers, to within a frame.
     const Change change = between(one.heard(), after);
     report("moved to another rate and other channels", change);
-    EXPECT_LT(change.silence, 100.0);
+    EXPECT_LT(change.silence, longestSilence);
     EXPECT_GE(change.lost, -64) << "to within what the converter's first frames blur";
     EXPECT_LE(change.lost, 2 * SInt64{quantum});
 }
