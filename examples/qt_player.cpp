@@ -103,8 +103,7 @@ int main(int argc, char** argv) {
     if (path.isEmpty()) {
         return 0;
     }
-    const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(QFile::encodeName(path).toStdString(),
-                                                                      BRAQAudioDevice::defaultPlaybackDevice());
+    const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(QFile::encodeName(path).toStdString(), nullptr);
     if (player == nullptr) { // the log says why
         QMessageBox::critical(nullptr, "Player", path + " cannot be played.");
         return 1;

@@ -5,8 +5,10 @@
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/hardware.h"
 
+#include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -103,9 +105,13 @@ class BRAQ_EXPORT BRAQAudioHardware {
     BRAQAudioHardware(const BRAQAudioHardware&) = delete;
     BRAQAudioHardware& operator=(const BRAQAudioHardware&) = delete;
 
+    /// Makes the delegate operations for changed default devices arrive from now on. Idempotent. Raises if it cannot
+    /// listen; what it does listen to is kept.
+    void watchDefaultDevices();
+
     // Delegates. Main thread. A notification goes to the delegates present when it began; one that throws ends it. Only
-    // the device list is listened to, deliberately: a change of a default device alone is delivered only if the
-    // platform reports it together with the list.
+    // the device list is listened to, deliberately: until `watchDefaultDevices` is called, a change of a default device
+    // alone is delivered only if the platform reports it together with the list.
 
     /// Appends a delegate, even if it is already there. Raises `NSInvalidArgumentException` for null.
     void addDelegate(const BRAQAudioHardwareDelegateEntry& delegate);
@@ -130,6 +136,8 @@ class BRAQ_EXPORT BRAQAudioHardware {
     static void makeFindable(const std::shared_ptr<BRAQAudioHardware>& hardware);
 
     std::vector<BRAQAudioHardwareDelegateEntry> mDelegates;
+    std::mutex mWatchMutex;
+    std::size_t mWatchedDefaults = 0; // under mWatchMutex
 };
 
 /// @}

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQAtomicProperty.h"
 #include "BRAQAudio/BRAQAudioStreamBasicDescription.h"
+#include "BRAQAudio/BRAQDeviceChange.h"
 #include "BRAQAudio/BRAQReleasable.h"
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/units.h"
@@ -13,6 +14,10 @@
 
 class BRAQAudioUnit;
 
+namespace braq {
+class DeviceWatch;
+}
+
 extern "C" {
 /// Posted to the default notification centre, with the unit as object, when the unit has started. On the thread that
 /// delivers hardware notifications.
@@ -21,13 +26,20 @@ BRAQ_EXPORT extern const char kAudioUnitDidStartNotification[] BRAQ_LINKER_NAME(
 BRAQ_EXPORT extern const char kAudioUnitDidStopNotification[] BRAQ_LINKER_NAME(kAudioUnitDidStopNotification);
 }
 
-/// Called before the notification is posted, on the thread that delivers hardware notifications: neither an I/O thread
-/// nor the main thread.
+/// `audioUnitDidStart` and `audioUnitDidStop` are called before the notification is posted, on the thread that delivers
+/// hardware notifications: neither an I/O thread nor the main thread.
 class BRAQ_EXPORT BRAQAudioUnitDelegate {
   public:
     virtual ~BRAQAudioUnitDelegate();
     virtual void audioUnitDidStart(const std::shared_ptr<BRAQAudioUnit>& unit);
     virtual void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit);
+
+    // What has happened to the device of an initialised unit, see `BRAQDeviceChange`. Main thread.
+    virtual void audioUnitDeviceDidChange(const std::shared_ptr<BRAQAudioUnit>& unit,
+                                          const std::shared_ptr<BRAQAudioDevice>& device);
+    virtual void audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& unit);
+    virtual void audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& unit,
+                                       const std::shared_ptr<BRAQAudioDevice>& device);
 };
 
 /// Base of the units that a device drives: starts them, stops them and reports both. A derived class creates the
@@ -94,6 +106,7 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
 
   private:
     static void makeFindable(const std::shared_ptr<BRAQAudioUnit>& unit);
+    void tellOfDevice(BRAQDeviceChange change, const std::shared_ptr<BRAQAudioDevice>& device);
 
     BRAQAtomicProperty<std::weak_ptr<BRAQAudioUnitDelegate>> mDelegate;
 
@@ -102,6 +115,7 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
 
   private:
     BRAQAtomicProperty<std::shared_ptr<BRAQAudioStreamBasicDescription>> mStreamDescription;
+    std::shared_ptr<braq::DeviceWatch> mDeviceWatch; // while initialised
 };
 
 /// @}

@@ -46,6 +46,13 @@ concept BRAQExtendedAudioFilePlayerDelegate =
 ///
 ///     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDidStop(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+///     void audioFilePlayerDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+///                                         const std::shared_ptr<BRAQAudioDevice>& device);
+///     void audioFilePlayerDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+///     void audioFilePlayerDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+///                                      const std::shared_ptr<BRAQAudioDevice>& device);
+///
+/// The last three tell what has happened to the device, see `BRAQDeviceChange`.
 class BRAQExtendedAudioFilePlayerDelegateEntry {
   public:
     /// No delegate.
@@ -65,12 +72,39 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
         if constexpr (requires(const Player& player) { delegate->audioFilePlayerDidStop(player); }) {
             audioFilePlayerDidStop = [delegate](const Player& player) { delegate->audioFilePlayerDidStop(player); };
         }
+        using Device = std::shared_ptr<BRAQAudioDevice>;
+        if constexpr (requires(const Player& player, const Device& device) {
+                          delegate->audioFilePlayerDeviceDidChange(player, device);
+                      }) {
+            audioFilePlayerDeviceDidChange = [delegate](const Player& player, const Device& device) {
+                delegate->audioFilePlayerDeviceDidChange(player, device);
+            };
+        }
+        if constexpr (requires(const Player& player) { delegate->audioFilePlayerDeviceIsGone(player); }) {
+            audioFilePlayerDeviceIsGone = [delegate](const Player& player) {
+                delegate->audioFilePlayerDeviceIsGone(player);
+            };
+        }
+        if constexpr (requires(const Player& player, const Device& device) {
+                          delegate->audioFilePlayerDeviceIsBack(player, device);
+                      }) {
+            audioFilePlayerDeviceIsBack = [delegate](const Player& player, const Device& device) {
+                delegate->audioFilePlayerDeviceIsBack(player, device);
+            };
+        }
     }
 
     const void* object = nullptr; ///< the delegate
     /// Calls the object. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidReachEndOfFile;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidStop;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+                       const std::shared_ptr<BRAQAudioDevice>& device)>
+        audioFilePlayerDeviceDidChange;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDeviceIsGone;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+                       const std::shared_ptr<BRAQAudioDevice>& device)>
+        audioFilePlayerDeviceIsBack;
 };
 
 /// Plays one audio file on one device: a reader reads ahead, and an output unit plays what was read. Each channel is
@@ -86,7 +120,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
                                                 public std::enable_shared_from_this<BRAQExtendedAudioFilePlayer> {
   public:
     /// @param audioFile opened for playback; nobody else may read it, seek in it or reverse it meanwhile
-    /// @param device null: the default device
+    /// @param device null: the default device, wherever it goes (`BRAQOutputAudioUnit`)
     static std::shared_ptr<BRAQExtendedAudioFilePlayer>
     initWithAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                       const std::shared_ptr<BRAQAudioDevice>& device);
@@ -176,6 +210,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
                                 const std::shared_ptr<BRAQAudioDevice>& device);
 
     void installEndOfStreamNotificationBlock();
+    void installDeviceChangeBlock();
     void callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation);
     void endOfStreamWasReached(UInt64 start);
     void stopAtEndSince(UInt64 start);

@@ -37,10 +37,17 @@ concept BRAQExtendedAudioFileRecorderDelegate = std::is_class_v<Delegate> &&
          delegate.audioFileRecorderDidStop(recorder);
      });
 
-/// The delegate of a recorder: any object, not retained by the recorder. If it has this operation, it is called on the
-/// main thread:
+/// The delegate of a recorder: any object, not retained by the recorder. Those of these operations that it has are called
+/// on the main thread:
 ///
 ///     void audioFileRecorderDidStop(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
+///     void audioFileRecorderDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+///                                           const std::shared_ptr<BRAQAudioDevice>& device);
+///     void audioFileRecorderDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
+///     void audioFileRecorderDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+///                                        const std::shared_ptr<BRAQAudioDevice>& device);
+///
+/// The last three tell what has happened to the device, see `BRAQDeviceChange`.
 class BRAQExtendedAudioFileRecorderDelegateEntry {
   public:
     /// No delegate.
@@ -56,11 +63,46 @@ class BRAQExtendedAudioFileRecorderDelegateEntry {
                 }
             };
         }
+        using Device = std::shared_ptr<BRAQAudioDevice>;
+        if constexpr (requires(const Recorder& recorder, const Device& device) {
+                          delegate->audioFileRecorderDeviceDidChange(recorder, device);
+                      }) {
+            audioFileRecorderDeviceDidChange = [weak = std::weak_ptr<Delegate>(delegate)](const Recorder& recorder,
+                                                                                          const Device& device) {
+                if (const auto alive = weak.lock()) {
+                    alive->audioFileRecorderDeviceDidChange(recorder, device);
+                }
+            };
+        }
+        if constexpr (requires(const Recorder& recorder) { delegate->audioFileRecorderDeviceIsGone(recorder); }) {
+            audioFileRecorderDeviceIsGone = [weak = std::weak_ptr<Delegate>(delegate)](const Recorder& recorder) {
+                if (const auto alive = weak.lock()) {
+                    alive->audioFileRecorderDeviceIsGone(recorder);
+                }
+            };
+        }
+        if constexpr (requires(const Recorder& recorder, const Device& device) {
+                          delegate->audioFileRecorderDeviceIsBack(recorder, device);
+                      }) {
+            audioFileRecorderDeviceIsBack = [weak = std::weak_ptr<Delegate>(delegate)](const Recorder& recorder,
+                                                                                       const Device& device) {
+                if (const auto alive = weak.lock()) {
+                    alive->audioFileRecorderDeviceIsBack(recorder, device);
+                }
+            };
+        }
     }
 
     std::weak_ptr<const void> object; ///< the delegate
     /// Calls the object unless it was destroyed. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder)> audioFileRecorderDidStop;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+                       const std::shared_ptr<BRAQAudioDevice>& device)>
+        audioFileRecorderDeviceDidChange;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder)> audioFileRecorderDeviceIsGone;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+                       const std::shared_ptr<BRAQAudioDevice>& device)>
+        audioFileRecorderDeviceIsBack;
 };
 
 /// Records one device into one file: an input unit captures, and a writer writes the captured frames behind it.
@@ -76,7 +118,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
                                                   public std::enable_shared_from_this<BRAQExtendedAudioFileRecorder> {
   public:
     /// @param file opened for recording; nobody else may write to it meanwhile
-    /// @param device null: the default device
+    /// @param device null: the default device, wherever it goes
     /// @param channels device channel, from 0, for each channel of the file; nothing: the first ones. A count other
     ///        than the file's channel count fails an assertion.
     static std::shared_ptr<BRAQExtendedAudioFileRecorder>
@@ -130,6 +172,12 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     void notifyDelegateOfStop();
     /// Schedules `notifyDelegateOfStop` on the main thread.
     void audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& unit) override;
+    /// Each of these calls the delegate at once. Main thread.
+    void audioUnitDeviceDidChange(const std::shared_ptr<BRAQAudioUnit>& unit,
+                                  const std::shared_ptr<BRAQAudioDevice>& device) override;
+    void audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& unit) override;
+    void audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& unit,
+                               const std::shared_ptr<BRAQAudioDevice>& device) override;
 
     /// "currentTime" depends on "currentFrame".
     std::vector<std::string> keyPathsForValuesAffectingValueForKey(const std::string& key) const override;

@@ -3,6 +3,7 @@
 #include "BRAQAudio/BRAQAtomicProperty.h"
 #include "BRAQAudio/BRAQAudioBufferQueue.h"
 #include "BRAQAudio/BRAQAudioDevice.h"
+#include "BRAQAudio/BRAQDeviceChange.h"
 #include "BRAQAudio/BRAQReleasable.h"
 #include "BRAQAudio/core/BAudioNotificationQueueWorker.h"
 #include "BRAQAudio/platform/graphs.h"
@@ -15,11 +16,20 @@
 
 class BRAQQueueSequence;
 
+namespace braq {
+class DeviceWatch;
+}
+
 /// @addtogroup play
 /// @{
 
 /// Plays the frames of a ring on one device, at a rate and a level that may change while it plays. At rate 1 and level
 /// 1, on a device with the same sample rate, the device gets the ring's frames unchanged.
+///
+/// A unit that is given no device plays on the default device and goes where that goes, and where the user moves it: on a
+/// sound server it is a stream without a target. It goes on where it was. While there is no device at all, it waits and
+/// its position stands still; `isRunning` stays true. A unit that is given a device is never moved: it stops when that
+/// device is gone.
 ///
 /// Platform failures are raised as NSException `NSXErrorExceptionName`. Any thread but an I/O thread.
 class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
@@ -27,7 +37,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
   public:
     /// Set the ring and the end-of-stream block before you start the unit.
     /// @param streamDescription format of the ring's frames: 32-bit float, not interleaved, at any rate
-    /// @param device null: the default device
+    /// @param device null: the default device, wherever it goes
     /// A step that fails raises, and the steps before it are not undone; no thread is left.
     static std::shared_ptr<BRAQOutputAudioUnit>
     initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription,
@@ -80,6 +90,12 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// Called on a thread of the unit when the last frame was pulled from the ring, at most once per start. It may stop
     /// and start the unit and release it. Exceptions are logged. Set it before `start`, not while the unit runs.
     void setEndOfStreamNotificationBlock(const BQueueableAudioNotificationBlock& block);
+
+    /// The device that it plays on now; null while that is gone.
+    std::shared_ptr<BRAQAudioDevice> presentDevice() const;
+    /// Called when the unit goes on with another device, when its device is gone, and when it has one again. Replaces the
+    /// one before. Null: nothing is called.
+    void setDeviceChangeBlock(const BRAQDeviceChangeBlock& block);
 
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const { return mStreamDescription.get(); }
     /// Retained, not copied. The format being played stays the one from creation.
@@ -160,7 +176,8 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     std::atomic<double> mTransitionTime{0.0};                   // milliseconds
     BQueueableAudioNotification* mChangeNotification = nullptr; // owned; null until there is a block
     std::atomic<UInt64> mNotifiedFollows{0};                    // the notification worker: as many have been notified
-    bool mIsMade = false;                                       // init is complete
+    std::shared_ptr<braq::DeviceWatch> mDeviceWatch;
+    bool mIsMade = false; // init is complete
 };
 
 /// @}

@@ -34,6 +34,12 @@ std::vector<std::shared_ptr<BRAQAudioDevice>> devicesThat(bool (BRAQAudioDevice:
 
 using Entry = BRAQAudioHardwareDelegateEntry;
 
+constexpr UInt32 defaultSelectors[] = {
+    kAudioHardwarePropertyDefaultInputDevice,
+    kAudioHardwarePropertyDefaultOutputDevice,
+    kAudioHardwarePropertyDefaultSystemOutputDevice,
+};
+
 struct Handled {
     UInt32 selector;
     std::function<void()> Entry::*operation;
@@ -143,6 +149,17 @@ void BRAQAudioHardware::makeFindable(const std::shared_ptr<BRAQAudioHardware>& h
 
 // The listener stays, deliberately: from now on it finds no object.
 BRAQAudioHardware::~BRAQAudioHardware() { braq::LiveObjects<BRAQAudioHardware>::all().remove(this); }
+
+void BRAQAudioHardware::watchDefaultDevices() {
+    const std::lock_guard lock(mWatchMutex);
+    for (; mWatchedDefaults < std::size(defaultSelectors); ++mWatchedDefaults) {
+        const auto address = addressOf(defaultSelectors[mWatchedDefaults]);
+        NSXRaiseOnFailure(
+            AudioObjectAddPropertyListener(kAudioObjectSystemObject, &address, AudioHardwarePropertyListener, this),
+            "AudioObjectAddPropertyListener( kAudioObjectSystemObject, &aopa, AudioHardwarePropertyListener, this )",
+            {file, "-[BRAQAudioHardware watchDefaultDevices]"});
+    }
+}
 
 void BRAQAudioHardware::addDelegate(const BRAQAudioHardwareDelegateEntry& delegate) {
     if (delegate.object() == nullptr) {

@@ -4,6 +4,7 @@
 #include "BRAQAudio/platform/foundation.h"
 #include "library/src/BRAQAudioUnit_Listener.h"
 #include "library/src/BRAQBackgroundThread.h"
+#include "library/src/BRAQDeviceWatch.h"
 #include "library/src/BRAQLiveObjects.h"
 
 const char kAudioUnitDidStartNotification[] = "AudioUnitDidStartNotification";
@@ -18,6 +19,11 @@ constexpr const char* file = "src/BRAQAudioUnit";
 BRAQAudioUnitDelegate::~BRAQAudioUnitDelegate() = default;
 void BRAQAudioUnitDelegate::audioUnitDidStart(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
 void BRAQAudioUnitDelegate::audioUnitDidStop(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
+void BRAQAudioUnitDelegate::audioUnitDeviceDidChange(const std::shared_ptr<BRAQAudioUnit>& /*unit*/,
+                                                     const std::shared_ptr<BRAQAudioDevice>& /*device*/) {}
+void BRAQAudioUnitDelegate::audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
+void BRAQAudioUnitDelegate::audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& /*unit*/,
+                                                  const std::shared_ptr<BRAQAudioDevice>& /*device*/) {}
 
 std::shared_ptr<BRAQAudioUnit>
 BRAQAudioUnit::initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription) {
@@ -77,9 +83,28 @@ void BRAQAudioUnit::setProperty(AudioUnitPropertyID propertyID, AudioUnitScope s
 void BRAQAudioUnit::audioUnitInitialize() {
     NSXRaiseOnFailure(AudioUnitInitialize(mAudioUnit), "AudioUnitInitialize( mAudioUnit )",
                       {file, "-[BRAQAudioUnit audioUnitInitialize]"});
+    mDeviceWatch = std::make_shared<braq::DeviceWatch>(
+        mAudioUnit, [weak = weak_from_this()](BRAQDeviceChange change, const auto& device) {
+            if (const auto self = weak.lock()) {
+                self->tellOfDevice(change, device);
+            }
+        });
+}
+
+void BRAQAudioUnit::tellOfDevice(BRAQDeviceChange change, const std::shared_ptr<BRAQAudioDevice>& device) {
+    const auto delegate = this->delegate();
+    if (delegate == nullptr) {
+        return;
+    }
+    switch (change) {
+    case BRAQDeviceChange::moved: delegate->audioUnitDeviceDidChange(shared_from_this(), device); break;
+    case BRAQDeviceChange::gone: delegate->audioUnitDeviceIsGone(shared_from_this()); break;
+    case BRAQDeviceChange::back: delegate->audioUnitDeviceIsBack(shared_from_this(), device); break;
+    }
 }
 
 void BRAQAudioUnit::audioUnitUninitialize() {
+    mDeviceWatch.reset();
     NSXRaiseOnFailure(AudioUnitUninitialize(mAudioUnit), "AudioUnitUninitialize( mAudioUnit )",
                       {file, "-[BRAQAudioUnit audioUnitUninitialize]"});
 }

@@ -52,6 +52,7 @@ BRAQExtendedAudioFilePlayer::initWithAudioFile(const std::shared_ptr<BRAQExtende
                                                const std::shared_ptr<BRAQAudioDevice>& device) {
     std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
     player->installEndOfStreamNotificationBlock();
+    player->installDeviceChangeBlock();
     return player;
 }
 
@@ -94,6 +95,23 @@ BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->
 void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
     mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
         self->callOnMainThread([start = self->mStarts.load()](auto& player) { player.endOfStreamWasReached(start); });
+    });
+}
+
+void BRAQExtendedAudioFilePlayer::installDeviceChangeBlock() {
+    mOutputAudioUnit->setDeviceChangeBlock([weak = weak_from_this()](BRAQDeviceChange change, const auto& device) {
+        const auto self = weak.lock();
+        if (self == nullptr) {
+            return;
+        }
+        const auto delegate = self->mDelegate.get();
+        if (change == BRAQDeviceChange::moved && delegate.audioFilePlayerDeviceDidChange) {
+            delegate.audioFilePlayerDeviceDidChange(self, device);
+        } else if (change == BRAQDeviceChange::gone && delegate.audioFilePlayerDeviceIsGone) {
+            delegate.audioFilePlayerDeviceIsGone(self);
+        } else if (change == BRAQDeviceChange::back && delegate.audioFilePlayerDeviceIsBack) {
+            delegate.audioFilePlayerDeviceIsBack(self, device);
+        }
     });
 }
 

@@ -197,6 +197,26 @@ void BRAQExtendedAudioFileRecorder::audioUnitDidStop(const std::shared_ptr<BRAQA
     });
 }
 
+void BRAQExtendedAudioFileRecorder::audioUnitDeviceDidChange(const std::shared_ptr<BRAQAudioUnit>& /*unit*/,
+                                                             const std::shared_ptr<BRAQAudioDevice>& device) {
+    if (const auto delegate = mDelegate.get(); delegate.audioFileRecorderDeviceDidChange) {
+        delegate.audioFileRecorderDeviceDidChange(shared_from_this(), device);
+    }
+}
+
+void BRAQExtendedAudioFileRecorder::audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {
+    if (const auto delegate = mDelegate.get(); delegate.audioFileRecorderDeviceIsGone) {
+        delegate.audioFileRecorderDeviceIsGone(shared_from_this());
+    }
+}
+
+void BRAQExtendedAudioFileRecorder::audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& /*unit*/,
+                                                          const std::shared_ptr<BRAQAudioDevice>& device) {
+    if (const auto delegate = mDelegate.get(); delegate.audioFileRecorderDeviceIsBack) {
+        delegate.audioFileRecorderDeviceIsBack(shared_from_this(), device);
+    }
+}
+
 std::vector<std::string>
 BRAQExtendedAudioFileRecorder::keyPathsForValuesAffectingValueForKey(const std::string& key) const {
     return key == "currentTime" ? std::vector<std::string>{"currentFrame"} : std::vector<std::string>{};

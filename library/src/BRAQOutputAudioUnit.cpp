@@ -3,6 +3,7 @@
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "BRAQAudio/platform/threads.h"
 #include "library/src/BRAQBackgroundThread.h"
+#include "library/src/BRAQDeviceWatch.h"
 #include "library/src/BRAQOutputAudioUnit_Callback.h"
 #include "library/src/BRAQQueueSequence.h"
 
@@ -20,6 +21,7 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
     if (!mIsMade) {
         return;
     }
+    mDeviceWatch.reset();
     fadeOut();
     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
     NSXLogOnFailure(AUGraphUninitialize(mGraph), "AUGraphUninitialize(mGraph)", here);
@@ -87,6 +89,21 @@ void BRAQOutputAudioUnit::setPlaybackLevel(double level) {
         "AudioUnitSetParameter( mOutputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, level, 0 )",
         {file, "-[BRAQOutputAudioUnit setPlaybackLevel:]"});
     mPlaybackLevel.store(value, std::memory_order_relaxed);
+}
+
+std::shared_ptr<BRAQAudioDevice> BRAQOutputAudioUnit::presentDevice() const {
+    AudioDeviceID device = kAudioObjectUnknown;
+    UInt32 size = sizeof(device);
+    NSXRaiseOnFailure(AudioUnitGetProperty(mOutputUnit, kBRAQOutputUnitProperty_PresentDevice, kAudioUnitScope_Global,
+                                           0, &device, &size),
+                      "AudioUnitGetProperty( mOutputUnit, kBRAQOutputUnitProperty_PresentDevice, "
+                      "kAudioUnitScope_Global, 0, &device, &size )",
+                      {file, "-[BRAQOutputAudioUnit presentDevice]"});
+    return device != kAudioObjectUnknown ? BRAQAudioDevice::initWithDeviceID(device) : nullptr;
+}
+
+void BRAQOutputAudioUnit::setDeviceChangeBlock(const BRAQDeviceChangeBlock& block) {
+    mDeviceWatch = block ? std::make_shared<braq::DeviceWatch>(mOutputUnit, block) : nullptr;
 }
 
 float BRAQOutputAudioUnit::outputLevel(UInt32 channel) noexcept {

@@ -155,11 +155,11 @@ OSStatus AudioObjectRemovePropertyListener(AudioObjectID object, const AudioObje
 }
 
 OSStatus AudioDeviceTranslateTime(AudioDeviceID device, const AudioTimeStamp* in, AudioTimeStamp* out) {
-    const auto found = Hardware::instance().findDevice(device);
-    if (found == nullptr) {
+    if (Hardware::instance().findDevice(device) == nullptr) {
         return kAudioHardwareBadObjectError;
     }
-    const auto view = found->procedures.clock().view();
+    const auto found = Hardware::instance().findRunning(device);
+    const auto view = found != nullptr ? found->procedures.clock().view() : std::nullopt;
     if (!view || !found->procedures.isRunning()) {
         return kAudioHardwareNotRunningError;
     }

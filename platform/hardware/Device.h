@@ -34,11 +34,17 @@ struct Device {
            DeviceProcedures::Events events)
         : id(deviceID), driverDevice(std::move(of)), procedures(driverDevice, shape, std::move(events)) {}
 
+    /// Under Hardware's mutex.
+    bool isRoute() const { return state->description.leadsTo.has_value(); }
+
     const AudioDeviceID id;
     const std::shared_ptr<DriverDevice> driverDevice;
     DeviceProcedures procedures;
     std::shared_ptr<const DeviceState> state; ///< under Hardware's mutex
 };
+
+/// Notified when a route leads to another device. It cannot be read; see `Hardware::endOf`.
+constexpr UInt32 kRouteEnd = BRAQ_FOURCC('b', 'q', 'r', 'e');
 
 /// The properties that differ between two descriptions of a device.
 std::vector<AudioObjectPropertyAddress> changedDeviceProperties(const DeviceDescription& before,

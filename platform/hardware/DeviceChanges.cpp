@@ -50,6 +50,7 @@ std::vector<AudioObjectPropertyAddress> changedDeviceProperties(const DeviceDesc
                  before.maximumBufferFrames != after.maximumBufferFrames,
              kAudioDevicePropertyBufferFrameSizeRange);
     appendIf(before.isRunningSomewhere != after.isRunningSomewhere, kAudioDevicePropertyDeviceIsRunningSomewhere);
+    appendIf(before.leadsTo != after.leadsTo, kRouteEnd);
     appendChanges(before.playback, after.playback, kAudioDevicePropertyScopeOutput, changes);
     appendChanges(before.record, after.record, kAudioDevicePropertyScopeInput, changes);
     return changes;

@@ -41,6 +41,11 @@ OSStatus stopIOProcedure(AudioDeviceID device, IOProcedureID id) {
     return onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) { return procedures.stop(id); });
 }
 
+OSStatus suspendIOProcedure(AudioDeviceID device, IOProcedureID id) {
+    return onDevice(device, kAudioHardwareNoError,
+                    [&](DeviceProcedures& procedures) { return procedures.suspend(id); });
+}
+
 bool isIOProcedureStarted(AudioDeviceID device, IOProcedureID id) {
     bool isStarted = false;
     onDevice(device, kAudioHardwareNoError, [&](DeviceProcedures& procedures) {

@@ -48,6 +48,11 @@ OSStatus startIOProcedure(AudioDeviceID device, IOProcedureID id);
 /// @return 0, also if the device was removed, or `kAudioHardwareBadObjectError`
 OSStatus stopIOProcedure(AudioDeviceID device, IOProcedureID id);
 
+/// Stops the procedure until it is started again or stopped, without stopping the device for the lack of it. When this
+/// returns, it is not running.
+/// @return 0, also if the device was removed, or `kAudioHardwareBadObjectError`
+OSStatus suspendIOProcedure(AudioDeviceID device, IOProcedureID id);
+
 /// Whether it runs: it was started and not stopped since, by a call, by its device or with it.
 bool isIOProcedureStarted(AudioDeviceID device, IOProcedureID id);
 

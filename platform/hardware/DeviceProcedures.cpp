@@ -4,6 +4,7 @@
 #include "BRAQAudio/platform/foundation/NSString.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace braq {
 namespace {
@@ -62,6 +63,16 @@ OSStatus DeviceProcedures::stop(IOProcedureID id) {
     });
 }
 
+OSStatus DeviceProcedures::suspend(IOProcedureID id) {
+    return change(id, [this](auto entry) {
+        if (std::exchange(entry->isStarted, false)) {
+            entry->isSuspended = true;
+            replaceMix();
+        }
+        return kAudioHardwareNoError;
+    });
+}
+
 OSStatus DeviceProcedures::remove(IOProcedureID id) {
     return change(id, [this](auto entry) {
         stopEntry(*entry);
@@ -82,6 +93,7 @@ OSStatus DeviceProcedures::startEntry(Entry& entry) {
     if (entry.isStarted) {
         return kAudioHardwareNoError;
     }
+    entry.isSuspended = false;
     entry.isStarted = true;
     replaceMix();
     if (isRunning()) {
@@ -98,12 +110,13 @@ OSStatus DeviceProcedures::startEntry(Entry& entry) {
 }
 
 void DeviceProcedures::stopEntry(Entry& entry) {
-    if (!entry.isStarted) {
+    if (!entry.isStarted && !entry.isSuspended) {
         return;
     }
     entry.isStarted = false;
+    entry.isSuspended = false;
     replaceMix();
-    if (std::ranges::none_of(mEntries, &Entry::isStarted)) {
+    if (std::ranges::none_of(mEntries, [](const Entry& one) { return one.isStarted || one.isSuspended; })) {
         stopDriver();
     }
 }
@@ -150,6 +163,7 @@ void DeviceProcedures::deviceIsGone() {
 void DeviceProcedures::stopEntries() {
     for (Entry& entry : mEntries) {
         entry.isStarted = false;
+        entry.isSuspended = false;
     }
     replaceMix();
     stopDriver();

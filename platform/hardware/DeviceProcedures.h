@@ -31,6 +31,7 @@ class DeviceProcedures final : public DeviceCycles {
     void preferRate(Float64 rate);
     OSStatus start(IOProcedureID id);
     OSStatus stop(IOProcedureID id);
+    OSStatus suspend(IOProcedureID id);
     OSStatus remove(IOProcedureID id);
     bool isStarted(IOProcedureID id);
 
@@ -59,6 +60,7 @@ class DeviceProcedures final : public DeviceCycles {
         IOProcedureID id;
         MixedProcedure procedure;
         bool isStarted = false;
+        bool isSuspended = false; // keeps the device running
         bool isLogged = false;
     };
 

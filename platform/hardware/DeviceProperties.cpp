@@ -1,5 +1,7 @@
 #include "platform/hardware/Properties.h"
 
+#include "platform/hardware/Hardware.h"
+
 #include <algorithm>
 #include <array>
 
@@ -49,6 +51,12 @@ std::optional<PropertyValue> directionProperty(const DeviceState& state, Directi
     }
 }
 
+/// Whether it runs in this process, also by way of a route.
+bool isRunning(const Device& device) {
+    const auto running = Hardware::instance().findRunning(device.id);
+    return running != nullptr && running->procedures.isRunning();
+}
+
 /// Properties of the whole device, which are also in each direction's scope.
 std::optional<PropertyValue> wholeProperty(const Device& device, const DeviceState& state, UInt32 selector) {
     const DeviceDescription& description = state.description;
@@ -65,9 +73,8 @@ std::optional<PropertyValue> wholeProperty(const Device& device, const DeviceSta
         return PropertyValue::scalar(AudioValueRange{static_cast<Float64>(description.minimumBufferFrames),
                                                      static_cast<Float64>(description.maximumBufferFrames)});
     case kAudioDevicePropertyDeviceIsAlive: return flag(state.isAlive);
-    case kAudioDevicePropertyDeviceIsRunning: return flag(device.procedures.isRunning());
-    case kAudioDevicePropertyDeviceIsRunningSomewhere:
-        return flag(description.isRunningSomewhere || device.procedures.isRunning());
+    case kAudioDevicePropertyDeviceIsRunning: return flag(isRunning(device));
+    case kAudioDevicePropertyDeviceIsRunningSomewhere: return flag(description.isRunningSomewhere || isRunning(device));
     default: return std::nullopt;
     }
 }

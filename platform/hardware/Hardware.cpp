@@ -78,7 +78,11 @@ bool Hardware::wasThere(AudioObjectID object) const {
 std::vector<AudioDeviceID> Hardware::devices() const {
     const std::lock_guard lock(mMutex);
     std::vector<AudioDeviceID> ids;
-    std::ranges::transform(mDevices, std::back_inserter(ids), &Device::id);
+    for (const auto& device : mDevices) {
+        if (!device->isRoute()) {
+            ids.push_back(device->id);
+        }
+    }
     return ids;
 }
 
@@ -93,9 +97,38 @@ AudioDeviceID Hardware::deviceForUID(const std::string& uid) const {
     return withUID(uid);
 }
 
+AudioDeviceID Hardware::route(Direction direction) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find_if(mDevices, [&](const auto& device) {
+        return device->isRoute() && device->state->direction(direction).channels() != 0 &&
+               withUID(*device->state->description.leadsTo) != kAudioObjectUnknown;
+    });
+    return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
+}
+
+AudioDeviceID Hardware::endOf(AudioDeviceID routeOrDevice) const {
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find(mDevices, routeOrDevice, &Device::id);
+    return found != mDevices.end() && (*found)->isRoute() ? withUID(*(*found)->state->description.leadsTo)
+                                                          : routeOrDevice;
+}
+
+std::shared_ptr<Device> Hardware::findRunning(AudioDeviceID id) const {
+    const auto device = findDevice(id);
+    if (device == nullptr || device->procedures.isRunning()) {
+        return device;
+    }
+    const std::lock_guard lock(mMutex);
+    const auto found = std::ranges::find_if(mDevices, [&](const auto& route) {
+        return route->isRoute() && route->procedures.isRunning() &&
+               route->state->description.leadsTo == device->state->description.uid;
+    });
+    return found == mDevices.end() ? nullptr : *found;
+}
+
 AudioDeviceID Hardware::withUID(const std::string& uid) const {
-    const auto found =
-        std::ranges::find_if(mDevices, [&](const auto& device) { return device->state->description.uid == uid; });
+    const auto found = std::ranges::find_if(
+        mDevices, [&](const auto& device) { return !device->isRoute() && device->state->description.uid == uid; });
     return found == mDevices.end() ? kAudioObjectUnknown : (*found)->id;
 }
 
@@ -144,17 +177,22 @@ AudioDeviceID Hardware::deviceAppeared(DeviceDescription description, std::share
             return {};
         }
         id = newID();
-        const DeviceProcedures::Events events{
-            [this, id] { mNotifications.post(id, {globalAddress(kAudioDevicePropertyDeviceIsRunning)}); },
-            [this] { mNotifications.nudge(); }};
+        const DeviceProcedures::Events events{[this, id] {
+                                                  postRunning(id);
+                                                  if (const AudioDeviceID end = endOf(id); end != id) {
+                                                      postRunning(end);
+                                                  }
+                                              },
+                                              [this] { mNotifications.nudge(); }};
         auto device = std::make_shared<Device>(id, std::move(of), CycleShape::of(description), events);
         DeviceState state{std::move(description), {}, {}};
         assignStreams(state, device, Direction::playback);
         assignStreams(state, device, Direction::record);
         device->state = std::make_shared<const DeviceState>(std::move(state));
         mObjects.insert({id, {device, std::nullopt}});
-        mDevices.push_back(std::move(device));
-        return {globalAddress(kAudioHardwarePropertyDevices)};
+        mDevices.push_back(device);
+        return device->isRoute() ? std::vector<AudioObjectPropertyAddress>{}
+                                 : std::vector{globalAddress(kAudioHardwarePropertyDevices)};
     });
     return id;
 }
@@ -197,6 +235,10 @@ void Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
     if (shape != CycleShape::of(before->description)) {
         mNotifications.run([device, shape] { device->procedures.setShape(shape); });
     }
+    if (before->description.leadsTo != after->description.leadsTo && device->procedures.isRunning()) {
+        postRunning(deviceForUID(before->description.leadsTo.value_or(std::string())));
+        postRunning(deviceForUID(after->description.leadsTo.value_or(std::string())));
+    }
     auto changes = changedDeviceProperties(before->description, after->description);
     if (!changes.empty()) {
         mNotifications.post(id, std::move(changes));
@@ -210,6 +252,12 @@ void Hardware::deviceChanged(AudioDeviceID id, DeviceDescription description) {
                 mNotifications.post(after->streams(direction)[i], std::move(streamChanges));
             }
         }
+    }
+}
+
+void Hardware::postRunning(AudioDeviceID device) {
+    if (device != kAudioObjectUnknown) {
+        mNotifications.post(device, {globalAddress(kAudioDevicePropertyDeviceIsRunning)});
     }
 }
 

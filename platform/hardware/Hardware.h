@@ -35,6 +35,13 @@ class Hardware final : public DriverHost {
     std::vector<AudioDeviceID> devices() const;               ///< in order of appearance
     AudioDeviceID defaultDevice(Direction direction) const;   ///< 0: none
     AudioDeviceID deviceForUID(const std::string& uid) const; ///< 0: none
+    /// The route (see Driver.h) for what names no device: the one that leads to the default device or to where the user
+    /// has moved it. 0: there is none, or it leads nowhere now.
+    AudioDeviceID route(Direction direction) const;
+    /// The device that a route leads to now, 0 if there is none; for a device, itself.
+    AudioDeviceID endOf(AudioDeviceID routeOrDevice) const;
+    /// What runs the cycles of a device in this process: the device, or a route that leads to it; null if none does.
+    std::shared_ptr<Device> findRunning(AudioDeviceID device) const;
     Notifications& notifications() { return mNotifications; }
 
     AudioDeviceID deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) override;
@@ -66,6 +73,7 @@ class Hardware final : public DriverHost {
     void startDrivers();
     void fallBackIfThereIsNoServer();
     void logThrownProcedures() const;
+    void postRunning(AudioDeviceID device);
     /// The last step of removing a device. Notification thread.
     void forget(const std::shared_ptr<Device>& device);
 

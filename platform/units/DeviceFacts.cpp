@@ -7,11 +7,13 @@
 namespace braq {
 namespace {
 
-/// The device as it is now, and its id if the default was requested.
+/// The device as it is now, and its id, or that of the route to it, if the default was requested.
 std::optional<Hardware::Object> findDevice(AudioDeviceID& device, bool records) {
     const Hardware& hardware = Hardware::instance();
     if (device == kAudioObjectUnknown) {
-        device = hardware.defaultDevice(records ? Direction::record : Direction::playback);
+        const Direction direction = records ? Direction::record : Direction::playback;
+        device = hardware.route(direction);
+        device = device != kAudioObjectUnknown ? device : hardware.defaultDevice(direction);
     }
     auto object = hardware.find(device);
     const bool isThere = object && object->device != nullptr && !object->direction && object->state->isAlive;
@@ -28,6 +30,7 @@ std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records) {
     const DeviceDescription& description = object->state->description;
     DeviceFacts facts;
     facts.id = device;
+    facts.device = Hardware::instance().endOf(device);
     facts.sampleRate = description.nominalRate;
     facts.bufferFrames = description.bufferFrames;
     facts.playbackChannels = description.playback.channels();

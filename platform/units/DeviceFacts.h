@@ -10,7 +10,8 @@ namespace braq {
 
 /// The device that a unit plays on or records from, as it was when the unit was prepared for it.
 struct DeviceFacts {
-    AudioDeviceID id = kAudioObjectUnknown;
+    AudioDeviceID id = kAudioObjectUnknown;     ///< of the device, or of the route that leads to it
+    AudioDeviceID device = kAudioObjectUnknown; ///< of the device itself; 0: the route leads nowhere now
     Float64 sampleRate = 0.0;
     UInt32 bufferFrames = 0;
     UInt32 playbackChannels = 0;
@@ -20,7 +21,7 @@ struct DeviceFacts {
     bool operator==(const DeviceFacts&) const = default;
 };
 
-/// @param device 0: the default device
+/// @param device 0: the route to the default device, or the default device if its system has no routes
 /// @param records which default
 /// @return nothing if there is no such device, or it was removed. Any thread but an I/O thread.
 std::optional<DeviceFacts> findDeviceFacts(AudioDeviceID device, bool records);

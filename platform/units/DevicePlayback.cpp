@@ -7,6 +7,9 @@
 namespace braq {
 namespace {
 
+// A converter goes on when the device is replaced by one with another rate, such as a headset in a call.
+constexpr Float64 lowestDeviceRate = 8000.0;
+
 void silence(float* const* planes, UInt32 channels, UInt32 from, UInt32 to) noexcept {
     for (UInt32 channel = 0; channel < channels; ++channel) {
         std::fill(planes[channel] + from, planes[channel] + to, 0.0F);
@@ -22,6 +25,7 @@ DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 samp
       mChannels(channels),
       mRouting(std::move(routing)),
       mDeviceRate(device.sampleRate),
+      mLargestRatio(mSampleRate / std::min(mDeviceRate, lowestDeviceRate)),
       mSliceFrames(sliceFrames),
       mPullFrames(mSource != nullptr ? std::min(sliceFrames, mSource->sliceLimit()) : sliceFrames),
       mStartsAtZero(startsAtZero),
@@ -29,7 +33,7 @@ DevicePlayback::DevicePlayback(std::shared_ptr<FrameSource> source, Float64 samp
       mPartPlanes(channels),
       mDevicePlanes(device.playbackChannels) {
     if (mSampleRate != mDeviceRate) {
-        mConverter.emplace(mChannels, mSampleRate / mDeviceRate, mPullFrames, mDeviceRate);
+        mConverter = std::make_unique<VariableRateConverter>(mChannels, mLargestRatio, mPullFrames, mDeviceRate);
     }
 }
 
@@ -138,9 +142,15 @@ void DevicePlayback::endCallbacks() noexcept {
     mSlice.waitUntilLeft();
 }
 
-void DevicePlayback::takeUpTime(const DevicePlayback& before) noexcept {
+void DevicePlayback::takeUp(DevicePlayback& before) noexcept {
     mTime = before.mTime;
     mHasTime = before.mHasTime;
+    if (before.mConverter && before.mPullFrames == mPullFrames && mSampleRate / mDeviceRate <= before.mLargestRatio) {
+        mConverter = std::move(before.mConverter);
+        if (mDeviceRate != before.mDeviceRate) {
+            mConverter->jump();
+        }
+    }
 }
 
 void DevicePlayback::reset() noexcept {

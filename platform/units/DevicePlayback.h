@@ -11,7 +11,6 @@
 
 #include <atomic>
 #include <memory>
-#include <optional>
 #include <vector>
 
 namespace braq {
@@ -38,8 +37,9 @@ class DevicePlayback {
     /// Slices rendered so far. Control thread.
     UInt32 slices() const noexcept { return mSlices.load(std::memory_order_acquire); }
 
-    /// Continues the time of an earlier instance. Control thread, while the device does not call.
-    void takeUpTime(const DevicePlayback& before) noexcept;
+    /// Goes on where an instance for another state of the same device ended: in time, and with the frames that it has
+    /// pulled and not rendered. Control thread, while the device does not call.
+    void takeUp(DevicePlayback& before) noexcept;
 
     /// Resets everything. Control thread, while the device does not call.
     void reset() noexcept;
@@ -60,6 +60,7 @@ class DevicePlayback {
     const UInt32 mChannels;
     const ChannelRouting mRouting;
     const Float64 mDeviceRate;
+    const Float64 mLargestRatio; // of a converter
     const UInt32 mSliceFrames;
     const UInt32 mPullFrames; // maximum of one pull
     const bool mStartsAtZero;
@@ -71,7 +72,7 @@ class DevicePlayback {
     std::atomic<bool> mHolds{false};        // written by the I/O thread
 
     // I/O thread
-    std::optional<VariableRateConverter> mConverter; // if the rates differ
+    std::unique_ptr<VariableRateConverter> mConverter; // if the rates differ, or have differed
     VolumeRamp mVolume{1.0F};
     bool mHasVolume = false;           // the first volume is not a change
     Planes mPlanes;                    // input of the routing; empty without routing

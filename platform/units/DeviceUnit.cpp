@@ -78,6 +78,7 @@ OSStatus DeviceUnit::initialize() {
     mWatch = std::make_unique<AudioUnit>(reference());
     AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
     mIsInitialized = true;
+    mPresentDevice.store(mFacts.device, std::memory_order_release);
     followDevice(); // the device may have changed before the listener was added
     return 0;
 }
@@ -93,6 +94,7 @@ OSStatus DeviceUnit::uninitialize() {
             mPlayback.reset();
             mCapture.reset();
             mIsInitialized = false;
+            mPresentDevice.store(kAudioObjectUnknown, std::memory_order_release);
             device = mFacts.id;
             watch = std::move(mWatch);
         }
@@ -226,12 +228,23 @@ void DeviceUnit::waitUntilHeard() const {
 // A listener sees the state after its change, even if it has changed back by the time it is called.
 void DeviceUnit::setRunning(bool isRunning) {
     mIsRunning.store(isRunning, std::memory_order_release);
+    notify(kAudioOutputUnitProperty_IsRunning, UInt32{isRunning});
+}
+
+void DeviceUnit::setPresentDevice(AudioDeviceID device) {
+    if (mPresentDevice.exchange(device) != device) {
+        notify(kBRAQOutputUnitProperty_PresentDevice, device);
+    }
+}
+
+void DeviceUnit::notify(AudioUnitPropertyID property, UInt32 value) {
     const auto self = std::static_pointer_cast<DeviceUnit>(shared_from_this());
-    Hardware::instance().notifications().run([weak = std::weak_ptr(self), isRunning, round = listeners().round()] {
-        if (const auto unit = weak.lock()) {
-            unit->deliverRunning(isRunning, round);
-        }
-    });
+    Hardware::instance().notifications().run(
+        [weak = std::weak_ptr(self), property, value, round = listeners().round()] {
+            if (const auto unit = weak.lock()) {
+                unit->deliver(property, value, round);
+            }
+        });
 }
 
 void DeviceUnit::deviceChanged() {
@@ -248,27 +261,31 @@ void DeviceUnit::followDevice() {
         mRuns = false;
         setRunning(false);
     }
+    setPresentDevice(facts ? facts->device : kAudioObjectUnknown);
     if (!facts) {
         return;
     }
     DeviceFacts same = *facts;
+    same.device = mFacts.device;             // at the end of a route, any device of this kind
     same.bufferFrames = mFacts.bufferFrames; // cycles of any size are split into slices
     if (same == mFacts) {
+        mFacts.device = facts->device != kAudioObjectUnknown ? facts->device : mFacts.device;
         return;
     }
     const bool ran = mRuns;
-    stopIOProcedure(mFacts.id, mProcedure);
+    suspendIOProcedure(mFacts.id, mProcedure);
     mFacts = *facts;
     const auto playback = std::move(mPlayback);
     const auto capture = std::move(mCapture);
     mPrepared = prepare();
     if (playback && mPlayback) {
-        mPlayback->takeUpTime(*playback);
+        mPlayback->takeUp(*playback);
     }
     if (capture && mCapture) {
         mCapture->takeUpTime(*capture);
     }
     if (ran && (mPrepared != 0 || startIOProcedure(mFacts.id, mProcedure) != 0)) {
+        stopIOProcedure(mFacts.id, mProcedure);
         mRuns = false;
         setRunning(false);
     }

@@ -12,7 +12,7 @@
 namespace braq {
 
 /// Plays on a device, records from it, or both. It is an I/O procedure of the device while initialised, also when the
-/// device changes.
+/// device changes. Without a device it is one of the route to the default device, wherever that leads.
 class DeviceUnit final : public Unit {
   public:
     DeviceUnit();
@@ -50,6 +50,7 @@ class DeviceUnit final : public Unit {
     void stopRunning();
     void waitUntilHeard() const;
     void setRunning(bool isRunning);
+    void setPresentDevice(AudioDeviceID device);
     void rememberDevice();
     UInt32 deviceChannels(AudioUnitElement element) const;
     OSStatus setDevice(const void* data, UInt32 size);
@@ -63,7 +64,8 @@ class DeviceUnit final : public Unit {
     OSStatus positions(void* data, UInt32* size) const;
     std::optional<AudioStreamBasicDescription> format(const UnitPropertyAddress& address) const;
 
-    void deliverRunning(bool isRunning, UInt64 round);
+    void notify(AudioUnitPropertyID property, UInt32 value);
+    void deliver(AudioUnitPropertyID property, UInt32 value, UInt64 round);
     void deviceChanged();
     static OSStatus deviceListener(AudioObjectID device, UInt32 count, const AudioObjectPropertyAddress* addresses,
                                    void* reference);
@@ -87,8 +89,9 @@ class DeviceUnit final : public Unit {
     std::unique_ptr<DeviceCapture> mCapture;   // the same
     bool mRuns = false;                        // whether its procedure is called
 
-    std::atomic<bool> mIsRunning{false}; // any thread
-    std::atomic<float> mVolume{1.0F};    // any thread
+    std::atomic<bool> mIsRunning{false};                            // any thread
+    std::atomic<AudioDeviceID> mPresentDevice{kAudioObjectUnknown}; // any thread
+    std::atomic<float> mVolume{1.0F};                               // any thread
 };
 
 } // namespace braq

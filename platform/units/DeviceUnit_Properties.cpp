@@ -14,7 +14,8 @@ constexpr UInt32 sliceLimitWithoutDevice = 512;
 // Inside a listener the property reads as the state after the change being notified.
 struct NotifiedValue {
     const Unit* unit = nullptr;
-    bool isRunning = false;
+    AudioUnitPropertyID property = 0;
+    UInt32 value = 0;
 };
 thread_local NotifiedValue notified;
 
@@ -71,6 +72,7 @@ std::optional<OSStatus> checkDeviceAddress(const UnitPropertyAddress& address) {
     case kAudioOutputUnitProperty_IsRunning:
     case kAudioOutputUnitProperty_SetInputCallback:
     case kAudioOutputUnitProperty_StartTimestampsAtZero:
+    case kBRAQOutputUnitProperty_PresentDevice:
     case kAudioDevicePropertyBufferFrameSize: return checkGlobalAddress(address);
     default: return std::nullopt;
     }
@@ -85,6 +87,7 @@ bool isReadOnly(const UnitPropertyAddress& address) {
     case kAudioUnitProperty_ElementCount:
     case kAudioUnitProperty_Latency:
     case kAudioUnitProperty_LastRenderError:
+    case kBRAQOutputUnitProperty_PresentDevice:
     case kAudioDevicePropertyBufferFrameSize: return true;
     default: return false;
     }
@@ -92,10 +95,10 @@ bool isReadOnly(const UnitPropertyAddress& address) {
 
 } // namespace
 
-void DeviceUnit::deliverRunning(bool isRunning, UInt64 round) {
+void DeviceUnit::deliver(AudioUnitPropertyID property, UInt32 value, UInt64 round) {
     const NotifiedValue outer = notified;
-    notified = {this, isRunning};
-    listeners().deliver(round, reference(), kAudioOutputUnitProperty_IsRunning);
+    notified = {this, property, value};
+    listeners().deliver(round, reference(), property);
     notified = outer;
 }
 
@@ -128,9 +131,14 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
         return status;
     }
     // Without the lock: stopping holds it until the last frame was heard.
+    const bool isNotified = notified.unit == this && notified.property == address.property;
     if (address.property == kAudioOutputUnitProperty_IsRunning) {
-        const bool isRunning = notified.unit == this ? notified.isRunning : mIsRunning.load(std::memory_order_acquire);
-        return answer(UInt32{isRunning}, size, data, wrongUnitPropertySize);
+        const UInt32 isRunning = isNotified ? notified.value : UInt32{mIsRunning.load(std::memory_order_acquire)};
+        return answer(isRunning, size, data, wrongUnitPropertySize);
+    }
+    if (address.property == kBRAQOutputUnitProperty_PresentDevice) {
+        const AudioDeviceID device = isNotified ? notified.value : mPresentDevice.load(std::memory_order_acquire);
+        return answer(device, size, data, wrongUnitPropertySize);
     }
     const std::lock_guard lock(mControl);
     switch (address.property) {
@@ -167,8 +175,8 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
     case kAudioOutputUnitProperty_StartTimestampsAtZero:
         return answer(UInt32{mStartsAtZero}, size, data, wrongUnitPropertySize);
     case kAudioOutputUnitProperty_CurrentDevice: {
-        const AudioDeviceID known = mKnownDevice ? mKnownDevice->id : kAudioObjectUnknown;
-        return answer(mIsInitialized                   ? mFacts.id
+        const AudioDeviceID known = mKnownDevice ? mKnownDevice->device : kAudioObjectUnknown;
+        return answer(mIsInitialized                   ? mFacts.device
                       : mDevice != kAudioObjectUnknown ? mDevice
                                                        : known,
                       size, data, wrongUnitPropertySize);

@@ -80,6 +80,10 @@ BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_ChannelPositions, BRA
 /// Input 0: UInt32. 0: where channels are mixed because the device lacks theirs, all are scaled so that full scale in
 /// every channel cannot exceed full scale. 1: front channels keep their level, and the sums can exceed full scale.
 BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_UnscaledDownmix, BRAQ_FOURCC('b', 'q', 'u', 'd'));
+/// Global, read-only: AudioDeviceID of the device that an initialised unit is on now, and 0 while that device is gone.
+/// Notified when it changes: a unit without a device goes where the default device goes and where the user moves it. Read
+/// inside a listener, it is the value of that change.
+BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_PresentDevice, BRAQ_FOURCC('b', 'q', 'p', 'd'));
 
 BRAQ_CONSTANT(AudioUnitParameterID, kVarispeedParam_PlaybackRate, 0); ///< global, from 1/32 to 32
 BRAQ_CONSTANT(AudioUnitParameterID, kHALOutputParam_Volume, 14);      ///< global, linear gain from 0

@@ -3,6 +3,7 @@
 #include "BRAQAudio/platform/types.h"
 #include "platform/samples/ChannelPositions.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,9 @@ struct DeviceDescription {
     bool isRunningSomewhere = false; ///< whether any process uses it
     DeviceDirection playback;
     DeviceDirection record;
+    /// Of a route: the UID of the device that it leads to now; empty while there is none, and then the rest is as it
+    /// was. Without a value it is a device of its own.
+    std::optional<std::string> leadsTo{};
     bool operator==(const DeviceDescription&) const = default;
 };
 

@@ -16,6 +16,10 @@
 // application threads and on the notification thread, without any lock that a driver's threads could wait for; they may
 // wait for the driver's threads.
 //
+// A driver whose system moves streams between devices can publish one route per direction: a device that is in no list,
+// and that leads to the default device, or to where the user moves it. What is told to play or record without a device
+// runs on it. Its description is that of the device that it leads to, `leadsTo` aside.
+//
 // Never: call `DeviceCycles` for one device on two threads at once; run a cycle after `stopIO` has returned or before
 // `startIO` was called; lock, allocate, log or throw on the thread that runs cycles; throw out of any operation; reuse
 // a UID for another device; wait without a time limit for hardware or for a server.

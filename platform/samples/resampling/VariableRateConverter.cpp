@@ -172,14 +172,23 @@ void VariableRateConverter::reset() noexcept {
     mHeard = blockFrames;
 }
 
+void VariableRateConverter::jump() noexcept {
+    const FramePosition next = nextPosition().movedBy(oneFrame / 2);
+    mPosition = {next.frame, 0};
+    mState = State::fresh;
+    mHeard = blockFrames;
+}
+
 double VariableRateConverter::heldFrames() const noexcept {
-    FramePosition next = mPosition;
-    double offset = 0;
-    if (mState == State::converting) {
-        next = mHeard < blockFrames ? mBlock.start : mNextBlock.start;
-        offset = mHeard < blockFrames ? mBlock.offsetOf(mHeard) : 0;
+    const FramePosition next = nextPosition();
+    return std::max(0.0, static_cast<double>(mHistory.soundEnd() - next.frame) - framesOf(next.fraction));
+}
+
+FramePosition VariableRateConverter::nextPosition() const noexcept {
+    if (mState != State::converting) {
+        return mPosition;
     }
-    return std::max(0.0, static_cast<double>(mHistory.soundEnd() - next.frame) - framesOf(next.fraction) - offset);
+    return mHeard < blockFrames ? mBlock.start.movedBy(fixedFrames(mBlock.offsetOf(mHeard))) : mNextBlock.start;
 }
 
 } // namespace braq

@@ -38,6 +38,10 @@ class VariableRateConverter {
     /// @return frames rendered, fewer than requested when it is empty @realtime
     UInt32 drain(UInt32 frames, float* const* planes, double ratio) noexcept;
 
+    /// The next render begins at once with the ratio that it requests, at the whole frame that is next: without a glide,
+    /// for where the sound is interrupted anyway. Nothing that was pulled is lost. @realtime
+    void jump() noexcept;
+
     /// Resets the converter: the next render begins like the first. Control thread, or the one that renders; allocates
     /// nothing, but clears up to a few hundred KiB. @realtime
     void reset() noexcept;
@@ -49,6 +53,7 @@ class VariableRateConverter {
     enum class State { fresh, passing, converting };
 
     UInt32 run(UInt32 frames, float* const* planes, double wish, bool isDraining) noexcept;
+    FramePosition nextPosition() const noexcept;
     UInt32 pass(UInt32 frames, UInt32 done, float* const* planes, bool isDraining) noexcept;
     UInt32 deliver(UInt32 frames, UInt32 done, float* const* planes, bool isDraining) noexcept;
     void enter(double ratio) noexcept;

@@ -162,6 +162,26 @@ TEST(DeviceIO, RunsTheDeviceFromTheFirstStartToTheLastStop) {
     EXPECT_THAT(isRunning(), Optional(0U));
 }
 
+TEST(DeviceIO, ASuspendedProcedureIsNotCalledAndKeepsTheDeviceRunning) {
+    const auto device = steppedDevice("device");
+    int calls = 0;
+    Procedure procedure(device->deviceID(), IODirections::playback, [&](const IOSlice&) { ++calls; });
+    procedure.start();
+    EXPECT_TRUE(device->step(8));
+    EXPECT_EQ(braq::suspendIOProcedure(device->deviceID(), procedure.id()), 0);
+    EXPECT_FALSE(braq::isIOProcedureStarted(device->deviceID(), procedure.id()));
+    EXPECT_TRUE(device->step(8));
+    EXPECT_EQ(calls, 1);
+    procedure.start();
+    EXPECT_TRUE(device->step(8));
+    EXPECT_EQ(calls, 2);
+    EXPECT_EQ(braq::suspendIOProcedure(device->deviceID(), procedure.id()), 0);
+    procedure.stop();
+    EXPECT_FALSE(device->step(8)) << "stopped for good";
+    EXPECT_EQ(braq::suspendIOProcedure(device->deviceID(), procedure.id()), 0) << "nothing to suspend";
+    EXPECT_FALSE(device->step(8));
+}
+
 TEST(DeviceIO, ReportsThatTheDeviceRunsAndStopsRunning) {
     const auto device = steppedDevice("device");
     std::vector<UInt32> states;

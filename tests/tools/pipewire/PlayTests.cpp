@@ -223,4 +223,18 @@ TEST_F(Tool_Play, EndsWhenTheDeviceIsGone) {
     EXPECT_THAT(written("gone"), HasSubstr("braq: the device is gone"));
 }
 
+TEST_F(Tool_Play, GoesWhereTheDefaultGoes) {
+    writeFile(path("file.wav"), toneAndNoise(1'440'000, rate), rate);
+    server.create({.name = "test.other", .more = "node.description=Other"});
+    server.setDefaultSink("test.sink");
+    const auto tool = start("moved", {"play", path("file.wav")});
+    ASSERT_TRUE(eventuallyWrites("moved", "playing"));
+    server.setDefaultSink("test.other");
+    EXPECT_TRUE(eventuallyWrites("moved", "now on Other"));
+    server.destroy("test.other");
+    EXPECT_TRUE(eventuallyWrites("moved", "now on Speakers"));
+    tool->signal(SIGINT);
+    EXPECT_EQ(tool->wait(), 0);
+}
+
 } // namespace

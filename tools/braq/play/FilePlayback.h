@@ -24,6 +24,7 @@ class FilePlayback final : public Playback {
     void setVolume(double decibels) override { mPlayer->setPlaybackVolume(decibels); }
     void setUnscaledDownmix(bool unscaled) override { mPlayer->outputAudioUnit()->setUnscaledDownmix(unscaled); }
 
+    std::shared_ptr<BRAQAudioDevice> device() const override { return mPlayer->outputAudioUnit()->presentDevice(); }
     float takeLevel(UInt32 channel) override { return mPlayer->outputAudioUnit()->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mPlayer->errorCount(); }
     std::shared_ptr<NSError> lastError() const override { return mPlayer->lastError(); }

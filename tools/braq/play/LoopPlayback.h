@@ -22,6 +22,7 @@ class LoopPlayback final : public Playback {
     void setVolume(double decibels) override;
     void setUnscaledDownmix(bool unscaled) override { mUnit->setUnscaledDownmix(unscaled); }
 
+    std::shared_ptr<BRAQAudioDevice> device() const override { return mUnit->presentDevice(); }
     float takeLevel(UInt32 channel) override { return mUnit->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mReader->errorCount(); }
     std::shared_ptr<NSError> lastError() const override { return mReader->lastError(); }

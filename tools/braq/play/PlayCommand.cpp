@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <filesystem>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -84,6 +85,7 @@ class PlaySession {
         goToBeginning(*playback, start);
         mDisplay.say("playing " + printable(path) + " (" + describe(*playback) + ") on " + printable(mDevice.name));
         mHolds.assign(playback->channels(), {});
+        BRAQApplication::setTitle(std::filesystem::path(path).filename());
         mControls.start(*playback);
         requireDevice(*playback);
         const Wish wish = playOn(*playback);
@@ -97,7 +99,7 @@ class PlaySession {
         if (file == nullptr) {
             throw std::runtime_error(error->localizedDescription());
         }
-        const auto device = BRAQAudioDevice::initWithDeviceID(mDevice.id);
+        const auto device = mOptions.device.empty() ? nullptr : BRAQAudioDevice::initWithDeviceID(mDevice.id);
         std::unique_ptr<Playback> playback;
         if (mOptions.loop) {
             playback = std::make_unique<LoopPlayback>(file, device);
@@ -144,6 +146,7 @@ class PlaySession {
                 }
             }
             requireDevice(playback);
+            followDevice(playback);
             if (Clock::now() >= next || !happened.keys.empty()) {
                 show(playback);
                 next = Clock::now() + betweenPictures;
@@ -173,6 +176,25 @@ class PlaySession {
         throw DeviceTrouble(isThere ? printable(mDevice.name) + " does not play" : "the device is gone");
     }
 
+    // Without --device it goes where the user has it go.
+    void followDevice(const Playback& playback) {
+        const auto device = playback.device();
+        const AudioDeviceID now = device != nullptr ? device->deviceID() : kAudioObjectUnknown;
+        if (now == mPresent.value_or(mDevice.id)) {
+            mPresent = now;
+            return;
+        }
+        mPresent = now;
+        const auto devices = lookAtDevices();
+        const auto found = std::ranges::find(devices, now, &DeviceFacts::id);
+        if (found != devices.end()) {
+            mDevice = *found;
+            mDisplay.say("now on " + printable(mDevice.name));
+        } else if (now == kAudioObjectUnknown) {
+            mDisplay.say("the device is gone; waiting for another one");
+        }
+    }
+
     void show(Playback& playback) {
         if (!mDisplay.isTerminal()) {
             return;
@@ -185,7 +207,8 @@ class PlaySession {
                       .channels = levelsOf(playback),
                       .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
                                 NSStringWithFormat("%+.0f dB", mControls.decibels())}};
-        if (const Float32 level = BRAQAudioDevice::initWithDeviceID(mDevice.id)->playbackMixerLevel(); level != 1.0F) {
+        const auto device = playback.device();
+        if (const Float32 level = device != nullptr ? device->playbackMixerLevel() : 1.0F; level != 1.0F) {
             status.facts.push_back(mixerText(level));
         }
         const UInt64 underruns = playback.underruns();
@@ -224,7 +247,8 @@ class PlaySession {
 
     const PlayOptions& mOptions;
     Attention mAttention; // before anything that starts threads
-    const DeviceFacts mDevice;
+    DeviceFacts mDevice;  // last played on, or chosen
+    std::optional<AudioDeviceID> mPresent{};
     PlayControls mControls;
     Display mDisplay;
     std::vector<PeakHold> mHolds;

@@ -37,6 +37,8 @@ class Playback {
     /// clips.
     virtual void setUnscaledDownmix(bool unscaled) = 0;
 
+    /// The device that it plays on now; null while that is gone.
+    virtual std::shared_ptr<BRAQAudioDevice> device() const = 0;
     /// The peak since the last call.
     virtual float takeLevel(UInt32 channel) = 0;
     virtual UInt64 underruns() const = 0;

@@ -1,7 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Connection.h"
+#include "platform/foundation/ApplicationFacts.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
-#include "platform/hardware/drivers/pipewire/ApplicationName.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
 #include <cerrno>
@@ -22,7 +22,8 @@ Connection::Connection(Loop& loop, ConnectionListener& listener)
       mRetry(loop, [this] { seek(); }) {}
 
 void Connection::makeContext() {
-    mContext = pw_context_new(mLoop.get(), pw_properties_new(PW_KEY_APP_NAME, applicationName(), nullptr), 0);
+    mContext =
+        pw_context_new(mLoop.get(), pw_properties_new(PW_KEY_APP_NAME, applicationFacts().name.c_str(), nullptr), 0);
     if (mContext == nullptr || !mDataThread.replaceThatOf(mContext)) {
         NSLog("(ERROR) PipeWire : the client library does not work; there are no devices of a sound server.");
         mListener.disconnected();

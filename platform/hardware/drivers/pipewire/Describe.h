@@ -16,7 +16,7 @@ enum class Use { playback, record, monitor };
 
 /// Identifies a device as long as its node lives: a server does not reuse serial numbers.
 struct DeviceKey {
-    std::string serial;
+    std::string serial; ///< empty: no device, but where the session manager and the user lead a stream without a target
     Use use = Use::playback;
     bool operator==(const DeviceKey&) const = default;
     bool operator<(const DeviceKey& other) const { return std::tie(serial, use) < std::tie(other.serial, other.use); }

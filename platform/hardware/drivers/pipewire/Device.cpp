@@ -27,12 +27,15 @@ Device::Run::Run(DeviceServer& server, DeviceCycles& cycles, UInt32 channels)
           cycles, channels, [](void* context) noexcept { static_cast<DeviceServer*>(context)->lookSoon(); }, &server) {}
 
 Device::Device(Loop& loop, DeviceServer& server, DeviceKey key, ChannelLayout layout)
-    : mLoop(loop), mServer(server), mKey(std::move(key)), mLayout(std::move(layout)) {}
+    : mLoop(loop), mServer(server), mKey(std::move(key)), mTarget(mKey), mLayout(std::move(layout)) {}
 
 OSStatus Device::startIO(DeviceCycles& cycles) {
     const Loop::Lock lock(mLoop);
     if (mHasVanished) {
         return kAudioHardwareBadDeviceError;
+    }
+    if (isRoute() && (mServer.core() == nullptr || mLayout.empty())) {
+        return kAudioHardwareNotRunningError;
     }
     mRun = std::make_shared<Run>(mServer, cycles, static_cast<UInt32>(mLayout.size()));
     Run& run = *mRun;
@@ -91,8 +94,8 @@ void Device::stopIO() {
 // preferred rate no longer matters either.
 void Device::preferRate(Float64 rate) {
     const Loop::Lock lock(mLoop);
-    RateWish& wish = mServer.rateWish(mKey.serial);
-    const auto isInUse = [this] { return mServer.isInUse(mKey.serial); };
+    RateWish& wish = mServer.rateWish(mTarget.serial);
+    const auto isInUse = [this] { return mServer.isInUse(mTarget.serial); };
     if (mHasVanished || mRun != nullptr || wish.forced != 0) {
         return;
     }
@@ -128,7 +131,7 @@ OSStatus Device::setNominalRate(Float64 rate) {
     if (const UInt32 forced = mServer.settings().forcedRate; forced != 0 && forced != wanted) {
         return kAudioHardwareUnsupportedOperationError;
     }
-    mServer.rateWish(mKey.serial) = {.forced = wanted};
+    mServer.rateWish(mTarget.serial) = {.forced = wanted};
     mServer.lookSoon();
     mServer.describeSoon();
     return kAudioHardwareNoError;
@@ -143,6 +146,7 @@ OSStatus Device::setBufferFrames(UInt32 frames) {
     if (mRun != nullptr && mRun->stream != nullptr) {
         mRun->stream->setWish(wish());
     }
+    mServer.lookSoon(); // a route may lead here
     mServer.describeSoon();
     return kAudioHardwareNoError;
 }
@@ -153,7 +157,7 @@ GraphSettings Device::settings() const {
         settings.forcedQuantum = mQuantum;
     }
     if (settings.forcedRate == 0) {
-        settings.forcedRate = mServer.rateWish(mKey.serial).rate();
+        settings.forcedRate = mServer.rateWish(mTarget.serial).rate();
     }
     if (mRun != nullptr && mRun->cycle.hasStarted()) {
         settings.forcedRate = mRun->cycle.graphRate();
@@ -183,15 +187,73 @@ void Device::look() {
         }
         return;
     }
-    if (const UInt32 graphRate = run.cycle.graphRate(); graphRate != 0 && graphRate != run.rate) {
+    if (isRoute()) {
+        if (!followLinks(run)) {
+            return;
+        }
+    } else if (const UInt32 graphRate = run.cycle.graphRate(); graphRate != 0 && graphRate != run.rate) {
         // This is the rate at which others use it.
-        mServer.rateWish(mKey.serial).preferred = 0;
+        mServer.rateWish(mTarget.serial).preferred = 0;
         connect(run, graphRate);
     }
     run.stream->setWish(wish());
     takeMixerLevel(run);
     openWhenLinked(run, static_cast<UInt32>(mLayout.size()));
     mServer.describeSoon();
+}
+
+/// @return whether the stream is connected and has the layout and rate of the device at the other end
+bool Device::followLinks(Run& run) {
+    const auto device = mServer.deviceLinkedTo(run.stream->node());
+    mServer.describeSoon();
+    if (!device || !run.stream->isStreaming()) {
+        return false;
+    }
+    mTarget = device->key;
+    const UInt32 graphRate = run.cycle.graphRate();
+    const UInt32 rate = graphRate != 0 ? graphRate : run.rate;
+    if (device->layout != mLayout || rate != run.rate) {
+        if (rate != run.rate) {
+            mServer.rateWish(mTarget.serial).preferred = 0;
+        }
+        mLayout = device->layout;
+        run.rate = rate;
+        run.stream->adopt(mLayout, rate);
+    }
+    return !run.stream->isAdopting();
+}
+
+void Device::leadTo(const FoundDevice& device) {
+    const bool hasStream = mRun != nullptr && mRun->stream != nullptr;
+    if (hasStream) {
+        return;
+    }
+    mTarget = device.key;
+    mLayout = device.layout;
+    if (mRun != nullptr && !mRun->isStarting && !mRun->isStopping && mServer.hasSessionManager()) {
+        connect(*mRun, settings().currentRate());
+    }
+}
+
+std::optional<UInt32> Device::streamNode() const {
+    return mRun != nullptr && mRun->stream != nullptr ? std::optional(mRun->stream->node()) : std::nullopt;
+}
+
+void Device::describeProgram() {
+    if (mRun != nullptr && mRun->stream != nullptr) {
+        mRun->stream->describeProgram();
+    }
+}
+
+void Device::loseServer() {
+    if (mRun != nullptr) {
+        mRun->stream.reset();
+        mRun->cycle.close();
+        if (mRun->isStopping) {
+            mRun->cycle.abandon();
+        }
+    }
+    mLoop.conditionsChanged();
 }
 
 // If it is not played at its own level, this is logged once per run, but not for each step of a mixer's slider.
@@ -221,7 +283,12 @@ void Device::lookAgain() {
         return;
     }
     if (!mRun->stream->hasFailed()) {
-        openWhenLinked(*mRun, 1);
+        if (!isRoute() || followLinks(*mRun)) {
+            openWhenLinked(*mRun, 1);
+        }
+    } else if (isRoute()) {
+        mRun->stream.reset(); // until there is a device to lead to
+        mServer.describeSoon();
     } else if (!mRun->isStarting) {
         connect(*mRun, settings().currentRate());
     }
@@ -238,6 +305,7 @@ bool Device::hasStream(UInt32 node) const {
 
 void Device::connect(Run& run, UInt32 rate) {
     run.stream.reset();
+    run.cycle.reshape(rate, static_cast<UInt32>(mLayout.size()));
     run.rate = rate;
     run.stream = std::make_unique<Stream>(mServer.core(), mKey, mLayout, rate, wish(), run.cycle,
                                           [this] { mServer.lookSoon(); });

@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 
 namespace braq::pipewire {
@@ -23,6 +24,10 @@ class DeviceServer {
     virtual RateWish& rateWish(const std::string& serial) = 0;
     /// Whether the graph runs a node, for any process.
     virtual bool isInUse(const std::string& serial) = 0;
+    /// The device at the other end of a stream's links; nothing while there is none.
+    virtual std::optional<FoundDevice> deviceLinkedTo(UInt32 node) = 0;
+    /// The cycle length that this process requests for a published device; 0: none.
+    virtual UInt32 requestedQuantum(const DeviceKey& device) = 0;
     /// Whether there is a session manager to connect streams.
     virtual bool hasSessionManager() = 0;
     /// Makes every device `look` soon.
@@ -41,9 +46,11 @@ class DeviceServer {
     ~DeviceServer() = default;
 };
 
-/// A device of PipeWire. It has a stream while it runs.
+/// A device of PipeWire, or a route. It has a stream while it runs. The stream of a route is moved to other devices on the
+/// server, and then takes their layout and rate; while it is connected to none, it stands still.
 class Device final : public DriverDevice {
   public:
+    /// @param key without a serial number: it is a route, which leads nowhere yet
     Device(Loop& loop, DeviceServer& server, DeviceKey key, ChannelLayout layout);
 
     OSStatus startIO(DeviceCycles& cycles) override;
@@ -61,6 +68,9 @@ class Device final : public DriverDevice {
     /// Reacts to changes of the stream.
     void look();
 
+    /// Passes on what the program says about itself.
+    void describeProgram();
+
     /// Retries what has not recovered by itself: reconnects a lost stream if the device still exists, and continues
     /// without channels that nobody connects.
     void lookAgain();
@@ -68,6 +78,18 @@ class Device final : public DriverDevice {
     /// The gain of the user's mixer for this process, see `DeviceDirection`.
     Float32 mixerLevel() const { return mMixerLevel; }
 
+    /// Has a route lead to this device, unless its stream is linked to another one. A stream that was lost with its
+    /// server is connected again.
+    void leadTo(const FoundDevice& device);
+    /// Where it leads to: for a device, itself. Before the first `leadTo` of a route, nowhere.
+    const DeviceKey& target() const { return mTarget; }
+    /// The server node of its stream, if it has one.
+    std::optional<UInt32> streamNode() const;
+    /// The server is gone: the stream of a route waits for the next one.
+    void loseServer();
+
+    /// See `DeviceServer`.
+    UInt32 requestedQuantum() const { return mQuantum; }
     bool isRunning() const { return mRun != nullptr; }
     /// Whether it was started and its stream is no longer connected.
     bool isCutOff() const;
@@ -94,7 +116,12 @@ class Device final : public DriverDevice {
     OSStatus waitUntilStarted(Run& run);
     /// 0: the server does not allow that rate.
     UInt32 offeredRate(Float64 rate) const;
-    GraphWish wish() const { return {.quantum = mQuantum, .rate = mServer.rateWish(mKey.serial)}; }
+    GraphWish wish() const {
+        return {.quantum = isRoute() ? mServer.requestedQuantum(mTarget) : mQuantum,
+                .rate = mServer.rateWish(mTarget.serial)};
+    }
+    bool isRoute() const { return mKey.serial.empty(); }
+    bool followLinks(Run& run);
     void takeMixerLevel(Run& run);
     void connect(Run& run, UInt32 rate);
     void openWhenLinked(Run& run, UInt32 links);
@@ -102,8 +129,9 @@ class Device final : public DriverDevice {
     Loop& mLoop;
     DeviceServer& mServer;
     const DeviceKey mKey;
-    const ChannelLayout mLayout;
     // All with the loop's lock.
+    DeviceKey mTarget;
+    ChannelLayout mLayout;     // of the target
     std::shared_ptr<Run> mRun; // null: stopped
     UInt32 mQuantum = 0;       // requested; 0: none
     Float32 mMixerLevel = 1.0F;

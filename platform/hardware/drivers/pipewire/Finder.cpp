@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/pipewire/Finder.h"
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
+#include "platform/foundation/ApplicationFacts.h"
 #include "platform/hardware/drivers/pipewire/Headers.h"
 
 #include <algorithm>
@@ -17,6 +18,8 @@ constexpr std::chrono::milliseconds lookInterval{500};
 constexpr std::chrono::milliseconds longestRestart{500};
 // From its end until playback and recording stop for good, unless a new one has connected them by then.
 constexpr std::chrono::seconds longestCutOff{5};
+// Time for a session manager to move a stream to the next device when the one that it is on has been removed.
+constexpr std::chrono::milliseconds longestMove{300};
 
 UInt32 numberIn(const std::string& text) {
     UInt32 number = SPA_ID_INVALID;
@@ -31,12 +34,26 @@ Finder::Finder(Loop& loop, const Driver& driver, DriverHost& host, std::function
       mDriver(driver),
       mHost(host),
       mSettled(std::move(settled)),
-      mLook(loop, [this] { mPublisher.forEach([](Device& device, AudioDeviceID) { device.look(); }); }),
-      mLookAgain(loop, [this] { mPublisher.forEach([](Device& device, AudioDeviceID) { device.lookAgain(); }); }),
+      mLook(loop, [this] { forEachDevice([](Device& device, AudioDeviceID) { device.look(); }); }),
+      mDescribeProgram(loop,
+                       [this] { forEachDevice([](Device& device, AudioDeviceID) { device.describeProgram(); }); }),
+      mLookAgain(loop,
+                 [this] {
+                     forEachDevice([](Device& device, AudioDeviceID) { device.lookAgain(); });
+                     describeSoon();
+                 }),
       mMissSessionManager(loop, [this] { missSessionManager(); }),
       mStopCutOff(loop, [this] { stopCutOff(); }),
       mConnection(new Connection(loop, *this)),
-      mPublisher(loop, *this, host) {}
+      mPublisher(loop, *this, host),
+      mRoutes{makeRoute(Use::playback), makeRoute(Use::record)} {
+    watchApplicationFacts([this] { mDescribeProgram.signal(); });
+}
+
+Finder::Route Finder::makeRoute(Use use) {
+    DeviceServer& server = *this;
+    return {.use = use, .device = std::make_shared<Device>(mLoop, server, DeviceKey{{}, use}, ChannelLayout())};
+}
 
 // ---- the server comes and goes
 
@@ -61,6 +78,10 @@ void Finder::connected(pw_core* core) {
 
 void Finder::disconnected() {
     mPublisher.publish({});
+    for (Route& route : mRoutes) {
+        route.device->loseServer();
+        missEndOf(route);
+    }
     mNodes.clear();
     mPorts.clear();
     mLinks.clear();
@@ -137,14 +158,19 @@ void Finder::portAppeared(UInt32 id, const Properties& properties) {
 }
 
 void Finder::linkAppeared(UInt32 id, const Properties& properties) {
-    for (const char* const end : {PW_KEY_LINK_OUTPUT_NODE, PW_KEY_LINK_INPUT_NODE}) {
-        const UInt32 node = numberIn(properties.get(end));
-        bool isOfThisProcess = false;
-        mPublisher.forEach([&](const Device& device, AudioDeviceID) { isOfThisProcess |= device.hasStream(node); });
-        if (isOfThisProcess) {
-            mLinks[id] = std::make_unique<WatchedLink>(mRegistry, id, node, [this] { lookSoon(); });
+    const UInt32 output = numberIn(properties.get(PW_KEY_LINK_OUTPUT_NODE));
+    const UInt32 input = numberIn(properties.get(PW_KEY_LINK_INPUT_NODE));
+    for (const auto& [node, device] : {std::pair(output, input), std::pair(input, output)}) {
+        if (isOfThisProcess(node)) {
+            mLinks[id] = std::make_unique<WatchedLink>(mRegistry, id, node, device, [this] { lookSoon(); });
         }
     }
+}
+
+bool Finder::isOfThisProcess(UInt32 node) const {
+    bool isIt = false;
+    forEachDevice([&](const Device& device, AudioDeviceID) { isIt |= device.hasStream(node); });
+    return isIt;
 }
 
 void Finder::metadataAppeared(UInt32 id, const std::string& name) {
@@ -197,18 +223,18 @@ void Finder::vanished(UInt32 id) {
 // 0.4.13 does not prepare nodes that existed before it, for any program.
 void Finder::missSessionManager() {
     bool isRunning = false;
-    mPublisher.forEach([&](const Device& device, AudioDeviceID) { isRunning |= device.isRunning(); });
+    forEachDevice([&](const Device& device, AudioDeviceID) { isRunning |= device.isRunning(); });
     if (mCore != nullptr && !hasSessionManager() && isRunning) {
         NSLog("(WARNING) PipeWire : the session manager has ended and taken the connections to devices along; what "
               "plays and records stands still until it is connected again.");
     }
 }
 
-// A notified program can report that, or start again.
+// A notified program can report that, or start again. A route without any device waits for one.
 void Finder::stopCutOff() {
     bool hasStopped = false;
-    mPublisher.forEach([&](const Device& device, AudioDeviceID id) {
-        if (mCore != nullptr && device.isCutOff()) {
+    forEachDevice([&](const Device& device, AudioDeviceID id) {
+        if (mCore != nullptr && device.isCutOff() && hasEnd(id)) {
             mHost.deviceStopped(id);
             hasStopped = true;
         }
@@ -247,11 +273,80 @@ void Finder::describeAll() {
         if (const Device* const published = mPublisher.find(device.key)) {
             DeviceDescription& description = device.description;
             const bool plays = device.key.use == Use::playback;
-            (plays ? description.playback : description.record).mixerLevel = published->mixerLevel();
+            const Device* const route = published->isRunning() ? nullptr : routeTo(device.key);
+            (plays ? description.playback : description.record).mixerLevel =
+                (route != nullptr ? *route : *published).mixerLevel();
         }
     }
     mPublisher.publish(all);
+    for (Route& route : mRoutes) {
+        publishRoute(route, all);
+    }
     publishDefaults();
+}
+
+void Finder::publishRoute(Route& route, const std::vector<FoundDevice>& all) {
+    const FoundDevice* const end = findEndOf(route, all);
+    if (end == nullptr) {
+        const auto now = std::chrono::steady_clock::now();
+        if (now - route.missing.value_or(now) >= longestMove) {
+            missEndOf(route);
+        } else if (route.id != 0 && !route.description.leadsTo->empty()) {
+            route.missing = route.missing.value_or(now);
+            lookLater();
+        }
+        return;
+    }
+    route.missing.reset();
+    route.device->leadTo(*end);
+    DeviceDescription description = end->description;
+    description.uid = route.use == Use::playback ? "BRAQAudio.route.playback" : "BRAQAudio.route.record";
+    description.leadsTo = end->description.uid;
+    (route.use == Use::playback ? description.playback : description.record).mixerLevel = route.device->mixerLevel();
+    if (route.id == 0) {
+        route.id = mHost.deviceAppeared(description, route.device);
+    } else if (description != route.description) {
+        mHost.deviceChanged(route.id, description);
+    }
+    route.description = std::move(description);
+}
+
+// The default device may be named before it appears, and still be named after it was removed.
+const FoundDevice* Finder::findEndOf(const Route& route, const std::vector<FoundDevice>& all) {
+    const auto find = [&](const auto& isIt) {
+        const auto found = std::ranges::find_if(all, isIt);
+        return found != all.end() ? &*found : nullptr;
+    };
+    const auto node = route.device->streamNode();
+    if (const auto linked = node ? deviceLinkedTo(*node) : std::nullopt) {
+        return find([&](const FoundDevice& device) { return device.key == linked->key; });
+    }
+    if (node) {
+        return find([&](const FoundDevice& device) { return device.key == route.device->target(); });
+    }
+    const std::string uid = route.use == Use::playback ? mDefaults.sink : uidOfSource(mDefaults.source);
+    return find([&](const FoundDevice& device) { return device.description.uid == uid; });
+}
+
+// What is known of the last device stays, for what goes on when there is another one.
+void Finder::missEndOf(Route& route) {
+    route.missing.reset();
+    if (route.id != 0 && !route.description.leadsTo->empty()) {
+        route.description.leadsTo = std::string();
+        mHost.deviceChanged(route.id, route.description);
+    }
+}
+
+bool Finder::hasEnd(AudioDeviceID device) const {
+    return std::ranges::none_of(
+        mRoutes, [&](const Route& route) { return route.id == device && route.description.leadsTo->empty(); });
+}
+
+/// The running route that leads to a device; null if there is none.
+const Device* Finder::routeTo(const DeviceKey& device) const {
+    const auto found = std::ranges::find_if(
+        mRoutes, [&](const Route& route) { return route.device->isRunning() && route.device->target() == device; });
+    return found != mRoutes.end() ? found->device.get() : nullptr;
 }
 
 NodeFacts Finder::factsOf(UInt32 id, const WatchedNode& node) const {
@@ -275,6 +370,10 @@ Properties Finder::cardOf(const NodeFacts& node) const {
 
 GraphSettings Finder::settingsOf(const DeviceKey& device) const {
     const Device* const published = mPublisher.find(device);
+    const Device* const route = published == nullptr || published->isRunning() ? nullptr : routeTo(device);
+    if (route != nullptr) {
+        return route->settings();
+    }
     return published != nullptr ? published->settings() : mSettings;
 }
 
@@ -308,6 +407,33 @@ bool Finder::isInUse(const std::string& serial) {
         const NodeFacts& facts = node.second.watched->facts();
         return facts.isRunning && facts.properties.get(PW_KEY_OBJECT_SERIAL) == serial;
     });
+}
+
+std::optional<FoundDevice> Finder::deviceLinkedTo(UInt32 node) {
+    std::optional<UInt32> end;
+    for (const auto& [id, link] : mLinks) {
+        if (link->node() == node && std::exchange(end, link->device()).value_or(link->device()) != link->device()) {
+            return std::nullopt; // on the way from one to another
+        }
+    }
+    const auto known = end ? mNodes.find(*end) : mNodes.end();
+    if (known == mNodes.end()) {
+        return std::nullopt;
+    }
+    bool plays = false;
+    for (const Route& route : mRoutes) {
+        plays |= route.use == Use::playback && route.device->hasStream(node);
+    }
+    const NodeFacts facts = factsOf(known->first, *known->second.watched);
+    auto devices = describe(facts, cardOf(facts), [this](const DeviceKey& device) { return settingsOf(device); });
+    const auto found = std::ranges::find_if(
+        devices, [&](const FoundDevice& device) { return (device.key.use == Use::playback) == plays; });
+    return found != devices.end() ? std::optional(std::move(*found)) : std::nullopt;
+}
+
+UInt32 Finder::requestedQuantum(const DeviceKey& device) {
+    const Device* const published = mPublisher.find(device);
+    return published != nullptr ? published->requestedQuantum() : 0;
 }
 
 void Finder::lookLater() { mLookAgain.fireAfter(lookInterval); }

@@ -5,6 +5,8 @@
 #include "platform/hardware/drivers/pipewire/Publisher.h"
 #include "platform/hardware/drivers/pipewire/WatchedObjects.h"
 
+#include <array>
+#include <chrono>
 #include <functional>
 #include <map>
 #include <memory>
@@ -39,6 +41,8 @@ class Finder final : private ConnectionListener, private DeviceServer {
     const GraphSettings& settings() override { return mSettings; }
     RateWish& rateWish(const std::string& serial) override { return mRateWishes[serial]; }
     bool isInUse(const std::string& serial) override;
+    std::optional<FoundDevice> deviceLinkedTo(UInt32 node) override;
+    UInt32 requestedQuantum(const DeviceKey& device) override;
     bool hasSessionManager() override { return mDefaultsTable.has_value(); }
     void lookSoon() noexcept override { mLook.signal(); }
     void lookLater() override;
@@ -49,6 +53,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     void appeared(UInt32 id, const std::string& type, const Properties& properties);
     void portAppeared(UInt32 id, const Properties& properties);
     void linkAppeared(UInt32 id, const Properties& properties);
+    bool isOfThisProcess(UInt32 node) const;
     void metadataAppeared(UInt32 id, const std::string& name);
     void vanished(UInt32 id);
     void missSessionManager();
@@ -60,6 +65,25 @@ class Finder final : private ConnectionListener, private DeviceServer {
     Properties cardOf(const NodeFacts& node) const;
     GraphSettings settingsOf(const DeviceKey& device) const;
     void publishDefaults();
+    struct Route;
+    Route makeRoute(Use use);
+    void publishRoute(Route& route, const std::vector<FoundDevice>& all);
+    const FoundDevice* findEndOf(const Route& route, const std::vector<FoundDevice>& all);
+    void missEndOf(Route& route);
+    /// Whether there is a device to link it to.
+    bool hasEnd(AudioDeviceID device) const;
+    const Device* routeTo(const DeviceKey& device) const;
+
+    /// Calls `action` with each published device or route and its id.
+    template <class Action>
+    void forEachDevice(Action action) const {
+        mPublisher.forEach(action);
+        for (const Route& route : mRoutes) {
+            if (route.id != 0) {
+                action(*route.device, route.id);
+            }
+        }
+    }
     std::string uidOfSource(const std::string& nodeName) const;
 
     struct FoundNode {
@@ -69,6 +93,15 @@ class Finder final : private ConnectionListener, private DeviceServer {
     struct Table {
         UInt32 id;
         std::unique_ptr<WatchedMetadata> watched;
+    };
+    /// Leads what names no device to the default, or to where the user moves it. Published once there is a device to lead
+    /// to, and never taken back: what runs on it outlives devices and servers.
+    struct Route {
+        Use use;
+        std::shared_ptr<Device> device;
+        AudioDeviceID id = 0; // 0: not published
+        DeviceDescription description{};
+        std::optional<std::chrono::steady_clock::time_point> missing{}; // since when it leads nowhere
     };
     struct Defaults {
         std::string sink;
@@ -81,6 +114,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     DriverHost& mHost;
     const std::function<void()> mSettled;
     LoopEvent mLook;
+    LoopEvent mDescribeProgram;
     LoopTimer mLookAgain;
     LoopTimer mMissSessionManager;
     LoopTimer mStopCutOff;
@@ -105,6 +139,7 @@ class Finder final : private ConnectionListener, private DeviceServer {
     GraphSettings mSettings;
     Defaults mDefaults;          // names of nodes
     Defaults mPublishedDefaults; // UIDs
+    std::array<Route, 2> mRoutes;
 };
 
 } // namespace braq::pipewire

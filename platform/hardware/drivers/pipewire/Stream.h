@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/foundation/ApplicationFacts.h"
 #include "platform/hardware/drivers/pipewire/Describe.h"
 #include "platform/hardware/drivers/pipewire/RateWish.h"
 #include "platform/hardware/drivers/pipewire/StreamCycle.h"
@@ -23,11 +24,12 @@ struct GraphWish {
     bool operator==(const GraphWish&) const = default;
 };
 
-/// The stream of this process to or from one device. All with the loop's lock.
+/// The stream of this process to or from one device, or without a target: then the session manager and the user connect
+/// it to a device, and may move it to another one at any time. All with the loop's lock.
 class Stream {
   public:
     /// Connects it.
-    /// @param rate of the graph, so that nothing is converted
+    /// @param layout, rate of the device and of the graph, so that nothing is converted
     /// @param cycle runs from now on; must outlive the stream
     /// @param changed called on the loop's thread when one of the getters below has a new value
     Stream(pw_core* core, const DeviceKey& device, const ChannelLayout& layout, UInt32 rate, const GraphWish& wish,
@@ -46,30 +48,45 @@ class Stream {
     /// Whether the graph runs it.
     bool isStreaming() const { return mIsStreaming; }
 
+    /// Changes to the layout and rate of another device that a stream without a target was moved to. The cycle is closed
+    /// meanwhile.
+    void adopt(const ChannelLayout& layout, UInt32 rate);
+    /// Whether that is still going on.
+    bool isAdopting() const { return mIsAdopting; }
+
     /// Changes the request.
     void setWish(const GraphWish& wish);
+
+    /// Passes on what the program says about itself now.
+    void describeProgram();
 
     /// The gain of the user's mixer, of the loudest channel; 0: silent. 1 until the server states it.
     Float32 mixerLevel() const;
 
   private:
     void connect(UInt32 rate, const ChannelLayout& layout);
+    void takeFormat(const spa_pod* format);
+    void onDataThread(void (*what)(void* context) noexcept, void* context);
     void stateChanged(int state);
     void takeControl(UInt32 property, const float* values, UInt32 count);
     void setPosition(spa_io_position* position);
     void process() noexcept;
 
     const bool mPlays;
-    const UInt32 mRate;
+    const bool mIsMovable; // has no target
+    UInt32 mRate;
+    UInt32 mChannels;
     GraphWish mWish;
     StreamCycle& mCycle;
     const std::function<void()> mChanged;
     pw_data_loop* mDataLoop;
+    ApplicationFacts mProgram; // as passed on
     pw_stream* mStream;
     spa_hook mListener{};
     bool mHasFailed = false;
     bool mIsStreaming = false;
     bool mIsEnding = false;
+    bool mIsAdopting = false;
     Float32 mVolume = 1.0F;        // of all channels
     Float32 mChannelVolume = 1.0F; // of the loudest channel
     bool mIsMuted = false;

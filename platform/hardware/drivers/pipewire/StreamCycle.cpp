@@ -8,9 +8,16 @@
 #include <ctime>
 
 namespace braq::pipewire {
+namespace {
+
+constexpr UInt32 mostChannels = 64;
+
+} // namespace
 
 StreamCycle::StreamCycle(DeviceCycles& cycles, UInt32 channels, void (*wake)(void* context) noexcept, void* wakeContext)
-    : mCycles(cycles), mWake(wake), mWakeContext(wakeContext), mChannels(channels) {
+    : mCycles(cycles), mWake(wake), mWakeContext(wakeContext) {
+    mChannels.reserve(std::max(channels, mostChannels));
+    mChannels.resize(channels);
     sem_init(&mFinished, 0, 0);
 }
 
@@ -19,6 +26,12 @@ StreamCycle::~StreamCycle() { sem_destroy(&mFinished); }
 void StreamCycle::prepare(UInt32 streamRate) {
     mStreamRate = streamRate;
     mIsOpen.store(false, std::memory_order_relaxed);
+}
+
+void StreamCycle::reshape(UInt32 streamRate, UInt32 channels) noexcept {
+    close();
+    mStreamRate = streamRate;
+    mChannels.resize(std::min(channels, mostChannels)); // within the reserved memory
 }
 
 void StreamCycle::play(spa_buffer& buffer, UInt64 requestedFrames, const spa_io_position* position) noexcept {

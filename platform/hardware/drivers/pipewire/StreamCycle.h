@@ -16,7 +16,7 @@ namespace braq::pipewire {
 /// Processes each buffer of a stream: the part of the driver that runs on PipeWire's data thread.
 class StreamCycle {
   public:
-    /// @param channels of the stream, one block of a buffer each
+    /// @param channels of the stream, one block of a buffer each, unless it is reshaped
     /// @param wake called on the data thread when one of the getters below has a new value; must be real-time safe
     StreamCycle(DeviceCycles& cycles, UInt32 channels, void (*wake)(void* context) noexcept, void* wakeContext);
     ~StreamCycle();
@@ -37,8 +37,15 @@ class StreamCycle {
     /// stream.
     void prepare(UInt32 streamRate);
 
+    /// Prepares for other buffers of the same stream, which stay silent until `open`.
+    /// @param channels up to 64
+    /// @realtime The data thread.
+    void reshape(UInt32 streamRate, UInt32 channels) noexcept;
+
     /// All channels of the stream are connected: procedures may run. Any thread.
     void open() { mIsOpen.store(true, std::memory_order_release); }
+    /// Buffers are silent from the next one on, and lose nothing, until `open`. Any thread.
+    void close() { mIsOpen.store(false, std::memory_order_release); }
     bool isOpen() const { return mIsOpen.load(std::memory_order_relaxed); }
 
     /// The rate and the quantum of the graph as last seen; 0 before the first cycle. Any thread.
@@ -66,8 +73,8 @@ class StreamCycle {
     DeviceCycles& mCycles;
     void (*const mWake)(void* context) noexcept;
     void* const mWakeContext;
-    UInt32 mStreamRate = 0;            // written while no stream is connected, read on the data thread
-    std::vector<Float32*> mChannels;   // data thread; its length never changes
+    UInt32 mStreamRate = 0;            // data thread; also written while no stream is connected
+    std::vector<Float32*> mChannels;   // data thread; never reallocated
     Float64 mSampleTime = 0.0;         // data thread
     bool mSaidThatFinished = false;    // data thread
     std::atomic<UInt32> mGraphRate{0}; // both

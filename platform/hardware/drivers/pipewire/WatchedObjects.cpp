@@ -72,8 +72,9 @@ void WatchedPort::take(const spa_pod* parameter) {
 
 // ---- links
 
-WatchedLink::WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, std::function<void()> changed)
+WatchedLink::WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, UInt32 device, std::function<void()> changed)
     : mNode(node),
+      mDevice(device),
       mChanged(std::move(changed)),
       mProxy(registry, id, PW_TYPE_INTERFACE_Link, PW_VERSION_LINK, kEvents, this) {}
 

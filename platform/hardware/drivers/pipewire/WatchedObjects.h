@@ -54,9 +54,11 @@ class WatchedPort {
 class WatchedLink {
   public:
     /// @param node of the stream
-    WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, std::function<void()> changed);
+    /// @param device node at the other end
+    WatchedLink(pw_registry* registry, UInt32 id, UInt32 node, UInt32 device, std::function<void()> changed);
 
     UInt32 node() const { return mNode; }
+    UInt32 device() const { return mDevice; }
     /// Whether samples flow.
     bool isActive() const { return mIsActive; }
 
@@ -64,6 +66,7 @@ class WatchedLink {
     static const pw_link_events kEvents;
 
     const UInt32 mNode;
+    const UInt32 mDevice;
     const std::function<void()> mChanged;
     bool mIsActive = false;
     Proxy mProxy;

@@ -200,4 +200,21 @@ TEST(UnitsResampling_VariableRateConverter, KeepsToTheNearestRatioThatItIsFor) {
     EXPECT_NEAR(speedAt(std::numeric_limits<double>::infinity()), 2, 1e-5);
 }
 
+TEST(UnitsResampling_VariableRateConverter, JumpsToAnotherRatioWithoutLosingAFrame) {
+    VariableRateConverter converter(2, 64, 4096, frameRate);
+    FunctionSource source([](UInt32, SInt64 frame) { return static_cast<float>(frame); });
+    Planes out;
+    render(converter, source, out, 3000, 1.0);
+    double next = 3000.0; // position of the next frame
+    for (const double ratio : {0.5, 2.0, 0.91875, 1.0, 1.25}) {
+        converter.jump();
+        const std::size_t first = out[0].size();
+        render(converter, source, out, 3000, ratio);
+        EXPECT_NEAR(out[0][first], next, 0.6) << ratio;
+        EXPECT_NEAR(out[0][first + 2], static_cast<double>(out[0][first]) + 2 * ratio, 0.1) << "without a glide";
+        next = static_cast<double>(out[0].back()) + ratio;
+        EXPECT_NEAR(next, static_cast<double>(out[0][first]) + 3000 * ratio, 0.5) << ratio;
+    }
+}
+
 } // namespace

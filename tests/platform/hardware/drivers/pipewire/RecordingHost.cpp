@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <iterator>
 #include <utility>
 
 namespace braq::tests {
@@ -55,8 +54,11 @@ const RecordingHost::Told* RecordingHost::find(const std::string& uid) const {
 
 std::vector<std::string> RecordingHost::uids() const {
     std::vector<std::string> all;
-    std::ranges::transform(mDevices, std::back_inserter(all),
-                           [](const auto& device) { return device.second.description.uid; });
+    for (const auto& [id, device] : mDevices) {
+        if (!device.description.leadsTo) {
+            all.push_back(device.description.uid);
+        }
+    }
     return all;
 }
 

@@ -49,6 +49,7 @@ class RecordingHost final : public DriverHost {
     const std::string& inputUID() const { return mInputUID; }
     /// None: the driver has not said yet.
     std::optional<bool> serverIsThere() const { return mServerIsThere; }
+    /// Of all devices, without the routes.
     std::vector<std::string> uids() const;
 
   private:

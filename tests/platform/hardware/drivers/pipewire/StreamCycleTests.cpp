@@ -66,6 +66,32 @@ struct Wakes {
 
 } // namespace
 
+TEST(PipeWire_StreamCycle, TakesBuffersOfAnotherShapeAndIsSilentUntilItIsOpenedAgain) {
+    LastCycle procedures;
+    Wakes wakes;
+    StreamCycle cycle(procedures, 2, Wakes::wake, &wakes);
+    cycle.prepare(48000);
+    cycle.open();
+    Buffer stereo(2, 64);
+    spa_io_position position = graph(48000, 64);
+    cycle.play(stereo.get(), 0, &position);
+    EXPECT_EQ(procedures.last.outputChannels, 2U);
+    Buffer wide(6, 64);
+    position = graph(44100, 64);
+    runRealtime([&] {
+        cycle.reshape(44100, 6);
+        cycle.play(wide.get(), 0, &position);
+    });
+    EXPECT_EQ(procedures.count, 1);
+    EXPECT_EQ(wide.sample(5, 63), 0.0F);
+    cycle.open();
+    cycle.play(wide.get(), 0, &position);
+    EXPECT_EQ(procedures.count, 2);
+    EXPECT_EQ(procedures.last.outputChannels, 6U);
+    EXPECT_EQ(procedures.last.nominalRate, 44100.0);
+    EXPECT_EQ(procedures.last.sampleTime, 64.0) << "time goes on";
+}
+
 TEST(PipeWire_StreamCycle, FillsTheBufferWithAsMuchAsTheGraphAsksFor) {
     NumberedPlayback playback;
     Wakes wakes;
