@@ -23,9 +23,11 @@
 /// @{
 
 class BRAQExtendedAudioFilePlayer;
+class BRAQPlayerDecks;
 
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidReachEndOfFile)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidStop)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDidBeginNextFile)
 
 /// A class whose objects can be the delegate of a player: what it has of the operations of
 /// `BRAQExtendedAudioFilePlayerDelegateEntry` can be called as stated there.
@@ -39,6 +41,10 @@ concept BRAQExtendedAudioFilePlayerDelegate =
     (!braq::delegates::Has_audioFilePlayerDidStop<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
          delegate.audioFilePlayerDidStop(player);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDidBeginNextFile<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+         delegate.audioFilePlayerDidBeginNextFile(player);
      });
 
 /// The delegate of a player: any object, not owned by the player. Those of these operations that it has are called on
@@ -46,6 +52,7 @@ concept BRAQExtendedAudioFilePlayerDelegate =
 ///
 ///     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDidStop(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+///     void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
 ///                                         const std::shared_ptr<BRAQAudioDevice>& device);
 ///     void audioFilePlayerDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
@@ -71,6 +78,11 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
         }
         if constexpr (requires(const Player& player) { delegate->audioFilePlayerDidStop(player); }) {
             audioFilePlayerDidStop = [delegate](const Player& player) { delegate->audioFilePlayerDidStop(player); };
+        }
+        if constexpr (requires(const Player& player) { delegate->audioFilePlayerDidBeginNextFile(player); }) {
+            audioFilePlayerDidBeginNextFile = [delegate](const Player& player) {
+                delegate->audioFilePlayerDidBeginNextFile(player);
+            };
         }
         using Device = std::shared_ptr<BRAQAudioDevice>;
         if constexpr (requires(const Player& player, const Device& device) {
@@ -98,6 +110,7 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
     /// Calls the object. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidReachEndOfFile;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidStop;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidBeginNextFile;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
                        const std::shared_ptr<BRAQAudioDevice>& device)>
         audioFilePlayerDeviceDidChange;
@@ -169,7 +182,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// Like `currentFrame`, but backwards it counts down: it is the frame that the unit pulled last. A seek to it goes
     /// on there in either direction.
     SInt64 position() const;
-    /// Seeks. Frames read ahead are dropped. At the end of the file, a player that has not stopped yet plays on. If
+    /// Seeks. Frames read ahead are dropped; while playing, they are heard until those of the new place have been read,
+    /// so that nothing is missing in between. At the end of the file, a player that has not stopped yet plays on. If
     /// this raises, the player has stopped.
     void setCurrentFrame(SInt64 frame);
     /// `currentFrame` in milliseconds at the rate of the file's client format.
@@ -178,6 +192,22 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void setCurrentTime(double milliseconds);
     /// The length of the file in milliseconds.
     double maxTime() const;
+
+    /// The file that is heard. Positions and length are those in it.
+    std::shared_ptr<BRAQExtendedAudioFile> audioFile() const;
+    /// The file that follows the one that is heard; null if none does.
+    std::shared_ptr<BRAQExtendedAudioFile> nextAudioFile() const;
+    /// Has a file follow the one that is heard: its first frame directly behind that one's last, without a frame of
+    /// silence. The end of the file before it is not reported; `audioFilePlayerDidBeginNextFile` is called instead, with
+    /// `currentFrame` in the new file. Any time before the end; reads the beginning of the file. Backwards, the file at
+    /// hand ends at its beginning; the next one is played in its own direction.
+    /// @param audioFile opened for playback with the channels and the rate of the player's first file, else it raises
+    ///        NSException `NSInvalidArgumentException`; `setNextFileURL` opens any file so. Null: none follows.
+    void setNextAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile);
+    /// The same, with a file that is converted to the channels and the rate of the player's first file if it has others.
+    /// @param error may be null; written on failure only
+    /// @return false if the file cannot be opened; what followed before still does
+    bool setNextFileURL(const std::shared_ptr<NSURL>& url, std::shared_ptr<NSError>* error);
 
     /// Stored only: playback deliberately ends at the end of the file all the same. To loop, use
     /// `BRAQAudioFileReader::enableLoopingInRange` with your own output unit.
@@ -191,9 +221,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
 
     const std::shared_ptr<BRAQOutputAudioUnit>& outputAudioUnit() const noexcept { return mOutputAudioUnit; }
     /// Underruns since playback was started: how often the unit ran out of frames.
-    UInt64 errorCount() const noexcept { return mFileReader->errorCount(); }
+    UInt64 errorCount() const;
     /// The last failure in reading ahead; null if there was none.
-    std::shared_ptr<NSError> lastError() const { return mFileReader->lastError(); }
+    std::shared_ptr<NSError> lastError() const;
 
     /// Both call the delegate at once. Main thread.
     void notifyDelegateOfEOF();
@@ -209,7 +239,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     BRAQExtendedAudioFilePlayer(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                                 const std::shared_ptr<BRAQAudioDevice>& device);
 
-    void installEndOfStreamNotificationBlock();
+    void installNotificationBlocks();
     void installDeviceChangeBlock();
     void callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation);
     void endOfStreamWasReached(UInt64 start);
@@ -220,15 +250,16 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void setUnitSpeed(float speed, const char* method);
     void startUnit();
     void moveTo(SInt64 frame);
-    template <class Move>
-    void moveReader(Move move);
+    void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
+                    const std::function<void(BRAQAudioFileReader&)>& elsewhere);
+    std::shared_ptr<BRAQAudioFileReader> reader() const;
+    void notifyDelegateOfNextFile();
     double sampleRate() const;
 
-    const std::shared_ptr<BRAQExtendedAudioFile> mAudioFile;
     const std::shared_ptr<BRAQOutputAudioUnit> mOutputAudioUnit;
     std::atomic<bool> mLooping{false};
     BRAQAtomicProperty<BRAQExtendedAudioFilePlayerDelegateEntry> mDelegate;
-    const std::shared_ptr<BRAQAudioFileReader> mFileReader;
+    const std::unique_ptr<BRAQPlayerDecks> mDecks;
 
     std::mutex mTransportMutex; // held while the unit or the reader is started, stopped or moved
     bool mIsInvalid = false;    // under mTransportMutex

@@ -120,6 +120,10 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void setNextAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Whether frames of the ring may still be heard: it is played, or follows, or fades out.
     bool isUsing(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;
+    /// Whether a ring that `changeAudioBufferQueue` was given waits for the next cycle.
+    bool willChange() const;
+    /// Releases the rings that are no longer used. Each of the operations above that sets a ring does so, too.
+    void releaseRings();
     /// Called on a thread of the unit when a ring has followed another one. Exceptions are logged. Set it before
     /// `start`, not while the unit runs.
     void setQueueChangeNotificationBlock(const BQueueableAudioNotificationBlock& block);

@@ -1,6 +1,7 @@
 #include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "library/src/BRAQPlayerDecks.h"
 
 #include <cmath>
 #include <exception>
@@ -10,8 +11,6 @@
 namespace {
 
 constexpr const char* file = "src/BRAQExtendedAudioFilePlayer";
-constexpr UInt64 readerBuffers = 3;
-constexpr UInt32 readerFrames = 4096;
 constexpr double millisecondsPerSecond = 1000.0;
 
 /// The nearest 64-bit integer.
@@ -29,29 +28,13 @@ streamDescriptionOf(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
     return audioFile != nullptr ? audioFile->streamDescription() : nullptr;
 }
 
-// Has the length published, so that whoever asks for it later does not wait for a read. A failure is theirs.
-void learnLength(const BRAQExtendedAudioFile& audioFile) noexcept {
-    try {
-        audioFile.exactFrameCount();
-    } catch (...) {
-    }
-}
-
-std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& audioFile) {
-    auto reader = BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, audioFile.streamDescription());
-    if (reader == nullptr) {
-        throw NSException(NSInternalInconsistencyException, "a player got no reader; the log says why");
-    }
-    return reader;
-}
-
 } // namespace
 
 std::shared_ptr<BRAQExtendedAudioFilePlayer>
 BRAQExtendedAudioFilePlayer::initWithAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                                                const std::shared_ptr<BRAQAudioDevice>& device) {
     std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
-    player->installEndOfStreamNotificationBlock();
+    player->installNotificationBlocks();
     player->installDeviceChangeBlock();
     return player;
 }
@@ -76,13 +59,9 @@ BRAQExtendedAudioFilePlayer::initWithFilename(const std::string& path, const std
 
 BRAQExtendedAudioFilePlayer::BRAQExtendedAudioFilePlayer(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile,
                                                          const std::shared_ptr<BRAQAudioDevice>& device)
-    : mAudioFile(audioFile),
-      mOutputAudioUnit(BRAQOutputAudioUnit::initWithStreamDescription(streamDescriptionOf(audioFile), device)),
-      mFileReader(makeReader(*audioFile)) {
+    : mOutputAudioUnit(BRAQOutputAudioUnit::initWithStreamDescription(streamDescriptionOf(audioFile), device)),
+      mDecks(std::make_unique<BRAQPlayerDecks>(mOutputAudioUnit, audioFile)) {
     mOutputAudioUnit->setDelegate(static_cast<BRAQAudioUnitDelegate*>(this));
-    learnLength(*audioFile);
-    mFileReader->setAudioFile(audioFile);
-    mOutputAudioUnit->setAudioBufferQueue(mFileReader);
     if (const auto positions = audioFile->channelPositions(); !positions.empty()) {
         mOutputAudioUnit->setChannelPositions(positions);
     }
@@ -92,9 +71,15 @@ BRAQExtendedAudioFilePlayer::~BRAQExtendedAudioFilePlayer() { mOutputAudioUnit->
 
 // The block retains the player, and the player retains the unit, which retains the block. Ends that are queued for the
 // main thread retain neither.
-void BRAQExtendedAudioFilePlayer::installEndOfStreamNotificationBlock() {
+void BRAQExtendedAudioFilePlayer::installNotificationBlocks() {
     mOutputAudioUnit->setEndOfStreamNotificationBlock([self = shared_from_this()](BQueueableAudioNotification*) {
         self->callOnMainThread([start = self->mStarts.load()](auto& player) { player.endOfStreamWasReached(start); });
+    });
+    mOutputAudioUnit->setQueueChangeNotificationBlock([weak = weak_from_this()](BQueueableAudioNotification*) {
+        if (const auto self = weak.lock()) {
+            self->mDecks->release();
+            self->callOnMainThread([](auto& player) { player.notifyDelegateOfNextFile(); });
+        }
     });
 }
 
@@ -151,7 +136,7 @@ void BRAQExtendedAudioFilePlayer::stopAtEndSince(UInt64 start) {
 }
 
 bool BRAQExtendedAudioFilePlayer::isAtEndSince(UInt64 start) const {
-    return mStarts == start && BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get());
+    return mStarts == start && BRAQAudioBufferQueueReachedEndOfStream(reader().get());
 }
 
 void BRAQExtendedAudioFilePlayer::startUnit() {
@@ -165,9 +150,9 @@ void BRAQExtendedAudioFilePlayer::startFilePlaying() {
     if (mIsInvalid) {
         return;
     }
-    if (!mFileReader->running()) {
-        mFileReader->start();
-    } else if (BRAQAudioBufferQueueReachedEndOfStream(mFileReader.get())) {
+    if (const auto current = reader(); !current->running()) {
+        current->start();
+    } else if (BRAQAudioBufferQueueReachedEndOfStream(reader().get())) {
         restartReaderAtEnd();
     }
     startUnit();
@@ -175,18 +160,19 @@ void BRAQExtendedAudioFilePlayer::startFilePlaying() {
 
 // A reader that was reversed just before the end has read on beyond it.
 void BRAQExtendedAudioFilePlayer::restartReaderAtEnd() {
-    const SInt64 end = mFileReader->currentFrame();
-    mFileReader->stop();
-    if (mFileReader->currentFrame() != end) {
-        mFileReader->setCurrentFrame(end);
+    const auto current = reader();
+    const SInt64 end = current->currentFrame();
+    current->stop();
+    if (current->currentFrame() != end) {
+        current->setCurrentFrame(end);
     }
-    mFileReader->start();
+    current->start();
 }
 
 void BRAQExtendedAudioFilePlayer::stopFilePlaying() {
     const std::lock_guard lock(mTransportMutex);
     mOutputAudioUnit->stop();
-    mFileReader->stop();
+    reader()->stop();
 }
 
 void BRAQExtendedAudioFilePlayer::pausePlaying() {
@@ -196,7 +182,7 @@ void BRAQExtendedAudioFilePlayer::pausePlaying() {
 
 void BRAQExtendedAudioFilePlayer::resumePlaying() {
     const std::lock_guard lock(mTransportMutex);
-    if (!mIsInvalid && mFileReader->running()) {
+    if (!mIsInvalid && reader()->running()) {
         startUnit();
     }
 }
@@ -208,6 +194,7 @@ void BRAQExtendedAudioFilePlayer::invalidate() {
     if (stopForGood()) {
         // Waits for a block that is being called, which may want the lock.
         mOutputAudioUnit->setEndOfStreamNotificationBlock(nullptr);
+        mOutputAudioUnit->setQueueChangeNotificationBlock(nullptr);
     }
 }
 
@@ -220,7 +207,8 @@ bool BRAQExtendedAudioFilePlayer::stopForGood() {
     ++mStarts;
     mOutputAudioUnit->stop();
     try {
-        mFileReader->stop();
+        reader()->stop();
+        mDecks->setNext(nullptr);
     } catch (...) { // a reader whose worker does not stop is destroyed with its ring
         NSXLogError(file, NSXErrorFromException(std::current_exception())->localizedDescription());
     }
@@ -229,12 +217,22 @@ bool BRAQExtendedAudioFilePlayer::stopForGood() {
 
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
     setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeed:]");
-    mFileReader->setReverse(speed < 0.0F);
+    reader()->setReverse(speed < 0.0F);
 }
 
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeedAtOnce(float speed) {
     setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeedAtOnce:]");
-    moveReader([&] { mFileReader->turn(speed < 0.0F); });
+    const bool isReverse = speed < 0.0F;
+    const SInt64 heard = position();
+    std::function<void(BRAQAudioFileReader&)> elsewhere;
+    // Without a transition, a gap is less than frames that are heard twice.
+    if (mOutputAudioUnit->transitionTime() > 0.0) {
+        elsewhere = [=](BRAQAudioFileReader& other) {
+            other.setReverse(isReverse);
+            other.setCurrentFrame(heard);
+        };
+    }
+    moveReader([=](BRAQAudioFileReader& current) { current.turn(isReverse); }, elsewhere);
 }
 
 // Raises for an unsupported speed, so it comes before a reversal.
@@ -256,9 +254,9 @@ void BRAQExtendedAudioFilePlayer::setPlaybackVolume(double decibels) {
 
 void BRAQExtendedAudioFilePlayer::setPlaybackLevel(double level) { mOutputAudioUnit->setPlaybackLevel(level); }
 
-SInt64 BRAQExtendedAudioFilePlayer::currentFrame() const { return mFileReader->currentFrame(); }
+SInt64 BRAQExtendedAudioFilePlayer::currentFrame() const { return reader()->currentFrame(); }
 
-SInt64 BRAQExtendedAudioFilePlayer::position() const { return mFileReader->position(); }
+SInt64 BRAQExtendedAudioFilePlayer::position() const { return reader()->position(); }
 
 void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
     moveTo(frame);
@@ -267,26 +265,60 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
 
 // A unit that signals the end takes nothing until it is started again. It may be about to signal, so it is started in
 // any case, and an end signalled before is no longer reported.
-template <class Move>
-void BRAQExtendedAudioFilePlayer::moveReader(Move move) {
+/// @param inPlace moves the reader that is heard, or would be; its ring gives nothing meanwhile
+/// @param elsewhere moves another reader of the file, to which the unit then changes over; may be empty
+void BRAQExtendedAudioFilePlayer::moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
+                                             const std::function<void(BRAQAudioFileReader&)>& elsewhere) {
     const std::lock_guard lock(mTransportMutex);
     ++mStarts;
-    try {
-        move();
-    } catch (...) { // this stopped the reader, whose ring still has the old position
-        mOutputAudioUnit->stop();
-        throw;
+    const bool isPlaying = !mIsInvalid && mOutputAudioUnit->isRunning();
+    if (!isPlaying || !elsewhere || !mDecks->changeOver(elsewhere)) {
+        try {
+            inPlace(*reader());
+        } catch (...) { // this stopped the reader, whose ring still has the old position
+            mOutputAudioUnit->stop();
+            throw;
+        }
     }
-    if (!mIsInvalid && mOutputAudioUnit->isRunning()) {
+    if (isPlaying) {
         startUnit();
     }
 }
 
 void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
-    moveReader([&] { mFileReader->setCurrentFrame(frame); });
+    const auto move = [frame](BRAQAudioFileReader& reader) { reader.setCurrentFrame(frame); };
+    moveReader(move, move);
 }
 
-double BRAQExtendedAudioFilePlayer::sampleRate() const { return mAudioFile->streamDescription()->sampleRate(); }
+std::shared_ptr<BRAQAudioFileReader> BRAQExtendedAudioFilePlayer::reader() const { return mDecks->playing().reader; }
+
+std::shared_ptr<BRAQExtendedAudioFile> BRAQExtendedAudioFilePlayer::audioFile() const { return mDecks->playing().file; }
+
+std::shared_ptr<BRAQExtendedAudioFile> BRAQExtendedAudioFilePlayer::nextAudioFile() const { return mDecks->next(); }
+
+void BRAQExtendedAudioFilePlayer::setNextAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile) {
+    const std::lock_guard lock(mTransportMutex);
+    if (!mIsInvalid) {
+        mDecks->setNext(audioFile);
+    }
+}
+
+bool BRAQExtendedAudioFilePlayer::setNextFileURL(const std::shared_ptr<NSURL>& url, std::shared_ptr<NSError>* error) {
+    BRAQExtendedAudioFileOptions options;
+    options.clientDataFormat = mOutputAudioUnit->streamDescription();
+    const auto next = BRAQExtendedAudioFile::initForPlaybackWithFileURL(url, options, error);
+    if (next == nullptr) {
+        return false;
+    }
+    setNextAudioFile(next);
+    return true;
+}
+
+UInt64 BRAQExtendedAudioFilePlayer::errorCount() const { return reader()->errorCount(); }
+
+std::shared_ptr<NSError> BRAQExtendedAudioFilePlayer::lastError() const { return reader()->lastError(); }
+
+double BRAQExtendedAudioFilePlayer::sampleRate() const { return audioFile()->streamDescription()->sampleRate(); }
 
 double BRAQExtendedAudioFilePlayer::currentTime() const {
     return static_cast<double>(currentFrame()) / sampleRate() * millisecondsPerSecond;
@@ -301,7 +333,7 @@ void BRAQExtendedAudioFilePlayer::setCurrentTime(double milliseconds) {
 }
 
 double BRAQExtendedAudioFilePlayer::maxTime() const {
-    return static_cast<double>(mAudioFile->exactFrameCount()) / sampleRate() * millisecondsPerSecond;
+    return static_cast<double>(audioFile()->exactFrameCount()) / sampleRate() * millisecondsPerSecond;
 }
 
 void BRAQExtendedAudioFilePlayer::notifyDelegateOfEOF() {
@@ -313,6 +345,12 @@ void BRAQExtendedAudioFilePlayer::notifyDelegateOfEOF() {
 void BRAQExtendedAudioFilePlayer::notifyDelegateOfStop() {
     if (const auto delegate = mDelegate.get(); delegate.audioFilePlayerDidStop) {
         delegate.audioFilePlayerDidStop(shared_from_this());
+    }
+}
+
+void BRAQExtendedAudioFilePlayer::notifyDelegateOfNextFile() {
+    if (const auto delegate = mDelegate.get(); delegate.audioFilePlayerDidBeginNextFile) {
+        delegate.audioFilePlayerDidBeginNextFile(shared_from_this());
     }
 }
 

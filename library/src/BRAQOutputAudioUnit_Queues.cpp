@@ -48,6 +48,13 @@ bool BRAQOutputAudioUnit::isUsing(const std::shared_ptr<BRAQAudioBufferQueue>& q
     return queue != nullptr && mQueues->isUsing(queue.get());
 }
 
+bool BRAQOutputAudioUnit::willChange() const { return mQueues->willChange(); }
+
+void BRAQOutputAudioUnit::releaseRings() {
+    const std::lock_guard lock(mQueuesMutex);
+    mQueues->release();
+}
+
 // Told once for those that have followed since it was told last.
 void BRAQOutputAudioUnit::setQueueChangeNotificationBlock(const BQueueableAudioNotificationBlock& block) {
     replace(mChangeNotification, [this, block](BQueueableAudioNotification* notification) {

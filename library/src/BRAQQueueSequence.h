@@ -29,6 +29,10 @@ class BRAQQueueSequence {
     void changeTo(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Plays this ring when the current one has ended, from the frame after its last; null: none.
     void setNext(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// Whether a ring to change to waits for the next call. Any thread.
+    bool willChange() const noexcept { return mOffered.isFull(); }
+    /// Releases the rings that are no longer used.
+    void release() { keep(nullptr); }
     /// The ring whose frames are rendered, or will be with the next call. Null if there is none.
     std::shared_ptr<BRAQAudioBufferQueue> current() const;
     /// Whether frames of the ring may still be rendered. Any thread.
@@ -69,6 +73,7 @@ class BRAQQueueSequence {
         bool take(Receive receive) noexcept;
         /// Whether the ring is there, or being taken.
         bool mayHold(Queue queue) const noexcept;
+        bool isFull() const noexcept { return mQueue.load(std::memory_order_acquire) != nullptr; }
         /// Null while it is being taken.
         Queue queue() const noexcept;
 

@@ -38,6 +38,7 @@ class Insides : public BRAQAudioBufferQueue {
 struct Delegate {
     int ends = 0;
     int stops = 0;
+    int nextFiles = 0;
     const void* player = nullptr;
     std::thread::id thread;
     std::function<void(const Player&)> whenAtEnd;
@@ -49,6 +50,11 @@ struct Delegate {
         if (whenAtEnd) {
             whenAtEnd(of);
         }
+    }
+    void audioFilePlayerDidBeginNextFile(const Player& of) {
+        ++nextFiles;
+        player = of.get();
+        thread = std::this_thread::get_id();
     }
     void audioFilePlayerDidStop(const Player& of) {
         ++stops;

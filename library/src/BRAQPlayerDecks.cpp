@@ -1,0 +1,161 @@
+#include "library/src/BRAQPlayerDecks.h"
+
+#include "BRAQAudio/errors/NSXReturnThrowError.h"
+
+#include <chrono>
+#include <exception>
+#include <thread>
+#include <utility>
+
+namespace {
+
+constexpr UInt64 readerBuffers = 3;
+constexpr UInt32 readerFrames = 4096;
+
+std::shared_ptr<BRAQAudioFileReader> makeReader(const BRAQExtendedAudioFile& file) {
+    auto reader = BRAQAudioFileReader::initWithBufferCount(readerBuffers, readerFrames, file.streamDescription());
+    if (reader == nullptr) {
+        throw NSException(NSInternalInconsistencyException, "a player got no reader; the log says why");
+    }
+    return reader;
+}
+
+// Has the length published, so that whoever asks for it later does not wait for a read. A failure is theirs.
+void learnLength(const BRAQExtendedAudioFile& file) noexcept {
+    try {
+        file.exactFrameCount();
+    } catch (...) {
+    }
+}
+
+BRAQPlayerDecks::Deck makeDeck(const std::shared_ptr<BRAQExtendedAudioFile>& file) {
+    learnLength(*file);
+    BRAQPlayerDecks::Deck deck{file, makeReader(*file)};
+    deck.reader->setAudioFile(file);
+    return deck;
+}
+
+} // namespace
+
+BRAQPlayerDecks::BRAQPlayerDecks(const std::shared_ptr<BRAQOutputAudioUnit>& unit,
+                                 const std::shared_ptr<BRAQExtendedAudioFile>& file)
+    : mUnit(unit), mPlaying(makeDeck(file)) {
+    mUnit->setAudioBufferQueue(mPlaying.reader);
+}
+
+BRAQPlayerDecks::Deck BRAQPlayerDecks::playing() const {
+    const std::lock_guard lock(mMutex);
+    promote();
+    return mPlaying;
+}
+
+std::shared_ptr<BRAQExtendedAudioFile> BRAQPlayerDecks::next() const {
+    const std::lock_guard lock(mMutex);
+    promote();
+    return mNext.file;
+}
+
+// The real-time side changes without telling: whoever asks first finds it out.
+void BRAQPlayerDecks::promote() const {
+    if (mNext.reader != nullptr && mUnit->audioBufferQueue() == mNext.reader) {
+        mReaders.push_back(std::exchange(mPlaying, std::exchange(mNext, {})).reader);
+        mReaders.push_back(std::exchange(mSpare, nullptr));
+    }
+}
+
+void BRAQPlayerDecks::setNext(const std::shared_ptr<BRAQExtendedAudioFile>& file) {
+    Deck next;
+    if (file != nullptr) {
+        next = makeDeck(file);
+        next.reader->start();
+    }
+    mUnit->setNextAudioBufferQueue(next.reader);
+    const std::lock_guard lock(mMutex);
+    promote(); // what was next before may have begun in the meantime
+    std::swap(mNext, next);
+}
+
+// One that fades out is free in a moment.
+std::shared_ptr<BRAQAudioFileReader> BRAQPlayerDecks::spareReader() {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds pause{1};
+    constexpr std::chrono::milliseconds patience{100};
+    const Deck now = playing();
+    if (mUnit->willChange()) {
+        return nullptr;
+    }
+    std::shared_ptr<BRAQAudioFileReader> spare;
+    {
+        const std::lock_guard lock(mMutex);
+        spare = mSpare;
+    }
+    if (spare == nullptr) {
+        return makeReader(*now.file);
+    }
+    const auto begin = Clock::now();
+    const auto limit = patience + std::chrono::duration<double, std::milli>(mUnit->transitionTime());
+    while (mUnit->isUsing(spare)) {
+        if (Clock::now() - begin > limit) {
+            return nullptr;
+        }
+        std::this_thread::sleep_for(pause);
+    }
+    spare->stop();
+    return spare;
+}
+
+// The first reader loses the file, so that its worker reads no more of it. What it has read is heard meanwhile.
+bool BRAQPlayerDecks::prepare(BRAQAudioFileReader& reader, const Deck& now, const Move& move) const {
+    const bool isReverse = now.reader->reverse();
+    now.reader->setAudioFile(nullptr);
+    now.reader->setReverse(isReverse); // waits for the buffer that is being filled
+    try {
+        reader.setAudioFile(now.file);
+        reader.setLoopRange(now.reader->loopRange());
+        reader.setLooping(now.reader->isLooping());
+        move(reader);
+        reader.start();
+        return true;
+    } catch (...) { // happens again, and is told, when the first reader is moved
+        reader.setAudioFile(nullptr);
+        now.reader->setAudioFile(now.file);
+        return false;
+    }
+}
+
+bool BRAQPlayerDecks::changeOver(const Move& move) {
+    const auto reader = spareReader();
+    if (reader == nullptr) {
+        return false;
+    }
+    // The first reader ends early; nothing is to follow that.
+    mUnit->setNextAudioBufferQueue(nullptr);
+    const Deck now = playing();
+    const bool isPrepared = prepare(*reader, now, move);
+    std::shared_ptr<BRAQAudioFileReader> next;
+    {
+        const std::lock_guard lock(mMutex);
+        if (isPrepared) {
+            mSpare = std::exchange(mPlaying.reader, reader);
+        }
+        next = mNext.reader;
+    }
+    if (isPrepared) {
+        mUnit->changeAudioBufferQueue(reader);
+    }
+    mUnit->setNextAudioBufferQueue(next);
+    return isPrepared;
+}
+
+void BRAQPlayerDecks::release() {
+    std::vector<std::shared_ptr<BRAQAudioFileReader>> readers; // released without the lock: that takes a while
+    const std::lock_guard lock(mMutex);
+    promote();
+    readers.swap(mReaders);
+    mUnit->releaseRings();
+    for (auto& reader : readers) {
+        if (reader != nullptr && mUnit->isUsing(reader)) {
+            mReaders.push_back(std::move(reader)); // fades out
+        }
+    }
+}
