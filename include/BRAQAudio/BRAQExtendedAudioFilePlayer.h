@@ -27,6 +27,9 @@ class BRAQPlayerDecks;
 
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidReachEndOfFile)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidStop)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceDidChange)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceIsGone)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceIsBack)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidBeginNextFile)
 
 /// A class whose objects can be the delegate of a player: what it has of the operations of
@@ -45,6 +48,20 @@ concept BRAQExtendedAudioFilePlayerDelegate =
     (!braq::delegates::Has_audioFilePlayerDidBeginNextFile<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
          delegate.audioFilePlayerDidBeginNextFile(player);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDeviceDidChange<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+              const std::shared_ptr<BRAQAudioDevice>& device) {
+         delegate.audioFilePlayerDeviceDidChange(player, device);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDeviceIsGone<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+         delegate.audioFilePlayerDeviceIsGone(player);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDeviceIsBack<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+              const std::shared_ptr<BRAQAudioDevice>& device) {
+         delegate.audioFilePlayerDeviceIsBack(player, device);
      });
 
 /// The delegate of a player: any object, not owned by the player. Those of these operations that it has are called on

@@ -27,14 +27,32 @@
 class BRAQExtendedAudioFileRecorder;
 
 BRAQ_DELEGATE_OPERATION(audioFileRecorderDidStop)
+BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceDidChange)
+BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceIsGone)
+BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceIsBack)
 
 /// A class whose objects can be the delegate of a recorder: what it has of the operations of
 /// `BRAQExtendedAudioFileRecorderDelegateEntry` can be called as stated there.
 template <class Delegate>
-concept BRAQExtendedAudioFileRecorderDelegate = std::is_class_v<Delegate> &&
+concept BRAQExtendedAudioFileRecorderDelegate =
+    std::is_class_v<Delegate> &&
     (!braq::delegates::Has_audioFileRecorderDidStop<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder) {
          delegate.audioFileRecorderDidStop(recorder);
+     }) &&
+    (!braq::delegates::Has_audioFileRecorderDeviceDidChange<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+              const std::shared_ptr<BRAQAudioDevice>& device) {
+         delegate.audioFileRecorderDeviceDidChange(recorder, device);
+     }) &&
+    (!braq::delegates::Has_audioFileRecorderDeviceIsGone<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder) {
+         delegate.audioFileRecorderDeviceIsGone(recorder);
+     }) &&
+    (!braq::delegates::Has_audioFileRecorderDeviceIsBack<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+              const std::shared_ptr<BRAQAudioDevice>& device) {
+         delegate.audioFileRecorderDeviceIsBack(recorder, device);
      });
 
 /// The delegate of a recorder: any object, not retained by the recorder. Those of these operations that it has are called

@@ -34,7 +34,14 @@ struct AsStated {
     void audioHardwareDefaultSystemOutputDeviceDidChange() {}
     void audioFilePlayerDidReachEndOfFile(const Player&) {}
     void audioFilePlayerDidStop(const Player&) {}
+    void audioFilePlayerDidBeginNextFile(const Player&) {}
+    void audioFilePlayerDeviceDidChange(const Player&, const Device&) {}
+    void audioFilePlayerDeviceIsGone(const Player&) {}
+    void audioFilePlayerDeviceIsBack(const Player&, const Device&) {}
     void audioFileRecorderDidStop(const Recorder&) {}
+    void audioFileRecorderDeviceDidChange(const Recorder&, const Device&) {}
+    void audioFileRecorderDeviceIsGone(const Recorder&) {}
+    void audioFileRecorderDeviceIsBack(const Recorder&, const Device&) {}
 };
 struct DerivedDelegate : AsStated {};
 struct FinalDelegate final : AsStated {};
@@ -96,6 +103,33 @@ struct WithStaticOnes {
     static void audioHardwareDefaultSystemOutputDeviceDidChange(int) {}
     static void audioFilePlayerDidReachEndOfFile(int) {}
 };
+
+struct WithoutADevice {
+    void audioFilePlayerDeviceDidChange(const Player&) {}
+    void audioFileRecorderDeviceIsBack(const Recorder&) {}
+};
+struct WithADeviceTooMany {
+    void audioFilePlayerDeviceIsGone(const Player&, const Device&) {}
+    void audioFileRecorderDeviceIsGone(const Recorder&, const Device&) {}
+};
+struct OfAnotherKind {
+    void audioFilePlayerDeviceIsBack(const Recorder&, const Device&) {}
+    void audioFileRecorderDeviceDidChange(const Player&, const Device&) {}
+};
+struct WithoutAFile {
+    void audioFilePlayerDidBeginNextFile() {}
+};
+
+TEST(DelegateOperations, OfDevicesAndFilesThatFollowAreRefusedLikewise) {
+    EXPECT_FALSE(mayBeOfAPlayer<WithoutADevice>);
+    EXPECT_FALSE(mayBeOfAPlayer<WithADeviceTooMany>);
+    EXPECT_FALSE(mayBeOfAPlayer<OfAnotherKind>);
+    EXPECT_FALSE(mayBeOfAPlayer<WithoutAFile>);
+    EXPECT_FALSE(mayBeOfARecorder<WithoutADevice>);
+    EXPECT_FALSE(mayBeOfARecorder<WithADeviceTooMany>);
+    EXPECT_FALSE(mayBeOfARecorder<OfAnotherKind>);
+    EXPECT_TRUE(mayBeOfARecorder<WithoutAFile>);
+}
 
 TEST(DelegateOperations, AreRefusedWhereTheyCannotBeCalledAsStated) {
     EXPECT_FALSE(mayBeOfADevice<WithoutParameters>);

@@ -122,9 +122,8 @@ TEST_P(Files_FileWriterFullDisk, KeepsWhatWasWrittenAndNothingOfTheCallThatFaile
 
 TEST_P(Files_FileWriterFullDisk, KeepsWhatWasWrittenWhereSpaceCannotBeReserved) {
     bool isFiltered = false;
-    const bool isRun = runWithSmallDisk(mFolder.path(), diskBytes, [&] {
-        isFiltered = runWithoutReservations([&] { fillTheDisk(); });
-    });
+    const bool isRun = runWithSmallDisk(mFolder.path(), diskBytes,
+                                        [&] { isFiltered = runWithoutReservations([&] { fillTheDisk(); }); });
     if (!isRun) {
         GTEST_SKIP() << "not shown: this process may not mount a small disk";
     }
