@@ -28,6 +28,7 @@ inline constexpr bool isFunction =
 /// be called with; a field is no function. Classes whose objects have delegates use it to refuse, when a program is
 /// compiled, a delegate whose operation would never be called because it has other parameters or is private. Overloaded
 /// and private functions of a final class are not seen. At namespace scope, outside other namespaces.
+// NOLINTBEGIN(bugprone-macro-parentheses): names cannot be in parentheses
 #define BRAQ_DELEGATE_OPERATION(OPERATION)                                                                             \
     namespace braq::delegates {                                                                                        \
     struct Name_##OPERATION {                                                                                          \
@@ -42,6 +43,7 @@ inline constexpr bool isFunction =
                               (!HasOne_##OPERATION<Delegate> &&                                                        \
                                !HasOne_##OPERATION<MembersOfBoth<std::remove_cv_t<Delegate>, Name_##OPERATION>>);      \
     }
+// NOLINTEND(bugprone-macro-parentheses)
 
 /// A strong reference to a delegate in a list of delegates, compared by object identity. A delegate is an object of any
 /// class, without a required base. A class that has delegates derives its own entry from this one, with a function for

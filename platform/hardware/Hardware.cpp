@@ -114,7 +114,7 @@ AudioDeviceID Hardware::endOf(AudioDeviceID routeOrDevice) const {
 }
 
 std::shared_ptr<Device> Hardware::findRunning(AudioDeviceID id) const {
-    const auto device = findDevice(id);
+    auto device = findDevice(id);
     if (device == nullptr || device->procedures.isRunning()) {
         return device;
     }

@@ -41,7 +41,7 @@ class Hardware final : public DriverHost {
     /// The device that a route leads to now, 0 if there is none; for a device, itself.
     AudioDeviceID endOf(AudioDeviceID routeOrDevice) const;
     /// What runs the cycles of a device in this process: the device, or a route that leads to it; null if none does.
-    std::shared_ptr<Device> findRunning(AudioDeviceID device) const;
+    std::shared_ptr<Device> findRunning(AudioDeviceID id) const;
     Notifications& notifications() { return mNotifications; }
 
     AudioDeviceID deviceAppeared(DeviceDescription description, std::shared_ptr<DriverDevice> of) override;
