@@ -26,7 +26,7 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
     NSXLogOnFailure(AUGraphUninitialize(mGraph), "AUGraphUninitialize(mGraph)", here);
     NSXLogOnFailure(DisposeAUGraph(mGraph), "DisposeAUGraph(mGraph)", here);
-    mQueues.reset();
+    setAudioBufferQueue(nullptr);
     setStreamDescription(nullptr);
     if (mAudioNotificationQueueWorker != nullptr) {
         BAudioNotificationQueueWorkerTeardown(mAudioNotificationQueueWorker);
