@@ -7,7 +7,10 @@ a sanitizer although it was skipped.
 Where a test of ctest is many of GoogleTest, which has written SHARDS/NAME.xml, these are what is counted; and the whole as
 one more that failed, if it did and none of them has.
 
-Usage: summarise_tests.py RESULTS [SHARDS] (as written by ctest --output-junit and, in a folder, by GoogleTest)
+A test that failed, but not when it was run again by itself, which AGAIN holds, counts as passed and is named all the same.
+
+Usage: summarise_tests.py RESULTS [SHARDS [AGAIN]] (as written by ctest --output-junit and, in a folder, by GoogleTest)
+       summarise_tests.py --failed RESULTS (prints a regular expression that the names of the tests that failed match)
 """
 
 import re
@@ -52,6 +55,29 @@ def outcomes_within(shard):
             yield name, *(("not shown", reason.group(1)) if reason else ("passed", ""))
 
 
+def names_of(results, *outcomes):
+    """The names that tests with these outcomes have for ctest."""
+    return [case.get("name") for case in results.iter("testcase") if outcome_of(case)[0] in outcomes]
+
+
+def pattern_of_failed(results):
+    """A regular expression of CMake that fits the tests that failed, and nothing if none did."""
+    names = [re.sub(r"([][.*+?()^$|\\])", r"\\\1", name.split(" ")[0]) for name in names_of(results, "failed")]
+    return f"^({'|'.join(names)})( |$)" if names else ""
+
+
+def take_again(results, again):
+    """Has tests that passed when they were run again count as passed; returns what to say about them."""
+    passed = set(names_of(again, "passed"))
+    lines = []
+    for case in results.iter("testcase"):
+        if case.get("name") in passed and outcome_of(case)[0] == "failed":
+            lines.append(f"  passed when run again by itself: {case.get('name')}")
+            case.set("status", "run")
+            case.remove(case.find("failure"))
+    return lines
+
+
 def summarise(results, shards=None):
     """Returns the counts by outcome, and the lines to print about tests that did not pass.
 
@@ -90,12 +116,17 @@ def complaints(results, shards=None, most=60):
             yield from (f"    {line}" for line in said.splitlines()[-most:])
 
 
-def main(path, folder=None):
+def main(path, folder=None, again=None):
+    if path == "--failed":
+        print(pattern_of_failed(ElementTree.parse(folder).getroot()))
+        return 0
     files = Path(folder).glob("*.xml") if folder else []
     shards = {file.name.removesuffix(".xml"): ElementTree.parse(file).getroot() for file in files}
     results = ElementTree.parse(path).getroot()
+    shown = list(complaints(results, shards))
+    repeated = take_again(results, ElementTree.parse(again).getroot()) if again else []
     counts, lines = summarise(results, shards)
-    for line in (*lines, *complaints(results, shards)):
+    for line in (*lines, *shown, *repeated):
         print(line)
     print(f"{counts['not shown']} not shown on this machine")
     print(f"Tests: {counts['passed']} passed, {counts['failed']} failed")

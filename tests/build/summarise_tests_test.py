@@ -37,6 +37,23 @@ class SummariseTests(unittest.TestCase):
         report = "not shown: no permission\n==7==ERROR: LeakSanitizer: detected memory leaks"
         self.assertEqual(summarise(SKIPPED.format(report))[0]["failed"], 1)
 
+    def test_one_that_passes_when_run_again_has_passed_and_is_named(self):
+        results = parse(PASSED, FAILED)
+        lines = summarise_tests.take_again(results, parse('<testcase name="B" status="run"/>'))
+        self.assertEqual(lines, ["  passed when run again by itself: B"])
+        self.assertEqual(summarise_tests.summarise(results)[0], {"passed": 2, "failed": 0, "not shown": 0})
+
+    def test_one_that_fails_again_or_is_not_run_again_has_failed(self):
+        for again in (parse(FAILED), parse(), parse(SKIPPED.format("not shown: x").replace('"C"', '"B"'))):
+            results = parse(PASSED, FAILED)
+            self.assertEqual(summarise_tests.take_again(results, again), [])
+            self.assertEqual(summarise_tests.summarise(results)[0]["failed"], 1)
+
+    def test_the_names_of_those_that_failed_make_a_pattern(self):
+        case = FAILED.replace('"B"', '"All/A.b+c/1  # GetParam() = 2"')
+        self.assertEqual(summarise_tests.pattern_of_failed(parse(PASSED, case, FAILED)), r"^(All/A\.b\+c/1|B)( |$)")
+        self.assertEqual(summarise_tests.pattern_of_failed(parse(PASSED)), "")
+
     def test_a_disabled_test_has_failed(self):
         self.assertEqual(summarise('<testcase name="D" status="disabled"/>')[0]["failed"], 1)
 
