@@ -137,8 +137,9 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
         audioFilePlayerDeviceIsBack;
 };
 
-/// Plays one audio file on one device: a reader reads ahead, and an output unit plays what was read. Each channel is
-/// played on the loudspeaker that the file states for it (`BRAQOutputAudioUnit::setChannelPositions`).
+/// Plays an audio file on a device: a reader reads ahead, and an output unit plays what was read. Other files may follow
+/// without a gap (`setNextAudioFile`). Each channel is played on the loudspeaker that the file states for it
+/// (`BRAQOutputAudioUnit::setChannelPositions`).
 ///
 /// A player keeps itself alive from creation until `invalidate`. Its properties "currentFrame" and "currentTime" can be
 /// observed. Setting the frame changes both; normal progress of playback does not notify.
