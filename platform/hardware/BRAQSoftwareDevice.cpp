@@ -37,6 +37,8 @@ void BRAQSoftwareDevice::failStarts(UInt32 count, OSStatus status) { mDevice->fa
 
 void BRAQSoftwareDevice::vanishAfterCycles(UInt32 cycles) { mDevice->vanishAfterCycles(cycles); }
 
+void BRAQSoftwareDevice::loseFrames(UInt32 frames) { mDevice->loseFrames(frames); }
+
 void BRAQSoftwareDevice::changeSampleRate(Float64 rate) { mDevice->changeRate(rate); }
 
 void BRAQSoftwareDevice::failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address,

@@ -100,6 +100,10 @@ void CycleMix::runSlice(const DeviceCycle& cycle, UInt32 offset, UInt32 frames) 
     Stretch target = sum;
     for (const MixedProcedure& procedure : mProcedures) {
         IOSlice slice{frames, timeOf(cycle, offset), cycle.nominalRate, nullptr, nullptr};
+        if (offset == 0) {
+            slice.passedOverFrames = cycle.passedOverFrames;
+            slice.lateFrames = cycle.lateFrames;
+        }
         if (records(procedure.directions)) {
             slice.input = mInput.pointAt(cycle.input, cycle.inputChannels, offset, frames);
         }

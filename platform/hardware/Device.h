@@ -46,6 +46,9 @@ struct Device {
 /// Notified when a route leads to another device. It cannot be read; see `Hardware::endOf`.
 constexpr UInt32 kRouteEnd = BRAQ_FOURCC('b', 'q', 'r', 'e');
 
+/// Notified when frames were lost on a device. It cannot be read.
+constexpr UInt32 kFramesWereLost = BRAQ_FOURCC('b', 'q', 'f', 'l');
+
 /// The properties that differ between two descriptions of a device.
 std::vector<AudioObjectPropertyAddress> changedDeviceProperties(const DeviceDescription& before,
                                                                 const DeviceDescription& after);

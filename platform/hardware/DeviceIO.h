@@ -18,6 +18,8 @@ struct IOSlice {
     Float64 nominalRate;          ///< of the device in this cycle, frames per second
     const AudioBufferList* input; ///< one buffer per record channel; null for a procedure that does not record
     AudioBufferList* output;      ///< one buffer per playback channel, silent; null for a procedure that does not play
+    UInt64 passedOverFrames = 0;  ///< before this slice, see `DeviceCycle`
+    UInt64 lateFrames = 0;        ///< likewise
 };
 
 /// Called on the device's I/O thread. If it throws, its slice is silent; this is logged once.

@@ -198,12 +198,17 @@ void DeviceProcedures::runCycle(const DeviceCycle& cycle) noexcept {
     isInCycle = true;
     const BRAQRealtimePassage passage(mCycle);
     mClock.publish(cycle);
+    mLostFrames.store(mLostFrames.load(std::memory_order_relaxed) + cycle.lostFrames(), std::memory_order_relaxed);
     CycleMix* mix = mMix.load();
+    bool hasThrown = false;
     if (mix == nullptr) {
         for (UInt32 channel = 0; channel < cycle.outputChannels; ++channel) {
             std::fill_n(cycle.output[channel], cycle.frames, 0.0F);
         }
-    } else if (mix->run(cycle)) {
+    } else {
+        hasThrown = mix->run(cycle);
+    }
+    if (hasThrown || cycle.lostFrames() != 0) {
         mEvents.nudge();
     }
     isInCycle = false;

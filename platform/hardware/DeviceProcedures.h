@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 namespace braq {
@@ -18,7 +19,7 @@ class DeviceProcedures final : public DeviceCycles {
   public:
     struct Events {
         std::function<void()> runningChanged; ///< with the control lock held
-        std::function<void()> nudge;          ///< @realtime: makes another thread call `logThrown`
+        std::function<void()> nudge; ///< @realtime: makes another thread call `logThrown` and `hasLostMore`
     };
 
     DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events);
@@ -49,6 +50,10 @@ class DeviceProcedures final : public DeviceCycles {
     /// Whether the driver runs cycles. Any thread.
     bool isRunning() const noexcept { return mIsRunning.load(std::memory_order_acquire); }
     const DeviceClock& clock() const noexcept { return mClock; }
+    /// Frames lost since the device appeared. Any thread.
+    UInt64 lostFrames() const noexcept { return mLostFrames.load(std::memory_order_relaxed); }
+    /// Whether more are lost than when this was asked last. Notification thread.
+    bool hasLostMore() noexcept { return std::exchange(mKnownLostFrames, lostFrames()) != lostFrames(); }
 
     void runCycle(const DeviceCycle& cycle) noexcept override;
 
@@ -85,6 +90,8 @@ class DeviceProcedures final : public DeviceCycles {
     std::atomic<CycleMix*> mMix{nullptr}; // written by control threads, used by the I/O thread during a cycle
     std::unique_ptr<CycleMix> mOwnedMix;  // under mControl: what mMix points at
     DeviceClock mClock;
+    std::atomic<UInt64> mLostFrames{0}; // written by the I/O thread
+    UInt64 mKnownLostFrames = 0;        // notification thread
 };
 
 } // namespace braq

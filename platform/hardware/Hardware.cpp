@@ -29,7 +29,7 @@ Hardware& Hardware::instance() {
     return *hardware;
 }
 
-Hardware::Hardware() : mNotifications([this] { logThrownProcedures(); }) {}
+Hardware::Hardware() : mNotifications([this] { lookAtProcedures(); }) {}
 
 void Hardware::startDrivers() {
     mHasFallback = !replacementDrivers();
@@ -336,7 +336,7 @@ void Hardware::serverIsThere(const Driver& driver, bool isThere) {
     mNotifications.run([this] { fallBackIfThereIsNoServer(); });
 }
 
-void Hardware::logThrownProcedures() const {
+void Hardware::lookAtProcedures() {
     std::vector<std::pair<std::shared_ptr<Device>, std::string>> devices;
     {
         const std::lock_guard lock(mMutex);
@@ -346,6 +346,9 @@ void Hardware::logThrownProcedures() const {
     }
     for (const auto& [device, name] : devices) {
         device->procedures.logThrown(name);
+        if (device->procedures.hasLostMore()) {
+            mNotifications.post(device->id, {globalAddress(kFramesWereLost)});
+        }
     }
 }
 

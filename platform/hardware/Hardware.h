@@ -72,7 +72,7 @@ class Hardware final : public DriverHost {
     Hardware();
     void startDrivers();
     void fallBackIfThereIsNoServer();
-    void logThrownProcedures() const;
+    void lookAtProcedures();
     void postRunning(AudioDeviceID device);
     /// The last step of removing a device. Notification thread.
     void forget(const std::shared_ptr<Device>& device);

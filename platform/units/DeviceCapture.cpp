@@ -39,6 +39,8 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
         mTime.mSampleTime = mStartsAtZero ? 0.0 : slice.time.mSampleTime * mSampleRate / mDeviceRate;
         mTime.mFlags = slice.time.mFlags;
         mHasTime = true;
+    } else {
+        mTime.mSampleTime += static_cast<Float64>(slice.passedOverFrames) * mSampleRate / mDeviceRate;
     }
     for (UInt32 offset = 0, frames = 0; offset < slice.frames; offset += frames) {
         frames = std::min(mSliceFrames, slice.frames - offset);

@@ -46,6 +46,8 @@ void DevicePlayback::render(const IOSlice& slice, float volume) {
             mTime = slice.time;
             mTime.mSampleTime = mStartsAtZero ? 0.0 : slice.time.mSampleTime * mSampleRate / mDeviceRate;
             mHasTime = true;
+        } else {
+            mTime.mSampleTime += static_cast<Float64>(slice.passedOverFrames) * mSampleRate / mDeviceRate;
         }
         for (UInt32 offset = 0, frames = 0; offset < slice.frames; offset += frames) {
             frames = std::min(mSliceFrames, slice.frames - offset);

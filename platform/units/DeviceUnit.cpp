@@ -78,6 +78,7 @@ OSStatus DeviceUnit::initialize() {
     mWatch = std::make_unique<AudioUnit>(reference());
     AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
     mIsInitialized = true;
+    mLostFrames.store(0, std::memory_order_relaxed);
     mPresentDevice.store(mFacts.device, std::memory_order_release);
     followDevice(); // the device may have changed before the listener was added
     return 0;
@@ -291,16 +292,31 @@ void DeviceUnit::followDevice() {
     }
 }
 
-OSStatus DeviceUnit::deviceListener(AudioObjectID /*device*/, UInt32 /*count*/,
-                                    const AudioObjectPropertyAddress* /*addresses*/, void* reference) {
-    if (const auto unit = UnitTable::instance().find(*static_cast<AudioUnit*>(reference))) {
-        static_cast<DeviceUnit&>(*unit).deviceChanged();
+OSStatus DeviceUnit::deviceListener(AudioObjectID /*device*/, UInt32 count, const AudioObjectPropertyAddress* addresses,
+                                    void* reference) {
+    const auto unit = UnitTable::instance().find(*static_cast<AudioUnit*>(reference));
+    if (unit == nullptr) {
+        return 0;
     }
+    if (count == 1 && addresses->mSelector == kFramesWereLost) {
+        unit->listeners().deliver(unit->listeners().round(), unit->reference(), kBRAQOutputUnitProperty_LostFrames);
+        return 0;
+    }
+    static_cast<DeviceUnit&>(*unit).deviceChanged();
     return 0;
+}
+
+void DeviceUnit::countLost(UInt64 deviceFrames, Float64 deviceRate) noexcept {
+    const Side& side = mSides[mSides[playbackElement].isEnabled ? playbackElement : recordElement];
+    const Float64 lost = static_cast<Float64>(deviceFrames) * side.client.mSampleRate / deviceRate;
+    mLostFrames.fetch_add(static_cast<UInt64>(std::llround(lost)), std::memory_order_relaxed);
 }
 
 void DeviceUnit::ioProcedure(void* unit, const IOSlice& slice) {
     auto& self = *static_cast<DeviceUnit*>(unit);
+    if (const UInt64 lost = slice.passedOverFrames + slice.lateFrames) {
+        self.countLost(lost, slice.nominalRate);
+    }
     if (self.mCapture != nullptr) {
         const CallingBack now(&self);
         self.mCapture->capture(slice, self.lastRenderError());

@@ -67,6 +67,7 @@ class DeviceUnit final : public Unit {
     void notify(AudioUnitPropertyID property, UInt32 value);
     void deliver(AudioUnitPropertyID property, UInt32 value, UInt64 round);
     void deviceChanged();
+    void countLost(UInt64 deviceFrames, Float64 deviceRate) noexcept;
     static OSStatus deviceListener(AudioObjectID device, UInt32 count, const AudioObjectPropertyAddress* addresses,
                                    void* reference);
     static void ioProcedure(void* unit, const IOSlice& slice);
@@ -91,6 +92,7 @@ class DeviceUnit final : public Unit {
 
     std::atomic<bool> mIsRunning{false};                            // any thread
     std::atomic<AudioDeviceID> mPresentDevice{kAudioObjectUnknown}; // any thread
+    std::atomic<UInt64> mLostFrames{0};                             // any thread; written by the I/O thread
     std::atomic<float> mVolume{1.0F};                               // any thread
 };
 

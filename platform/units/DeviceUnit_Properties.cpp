@@ -73,6 +73,7 @@ std::optional<OSStatus> checkDeviceAddress(const UnitPropertyAddress& address) {
     case kAudioOutputUnitProperty_SetInputCallback:
     case kAudioOutputUnitProperty_StartTimestampsAtZero:
     case kBRAQOutputUnitProperty_PresentDevice:
+    case kBRAQOutputUnitProperty_LostFrames:
     case kAudioDevicePropertyBufferFrameSize: return checkGlobalAddress(address);
     default: return std::nullopt;
     }
@@ -88,6 +89,7 @@ bool isReadOnly(const UnitPropertyAddress& address) {
     case kAudioUnitProperty_Latency:
     case kAudioUnitProperty_LastRenderError:
     case kBRAQOutputUnitProperty_PresentDevice:
+    case kBRAQOutputUnitProperty_LostFrames:
     case kAudioDevicePropertyBufferFrameSize: return true;
     default: return false;
     }
@@ -139,6 +141,9 @@ OSStatus DeviceUnit::property(const UnitPropertyAddress& address, void* data, UI
     if (address.property == kBRAQOutputUnitProperty_PresentDevice) {
         const AudioDeviceID device = isNotified ? notified.value : mPresentDevice.load(std::memory_order_acquire);
         return answer(device, size, data, wrongUnitPropertySize);
+    }
+    if (address.property == kBRAQOutputUnitProperty_LostFrames) {
+        return answer(mLostFrames.load(std::memory_order_relaxed), size, data, wrongUnitPropertySize);
     }
     const std::lock_guard lock(mControl);
     switch (address.property) {

@@ -98,6 +98,9 @@ class BRAQ_EXPORT BRAQSoftwareDevice {
     /// Removes the device after `cycles` more cycles, in the middle of the next one: its input is delivered, its output
     /// is lost. 0 means the next cycle.
     void vanishAfterCycles(UInt32 cycles);
+    /// Makes that many frames go missing before the next cycle, as if the process had been held up: host time and sample
+    /// time go on, and the frames count as lost. The loopback neither plays nor records them.
+    void loseFrames(UInt32 frames);
     /// Changes the rate from the next cycle on, although nobody has set it.
     void changeSampleRate(Float64 rate);
     /// Makes reads of a property of the device, or of one of its streams, fail with `status` from now on; 0 ends that.

@@ -84,6 +84,9 @@ BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_UnscaledDownmix, BRAQ
 /// Notified when it changes: a unit without a device goes where the default device goes and where the user moves it. Read
 /// inside a listener, it is the value of that change.
 BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_PresentDevice, BRAQ_FOURCC('b', 'q', 'p', 'd'));
+/// Global, read-only: UInt64, frames at the unit's rate that went missing since it was initialised, because the process or
+/// the device was held up. Notified when there may be more. Readable on any thread, at any time.
+BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_LostFrames, BRAQ_FOURCC('b', 'q', 'l', 'f'));
 
 BRAQ_CONSTANT(AudioUnitParameterID, kVarispeedParam_PlaybackRate, 0); ///< global, from 1/32 to 32
 BRAQ_CONSTANT(AudioUnitParameterID, kHALOutputParam_Volume, 14);      ///< global, linear gain from 0

@@ -34,7 +34,7 @@ namespace braq {
 /// One cycle of a device: a number of captured frames and the same number of frames to play.
 struct DeviceCycle {
     UInt32 frames;
-    Float64 sampleTime;  ///< frames since the device was started, of the cycle's first frame
+    Float64 sampleTime;  ///< frames since the device was started, of the cycle's first frame; passes over lost cycles
     UInt64 hostTime;     ///< of that frame, nanoseconds of CLOCK_MONOTONIC
     Float64 nominalRate; ///< frames per second
     Float64 rateScalar;  ///< host duration of a frame, relative to the nominal rate
@@ -42,6 +42,12 @@ struct DeviceCycle {
     const Float32* const* input; ///< a pointer to `frames` samples for each channel
     UInt32 outputChannels;
     Float32* const* output; ///< a pointer to room for `frames` samples for each channel; all of it is written
+    /// Frames between the cycle before and this one, which ran in no cycle because the process or the device was held up.
+    UInt64 passedOverFrames = 0;
+    /// Frames of the cycle before that were rendered too late to be played.
+    UInt64 lateFrames = 0;
+
+    UInt64 lostFrames() const noexcept { return passedOverFrames + lateFrames; }
 };
 
 /// Receives the cycles of a running device.

@@ -210,16 +210,19 @@ TEST(SoftwareDevice, RunsAtItsRateByTheMonotonicClock) {
     options.bufferFrames = 480;
     const auto device = BRAQSoftwareDevice::deviceWithOptions(options);
     struct Context {
-        std::vector<AudioTimeStamp> times;
-        std::promise<void> done;
+        std::vector<AudioTimeStamp> times{};
+        std::vector<UInt64> passedOver{};
+        std::promise<void> done{};
     } context;
     context.times.reserve(100);
+    context.passedOver.reserve(100);
     braq::IOProcedureID id = 0;
     const auto note = [](void* data, const IOSlice& slice) {
         auto* const to = static_cast<Context*>(data);
         EXPECT_EQ(slice.frames, 480U);
         if (to->times.size() < 30) {
             to->times.push_back(slice.time);
+            to->passedOver.push_back(slice.passedOverFrames);
             if (to->times.size() == 30) {
                 to->done.set_value();
             }
@@ -232,10 +235,70 @@ TEST(SoftwareDevice, RunsAtItsRateByTheMonotonicClock) {
     const auto took = std::chrono::steady_clock::now() - begin;
     braq::removeIOProcedure(device->deviceID(), id);
     EXPECT_GE(took, std::chrono::milliseconds(289)) << "30 cycles begin within 290 ms at the earliest";
+    Float64 passedOver = 0.0; // where the machine held the device up
     for (std::size_t i = 1; i < context.times.size(); ++i) {
-        EXPECT_EQ(context.times[i].mSampleTime, static_cast<Float64>(i) * 480.0);
+        passedOver += static_cast<Float64>(context.passedOver[i]);
+        EXPECT_EQ(context.times[i].mSampleTime, static_cast<Float64>(i) * 480.0 + passedOver);
         EXPECT_GE(context.times[i].mHostTime - context.times[i - 1].mHostTime, 10'000'000U);
     }
+}
+
+TEST(SoftwareDevice, PassesOverWhatIsDueWhileItIsHeldUpForLong) {
+    auto options = steppedOptions("device");
+    options.clock = BRAQSoftwareClock::monotonic;
+    options.bufferFrames = 480;
+    const auto device = BRAQSoftwareDevice::deviceWithOptions(options);
+    struct Context {
+        std::vector<IOSlice> slices{};
+        std::promise<void> done{};
+    } context;
+    context.slices.reserve(10);
+    braq::IOProcedureID id = 0;
+    const auto holdUp = [](void* data, const IOSlice& slice) {
+        auto* const to = static_cast<Context*>(data);
+        if (to->slices.size() < 4) {
+            to->slices.push_back(slice);
+            if (to->slices.size() == 2) {
+                std::this_thread::sleep_for(std::chrono::milliseconds(800));
+            } else if (to->slices.size() == 4) {
+                to->done.set_value();
+            }
+        }
+    };
+    braq::addIOProcedure(device->deviceID(), IODirections::both, holdUp, &context, &id);
+    braq::startIOProcedure(device->deviceID(), id);
+    context.done.get_future().wait();
+    braq::removeIOProcedure(device->deviceID(), id);
+    const IOSlice& before = context.slices[1];
+    const IOSlice& after = context.slices[2];
+    EXPECT_GE(after.passedOverFrames, 37'000U) << "of 800 ms, less a cycle";
+    EXPECT_EQ(after.time.mSampleTime, before.time.mSampleTime + 480.0 + static_cast<Float64>(after.passedOverFrames));
+    const Float64 nanoseconds = (after.time.mSampleTime - before.time.mSampleTime) * 1e9 / 48000.0;
+    EXPECT_NEAR(static_cast<Float64>(after.time.mHostTime - before.time.mHostTime), nanoseconds, 2.0);
+}
+
+TEST(SoftwareDevice, LosesFramesWhenItIsTold) {
+    const auto device = steppedDevice("device");
+    std::vector<IOSlice> slices;
+    braq::IOProcedureID id = 0;
+    const auto note = [](void* data, const IOSlice& slice) {
+        static_cast<std::vector<IOSlice>*>(data)->push_back(slice);
+    };
+    braq::addIOProcedure(device->deviceID(), IODirections::both, note, &slices, &id);
+    braq::startIOProcedure(device->deviceID(), id);
+    device->step(480);
+    device->loseFrames(4000);
+    device->loseFrames(800);
+    device->step(480);
+    device->step(480);
+    braq::removeIOProcedure(device->deviceID(), id);
+    ASSERT_EQ(slices.size(), 3U);
+    EXPECT_EQ(slices[0].passedOverFrames, 0U);
+    EXPECT_EQ(slices[1].passedOverFrames, 4800U);
+    EXPECT_EQ(slices[2].passedOverFrames, 0U);
+    EXPECT_EQ(slices[1].time.mSampleTime, 5280.0);
+    EXPECT_EQ(slices[1].time.mHostTime - slices[0].time.mHostTime, 110'000'000U);
+    EXPECT_EQ(slices[2].time.mSampleTime, 5760.0);
 }
 
 TEST(SoftwareDevice, StopsAtOnceHoweverLongItsCyclesAre) {

@@ -1,5 +1,7 @@
 #include "platform/hardware/drivers/pipewire/StreamCycle.h"
 
+#include "platform/foundation/HostTime.h"
+
 #include <spa/buffer/buffer.h>
 #include <spa/node/io.h>
 
@@ -25,6 +27,7 @@ StreamCycle::~StreamCycle() { sem_destroy(&mFinished); }
 
 void StreamCycle::prepare(UInt32 streamRate) {
     mStreamRate = streamRate;
+    mTime.interrupt();
     mIsOpen.store(false, std::memory_order_relaxed);
 }
 
@@ -54,8 +57,10 @@ void StreamCycle::play(spa_buffer& buffer, UInt64 requestedFrames, const spa_io_
     }
     if (mayRun(frames, position)) {
         run(static_cast<UInt32>(frames), *position, 0, channels);
+        mTime.finish(monotonicTime());
         return;
     }
+    mTime.interrupt();
     for (Float32* const samples : mChannels) {
         std::fill_n(samples, frames, 0.0F);
     }
@@ -76,6 +81,8 @@ void StreamCycle::record(const spa_buffer& buffer, const spa_io_position* positi
     }
     if (mayRun(frames, position)) {
         run(static_cast<UInt32>(frames), *position, channels, 0);
+    } else {
+        mTime.interrupt();
     }
 }
 
@@ -99,16 +106,20 @@ bool StreamCycle::mayRun(UInt64 frames, const spa_io_position* position) noexcep
 void StreamCycle::run(UInt32 frames, const spa_io_position& position, UInt32 inputChannels,
                       UInt32 outputChannels) noexcept {
     const spa_io_clock& clock = position.clock;
+    const GraphTime::Cycle time = mTime.begin(clock);
+    mSampleTime += static_cast<Float64>(time.passedOverFrames);
     mCycles.runCycle({
         .frames = frames,
         .sampleTime = mSampleTime,
-        .hostTime = clock.nsec,
+        .hostTime = time.hostTime,
         .nominalRate = static_cast<Float64>(mStreamRate),
         .rateScalar = clock.rate_diff > 0.0 ? 1.0 / clock.rate_diff : 1.0,
         .inputChannels = inputChannels,
         .input = mChannels.data(),
         .outputChannels = outputChannels,
         .output = mChannels.data(),
+        .passedOverFrames = time.passedOverFrames,
+        .lateFrames = time.lateFrames,
     });
     mSampleTime += frames;
     tell(mGraphFrames, frames);

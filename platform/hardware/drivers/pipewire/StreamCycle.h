@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/hardware/drivers/Driver.h"
+#include "platform/hardware/drivers/pipewire/GraphTime.h"
 
 #include <semaphore.h>
 
@@ -75,6 +76,7 @@ class StreamCycle {
     void* const mWakeContext;
     UInt32 mStreamRate = 0;            // data thread; also written while no stream is connected
     std::vector<Float32*> mChannels;   // data thread; never reallocated
+    GraphTime mTime;                   // data thread; also written while no stream is connected
     Float64 mSampleTime = 0.0;         // data thread
     bool mSaidThatFinished = false;    // data thread
     std::atomic<UInt32> mGraphRate{0}; // both

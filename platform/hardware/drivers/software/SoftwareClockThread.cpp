@@ -1,6 +1,7 @@
 #include "platform/hardware/drivers/software/SoftwareClockThread.h"
 
 #include "BRAQAudio/platform/threads.h"
+#include "platform/foundation/HostTime.h"
 
 #include <semaphore.h>
 #include <time.h>
@@ -17,12 +18,6 @@ constexpr UInt64 wholeSecond = 1'000'000'000; // in nanoseconds
 constexpr UInt64 longestDelayNanoseconds = wholeSecond / 2;
 
 } // namespace
-
-UInt64 monotonicTime() noexcept {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<UInt64>(now.tv_sec) * wholeSecond + static_cast<UInt64>(now.tv_nsec);
-}
 
 struct SoftwareClockThread::Run {
     explicit Run(std::shared_ptr<Client> of) : client(std::move(of)) {
@@ -77,11 +72,11 @@ void SoftwareClockThread::main(void* argument) {
     const std::unique_ptr<std::shared_ptr<Run>> given(static_cast<std::shared_ptr<Run>*>(argument));
     Run& run = **given;
     BRAQThreadMakeIO(BRAQThreadSelf());
-    run.client->restartAt(monotonicTime()); // the time to get here must not delay a cycle
+    run.client->beginAt(monotonicTime()); // the time to get here must not delay a cycle
     while (run.waitUntil(run.client->nextCycleTime())) {
         const UInt64 now = monotonicTime();
         if (now > run.client->nextCycleTime() + longestDelayNanoseconds) {
-            run.client->restartAt(now);
+            run.client->passOverUntil(now);
         }
         if (!run.client->runCycle()) {
             run.client->ended();

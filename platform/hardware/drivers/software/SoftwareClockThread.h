@@ -16,8 +16,10 @@ class SoftwareClockThread {
         virtual ~Client() = default;
         /// When the next cycle begins, in nanoseconds of CLOCK_MONOTONIC. @realtime
         virtual UInt64 nextCycleTime() noexcept = 0;
-        /// Cycles begin at this time, or restart at it after the device was held up for long. @realtime
-        virtual void restartAt(UInt64 hostTime) noexcept = 0;
+        /// Cycles begin at this time. @realtime
+        virtual void beginAt(UInt64 hostTime) noexcept = 0;
+        /// The device was held up for long: it goes on at this time, and frames that were due before are lost. @realtime
+        virtual void passOverUntil(UInt64 hostTime) noexcept = 0;
         /// @return whether there is a next cycle; if not, `ended` is called and the thread ends. @realtime
         virtual bool runCycle() noexcept = 0;
         /// The client has ended the cycles. On the thread, which is no longer an I/O thread.
@@ -39,8 +41,5 @@ class SoftwareClockThread {
 
     const std::shared_ptr<Run> mRun;
 };
-
-/// The current time in nanoseconds of CLOCK_MONOTONIC.
-UInt64 monotonicTime() noexcept;
 
 } // namespace braq

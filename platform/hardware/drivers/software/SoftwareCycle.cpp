@@ -48,10 +48,21 @@ void SoftwareCycle::run(DeviceCycles& cycles, UInt32 frames, Float64 rate, const
                      .inputChannels = static_cast<UInt32>(mInputChannels.size()),
                      .input = input != nullptr ? input : mInputChannels.data(),
                      .outputChannels = static_cast<UInt32>(mOutputChannels.size()),
-                     .output = mOutputChannels.data()});
+                     .output = mOutputChannels.data(),
+                     .passedOverFrames = mPassedOver});
+    mPassedOver = 0;
     keepPlayed(frames);
-    mSampleTime += frames;
-    const Float64 passed = mHostFraction + frames * nanosecondsPerSecond / rate;
+    advance(frames, rate);
+}
+
+void SoftwareCycle::lose(UInt64 frames, Float64 rate) noexcept {
+    mPassedOver += frames;
+    advance(frames, rate);
+}
+
+void SoftwareCycle::advance(UInt64 frames, Float64 rate) noexcept {
+    mSampleTime += static_cast<Float64>(frames);
+    const Float64 passed = mHostFraction + static_cast<Float64>(frames) * nanosecondsPerSecond / rate;
     const Float64 whole = std::floor(passed);
     mHostTime += static_cast<UInt64>(whole);
     mHostFraction = passed - whole;

@@ -28,9 +28,12 @@ class SoftwareCycle {
     /// Of the next cycle, in nanoseconds.
     UInt64 hostTime() const noexcept { return mHostTime; }
     /// Moves the begin of the next cycle to `hostTime`.
-    void jumpTo(UInt64 hostTime) noexcept { mHostTime = hostTime; }
+    void beginAt(UInt64 hostTime) noexcept { mHostTime = hostTime; }
+    /// Passes over frames before the next cycle, which reports them as lost. @realtime
+    void lose(UInt64 frames, Float64 rate) noexcept;
 
   private:
+    void advance(UInt64 frames, Float64 rate) noexcept;
     void takePlayed(UInt32 frames) noexcept;
     void keepPlayed(UInt32 frames) noexcept;
 
@@ -47,6 +50,7 @@ class SoftwareCycle {
     Float64 mSampleTime = 0.0;
     UInt64 mHostTime;
     Float64 mHostFraction = 0.0; // of a nanosecond
+    UInt64 mPassedOver = 0;      // frames before the next cycle
 };
 
 } // namespace braq

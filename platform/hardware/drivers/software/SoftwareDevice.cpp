@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/platform/foundation/NSLog.h"
 #include "BRAQAudio/platform/foundation/NSString.h"
+#include "platform/foundation/HostTime.h"
 #include "platform/hardware/drivers/PropertyAddress.h"
 #include "platform/hardware/drivers/software/SoftwareDescription.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
@@ -102,8 +103,22 @@ bool SoftwareDevice::runCycle() noexcept {
     if (cycles == nullptr) {
         return true; // it is being stopped
     }
-    mCycle->run(*cycles, mBufferFrames.load(std::memory_order_acquire), mRate.load(std::memory_order_acquire), nullptr);
+    runNext(*cycles, mBufferFrames.load(std::memory_order_acquire), nullptr);
     return stays;
+}
+
+void SoftwareDevice::runNext(DeviceCycles& cycles, UInt32 frames, const Float32* const* input) noexcept {
+    const Float64 rate = mRate.load(std::memory_order_acquire);
+    if (const UInt64 lost = mFramesToLose.exchange(0, std::memory_order_relaxed)) {
+        mCycle->lose(lost, rate);
+    }
+    mCycle->run(cycles, frames, rate, input);
+}
+
+void SoftwareDevice::passOverUntil(UInt64 hostTime) noexcept {
+    const Float64 rate = mRate.load(std::memory_order_acquire);
+    const auto held = static_cast<Float64>(hostTime - mCycle->hostTime());
+    mCycle->lose(static_cast<UInt64>(held * rate / nanosecondsPerSecond), rate);
 }
 
 bool SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* const* output) {
@@ -129,7 +144,7 @@ bool SoftwareDevice::step(UInt32 frames, const Float32* const* input, Float32* c
 
 void SoftwareDevice::runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input, Float32* const* output) {
     mCycle->reserve(frames);
-    mCycle->run(cycles, frames, mRate.load(std::memory_order_acquire), input);
+    runNext(cycles, frames, input);
     for (std::size_t channel = 0; output != nullptr && channel < mCycle->outputChannels(); ++channel) {
         std::copy_n(mCycle->output()[channel], frames, output[channel]);
     }

@@ -35,6 +35,7 @@ class SoftwareDevice final : public DriverDevice,
 
     void failStarts(UInt32 count, OSStatus status);
     void vanishAfterCycles(UInt32 cycles) noexcept { mCyclesLeft.store(cycles, std::memory_order_release); }
+    void loseFrames(UInt32 frames) noexcept { mFramesToLose.fetch_add(frames, std::memory_order_relaxed); }
     void failProperty(AudioObjectID object, const AudioObjectPropertyAddress& address, OSStatus status);
     void notifyProperties(const std::vector<AudioObjectPropertyAddress>& addresses);
     /// Changes to any rate, offered or not.
@@ -57,12 +58,14 @@ class SoftwareDevice final : public DriverDevice,
 
     // Called by the clock thread.
     UInt64 nextCycleTime() noexcept override { return mCycle->hostTime(); }
-    void restartAt(UInt64 hostTime) noexcept override { mCycle->jumpTo(hostTime); }
+    void beginAt(UInt64 hostTime) noexcept override { mCycle->beginAt(hostTime); }
+    void passOverUntil(UInt64 hostTime) noexcept override;
     bool runCycle() noexcept override;
     void ended() override { vanish(); }
 
     /// Counts a cycle. @return whether there is another one after it
     bool countCycle() noexcept;
+    void runNext(DeviceCycles& cycles, UInt32 frames, const Float32* const* input) noexcept;
     /// @param output null: what is played is dropped
     void runStep(DeviceCycles& cycles, UInt32 frames, const Float32* const* input, Float32* const* output);
 
@@ -84,6 +87,7 @@ class SoftwareDevice final : public DriverDevice,
     std::atomic<Float64> mRate;
     std::atomic<UInt32> mBufferFrames;
     std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; negative: never
+    std::atomic<UInt64> mFramesToLose{0}; // before the next cycle
     std::atomic<UInt64> mStepTime{0};
     std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
     std::atomic<bool> mIsStepping{false};         // by any thread: steps do not overlap

@@ -9,12 +9,14 @@ namespace braq::tests {
 
 void NumberedPlayback::runCycle(const DeviceCycle& cycle) noexcept {
     const UInt64 first = mFrames.load(std::memory_order_relaxed);
+    mLost.fetch_add(cycle.lostFrames(), std::memory_order_release);
     for (UInt32 channel = 0; channel < cycle.outputChannels; ++channel) {
         for (UInt32 frame = 0; frame < cycle.frames; ++frame) {
             cycle.output[channel][frame] = numberedSample(first + frame, channel);
         }
     }
-    if (cycle.sampleTime != static_cast<Float64>(first) || cycle.hostTime <= mHostTime) {
+    mPassedOver += cycle.passedOverFrames;
+    if (cycle.sampleTime != static_cast<Float64>(first + mPassedOver) || cycle.hostTime <= mHostTime) {
         mTimesWereRight.store(false, std::memory_order_relaxed);
     }
     mHostTime = cycle.hostTime;
@@ -28,6 +30,7 @@ KeptRecording::KeptRecording(UInt32 channels, std::size_t frames)
 
 void KeptRecording::runCycle(const DeviceCycle& cycle) noexcept {
     const UInt64 first = mFrames.load(std::memory_order_relaxed);
+    mLost.fetch_add(cycle.lostFrames(), std::memory_order_release);
     for (UInt32 frame = 0; frame < cycle.frames && cycle.inputChannels == mChannels; ++frame) {
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             const Float32 sample = cycle.input[channel][frame];

@@ -24,7 +24,10 @@ class NumberedPlayback final : public DeviceCycles {
     /// Of the last cycle.
     Float64 rate() const { return mRate.load(std::memory_order_relaxed); }
     UInt32 cycleFrames() const { return mCycleFrames.load(std::memory_order_relaxed); }
-    /// Whether each cycle went on where the one before ended, in sample time, and later in host time.
+    /// Frames that the device reported as lost.
+    UInt64 lostFrames() const { return mLost.load(std::memory_order_acquire); }
+    /// Whether each cycle went on where the one before ended, in sample time and but for what was passed over, and later
+    /// in host time.
     bool timesWereRight() const { return mTimesWereRight.load(std::memory_order_relaxed); }
 
   private:
@@ -32,7 +35,9 @@ class NumberedPlayback final : public DeviceCycles {
     std::atomic<Float64> mRate{0.0};
     std::atomic<UInt32> mCycleFrames{0};
     std::atomic<bool> mTimesWereRight{true};
-    UInt64 mHostTime = 0; // data thread
+    std::atomic<UInt64> mLost{0};
+    UInt64 mPassedOver = 0; // data thread
+    UInt64 mHostTime = 0;   // data thread
 };
 
 /// Keeps what is recorded.
@@ -44,6 +49,8 @@ class KeptRecording final : public DeviceCycles {
     void runCycle(const DeviceCycle& cycle) noexcept override;
 
     UInt64 frames() const { return mFrames.load(std::memory_order_acquire); }
+    /// Frames that the device reported as lost.
+    UInt64 lostFrames() const { return mLost.load(std::memory_order_acquire); }
     /// Frames recorded up to and including the last one that was not silent.
     UInt64 soundFrames() const { return mSoundFrames.load(std::memory_order_acquire); }
 
@@ -56,6 +63,7 @@ class KeptRecording final : public DeviceCycles {
     std::vector<Float32> mKept;
     std::atomic<UInt64> mFrames{0};
     std::atomic<UInt64> mSoundFrames{0};
+    std::atomic<UInt64> mLost{0};
 };
 
 /// Expects for each of `rounds` silence and then the numbered frames 0 to that number - 1 without a gap, and silence after

@@ -339,3 +339,61 @@ TEST(PipeWire_StreamCycle, KeepsTheRealTimeRules) {
     EXPECT_EQ(playback.frames(), 256U + 128U);
     EXPECT_EQ(recording.frames(), 128U);
 }
+
+TEST(PipeWire_StreamCycle, PassesOverWhatTheGraphHasPassedOver) {
+    LastCycle procedures;
+    Wakes wakes;
+    StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
+    cycle.prepare(48000);
+    cycle.open();
+    Buffer buffer(1, 64);
+    buffer.chunk(0) = {.offset = 0, .size = 64 * sizeof(Float32), .stride = 4, .flags = 0};
+    spa_io_position position = graph(48000, 64);
+    cycle.record(buffer.get(), &position);
+    position.clock.nsec += 1'000'000'000;
+    position.clock.position += 64 + 640;
+    runRealtime([&] { cycle.record(buffer.get(), &position); });
+    EXPECT_EQ(procedures.last.sampleTime, 64.0 + 640.0);
+    EXPECT_EQ(procedures.last.passedOverFrames, 640U);
+    EXPECT_EQ(procedures.last.lostFrames(), 640U);
+}
+
+TEST(PipeWire_StreamCycle, CountsWhatIsRenderedAfterTheNextCycleHasBegun) {
+    LastCycle procedures;
+    Wakes wakes;
+    StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
+    cycle.prepare(48000);
+    cycle.open();
+    Buffer buffer(1, 64);
+    spa_io_position position = graph(48000, 64);
+    position.clock.next_nsec = position.clock.nsec + 1; // long ago
+    runRealtime([&] { cycle.play(buffer.get(), 64, &position); });
+    EXPECT_EQ(procedures.last.lostFrames(), 0U);
+    position.clock.nsec += 1'000'000;
+    position.clock.position += 64;
+    position.clock.next_nsec = 0;
+    cycle.play(buffer.get(), 64, &position);
+    EXPECT_EQ(procedures.last.sampleTime, 64.0);
+    EXPECT_EQ(procedures.last.lateFrames, 64U);
+}
+
+TEST(PipeWire_StreamCycle, LosesNothingWhileItIsClosed) {
+    LastCycle procedures;
+    Wakes wakes;
+    StreamCycle cycle(procedures, 1, Wakes::wake, &wakes);
+    cycle.prepare(48000);
+    cycle.open();
+    Buffer buffer(1, 64);
+    spa_io_position position = graph(48000, 64);
+    cycle.play(buffer.get(), 64, &position);
+    cycle.close();
+    position.clock.nsec += 1'000'000'000;
+    position.clock.position += 64;
+    cycle.play(buffer.get(), 64, &position);
+    cycle.open();
+    position.clock.nsec += 1'000'000'000;
+    position.clock.position += 640;
+    cycle.play(buffer.get(), 64, &position);
+    EXPECT_EQ(procedures.last.sampleTime, 64.0);
+    EXPECT_EQ(procedures.last.lostFrames(), 0U);
+}
