@@ -23,6 +23,7 @@
 #include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
 #include "BRAQAudio/BRAQExtendedAudioFileRecorder.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
+#include "BRAQAudio/BRAQLostStretch.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "BRAQAudio/BRAQPublishedAnswer.h"
 #include "BRAQAudio/BRAQReleasable.h"

@@ -103,6 +103,8 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     /// How often the real-time side found the current buffer still with the worker: underruns on playback, overruns on
     /// recording. Any thread.
     UInt64 errorCount() const noexcept { return mErrorCount.load(std::memory_order_relaxed); }
+    /// Frames that `BRAQAudioBufferQueueCopyFrom` found no room for, or the gate closed, since creation. Any thread.
+    UInt64 droppedFrames() const noexcept { return mDroppedFrames.load(std::memory_order_relaxed); }
     /// The last exception that `processBuffer` threw on the worker's thread, also after teardown. Null if there was
     /// none. Any thread but the I/O thread.
     std::shared_ptr<NSError> lastError() const;
@@ -153,10 +155,12 @@ class BRAQ_EXPORT BRAQAudioBufferQueue {
     UInt32 drain(AudioBufferList* destination, UInt32 required) noexcept;
     void fill(const AudioBufferList* source, UInt32 required) noexcept;
     void countError() noexcept;
+    void countDropped(UInt32 frames) noexcept;
     void handOver(BQueueableAudioBuffer* buffer) noexcept;
 
-    mutable std::mutex mWorkerMutex;     // whether there is a worker; any thread but the real-time side
-    std::shared_ptr<NSError> mLastError; // under mWorkerMutex: of a worker that was torn down
+    std::atomic<UInt64> mDroppedFrames{0}; // written by the real-time side
+    mutable std::mutex mWorkerMutex;       // whether there is a worker; any thread but the real-time side
+    std::shared_ptr<NSError> mLastError;   // under mWorkerMutex: of a worker that was torn down
 };
 
 /// @}

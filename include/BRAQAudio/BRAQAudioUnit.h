@@ -16,7 +16,8 @@ class BRAQAudioUnit;
 
 namespace braq {
 class DeviceWatch;
-}
+class LossWatch;
+} // namespace braq
 
 extern "C" {
 /// Posted to the default notification centre, with the unit as object, when the unit has started. On the thread that
@@ -40,6 +41,10 @@ class BRAQ_EXPORT BRAQAudioUnitDelegate {
     virtual void audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& unit);
     virtual void audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& unit,
                                        const std::shared_ptr<BRAQAudioDevice>& device);
+
+    /// An initialised unit has lost frames, see `BRAQAudioUnit::lostFrames`. Main thread.
+    /// @param frames since the last call
+    virtual void audioUnitDidLoseFrames(const std::shared_ptr<BRAQAudioUnit>& unit, UInt64 frames);
 };
 
 /// Base of the units that a device drives: starts them, stops them and reports both. A derived class creates the
@@ -61,6 +66,10 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
     void stop();
     /// Whether the unit runs. Inside a notification: the state after that change.
     bool isRunning() const;
+
+    /// Frames at the unit's rate that went missing since it was initialised, because the process or the device was held up:
+    /// they were neither captured nor played, and time stamps pass over them. 0 without a platform unit.
+    UInt64 lostFrames() const noexcept;
 
     /// Reports changes of `isRunning` to the delegate and as notifications. The listener is never removed.
     void installPropertyListener();
@@ -116,6 +125,7 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
   private:
     BRAQAtomicProperty<std::shared_ptr<BRAQAudioStreamBasicDescription>> mStreamDescription;
     std::shared_ptr<braq::DeviceWatch> mDeviceWatch; // while initialised
+    std::shared_ptr<braq::LossWatch> mLossWatch;     // while initialised
 };
 
 /// @}

@@ -31,6 +31,7 @@ BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceDidChange)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceIsGone)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDeviceIsBack)
 BRAQ_DELEGATE_OPERATION(audioFilePlayerDidBeginNextFile)
+BRAQ_DELEGATE_OPERATION(audioFilePlayerDidLoseFrames)
 
 /// A class whose objects can be the delegate of a player: what it has of the operations of
 /// `BRAQExtendedAudioFilePlayerDelegateEntry` can be called as stated there.
@@ -48,6 +49,10 @@ concept BRAQExtendedAudioFilePlayerDelegate =
     (!braq::delegates::Has_audioFilePlayerDidBeginNextFile<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
          delegate.audioFilePlayerDidBeginNextFile(player);
+     }) &&
+    (!braq::delegates::Has_audioFilePlayerDidLoseFrames<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player, UInt64 frames) {
+         delegate.audioFilePlayerDidLoseFrames(player, frames);
      }) &&
     (!braq::delegates::Has_audioFilePlayerDeviceDidChange<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
@@ -70,13 +75,15 @@ concept BRAQExtendedAudioFilePlayerDelegate =
 ///     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDidStop(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+///     void audioFilePlayerDidLoseFrames(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player, UInt64 frames);
 ///     void audioFilePlayerDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
 ///                                         const std::shared_ptr<BRAQAudioDevice>& device);
 ///     void audioFilePlayerDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 ///     void audioFilePlayerDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
 ///                                      const std::shared_ptr<BRAQAudioDevice>& device);
 ///
-/// The last three tell what has happened to the device, see `BRAQDeviceChange`.
+/// `audioFilePlayerDidLoseFrames` tells of dropouts: the frames lost since its last call, see `lostFrames`. The last three
+/// tell what has happened to the device, see `BRAQDeviceChange`.
 class BRAQExtendedAudioFilePlayerDelegateEntry {
   public:
     /// No delegate.
@@ -99,6 +106,13 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
         if constexpr (requires(const Player& player) { delegate->audioFilePlayerDidBeginNextFile(player); }) {
             audioFilePlayerDidBeginNextFile = [delegate](const Player& player) {
                 delegate->audioFilePlayerDidBeginNextFile(player);
+            };
+        }
+        if constexpr (requires(const Player& player, UInt64 frames) {
+                          delegate->audioFilePlayerDidLoseFrames(player, frames);
+                      }) {
+            audioFilePlayerDidLoseFrames = [delegate](const Player& player, UInt64 frames) {
+                delegate->audioFilePlayerDidLoseFrames(player, frames);
             };
         }
         using Device = std::shared_ptr<BRAQAudioDevice>;
@@ -128,6 +142,8 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidReachEndOfFile;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidStop;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player)> audioFilePlayerDidBeginNextFile;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player, UInt64 frames)>
+        audioFilePlayerDidLoseFrames;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
                        const std::shared_ptr<BRAQAudioDevice>& device)>
         audioFilePlayerDeviceDidChange;
@@ -240,6 +256,9 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     const std::shared_ptr<BRAQOutputAudioUnit>& outputAudioUnit() const noexcept { return mOutputAudioUnit; }
     /// Underruns since playback was started: how often the unit ran out of frames.
     UInt64 errorCount() const;
+    /// Frames at the rate of the file that went missing since the player was made, because the process or the device was
+    /// held up: silence was heard for as long. Underruns of the reader (`errorCount`) are not among them.
+    UInt64 lostFrames() const noexcept { return mOutputAudioUnit->lostFrames(); }
     /// The last failure in reading ahead; null if there was none.
     std::shared_ptr<NSError> lastError() const;
 
@@ -258,7 +277,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
                                 const std::shared_ptr<BRAQAudioDevice>& device);
 
     void installNotificationBlocks();
-    void installDeviceChangeBlock();
+    void installDeviceBlocks();
     void callOnMainThread(std::function<void(BRAQExtendedAudioFilePlayer& player)> operation);
     void endOfStreamWasReached(UInt64 start);
     void stopAtEndSince(UInt64 start);

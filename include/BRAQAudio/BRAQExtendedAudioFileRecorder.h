@@ -7,6 +7,7 @@
 #include "BRAQAudio/BRAQDelegateEntry.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 #include "BRAQAudio/BRAQInputAudioUnit.h"
+#include "BRAQAudio/BRAQLostStretch.h"
 #include "BRAQAudio/platform/export.h"
 #include "BRAQAudio/platform/foundation.h"
 
@@ -27,6 +28,7 @@
 class BRAQExtendedAudioFileRecorder;
 
 BRAQ_DELEGATE_OPERATION(audioFileRecorderDidStop)
+BRAQ_DELEGATE_OPERATION(audioFileRecorderDidLoseFrames)
 BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceDidChange)
 BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceIsGone)
 BRAQ_DELEGATE_OPERATION(audioFileRecorderDeviceIsBack)
@@ -40,6 +42,9 @@ concept BRAQExtendedAudioFileRecorderDelegate =
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder) {
          delegate.audioFileRecorderDidStop(recorder);
      }) &&
+    (!braq::delegates::Has_audioFileRecorderDidLoseFrames<Delegate> ||
+     requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+              const BRAQLostStretch& stretch) { delegate.audioFileRecorderDidLoseFrames(recorder, stretch); }) &&
     (!braq::delegates::Has_audioFileRecorderDeviceDidChange<Delegate> ||
      requires(Delegate & delegate, const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
               const std::shared_ptr<BRAQAudioDevice>& device) {
@@ -59,13 +64,16 @@ concept BRAQExtendedAudioFileRecorderDelegate =
 /// on the main thread:
 ///
 ///     void audioFileRecorderDidStop(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
+///     void audioFileRecorderDidLoseFrames(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+///                                         const BRAQLostStretch& stretch);
 ///     void audioFileRecorderDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
 ///                                           const std::shared_ptr<BRAQAudioDevice>& device);
 ///     void audioFileRecorderDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
 ///     void audioFileRecorderDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
 ///                                        const std::shared_ptr<BRAQAudioDevice>& device);
 ///
-/// The last three tell what has happened to the device, see `BRAQDeviceChange`.
+/// `audioFileRecorderDidLoseFrames` tells of each gap, see `fillsLostFrames`: its place is that in what was written since
+/// the recorder was made, silence included. The last three tell what has happened to the device, see `BRAQDeviceChange`.
 class BRAQExtendedAudioFileRecorderDelegateEntry {
   public:
     /// No delegate.
@@ -80,6 +88,16 @@ class BRAQExtendedAudioFileRecorderDelegateEntry {
                     alive->audioFileRecorderDidStop(recorder);
                 }
             };
+        }
+        if constexpr (requires(const Recorder& recorder, const BRAQLostStretch& stretch) {
+                          delegate->audioFileRecorderDidLoseFrames(recorder, stretch);
+                      }) {
+            audioFileRecorderDidLoseFrames =
+                [weak = std::weak_ptr<Delegate>(delegate)](const Recorder& recorder, const BRAQLostStretch& stretch) {
+                    if (const auto alive = weak.lock()) {
+                        alive->audioFileRecorderDidLoseFrames(recorder, stretch);
+                    }
+                };
         }
         using Device = std::shared_ptr<BRAQAudioDevice>;
         if constexpr (requires(const Recorder& recorder, const Device& device) {
@@ -114,6 +132,8 @@ class BRAQExtendedAudioFileRecorderDelegateEntry {
     std::weak_ptr<const void> object; ///< the delegate
     /// Calls the object unless it was destroyed. Empty if the object has no such operation.
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder)> audioFileRecorderDidStop;
+    std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder, const BRAQLostStretch& stretch)>
+        audioFileRecorderDidLoseFrames;
     std::function<void(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
                        const std::shared_ptr<BRAQAudioDevice>& device)>
         audioFileRecorderDeviceDidChange;
@@ -158,8 +178,8 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     /// recorder that it is given then has released its file, which may be complete already: `recordFile` is null.
     void invalidate();
 
-    /// Frames captured since the recorder was made, whether the writer had room for them (`errorCount`) or not. Late by
-    /// up to one slice.
+    /// Frames captured since the recorder was made, whether the writer had room for them (`errorCount`) or not; with
+    /// `fillsLostFrames`, those that were not captured, too. Late by up to one slice.
     SInt64 currentFrame() const noexcept {
         return static_cast<SInt64>(mCurrentFrame.load(std::memory_order_relaxed) +
                                    mFrameOffset.load(std::memory_order_relaxed));
@@ -170,6 +190,13 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     double currentTime() const;
     /// Overruns since recording was started: how often the writer had no room for captured frames, which are lost.
     UInt64 errorCount() const noexcept { return mAudioFileWriter->errorCount(); }
+    /// Frames missing from the recording since the recorder was made: what the process or the device was held up for, and
+    /// what the writer had no room for.
+    UInt64 lostFrames() const noexcept { return mLostFrames.load(std::memory_order_relaxed); }
+    bool fillsLostFrames() const noexcept { return mAudioFileWriter->writesLostFrames(); }
+    /// Whether silence is recorded for frames that went missing, so that the recording keeps its length and what comes
+    /// after them its place. Initially not. At any time.
+    void setFillsLostFrames(bool fills) noexcept { mAudioFileWriter->setWritesLostFrames(fills); }
     /// The last failure in writing; null if there was none.
     std::shared_ptr<NSError> lastError() const { return mAudioFileWriter->lastError(); }
 
@@ -206,7 +233,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     void setUp(const std::shared_ptr<BRAQExtendedAudioFile>& file, const std::shared_ptr<BRAQAudioDevice>& device,
                const std::optional<std::vector<SInt32>>& channels);
     void installInputProcessingBlock();
-    void processInput(UInt32 frames, const AudioBufferList* list) noexcept;
+    void processInput(const AudioTimeStamp& time, UInt32 frames, const AudioBufferList* list) noexcept;
+    UInt64 framesMissingBefore(const AudioTimeStamp& time, UInt32 frames) noexcept;
+    void lose(UInt64 frames) noexcept;
+    void installLostStretchBlock();
     void startUnit();
     void stopUnitAndWriter();
     static void letGo(BRAQExtendedAudioFileRecorder* recorder) noexcept;
@@ -216,6 +246,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFileRecorder : public NSKeyValueObserving,
     std::atomic<UInt64> mCurrentFrame{0}; // written by the I/O thread: captured since creation
     BRAQAtomicProperty<BRAQExtendedAudioFileRecorderDelegateEntry> mDelegate;
     std::shared_ptr<BRAQAudioFileWriter> mAudioFileWriter; // set once, at creation
+
+    std::atomic<UInt64> mLostFrames{0}; // written by the I/O thread
+    UInt64 mDelivered = 0;              // I/O thread: frames that the writer took
+    Float64 mNextSampleTime = 0.0;      // I/O thread
+    Float64 mMissing = 0.0;             // I/O thread: part of a frame
 
     std::atomic<UInt64> mFrameOffset{0}; // written by control threads: offset of currentFrame, modulo 2^64
     std::mutex mTransportMutex;          // held while the writer or the unit is started or stopped

@@ -18,7 +18,8 @@ class BRAQQueueSequence;
 
 namespace braq {
 class DeviceWatch;
-}
+class LossWatch;
+} // namespace braq
 
 /// @addtogroup play
 /// @{
@@ -96,6 +97,14 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// Called when the unit goes on with another device, when its device is gone, and when it has one again. Replaces the
     /// one before. Null: nothing is called.
     void setDeviceChangeBlock(const BRAQDeviceChangeBlock& block);
+
+    /// Frames at the stream's rate that went missing since the unit was made, because the process or the device was held
+    /// up: silence was heard for as long, once. Frames that the ring did not have in time are not among them.
+    UInt64 lostFrames() const noexcept;
+    /// Called on the main thread when frames were lost. Exceptions are logged. Replaces the one before. Null: nothing is
+    /// called.
+    /// @param block gets the frames since the last call
+    void setLostFramesBlock(const std::function<void(UInt64 frames)>& block);
 
     std::shared_ptr<BRAQAudioStreamBasicDescription> streamDescription() const { return mStreamDescription.get(); }
     /// Retained, not copied. The format being played stays the one from creation.
@@ -181,6 +190,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     BQueueableAudioNotification* mChangeNotification = nullptr; // owned; null until there is a block
     std::atomic<UInt64> mNotifiedFollows{0};                    // the notification worker: as many have been notified
     std::shared_ptr<braq::DeviceWatch> mDeviceWatch;
+    std::shared_ptr<braq::LossWatch> mLossWatch;
     bool mIsMade = false; // init is complete
 };
 

@@ -149,6 +149,10 @@ void BRAQAudioBufferQueue::countError() noexcept {
     mErrorCount.store(mErrorCount.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
 }
 
+void BRAQAudioBufferQueue::countDropped(UInt32 frames) noexcept {
+    mDroppedFrames.store(mDroppedFrames.load(std::memory_order_relaxed) + frames, std::memory_order_relaxed);
+}
+
 // Moves on first: the worker may refill the buffer before its wake-up returns, and whoever asks for the position
 // meanwhile would take that buffer for the current one.
 void BRAQAudioBufferQueue::handOver(BQueueableAudioBuffer* buffer) noexcept {
@@ -185,6 +189,7 @@ void BRAQAudioBufferQueue::fill(const AudioBufferList* source, UInt32 required) 
         BQueueableAudioBuffer* const buffer = currentBuffer();
         if (isWithWorker(buffer)) {
             countError();
+            countDropped(required);
             return;
         }
         if (braq::copyFrom(&buffer->mAudioBuffer, source, mBytesPerFrame, {produced, required})) {
@@ -218,6 +223,7 @@ void BRAQAudioBufferQueueCopyInto(BRAQAudioBufferQueue* queue, AudioBufferList* 
 
 void BRAQAudioBufferQueueCopyFrom(BRAQAudioBufferQueue* queue, const AudioBufferList* source, UInt32 frames) noexcept {
     if (!queue->mGate.enter()) {
+        queue->countDropped(frames);
         return;
     }
     if (!queue->fillInsideBuffer(source, frames)) {

@@ -3,16 +3,42 @@
 #include "BRAQAudio/BRAQAudioBufferList.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 #include "library/core/BSamples.h"
+#include "library/src/BRAQLostStretches.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <new>
+#include <utility>
 
 namespace {
 
 using ClosedStretch = BRAQAudioBufferQueueGate::ClosedStretch;
 
+struct FreeList {
+    void operator()(AudioBufferList* list) const { std::free(list); }
+};
+
+// The file writes byte sizes into a list, so it gets its own.
+std::unique_ptr<AudioBufferList, FreeList> listFrom(const AudioBufferList* list, UInt32 firstByte) {
+    std::unique_ptr<AudioBufferList, FreeList> own(BRAQAudioBufferListCopy(list));
+    if (own == nullptr) {
+        throw std::bad_alloc();
+    }
+    for (UInt32 buffer = 0; buffer < own->mNumberBuffers; ++buffer) {
+        own->mBuffers[buffer].mData = static_cast<std::byte*>(own->mBuffers[buffer].mData) + firstByte;
+        own->mBuffers[buffer].mDataByteSize -= firstByte;
+    }
+    return own;
+}
+
 } // namespace
+
+BRAQAudioFileWriter::BRAQAudioFileWriter(UInt64 bufferCount, UInt32 numFrames,
+                                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription)
+    : BRAQAudioFileStreamer(bufferCount, numFrames, streamDescription), mLost(std::make_unique<BRAQLostStretches>()) {}
 
 std::shared_ptr<BRAQAudioFileWriter> BRAQAudioFileWriter::initWithBufferCount(
     UInt64 bufferCount, UInt32 numFrames,
@@ -40,21 +66,71 @@ void BRAQAudioFileWriter::processBuffer(BQueueableAudioBuffer* buffer) {
     mWhyUnwritten = nullptr;
 }
 
+// After a failure it goes on where it failed.
 void BRAQAudioFileWriter::write(BQueueableAudioBuffer* queued) {
     BAudioBuffer* const buffer = &queued->mAudioBuffer;
-    const auto file = audioFile();
-    if (file == nullptr) {
+    if (audioFile() == nullptr) {
         throw NSException(NSInternalInconsistencyException, "there is no file to write to");
     }
-    // The file writes byte sizes into the list, so it gets its own list.
-    const std::unique_ptr<AudioBufferList, decltype(&std::free)> list(
-        BRAQAudioBufferListCopy(BAudioBufferAudioBufferList(buffer)), &std::free);
-    if (list == nullptr) {
+    const UInt64 end = mDeliveredBefore + BAudioBufferFrameCount(buffer);
+    for (auto lost = mLost->first(); lost && lost->frame < end; lost = mLost->first()) {
+        writeUntil(lost->frame, buffer);
+        finish(*lost);
+    }
+    writeUntil(end, buffer);
+    mDeliveredBefore = end;
+    BAudioBufferSetEmpty(buffer);
+}
+
+void BRAQAudioFileWriter::writeUntil(UInt64 end, const BAudioBuffer* buffer) {
+    if (end <= mWritten) {
+        return;
+    }
+    const auto first = static_cast<UInt32>(mWritten - mDeliveredBefore);
+    const auto list = listFrom(BAudioBufferAudioBufferList(buffer), first * mBytesPerFrame);
+    auto frames = static_cast<UInt32>(end - mWritten);
+    audioFile()->writeAudioBufferList(list.get(), &frames);
+    mWritten = end;
+}
+
+void BRAQAudioFileWriter::finish(const BRAQLostStretch& lost) {
+    const UInt64 begin = mWritten + mSilent - mSilentOfFirst;
+    if (writesLostFrames()) {
+        writeSilence(lost.frames - mSilentOfFirst);
+    }
+    mSilentOfFirst = 0;
+    mLost->removeFirst();
+    if (mTold) {
+        mTold({begin, lost.frames});
+    }
+}
+
+void BRAQAudioFileWriter::writeSilence(UInt64 frames) {
+    constexpr UInt64 most = 8192;
+    const auto room = static_cast<UInt32>(std::min(frames, most));
+    const std::unique_ptr<AudioBufferList, void (*)(AudioBufferList*)> silence(
+        BRAQAudioBufferListCreate(streamDescription()->channelsPerFrame(), mBytesPerFrame, room, false),
+        BRAQAudioBufferListDestroy);
+    if (silence == nullptr) {
         throw std::bad_alloc();
     }
-    UInt32 frames = BAudioBufferFrameCount(buffer);
-    file->writeAudioBufferList(list.get(), &frames);
-    BAudioBufferSetEmpty(buffer);
+    for (UInt32 buffer = 0; buffer < silence->mNumberBuffers; ++buffer) {
+        std::memset(silence->mBuffers[buffer].mData, 0, silence->mBuffers[buffer].mDataByteSize);
+    }
+    for (UInt64 done = 0; done < frames;) {
+        auto part = static_cast<UInt32>(std::min(frames - done, most));
+        const UInt32 asked = part;
+        audioFile()->writeAudioBufferList(listFrom(silence.get(), 0).get(), &part);
+        done += asked;
+        mSilent += asked;
+        mSilentOfFirst += asked;
+    }
+}
+
+void BRAQAudioFileWriter::loseFrames(const BRAQLostStretch& stretch) noexcept { mLost->add(stretch); }
+
+void BRAQAudioFileWriter::setLostStretchBlock(std::function<void(const BRAQLostStretch& stretch)> block) {
+    mTold = std::move(block);
 }
 
 void BRAQAudioFileWriter::start() {
@@ -67,6 +143,9 @@ void BRAQAudioFileWriter::stop() {
     const ClosedStretch closed(mGate);
     waitUntilWorkerIsIdle();
     writeWhatIsLeft();
+    for (auto lost = mLost->first(); lost && lost->frame <= mWritten; lost = mLost->first()) {
+        finish(*lost);
+    }
     mRunning = false;
 }
 

@@ -6,6 +6,7 @@
 #include "library/src/BRAQBackgroundThread.h"
 #include "library/src/BRAQDeviceWatch.h"
 #include "library/src/BRAQLiveObjects.h"
+#include "library/src/BRAQLossWatch.h"
 
 const char kAudioUnitDidStartNotification[] = "AudioUnitDidStartNotification";
 const char kAudioUnitDidStopNotification[] = "AudioUnitDidStopNotification";
@@ -24,6 +25,7 @@ void BRAQAudioUnitDelegate::audioUnitDeviceDidChange(const std::shared_ptr<BRAQA
 void BRAQAudioUnitDelegate::audioUnitDeviceIsGone(const std::shared_ptr<BRAQAudioUnit>& /*unit*/) {}
 void BRAQAudioUnitDelegate::audioUnitDeviceIsBack(const std::shared_ptr<BRAQAudioUnit>& /*unit*/,
                                                   const std::shared_ptr<BRAQAudioDevice>& /*device*/) {}
+void BRAQAudioUnitDelegate::audioUnitDidLoseFrames(const std::shared_ptr<BRAQAudioUnit>& /*unit*/, UInt64 /*frames*/) {}
 
 std::shared_ptr<BRAQAudioUnit>
 BRAQAudioUnit::initWithStreamDescription(const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription) {
@@ -65,6 +67,8 @@ bool BRAQAudioUnit::isRunning() const {
     return isRunning != 0;
 }
 
+UInt64 BRAQAudioUnit::lostFrames() const noexcept { return braq::lostFramesOf(mAudioUnit); }
+
 void BRAQAudioUnit::installPropertyListener() {
     NSXRaiseOnFailure(
         AudioUnitAddPropertyListener(mAudioUnit, kAudioOutputUnitProperty_IsRunning, AUPropertyListenerProc, this),
@@ -89,6 +93,12 @@ void BRAQAudioUnit::audioUnitInitialize() {
                 self->tellOfDevice(change, device);
             }
         });
+    mLossWatch = std::make_shared<braq::LossWatch>(mAudioUnit, [weak = weak_from_this()](UInt64 frames) {
+        const auto self = weak.lock();
+        if (const auto delegate = self != nullptr ? self->delegate() : nullptr) {
+            delegate->audioUnitDidLoseFrames(self, frames);
+        }
+    });
 }
 
 void BRAQAudioUnit::tellOfDevice(BRAQDeviceChange change, const std::shared_ptr<BRAQAudioDevice>& device) {
@@ -105,6 +115,7 @@ void BRAQAudioUnit::tellOfDevice(BRAQDeviceChange change, const std::shared_ptr<
 
 void BRAQAudioUnit::audioUnitUninitialize() {
     mDeviceWatch.reset();
+    mLossWatch.reset();
     NSXRaiseOnFailure(AudioUnitUninitialize(mAudioUnit), "AudioUnitUninitialize( mAudioUnit )",
                       {file, "-[BRAQAudioUnit audioUnitUninitialize]"});
 }

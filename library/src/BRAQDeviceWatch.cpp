@@ -25,7 +25,7 @@ BRAQDeviceChange changeFrom(AudioDeviceID before, AudioDeviceID now) {
 } // namespace
 
 struct DeviceWatch::Seen : std::enable_shared_from_this<Seen> {
-    explicit Seen(BRAQDeviceChangeBlock block) : told(std::move(block)) {}
+    Seen(BRAQDeviceChangeBlock block, AudioDeviceID now) : told(std::move(block)), device(now) {}
 
     void take(AudioDeviceID now) {
         const std::lock_guard lock(mutex);
@@ -42,24 +42,13 @@ struct DeviceWatch::Seen : std::enable_shared_from_this<Seen> {
 
     const BRAQDeviceChangeBlock told; // main thread
     std::mutex mutex;
-    AudioDeviceID device = kAudioObjectUnknown; // under mutex
+    AudioDeviceID device; // under mutex
 };
 
 DeviceWatch::DeviceWatch(AudioUnit unit, BRAQDeviceChangeBlock told)
-    : mUnit(unit), mSeen(std::make_shared<Seen>(std::move(told))) {
-    mSeen->device = presentDevice(unit);
-    AudioUnitAddPropertyListener(unit, kBRAQOutputUnitProperty_PresentDevice, listener, mSeen.get());
+    : mSeen(std::make_shared<Seen>(std::move(told), presentDevice(unit))),
+      mWatch(unit, kBRAQOutputUnitProperty_PresentDevice, [unit, seen = mSeen] { seen->take(presentDevice(unit)); }) {
     mSeen->take(presentDevice(unit)); // it may have changed before the listener was added
-}
-
-// When the listener is removed, it is not running.
-DeviceWatch::~DeviceWatch() {
-    AudioUnitRemovePropertyListenerWithUserData(mUnit, kBRAQOutputUnitProperty_PresentDevice, listener, mSeen.get());
-}
-
-void DeviceWatch::listener(void* seen, AudioUnit unit, AudioUnitPropertyID /*property*/, AudioUnitScope /*scope*/,
-                           AudioUnitElement /*element*/) {
-    static_cast<Seen*>(seen)->take(presentDevice(unit));
 }
 
 } // namespace braq

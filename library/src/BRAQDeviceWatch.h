@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/BRAQDeviceChange.h"
 #include "BRAQAudio/platform/units.h"
+#include "library/src/BRAQUnitPropertyWatch.h"
 
 #include <memory>
 
@@ -13,18 +14,12 @@ class DeviceWatch {
     /// @param unit initialised; must be a device unit for anything to be told
     /// @param told not called any more when this object is gone, as far as the main thread is concerned
     DeviceWatch(AudioUnit unit, BRAQDeviceChangeBlock told);
-    ~DeviceWatch();
-    DeviceWatch(const DeviceWatch&) = delete;
-    DeviceWatch& operator=(const DeviceWatch&) = delete;
 
   private:
     struct Seen;
 
-    static void listener(void* seen, AudioUnit unit, AudioUnitPropertyID property, AudioUnitScope scope,
-                         AudioUnitElement element);
-
-    const AudioUnit mUnit;
     const std::shared_ptr<Seen> mSeen;
+    const UnitPropertyWatch mWatch;
 };
 
 } // namespace braq

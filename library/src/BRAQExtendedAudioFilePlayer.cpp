@@ -35,7 +35,7 @@ BRAQExtendedAudioFilePlayer::initWithAudioFile(const std::shared_ptr<BRAQExtende
                                                const std::shared_ptr<BRAQAudioDevice>& device) {
     std::shared_ptr<BRAQExtendedAudioFilePlayer> player(new BRAQExtendedAudioFilePlayer(audioFile, device));
     player->installNotificationBlocks();
-    player->installDeviceChangeBlock();
+    player->installDeviceBlocks();
     return player;
 }
 
@@ -83,7 +83,7 @@ void BRAQExtendedAudioFilePlayer::installNotificationBlocks() {
     });
 }
 
-void BRAQExtendedAudioFilePlayer::installDeviceChangeBlock() {
+void BRAQExtendedAudioFilePlayer::installDeviceBlocks() {
     mOutputAudioUnit->setDeviceChangeBlock([weak = weak_from_this()](BRAQDeviceChange change, const auto& device) {
         const auto self = weak.lock();
         if (self == nullptr) {
@@ -96,6 +96,13 @@ void BRAQExtendedAudioFilePlayer::installDeviceChangeBlock() {
             delegate.audioFilePlayerDeviceIsGone(self);
         } else if (change == BRAQDeviceChange::back && delegate.audioFilePlayerDeviceIsBack) {
             delegate.audioFilePlayerDeviceIsBack(self, device);
+        }
+    });
+    mOutputAudioUnit->setLostFramesBlock([weak = weak_from_this()](UInt64 frames) {
+        const auto self = weak.lock();
+        const auto delegate = self != nullptr ? self->mDelegate.get() : BRAQExtendedAudioFilePlayerDelegateEntry();
+        if (delegate.audioFilePlayerDidLoseFrames) {
+            delegate.audioFilePlayerDidLoseFrames(self, frames);
         }
     });
 }

@@ -2,6 +2,7 @@
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
+#include <cmath>
 #include <exception>
 
 namespace {
@@ -53,19 +54,62 @@ void BRAQExtendedAudioFileRecorder::setUp(const std::shared_ptr<BRAQExtendedAudi
         throw NSException(NSInternalInconsistencyException, "a recorder got no writer; the log says why");
     }
     mAudioFileWriter->setAudioFile(file);
+    installLostStretchBlock();
     installInputProcessingBlock();
+}
+
+void BRAQExtendedAudioFileRecorder::installLostStretchBlock() {
+    mAudioFileWriter->setLostStretchBlock([weak = weak_from_this()](const BRAQLostStretch& stretch) {
+        BRAQMainQueue::mainQueue().submit([weak, stretch] {
+            const auto self = weak.lock();
+            const auto delegate =
+                self != nullptr ? self->mDelegate.get() : BRAQExtendedAudioFileRecorderDelegateEntry();
+            if (delegate.audioFileRecorderDidLoseFrames) {
+                delegate.audioFileRecorderDidLoseFrames(self, stretch);
+            }
+        });
+    });
 }
 
 // The block retains the recorder, and the recorder retains the unit, which retains the block.
 void BRAQExtendedAudioFileRecorder::installInputProcessingBlock() {
     inputAudioUnit()->setInputProcessingBlock(
-        [self = shared_from_this()](AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32 frames,
-                                    AudioBufferList* list) { self->processInput(frames, list); });
+        [self = shared_from_this()](AudioUnitRenderActionFlags*, const AudioTimeStamp* time, UInt32, UInt32 frames,
+                                    AudioBufferList* list) { self->processInput(*time, frames, list); });
 }
 
-void BRAQExtendedAudioFileRecorder::processInput(UInt32 frames, const AudioBufferList* list) noexcept {
+void BRAQExtendedAudioFileRecorder::processInput(const AudioTimeStamp& time, UInt32 frames,
+                                                 const AudioBufferList* list) noexcept {
+    const UInt64 missing = framesMissingBefore(time, frames);
+    lose(missing);
+    const UInt64 droppedBefore = mAudioFileWriter->droppedFrames();
     BRAQAudioBufferQueueCopyFrom(mAudioFileWriter.get(), list, frames);
-    mCurrentFrame.store(mCurrentFrame.load(std::memory_order_relaxed) + frames, std::memory_order_relaxed);
+    const UInt64 dropped = mAudioFileWriter->droppedFrames() - droppedBefore;
+    mDelivered += frames - dropped;
+    lose(dropped);
+    const UInt64 passed = frames + (fillsLostFrames() ? missing : 0);
+    mCurrentFrame.store(mCurrentFrame.load(std::memory_order_relaxed) + passed, std::memory_order_relaxed);
+}
+
+// Each start begins at 0. The times of a converted stream pass over parts of frames.
+UInt64 BRAQExtendedAudioFileRecorder::framesMissingBefore(const AudioTimeStamp& time, UInt32 frames) noexcept {
+    constexpr Float64 roundingError = 1e-3;
+    const Float64 jump = time.mSampleTime - mNextSampleTime;
+    mNextSampleTime = time.mSampleTime + frames;
+    if (jump < roundingError) {
+        return 0;
+    }
+    mMissing += jump;
+    const Float64 whole = std::floor(mMissing + roundingError);
+    mMissing -= whole;
+    return static_cast<UInt64>(whole);
+}
+
+void BRAQExtendedAudioFileRecorder::lose(UInt64 frames) noexcept {
+    if (frames != 0) {
+        mAudioFileWriter->loseFrames({mDelivered, frames});
+        mLostFrames.store(mLostFrames.load(std::memory_order_relaxed) + frames, std::memory_order_relaxed);
+    }
 }
 
 BRAQExtendedAudioFileRecorder::~BRAQExtendedAudioFileRecorder() {

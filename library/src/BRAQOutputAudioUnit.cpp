@@ -4,6 +4,7 @@
 #include "BRAQAudio/platform/threads.h"
 #include "library/src/BRAQBackgroundThread.h"
 #include "library/src/BRAQDeviceWatch.h"
+#include "library/src/BRAQLossWatch.h"
 #include "library/src/BRAQOutputAudioUnit_Callback.h"
 #include "library/src/BRAQQueueSequence.h"
 
@@ -22,6 +23,7 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
         return;
     }
     mDeviceWatch.reset();
+    mLossWatch.reset();
     fadeOut();
     NSXLogOnFailure(AUGraphStop(mGraph), "AUGraphStop(mGraph)", here);
     NSXLogOnFailure(AUGraphUninitialize(mGraph), "AUGraphUninitialize(mGraph)", here);
@@ -104,6 +106,12 @@ std::shared_ptr<BRAQAudioDevice> BRAQOutputAudioUnit::presentDevice() const {
 
 void BRAQOutputAudioUnit::setDeviceChangeBlock(const BRAQDeviceChangeBlock& block) {
     mDeviceWatch = block ? std::make_shared<braq::DeviceWatch>(mOutputUnit, block) : nullptr;
+}
+
+UInt64 BRAQOutputAudioUnit::lostFrames() const noexcept { return braq::lostFramesOf(mOutputUnit); }
+
+void BRAQOutputAudioUnit::setLostFramesBlock(const std::function<void(UInt64 frames)>& block) {
+    mLossWatch = block ? std::make_shared<braq::LossWatch>(mOutputUnit, block) : nullptr;
 }
 
 float BRAQOutputAudioUnit::outputLevel(UInt32 channel) noexcept {

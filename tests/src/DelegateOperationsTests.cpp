@@ -35,6 +35,8 @@ struct AsStated {
     void audioFilePlayerDidReachEndOfFile(const Player&) {}
     void audioFilePlayerDidStop(const Player&) {}
     void audioFilePlayerDidBeginNextFile(const Player&) {}
+    void audioFilePlayerDidLoseFrames(const Player&, UInt64) {}
+    void audioFileRecorderDidLoseFrames(const Recorder&, const BRAQLostStretch&) {}
     void audioFilePlayerDeviceDidChange(const Player&, const Device&) {}
     void audioFilePlayerDeviceIsGone(const Player&) {}
     void audioFilePlayerDeviceIsBack(const Player&, const Device&) {}
@@ -116,6 +118,10 @@ struct OfAnotherKind {
     void audioFilePlayerDeviceIsBack(const Recorder&, const Device&) {}
     void audioFileRecorderDeviceDidChange(const Player&, const Device&) {}
 };
+struct WithoutFrames {
+    void audioFilePlayerDidLoseFrames(const Player&) {}
+    void audioFileRecorderDidLoseFrames(const Recorder&, UInt64) {}
+};
 struct WithoutAFile {
     void audioFilePlayerDidBeginNextFile() {}
 };
@@ -125,6 +131,8 @@ TEST(DelegateOperations, OfDevicesAndFilesThatFollowAreRefusedLikewise) {
     EXPECT_FALSE(mayBeOfAPlayer<WithADeviceTooMany>);
     EXPECT_FALSE(mayBeOfAPlayer<OfAnotherKind>);
     EXPECT_FALSE(mayBeOfAPlayer<WithoutAFile>);
+    EXPECT_FALSE(mayBeOfAPlayer<WithoutFrames>);
+    EXPECT_FALSE(mayBeOfARecorder<WithoutFrames>);
     EXPECT_FALSE(mayBeOfARecorder<WithoutADevice>);
     EXPECT_FALSE(mayBeOfARecorder<WithADeviceTooMany>);
     EXPECT_FALSE(mayBeOfARecorder<OfAnotherKind>);
