@@ -19,7 +19,7 @@ class DeviceProcedures final : public DeviceCycles {
   public:
     struct Events {
         std::function<void()> runningChanged; ///< with the control lock held
-        std::function<void()> nudge; ///< @realtime: makes another thread call `logThrown` and `hasLostMore`
+        std::function<void()> nudge;          ///< @realtime: makes another thread call `logThrown` and `hasLostMore`
     };
 
     DeviceProcedures(std::shared_ptr<DriverDevice> device, const CycleShape& shape, Events events);

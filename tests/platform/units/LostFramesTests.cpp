@@ -17,9 +17,7 @@ class LossLog {
     explicit LossLog(AudioUnit unit) : mUnit(unit) {
         EXPECT_EQ(AudioUnitAddPropertyListener(unit, kBRAQOutputUnitProperty_LostFrames, listen, this), 0);
     }
-    ~LossLog() {
-        AudioUnitRemovePropertyListenerWithUserData(mUnit, kBRAQOutputUnitProperty_LostFrames, listen, this);
-    }
+    ~LossLog() { AudioUnitRemovePropertyListenerWithUserData(mUnit, kBRAQOutputUnitProperty_LostFrames, listen, this); }
     LossLog(const LossLog&) = delete;
     LossLog& operator=(const LossLog&) = delete;
     const std::vector<UInt64>& values() {

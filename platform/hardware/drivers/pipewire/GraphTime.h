@@ -11,7 +11,7 @@ namespace braq::pipewire {
 class GraphTime {
   public:
     struct Cycle {
-        UInt64 hostTime;         ///< of its first frame, nanoseconds of CLOCK_MONOTONIC; always later than the one before
+        UInt64 hostTime; ///< of its first frame, nanoseconds of CLOCK_MONOTONIC; always later than the one before
         UInt64 passedOverFrames; ///< between the end of the cycle before and this one
         UInt64 lateFrames;       ///< of the cycle before, whose playback came too late for the graph
     };

@@ -86,7 +86,7 @@ class SoftwareDevice final : public DriverDevice,
     // Both sides: atomic.
     std::atomic<Float64> mRate;
     std::atomic<UInt32> mBufferFrames;
-    std::atomic<SInt64> mCyclesLeft{-1}; // before it vanishes; negative: never
+    std::atomic<SInt64> mCyclesLeft{-1};  // before it vanishes; negative: never
     std::atomic<UInt64> mFramesToLose{0}; // before the next cycle
     std::atomic<UInt64> mStepTime{0};
     std::atomic<DeviceCycles*> mRunning{nullptr}; // while a stepped device runs
