@@ -277,8 +277,8 @@ TEST_F(InputAudioUnitTest, RaisesTheCallThatFailedAndGoesNoFurther) {
         after.push_back(made[call].function);
     }
     EXPECT_THAT(after, ElementsAre("AudioUnitGetProperty", "AudioUnitAddPropertyListener", "AudioUnitGetProperty",
-                                   "AudioUnitUninitialize"))
-        << "it watches for another device, and goes by being uninitialised";
+                                   "AudioUnitGetProperty", "AudioUnitAddPropertyListener", "AudioUnitUninitialize"))
+        << "it watches for another device and for lost frames, and goes by being uninitialised";
 }
 
 TEST_F(InputAudioUnitTest, IsWithoutAUnitWhereThePlatformHasNone) {
