@@ -26,6 +26,7 @@
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
 #include "BRAQAudio/BRAQPublishedAnswer.h"
 #include "BRAQAudio/BRAQReleasable.h"
+#include "BRAQAudio/BRAQRenderAudioUnit.h"
 #include "BRAQAudio/core/BAtomicStack.h"
 #include "BRAQAudio/core/BAudioBuffer.h"
 #include "BRAQAudio/core/BAudioBufferQueueWorker.h"

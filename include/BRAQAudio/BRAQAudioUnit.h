@@ -61,6 +61,10 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
     void stop();
     /// Whether the unit runs. Inside a notification: the state after that change.
     bool isRunning() const;
+    /// Seconds between the host time in a frame's time stamp and the air: of a unit that plays, how much later the frame is
+    /// heard; of one that records, how much earlier it was in the air. The device's own figure now: latency, safety offset
+    /// and the largest latency of its streams; 0 without a device. Raises.
+    Float64 latency() const;
 
     /// Reports changes of `isRunning` to the delegate and as notifications. The listener is never removed.
     void installPropertyListener();
