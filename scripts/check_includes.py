@@ -34,7 +34,7 @@ LAYERS = [
                       "BRAQAudioFileStreamer")),
     ("devices", classes("BRAQAudioDevice", "BRAQAudioHardware")),
     ("buffers", classes("BRAQAudioBufferQueue", "BRAQAudioBufferQueueGate", "BRAQAudioBuffer", "BRAQAudioBufferList",
-                        "BRAQAudioStreamBasicDescription")),
+                        "BRAQAudioFrameRing", "BRAQAudioStreamBasicDescription")),
     ("objects", classes("BRAQDelegateEntry", "BRAQLiveObjects", "BRAQAtomicProperty", "BRAQPublishedAnswer", "BRAQReleasable",
                         "BRAQBackgroundThread", "ClassKind")),
     ("core", r"(include/BRAQAudio|library)/core/.*"),

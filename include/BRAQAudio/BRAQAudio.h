@@ -12,6 +12,7 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 #include "BRAQAudio/BRAQAudioFileStreamer.h"
 #include "BRAQAudio/BRAQAudioFileWriter.h"
+#include "BRAQAudio/BRAQAudioFrameRing.h"
 #include "BRAQAudio/BRAQAudioGraph.h"
 #include "BRAQAudio/BRAQAudioHardware.h"
 #include "BRAQAudio/BRAQAudioInputMeter.h"
