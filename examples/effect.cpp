@@ -11,14 +11,11 @@
 int main(int argc, char** argv) try {
     constexpr double rate = 48000.0;
     const double seconds = argc == 2 ? std::strtod(argv[1], nullptr) : 0.0;
-    if (!(seconds > 0.0)) {
+    if (!(seconds > 0.0 && seconds < 1e6)) {
         std::cerr << "usage: effect SECONDS\n";
         return 2;
     }
-    const auto format = BRAQAudioStreamBasicDescription::nativeStreamDescription();
-    format->setIsInterleaved(false);
-    format->setChannelsPerFrame(1);
-    format->setSampleRate(rate);
+    const auto format = BRAQAudioStreamBasicDescription::planarStreamDescription(1, rate);
     const auto ring = BRAQAudioFrameRing::initWithCapacity(16384, 1);
     const auto secondsOf = [](const AudioTimeStamp* time) { return static_cast<double>(time->mHostTime) * 1e-9; };
 
@@ -40,7 +37,9 @@ int main(int argc, char** argv) try {
         const UInt32 held = ring->framesHeld();
         const UInt32 enough = frames + captured;
         read += ring->skip(held > enough ? held - enough : 0);
-        delay = secondsOf(time) - origin - read / rate;
+        if (held != 0) {
+            delay = secondsOf(time) - origin - read / rate;
+        }
         auto* const samples = static_cast<Float32*>(list->mBuffers[0].mData);
         read += ring->read(list, frames); // what is missing stays silent
         for (UInt32 frame = 0; frame < frames; ++frame) {

@@ -10,23 +10,21 @@
 #include <thread>
 
 int main(int argc, char** argv) try {
-    constexpr std::string_view keys = "cCdDefFgGaAb";
+    constexpr std::string_view keys = "cCdDefFgGaAb ";
+    constexpr double rate = 48000.0;
     const std::string_view melody = argc == 2 ? argv[1] : "cegGg c";
-    if (argc > 2 || melody.find_first_not_of("cCdDefFgGaAb ") != std::string_view::npos) {
+    if (argc > 2 || melody.find_first_not_of(keys) != std::string_view::npos) {
         std::cerr << "usage: synthesiser [KEYS]\n";
         return 2;
     }
-    const auto format = BRAQAudioStreamBasicDescription::nativeStreamDescription();
-    format->setIsInterleaved(false);
-    format->setChannelsPerFrame(1); // is heard on both sides
-    format->setSampleRate(48000);
+    const auto format = BRAQAudioStreamBasicDescription::planarStreamDescription(1, rate);
 
     std::atomic<double> frequency{0.0}; // written here, read on the device's thread
     std::atomic<double> loudness{0.0};
     double phase = 0.0; // of the closure alone, as is the level
     double level = 0.0;
     const auto render = [&](const AudioTimeStamp* /*time*/, UInt32 frames, AudioBufferList* list) {
-        const double step = 2.0 * std::numbers::pi * frequency / 48000.0;
+        const double step = 2.0 * std::numbers::pi * frequency / rate;
         auto* const samples = static_cast<Float32*>(list->mBuffers[0].mData);
         for (UInt32 frame = 0; frame < frames; ++frame) {
             level += (loudness - level) / 240.0; // within some milliseconds, so that nothing clicks
@@ -37,11 +35,10 @@ int main(int argc, char** argv) try {
     const auto unit = BRAQRenderAudioUnit::initWithStreamDescription(format, nullptr, render);
     unit->start();
     for (const char key : melody) {
-        const auto semitone = keys.find(key);
-        if (semitone != std::string_view::npos) {
-            frequency = 261.6256 * std::exp2(static_cast<double>(semitone) / 12.0);
+        if (key != ' ') {
+            frequency = 261.6256 * std::exp2(static_cast<double>(keys.find(key)) / 12.0);
         }
-        loudness = semitone == std::string_view::npos ? 0.0 : 0.2;
+        loudness = key != ' ' ? 0.2 : 0.0;
         std::this_thread::sleep_for(std::chrono::milliseconds(250));
     }
     loudness = 0.0;
