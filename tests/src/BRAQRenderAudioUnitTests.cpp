@@ -39,10 +39,8 @@ struct RenderedSlice {
 };
 
 std::shared_ptr<BRAQAudioStreamBasicDescription> floats(UInt32 channels, Float64 rate, bool isInterleaved = false) {
-    const auto description = BRAQAudioStreamBasicDescription::nativeStreamDescription();
-    description->setChannelsPerFrame(channels);
+    auto description = BRAQAudioStreamBasicDescription::planarStreamDescription(channels, rate);
     description->setIsInterleaved(isInterleaved);
-    description->setSampleRate(rate);
     return description;
 }
 
@@ -174,7 +172,7 @@ TEST_F(RenderAudioUnitTest, HasTheClosureMakeInterleavedFramesWhereThatIsAskedFo
             buffers = list->mNumberBuffers;
             channels = list->mBuffers[0].mNumberChannels;
             auto* const samples = static_cast<Float32*>(list->mBuffers[0].mData);
-            std::iota(samples, samples + frames * 2, 0.0F);
+            std::iota(samples, samples + std::size_t{frames} * 2, 0.0F);
         });
     unit->start();
     const auto& played = step(3);
@@ -326,7 +324,7 @@ TEST_F(RenderAudioUnitTest, AStopWaitsForTheClosure) {
         hasLeft = true;
     });
     unit->start();
-    std::thread device([&] { software->step(64); });
+    std::thread cycle([&] { software->step(64); });
     while (!isInside) {
         std::this_thread::yield();
     }
@@ -336,7 +334,7 @@ TEST_F(RenderAudioUnitTest, AStopWaitsForTheClosure) {
     });
     EXPECT_EQ(stop.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
     mayLeave = true;
-    device.join();
+    cycle.join();
     EXPECT_TRUE(stop.get());
 }
 

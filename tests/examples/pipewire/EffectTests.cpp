@@ -35,8 +35,9 @@ class ImpulseTimes {
         }
     }
     std::vector<double> shiftedBy(double seconds) const {
-        std::vector<double> times(mTimes.begin(), mTimes.begin() + static_cast<std::ptrdiff_t>(mCount.load()));
-        std::ranges::transform(times, times.begin(), [seconds](double time) { return time + seconds; });
+        std::vector<double> times(mCount.load(std::memory_order_acquire));
+        std::transform(mTimes.data(), mTimes.data() + times.size(), times.data(),
+                       [seconds](double time) { return time + seconds; });
         return times;
     }
 
