@@ -31,17 +31,18 @@ Value readOr(Value fallback, AudioObjectID object, const AudioObjectPropertyAddr
     return read(object, address, value) ? value : fallback;
 }
 
-std::optional<std::vector<UInt32>> readNumbers(AudioObjectID object, const AudioObjectPropertyAddress& address) {
+template <class Value>
+std::optional<std::vector<Value>> readList(AudioObjectID object, const AudioObjectPropertyAddress& address) {
     UInt32 size = 0;
     if (AudioObjectGetPropertyDataSize(object, &address, 0, nullptr, &size) != 0) {
         return std::nullopt;
     }
-    std::vector<UInt32> numbers(size / sizeof(UInt32));
-    if (AudioObjectGetPropertyData(object, &address, 0, nullptr, &size, numbers.data()) != 0) {
+    std::vector<Value> values(size / sizeof(Value));
+    if (AudioObjectGetPropertyData(object, &address, 0, nullptr, &size, values.data()) != 0) {
         return std::nullopt;
     }
-    numbers.resize(size / sizeof(UInt32));
-    return numbers;
+    values.resize(size / sizeof(Value));
+    return values;
 }
 
 UInt32 channelsOf(const AudioBufferList& list) {
@@ -100,6 +101,19 @@ void BRAQAudioDevice::setRecordingNominalSampleRate(Float64 rate) const { setNom
 
 void BRAQAudioDevice::setPlaybackNominalSampleRate(Float64 rate) const { setNominalSampleRate(rate, playback); }
 
+std::vector<AudioValueRange> BRAQAudioDevice::availableSampleRatesForDirection(SInt64 direction) const {
+    const auto address = addressOf(kAudioDevicePropertyAvailableNominalSampleRates, scopeOf(direction));
+    return readList<AudioValueRange>(mDeviceID, address).value_or(std::vector<AudioValueRange>());
+}
+
+std::vector<AudioValueRange> BRAQAudioDevice::availableRecordingSampleRates() const {
+    return availableSampleRatesForDirection(record);
+}
+
+std::vector<AudioValueRange> BRAQAudioDevice::availablePlaybackSampleRates() const {
+    return availableSampleRatesForDirection(playback);
+}
+
 Float32 BRAQAudioDevice::mixerLevelForDirection(SInt64 direction) const {
     return readOr(1.0F, mDeviceID, addressOf(kBRAQAudioDevicePropertyMixerLevel, scopeOf(direction)));
 }
@@ -132,6 +146,24 @@ UInt32 BRAQAudioDevice::recordingBufferSize() const { return bufferSizeForDirect
 
 UInt32 BRAQAudioDevice::playbackBufferSize() const { return bufferSizeForDirection(playback); }
 
+AudioValueRange BRAQAudioDevice::bufferSizeRangeForDirection(SInt64 direction) const {
+    return readOr(AudioValueRange{0.0, 0.0}, mDeviceID,
+                  addressOf(kAudioDevicePropertyBufferFrameSizeRange, scopeOf(direction)));
+}
+
+AudioValueRange BRAQAudioDevice::recordingBufferSizeRange() const { return bufferSizeRangeForDirection(record); }
+
+AudioValueRange BRAQAudioDevice::playbackBufferSizeRange() const { return bufferSizeRangeForDirection(playback); }
+
+bool BRAQAudioDevice::setBufferSize(UInt32 frames, SInt64 direction) const {
+    const auto address = addressOf(kAudioDevicePropertyBufferFrameSize, scopeOf(direction));
+    return AudioObjectSetPropertyData(mDeviceID, &address, 0, nullptr, sizeof(frames), &frames) == 0;
+}
+
+bool BRAQAudioDevice::setRecordingBufferSize(UInt32 frames) const { return setBufferSize(frames, record); }
+
+bool BRAQAudioDevice::setPlaybackBufferSize(UInt32 frames) const { return setBufferSize(frames, playback); }
+
 UInt32 BRAQAudioDevice::numberOfChannelsForDirection(SInt64 direction) const {
     const auto address = addressOf(kAudioDevicePropertyStreamConfiguration, scopeOf(direction));
     UInt32 size = 0;
@@ -154,7 +186,7 @@ UInt32 BRAQAudioDevice::numberOfRecordChannels() const { return numberOfChannels
 UInt32 BRAQAudioDevice::numberOfPlaybackChannels() const { return numberOfChannelsForDirection(playback); }
 
 std::optional<std::vector<UInt32>> BRAQAudioDevice::preferredStereoChannelsForDirection(SInt64 direction) const {
-    return readNumbers(mDeviceID, addressOf(kAudioDevicePropertyPreferredChannelsForStereo, scopeOf(direction)));
+    return readList<UInt32>(mDeviceID, addressOf(kAudioDevicePropertyPreferredChannelsForStereo, scopeOf(direction)));
 }
 
 std::optional<std::vector<UInt32>> BRAQAudioDevice::preferredStereoPlaybackChannels() const {
@@ -168,7 +200,7 @@ bool BRAQAudioDevice::canRecord() const { return numberOfRecordChannels() != 0; 
 bool BRAQAudioDevice::canRecordStereo() const { return numberOfRecordChannels() > 1; }
 
 UInt32 BRAQAudioDevice::streamIDForChannel(UInt32 channel, SInt64 direction) const {
-    const auto streams = readNumbers(mDeviceID, addressOf(kAudioDevicePropertyStreams, scopeOf(direction)));
+    const auto streams = readList<UInt32>(mDeviceID, addressOf(kAudioDevicePropertyStreams, scopeOf(direction)));
     if (!streams.has_value() || streams->empty()) {
         return 0;
     }

@@ -133,6 +133,11 @@ class BRAQ_EXPORT BRAQAudioDevice {
     void setNominalSampleRate(Float64 rate, SInt64 direction) const;
     void setRecordingNominalSampleRate(Float64 rate) const;
     void setPlaybackNominalSampleRate(Float64 rate) const;
+    /// The rates that the device offers, as ranges; a single rate is a range of that rate alone. Empty if they cannot be
+    /// read.
+    std::vector<AudioValueRange> availableSampleRatesForDirection(SInt64 direction) const;
+    std::vector<AudioValueRange> availableRecordingSampleRates() const;
+    std::vector<AudioValueRange> availablePlaybackSampleRates() const;
 
     /// The linear gain that the system's mixer applies to this program's playback or recording on the device, of the
     /// loudest channel; 0 if muted. The system keeps it for the next time that the program runs. 1 if it cannot be
@@ -154,6 +159,16 @@ class BRAQ_EXPORT BRAQAudioDevice {
     UInt32 bufferSizeForDirection(SInt64 direction) const;
     UInt32 recordingBufferSize() const;
     UInt32 playbackBufferSize() const;
+    /// The least and the most frames per cycle that can be set; both 0 if they cannot be read.
+    AudioValueRange bufferSizeRangeForDirection(SInt64 direction) const;
+    AudioValueRange recordingBufferSizeRange() const;
+    AudioValueRange playbackBufferSizeRange() const;
+    /// Requests another number of frames per cycle. The device changes asynchronously, if at all: what else runs on it may
+    /// want shorter cycles. A unit renders at most as many frames at once as it was made for, however long cycles are.
+    /// @return whether the device takes the request; false outside its range, and for a device that is not there
+    bool setBufferSize(UInt32 frames, SInt64 direction) const;
+    bool setRecordingBufferSize(UInt32 frames) const;
+    bool setPlaybackBufferSize(UInt32 frames) const;
 
     /// Channels of all streams in this direction; 0, with a line in the log, if they cannot be read.
     UInt32 numberOfChannelsForDirection(SInt64 direction) const;

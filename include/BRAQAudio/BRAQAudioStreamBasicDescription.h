@@ -34,6 +34,16 @@ class BRAQ_EXPORT BRAQAudioStreamBasicDescription {
         description->setNativeFormat();
         return description;
     }
+    /// The same, not interleaved, as units and rings take it.
+    /// @param rate frames per second
+    template <class Class = BRAQAudioStreamBasicDescription>
+    static std::shared_ptr<Class> planarStreamDescription(UInt32 channels, Float64 rate) {
+        auto description = nativeStreamDescription<Class>();
+        description->setIsInterleaved(false);
+        description->setChannelsPerFrame(channels);
+        description->setSampleRate(rate);
+        return description;
+    }
     /// 'alac', 2 channels; no sample rate.
     template <class Class = BRAQAudioStreamBasicDescription>
     static std::shared_ptr<Class> alacStreamDescription() {

@@ -66,6 +66,10 @@ class BRAQ_EXPORT BRAQAudioUnit : public BRAQReleasable, public std::enable_shar
     void stop();
     /// Whether the unit runs. Inside a notification: the state after that change.
     bool isRunning() const;
+    /// Seconds between the host time in a frame's time stamp and the air: of a unit that plays, how much later the frame is
+    /// heard; of one that records, how much earlier it was in the air. The device's own figure now: latency, safety offset
+    /// and the largest latency of its streams; 0 without a device. Raises.
+    Float64 latency() const;
 
     /// Frames at the unit's rate that went missing since it was initialised, because the process or the device was held up:
     /// they were neither captured nor played, and time stamps pass over them. 0 without a platform unit.

@@ -84,6 +84,16 @@ void BRAQAudioUnit::setProperty(AudioUnitPropertyID propertyID, AudioUnitScope s
                       {file, "-[BRAQAudioUnit setProperty:scope:element:data:size:]"});
 }
 
+Float64 BRAQAudioUnit::latency() const {
+    Float64 seconds = 0.0;
+    UInt32 size = sizeof(seconds);
+    NSXRaiseOnFailure(
+        AudioUnitGetProperty(mAudioUnit, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &seconds, &size),
+        "AudioUnitGetProperty( mAudioUnit, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &seconds, &size )",
+        {file, "-[BRAQAudioUnit latency]"});
+    return seconds;
+}
+
 void BRAQAudioUnit::audioUnitInitialize() {
     NSXRaiseOnFailure(AudioUnitInitialize(mAudioUnit), "AudioUnitInitialize( mAudioUnit )",
                       {file, "-[BRAQAudioUnit audioUnitInitialize]"});

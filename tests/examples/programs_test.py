@@ -92,6 +92,30 @@ class Programs(unittest.TestCase):
         _, complaint = program.communicate(timeout=60)
         self.assertEqual(program.returncode, 0, complaint)
 
+    def test_the_synthesiser_plays_keys(self):
+        for arguments, count in ((["cCg A"], 5), ([], 7)):
+            status, said, complaint = self.run_to_end("synthesiser", *arguments)
+            self.assertEqual((status, said), (0, f"{count} keys played\n"), complaint)
+
+    def test_the_synthesiser_refuses_what_is_no_key(self):
+        for arguments in (["h"], ["c", "d"], ["c-d"]):
+            self.assertEqual(self.run_to_end("synthesiser", *arguments)[:2], (2, ""))
+
+    def test_the_effect_tells_its_latency(self):
+        status, said, complaint = self.run_to_end("effect", "1")
+        self.assertEqual(status, 0, complaint)
+        found = re.fullmatch(r"latency: input (\S+) ms, ring (\S+) ms, output (\S+) ms, together (\S+) ms; "
+                             r"\d+ overruns, \d+ underruns\n", said)
+        self.assertIsNotNone(found, said)
+        captured, kept, played, together = map(float, found.groups())
+        self.assertEqual((captured, played), (0.0, 0.0), "of the loopback")
+        self.assertLess(kept, 1000.0)
+        self.assertAlmostEqual(together, captured + kept + played, delta=0.2)
+
+    def test_the_effect_refuses_a_duration_that_is_none(self):
+        for arguments in ([], ["0"], ["-1"], ["long"], ["1", "2"]):
+            self.assertEqual(self.run_to_end("effect", *arguments)[:2], (2, ""))
+
     def test_the_watcher_begins_with_what_is_there(self):
         program = self.start("watch")
         self.assertEqual(program.stdout.readline(), "here: Loopback (no sound server), 2 out, 2 in, 48000 Hz\n")

@@ -85,6 +85,43 @@ TEST_F(DeviceProperties, HaveAShortcutForEachDirection) {
     EXPECT_EQ(device->recordingNominalSampleRate(), 44100.0);
 }
 
+TEST_F(DeviceProperties, TellTheRatesThatCanBeSet) {
+    const AudioValueRange first{44100.0, 44100.0};
+    const AudioValueRange last{96000.0, 96000.0};
+    for (const auto& rates : {device->availablePlaybackSampleRates(), device->availableRecordingSampleRates()}) {
+        ASSERT_EQ(rates.size(), 4U);
+        EXPECT_EQ(rates.front(), first);
+        EXPECT_EQ(rates.back(), last);
+    }
+    const UInt32 selector = kAudioDevicePropertyAvailableNominalSampleRates;
+    fail(software, selector, kAudioDevicePropertyScopeInput, kAudioHardwareUnspecifiedError);
+    EXPECT_THAT(device->availableSampleRatesForDirection(recordDirection), IsEmpty());
+    EXPECT_EQ(device->availableSampleRatesForDirection(playbackDirection).size(), 4U);
+}
+
+TEST_F(DeviceProperties, TellTheRangeOfTheBufferSize) {
+    const AudioValueRange range{16.0, 8192.0};
+    EXPECT_EQ(device->playbackBufferSizeRange(), range);
+    EXPECT_EQ(device->recordingBufferSizeRange(), range);
+    const UInt32 selector = kAudioDevicePropertyBufferFrameSizeRange;
+    fail(software, selector, kAudioDevicePropertyScopeOutput, kAudioHardwareUnspecifiedError);
+    EXPECT_EQ(device->bufferSizeRangeForDirection(playbackDirection), AudioValueRange{});
+    EXPECT_EQ(device->bufferSizeRangeForDirection(recordDirection), range);
+}
+
+TEST_F(DeviceProperties, ABufferSizeWithinTheRangeIsTaken) {
+    EXPECT_TRUE(device->setPlaybackBufferSize(64));
+    settle();
+    EXPECT_EQ(device->playbackBufferSize(), 64U);
+    EXPECT_TRUE(device->setRecordingBufferSize(8192));
+    settle();
+    EXPECT_EQ(device->recordingBufferSize(), 8192U);
+    EXPECT_FALSE(device->setPlaybackBufferSize(15));
+    EXPECT_FALSE(device->setRecordingBufferSize(8193));
+    settle();
+    EXPECT_EQ(device->playbackBufferSize(), 8192U);
+}
+
 // Where a property fails in one scope, only what asks in that scope falls back.
 TEST_F(DeviceProperties, FallBackQuietlyInTheDirectionThatFails) {
     const CapturedLog log;
@@ -189,6 +226,9 @@ TEST_F(DeviceProperties, OfADeviceThatIsGoneAllFallBack) {
         EXPECT_EQ(device->latencyForDirection(direction), 0U);
         EXPECT_EQ(device->safetyOffsetForDirection(direction), 0U);
         EXPECT_EQ(device->bufferSizeForDirection(direction), 0U);
+        EXPECT_EQ(device->bufferSizeRangeForDirection(direction), AudioValueRange{});
+        EXPECT_FALSE(device->setBufferSize(512, direction));
+        EXPECT_THAT(device->availableSampleRatesForDirection(direction), IsEmpty());
         EXPECT_EQ(device->preferredStereoChannelsForDirection(direction), std::nullopt);
         EXPECT_EQ(device->streamIDForChannel(1, direction), 0U);
     }

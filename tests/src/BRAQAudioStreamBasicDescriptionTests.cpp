@@ -74,6 +74,16 @@ TEST(StreamDescription, NativeFormatIsCanonicalAndNative) {
     EXPECT_TRUE(native->isInterleaved());
 }
 
+TEST(StreamDescription, ThePlanarFormatIsTheNativeOneNotInterleaved) {
+    const auto planar = Description::planarStreamDescription(6, 44100.0);
+    EXPECT_TRUE(planar->isCanonicalFormat());
+    EXPECT_FALSE(planar->isInterleaved());
+    EXPECT_EQ(planar->channelsPerFrame(), 6U);
+    EXPECT_EQ(planar->sampleRate(), 44100.0);
+    EXPECT_EQ(planar->bytesPerFrame(), 4U) << "of each buffer";
+    EXPECT_EQ(planar->bytesPerPacket(), 4U);
+}
+
 TEST(StreamDescription, ByteCountsOfTheNativeFormatFollowTheInterleaving) {
     const auto native = Description::nativeStreamDescription();
     native->setChannelsPerFrame(6);
