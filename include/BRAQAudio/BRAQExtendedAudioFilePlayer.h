@@ -144,6 +144,10 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
 /// A player keeps itself alive from creation until `invalidate`. Its properties "currentFrame" and "currentTime" can be
 /// observed. Setting the frame changes both; normal progress of playback does not notify.
 ///
+/// With a transition time of the unit (`BRAQOutputAudioUnit::setTransitionTime`), playing rises from silence where it
+/// begins within a file, and its first frames are exact where it begins at the beginning of a file, or backwards at its
+/// end.
+///
 /// Failures of the platform or the file are raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
 /// thread, also while playing.
 class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
@@ -267,6 +271,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void restartReaderAtEnd();
     void setUnitSpeed(float speed, const char* method);
     void startUnit();
+    bool isAtFirstFrame() const;
     void moveTo(SInt64 frame);
     void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
                     const std::function<void(BRAQAudioFileReader&)>& elsewhere);
