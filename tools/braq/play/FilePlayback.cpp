@@ -3,6 +3,7 @@
 FilePlayback::FilePlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
                            const std::shared_ptr<BRAQAudioDevice>& device)
     : Playback(*file), mPlayer(BRAQExtendedAudioFilePlayer::initWithAudioFile(file, device)) {
+    mPlayer->outputAudioUnit()->setTransitionTime(transitionMilliseconds);
     mPlayer->setDelegate(this);
 }
 

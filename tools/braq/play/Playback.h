@@ -5,6 +5,8 @@
 #include <memory>
 
 /// A file being played on a device. Main thread; raises what the library raises.
+///
+/// Nothing clicks: where it begins within the file, is paused, moved, turned round and ended, it fades.
 class Playback {
   public:
     virtual ~Playback() = default;
@@ -46,6 +48,8 @@ class Playback {
     virtual std::shared_ptr<NSError> lastError() const = 0;
 
   protected:
+    static constexpr double transitionMilliseconds = 8.0; // not heard as a fade, and does not click
+
     explicit Playback(const BRAQExtendedAudioFile& file)
         : Playback(file.frameCount(), file.streamDescription()->sampleRate(),
                    file.streamDescription()->channelsPerFrame()) {}
