@@ -222,7 +222,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// Has a file follow the one that is heard: its first frame directly behind that one's last, without a frame of
     /// silence. The end of the file before it is not reported; `audioFilePlayerDidBeginNextFile` is called instead, with
     /// `currentFrame` in the new file. Any time before the end; reads the beginning of the file. Backwards, the file at
-    /// hand ends at its beginning; the next one is played in its own direction.
+    /// hand ends at its beginning; the next one is played in its own direction: from its end if it is reversed.
     /// @param audioFile opened for playback with the channels and the rate of the player's first file, else it raises
     ///        NSException `NSInvalidArgumentException`; `setNextFileURL` opens any file so. Null: none follows.
     void setNextAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile);

@@ -103,6 +103,18 @@ TEST_F(FilePlayerNext, IsConvertedToTheFormatOfTheFirst) {
     EXPECT_EQ(player->audioFile()->fileDataFormat().mSampleRate, 22050);
 }
 
+TEST_F(FilePlayerNext, IsPlayedFromItsEndIfItIsReversed) {
+    open(5000);
+    const auto next = file(9000);
+    next->setReverse(true);
+    player->setNextAudioFile(next);
+    player->startFilePlaying();
+    const auto heard = hear(13'000);
+    for (UInt64 frame = 0; frame < 13'000; ++frame) {
+        ASSERT_EQ(heard[frame], sampleOf(frame < 5000 ? frame : 8999 - (frame - 5000), 0)) << frame;
+    }
+}
+
 TEST_F(FilePlayerNext, ThatCannotBeOpenedLeavesTheOneThatWasSet) {
     open(5000);
     const auto next = file(3000);

@@ -10,12 +10,12 @@ namespace {
 using testing::StrictMock;
 using Wish = PlayControls::Wish;
 
-constexpr Float64 fileRate = 1000.0;
+constexpr Float64 sampleRate = 1000.0;
 constexpr SInt64 fileFrames = 20'000;
 
 class MockPlayback : public Playback {
   public:
-    MockPlayback() : Playback(fileFrames, fileRate, 2) {}
+    MockPlayback() : Playback(fileFrames, sampleRate, 2) {}
 
     MOCK_METHOD(void, start, (), (override));
     MOCK_METHOD(void, pause, (), (override));

@@ -328,6 +328,26 @@ class Play(ToolTest):
         terminal.press("nn")
         self.end(terminal)
 
+    def test_the_line_and_the_keys_go_on_with_the_next_file(self):
+        terminal = self.start(self.file, self.long_file)
+        terminal.read_until(f"playing {self.long_file} (1:00.0, 8000 Hz, 2 channels)")
+        terminal.output = b""
+        terminal.read_until("> 0:00.1 / 1:00.0")
+        terminal.press("\x1b[C")
+        terminal.read_until("> 0:05.")
+        terminal.press("p")
+        terminal.read_until(f"playing {self.file}")
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_the_next_file_follows_in_the_direction_that_holds(self):
+        terminal = self.start(self.long_file, self.file)
+        terminal.press("r")
+        terminal.read_until(f"playing {self.file}")
+        terminal.output = b""
+        terminal.read_until("< 0:00.5 / 0:01.0")
+        self.end(terminal)
+
     def test_plays_again_and_again(self):
         terminal = self.start(self.file, "--loop")
         for _ in range(2):

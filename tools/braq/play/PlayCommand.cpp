@@ -2,6 +2,7 @@
 
 #include "tools/braq/play/FilePlayback.h"
 #include "tools/braq/play/LoopPlayback.h"
+#include "tools/braq/play/OpenToPlay.h"
 #include "tools/braq/play/PlayControls.h"
 #include "tools/braq/shared/ChooseDevice.h"
 #include "tools/braq/shared/Text.h"
@@ -51,13 +52,12 @@ class PlaySession {
 
     /// @return whether every file could be played
     bool run() {
-        std::size_t index = 0;
         auto start = mOptions.startSeconds;
-        while (index < mOptions.files.size()) {
-            switch (tryToPlay(mOptions.files[index], std::exchange(start, std::nullopt))) {
-            case PlayControls::Wish::quit: return !mHasFailed;
-            case PlayControls::Wish::previous: index -= index > 0 ? 1 : 0; break;
-            default: ++index;
+        while (mIndex < mOptions.files.size()) {
+            switch (tryToPlay(std::exchange(start, std::nullopt))) {
+            case Wish::quit: return !mHasFailed;
+            case Wish::previous: mIndex -= mIndex > 0 ? 1 : 0; break;
+            default: ++mIndex;
             }
         }
         return !mHasFailed;
@@ -66,39 +66,43 @@ class PlaySession {
   private:
     using Wish = PlayControls::Wish;
 
-    Wish tryToPlay(const std::string& path, std::optional<double> start) {
+    /// The file that is to be heard next, or what is wrong with those before it.
+    struct Next {
+        std::size_t after = 0; // as an index, for which it was looked for
+        bool backwards = false;
+        std::size_t index = 0;
+        std::vector<std::string> skipped{}; // why, each with its path
+    };
+
+    const std::string& path() const { return mOptions.files[mIndex]; }
+
+    Wish tryToPlay(std::optional<double> start) {
         try {
-            return play(path, start);
+            return play(start);
         } catch (const DeviceTrouble&) {
             throw;
         } catch (const ReaderIsGone&) {
             throw;
         } catch (const std::exception&) {
-            mDisplay.complain(printable(path) + ": " + reasonOfCaughtException());
-            mHasFailed = true;
+            complain(printable(path()) + ": " + reasonOfCaughtException());
             return Wish::next;
         }
     }
 
-    Wish play(const std::string& path, std::optional<double> start) {
-        const auto playback = open(path);
+    Wish play(std::optional<double> start) {
+        const auto playback = open(path());
         goToBeginning(*playback, start);
-        mDisplay.say("playing " + printable(path) + " (" + describe(*playback) + ") on " + printable(mDevice.name));
-        mHolds.assign(playback->channels(), {});
-        BRAQApplication::setTitle(std::filesystem::path(path).filename());
+        announce(*playback);
         mControls.start(*playback);
         requireDevice(*playback);
+        mNext.reset();
         const Wish wish = playOn(*playback);
-        tellOfEnd(path, *playback);
+        tellOfEnd(playback->played());
         return wish;
     }
 
     std::unique_ptr<Playback> open(const std::string& path) const {
-        std::shared_ptr<NSError> error;
-        const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(path), &error);
-        if (file == nullptr) {
-            throw std::runtime_error(error->localizedDescription());
-        }
+        const auto file = openToPlay(path);
         const auto device = mOptions.device.empty() ? nullptr : BRAQAudioDevice::initWithDeviceID(mDevice.id);
         std::unique_ptr<Playback> playback;
         if (mOptions.loop) {
@@ -108,6 +112,49 @@ class PlaySession {
         }
         playback->setUnscaledDownmix(mOptions.unscaledDownmix);
         return playback;
+    }
+
+    void announce(const Playback& playback) {
+        mDisplay.say("playing " + printable(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
+        mHolds.assign(playback.channels(), {});
+        BRAQApplication::setTitle(std::filesystem::path(path()).filename());
+    }
+
+    void complain(const std::string& trouble) {
+        mDisplay.complain(trouble);
+        mHasFailed = true;
+    }
+
+    // Files that cannot be opened are told of when it is their turn.
+    void prepareNext(Playback& playback) {
+        if (mNext && mNext->after == mIndex && mNext->backwards == mControls.isReverse()) {
+            return;
+        }
+        playback.clearNext();
+        goOnWithNext(playback); // what was next until now may have begun
+        mNext = {.after = mIndex, .backwards = mControls.isReverse()};
+        for (mNext->index = mIndex + 1; mNext->index < mOptions.files.size(); ++mNext->index) {
+            const std::string& path = mOptions.files[mNext->index];
+            try {
+                playback.setNext(path, mNext->backwards);
+                return;
+            } catch (const std::exception&) {
+                mNext->skipped.push_back(printable(path) + ": " + reasonOfCaughtException());
+            }
+        }
+    }
+
+    void goOnWithNext(Playback& playback) {
+        const auto played = playback.takePlayed();
+        if (!played || !mNext) {
+            return;
+        }
+        tellOfEnd(*played);
+        for (const auto& trouble : mNext->skipped) {
+            complain(trouble);
+        }
+        mIndex = mNext->index;
+        announce(playback);
     }
 
     void goToBeginning(Playback& playback, std::optional<double> start) const {
@@ -126,10 +173,12 @@ class PlaySession {
     Wish playOn(Playback& playback) {
         auto next = Clock::now();
         while (true) {
+            prepareNext(playback);
             const auto happened = mAttention.wait(next);
             if (happened.isToEnd) {
                 return Wish::quit;
             }
+            goOnWithNext(playback);
             if (playback.hasEnded()) {
                 show(playback);
                 return Wish::next;
@@ -226,14 +275,14 @@ class PlaySession {
         return levels;
     }
 
-    void tellOfEnd(const std::string& path, Playback& playback) {
+    void tellOfEnd(const Played& played) {
         if (!mDisplay.isTerminal()) {
-            mDisplay.say("played " + printable(path) + " to " +
-                         timeText(static_cast<double>(playback.frame()) / playback.rate()) + ", " +
-                         std::to_string(playback.underruns()) + " underruns");
+            mDisplay.say("played " + printable(path()) + " to " + timeText(played.seconds) + ", " +
+                         std::to_string(played.underruns) + (played.underruns == 1 ? " underrun" : " underruns"));
         }
-        if (const auto error = playback.lastError()) {
-            throw std::runtime_error("it could not be read to its end: " + error->localizedDescription());
+        if (played.lastError != nullptr) {
+            complain(printable(path()) +
+                     ": it could not be read to its end: " + played.lastError->localizedDescription());
         }
     }
 
@@ -241,8 +290,8 @@ class PlaySession {
         return timeText(static_cast<double>(playback.frames()) / playback.rate());
     }
     static std::string describe(const Playback& playback) {
-        return lengthOf(playback) + ", " + rateText(playback.rate()) + " Hz, " + std::to_string(playback.channels()) +
-               (playback.channels() == 1 ? " channel" : " channels");
+        return lengthOf(playback) + ", " + rateText(playback.fileRate()) + " Hz, " +
+               std::to_string(playback.channels()) + (playback.channels() == 1 ? " channel" : " channels");
     }
 
     const PlayOptions& mOptions;
@@ -252,6 +301,8 @@ class PlaySession {
     PlayControls mControls;
     Display mDisplay;
     std::vector<PeakHold> mHolds;
+    std::size_t mIndex = 0; // of the file that is heard
+    std::optional<Next> mNext{};
     bool mHasFailed = false;
 };
 
