@@ -1,6 +1,7 @@
 #include "tools/braq/play/PlayCommand.h"
 
 #include "tools/braq/play/FilePlayback.h"
+#include "tools/braq/play/FilesToPlay.h"
 #include "tools/braq/play/LoopPlayback.h"
 #include "tools/braq/play/OpenToPlay.h"
 #include "tools/braq/play/PlayControls.h"
@@ -16,9 +17,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -52,13 +56,16 @@ class PlaySession {
 
     /// @return whether every file could be played
     bool run() {
+        findFiles();
         auto start = mOptions.startSeconds;
-        while (mIndex < mOptions.files.size()) {
-            switch (tryToPlay(std::exchange(start, std::nullopt))) {
-            case Wish::quit: return !mHasFailed;
-            case Wish::previous: mIndex -= mIndex > 0 ? 1 : 0; break;
-            default: ++mIndex;
+        std::optional<std::size_t> index = mFiles.empty() ? std::nullopt : std::optional<std::size_t>(0);
+        while (index && mFailuresInARow < mFiles.size()) {
+            mIndex = *index;
+            const Wish wish = isStep() ? mControls.wishOf(takeKey()) : tryToPlay(std::exchange(start, std::nullopt));
+            if (wish == Wish::quit) {
+                break;
             }
+            index = wish == Wish::previous ? indexBefore(mIndex) : indexAfter(mIndex);
         }
         return !mHasFailed;
     }
@@ -68,13 +75,37 @@ class PlaySession {
 
     /// The file that is to be heard next, or what is wrong with those before it.
     struct Next {
-        std::size_t after = 0; // as an index, for which it was looked for
         bool backwards = false;
         std::size_t index = 0;
         std::vector<std::string> skipped{}; // why, each with its path
     };
 
-    const std::string& path() const { return mOptions.files[mIndex]; }
+    void findFiles() {
+        FilesToPlay found = filesToPlay(mOptions.files);
+        for (const auto& trouble : found.troubles) {
+            complain(trouble);
+        }
+        mFiles = std::move(found.files);
+        if (mOptions.shuffle) {
+            std::ranges::shuffle(mFiles, std::mt19937(std::random_device()()));
+        }
+    }
+
+    const std::string& path() const { return mFiles[mIndex]; }
+
+    /// @return nothing behind the last file
+    std::optional<std::size_t> indexAfter(std::size_t index) const {
+        if (index + 1 < mFiles.size()) {
+            return index + 1;
+        }
+        return mOptions.repeat ? std::optional<std::size_t>(0) : std::nullopt;
+    }
+    std::size_t indexBefore(std::size_t index) const {
+        return index > 0 ? index - 1 : mOptions.repeat ? mFiles.size() - 1 : 0;
+    }
+
+    /// Whether a key that has been pressed already goes to another file than the one whose turn it is.
+    bool isStep() const { return !mKeys.empty() && (mKeys.front() == Key::n || mKeys.front() == Key::p); }
 
     Wish tryToPlay(std::optional<double> start) {
         try {
@@ -85,6 +116,7 @@ class PlaySession {
             throw;
         } catch (const std::exception&) {
             complain(printable(path()) + ": " + reasonOfCaughtException());
+            ++mFailuresInARow;
             return Wish::next;
         }
     }
@@ -118,25 +150,31 @@ class PlaySession {
         mDisplay.say("playing " + printable(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
         mHolds.assign(playback.channels(), {});
         BRAQApplication::setTitle(std::filesystem::path(path()).filename());
+        mFailuresInARow = 0;
     }
 
+    // Once, however often the files are repeated.
     void complain(const std::string& trouble) {
-        mDisplay.complain(trouble);
+        if (mTold.insert(trouble).second) {
+            mDisplay.complain(trouble);
+        }
         mHasFailed = true;
     }
 
     // Files that cannot be opened are told of when it is their turn.
     void prepareNext(Playback& playback) {
-        if (mNext && mNext->after == mIndex && mNext->backwards == mControls.isReverse()) {
+        if (mNext && mNext->backwards == mControls.isReverse()) {
             return;
         }
         playback.clearNext();
         goOnWithNext(playback); // what was next until now may have begun
-        mNext = {.after = mIndex, .backwards = mControls.isReverse()};
-        for (mNext->index = mIndex + 1; mNext->index < mOptions.files.size(); ++mNext->index) {
-            const std::string& path = mOptions.files[mNext->index];
+        mNext = {.backwards = mControls.isReverse()};
+        auto index = indexAfter(mIndex);
+        for (std::size_t tried = 0; index && tried < mFiles.size(); ++tried, index = indexAfter(*index)) {
+            const std::string& path = mFiles[*index];
             try {
                 playback.setNext(path, mNext->backwards);
+                mNext->index = *index;
                 return;
             } catch (const std::exception&) {
                 mNext->skipped.push_back(printable(path) + ": " + reasonOfCaughtException());
@@ -154,6 +192,7 @@ class PlaySession {
             complain(trouble);
         }
         mIndex = mNext->index;
+        mNext.reset();
         announce(playback);
     }
 
@@ -174,7 +213,8 @@ class PlaySession {
         auto next = Clock::now();
         while (true) {
             prepareNext(playback);
-            const auto happened = mAttention.wait(next);
+            const auto happened = mAttention.wait(mKeys.empty() ? next : Clock::now());
+            mKeys.insert(mKeys.end(), happened.keys.begin(), happened.keys.end());
             if (happened.isToEnd) {
                 return Wish::quit;
             }
@@ -186,8 +226,9 @@ class PlaySession {
             if (happened.isToSuspend) {
                 suspend(playback);
             }
-            for (const Key key : happened.keys) {
-                const Wish wish = mControls.press(key, playback);
+            const bool hasKeys = !mKeys.empty();
+            while (!mKeys.empty()) {
+                const Wish wish = mControls.press(takeKey(), playback);
                 if (wish == Wish::help) {
                     mDisplay.say(PlayControls::help);
                 } else if (wish != Wish::nothing) {
@@ -196,11 +237,17 @@ class PlaySession {
             }
             requireDevice(playback);
             followDevice(playback);
-            if (Clock::now() >= next || !happened.keys.empty()) {
+            if (Clock::now() >= next || hasKeys) {
                 show(playback);
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    Key takeKey() {
+        const Key key = mKeys.front();
+        mKeys.pop_front();
+        return key;
     }
 
     void suspend(Playback& playback) {
@@ -301,14 +348,21 @@ class PlaySession {
     PlayControls mControls;
     Display mDisplay;
     std::vector<PeakHold> mHolds;
-    std::size_t mIndex = 0; // of the file that is heard
+    std::vector<std::string> mFiles{}; // in the order in which they are played
+    std::size_t mIndex = 0;            // of the file that is heard
     std::optional<Next> mNext{};
+    std::deque<Key> mKeys;           // pressed, and not handled yet: some may be for another file
+    std::size_t mFailuresInARow = 0; // files that could not be played since one could
+    std::set<std::string> mTold{};   // what has been complained of
     bool mHasFailed = false;
 };
 
 } // namespace
 
 bool runPlay(const PlayOptions& options) {
+    if (options.loop && options.repeat) {
+        throw WrongUsage("--loop plays one file for ever, and --repeat all of them; use one of them");
+    }
     if (options.loop && options.speed < 0.0) {
         throw WrongUsage("--loop plays forwards only; use a speed above 0");
     }
