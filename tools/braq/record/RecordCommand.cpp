@@ -3,6 +3,7 @@
 #include "tools/braq/record/RecordFormats.h"
 #include "tools/braq/record/RecordedFile.h"
 #include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/DeviceNews.h"
 #include "tools/braq/shared/Text.h"
 #include "tools/braq/shared/TimeText.h"
 #include "tools/braq/shared/Trouble.h"
@@ -85,11 +86,13 @@ class RecordSession {
         std::vector<SInt32> fromZero;
         std::ranges::transform(mChannels, std::back_inserter(fromZero),
                                [](unsigned channel) { return static_cast<SInt32>(channel) - 1; });
-        const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, mDevice, fromZero);
+        const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, recordedDevice(), fromZero);
+        const auto news = std::make_shared<DeviceNews>();
+        recorder->setDelegate(news);
         std::string trouble;
         try {
             recorder->startRecording();
-            trouble = recordOn(*recorder);
+            trouble = recordOn(*recorder, *news);
         } catch (const ReaderIsGone&) {
         } catch (const std::exception&) {
             trouble = reasonOfCaughtException();
@@ -104,9 +107,12 @@ class RecordSession {
         return trouble;
     }
 
-    std::string recordOn(BRAQExtendedAudioFileRecorder& recorder) {
+    /// Null: the default device, wherever it goes.
+    std::shared_ptr<BRAQAudioDevice> recordedDevice() const { return mOptions.device.empty() ? nullptr : mDevice; }
+
+    std::string recordOn(BRAQExtendedAudioFileRecorder& recorder, DeviceNews& news) {
         Display display;
-        Meters meters(mDevice, mChannels);
+        Meters meters(recordedDevice(), mChannels);
         // A level covers the last eighth of a second; before that it is meaningless.
         constexpr double meaninglessSeconds = 0.25;
         const double firstLevel = static_cast<double>(recorder.currentFrame()) / mRate + meaninglessSeconds;
@@ -117,6 +123,9 @@ class RecordSession {
             if (!hasSaidSo && recorder.currentFrame() > 0) {
                 display.say("recording " + printable(mFacts.name) + " into " + printable(mOptions.file));
                 hasSaidSo = true;
+            }
+            for (const auto& line : news.take()) {
+                display.say(line);
             }
             const bool isEnough = mMost && recorder.currentFrame() >= *mMost;
             if (happened.isToEnd || isEnough || std::ranges::count(happened.keys, Key::q) != 0) {
@@ -172,9 +181,9 @@ class RecordSession {
     Attention mAttention; // before anything that starts threads
     const DeviceFacts mFacts;
     const std::vector<unsigned> mChannels;
-    const std::shared_ptr<BRAQAudioDevice> mDevice;
-    Float64 mRate = 0.0;           // of the device
-    std::optional<SInt64> mMost{}; // frames at that rate
+    const std::shared_ptr<BRAQAudioDevice> mDevice; // at the beginning
+    Float64 mRate = 0.0;                            // of that device; another one's frames are converted to it
+    std::optional<SInt64> mMost{};                  // frames at that rate
     std::shared_ptr<RecordedFile> mFile;
     UInt64 mOverruns = 0;
 };
