@@ -530,6 +530,23 @@ class Record(ToolTest):
             self.assertGreater(written, 24000)
             self.assertEqual(self.frames_of("a.wav"), written)
 
+    def test_leaves_out_what_is_heard_in_a_pause(self):
+        terminal = Terminal(self, [OPTIONS.program, "record", self.path("a.wav"), "--duration", "1.5"])
+        terminal.read_until("* 0:00.3")
+        before = time.monotonic()
+        terminal.press(" ")
+        terminal.read_until("|| 0:00.")
+        time.sleep(2)  # longer than the rest
+        terminal.press("  ")
+        terminal.press(" ")
+        terminal.read_until("* 0:0")
+        status, output = terminal.wait()
+        self.assertEqual(status, 0, output)
+        self.assertIn("recorded 0:01.5 (72000 frames at 48000 Hz)", output)
+        self.assertIn("0 overruns", output)
+        self.assertEqual(self.frames_of("a.wav"), 72000)
+        self.assertGreater(time.monotonic() - before, 2)
+
     def test_no_recording_is_lost_to_another_one(self):
         self.run_tool("record", self.path("a.wav"), "--duration", "0.1")
         result = self.run_tool("record", self.path("a.wav"), "--duration", "0.2")

@@ -102,7 +102,7 @@ class RecordSession {
         } catch (const std::exception&) {
             trouble = trouble.empty() ? reasonOfCaughtException() : trouble;
         }
-        mOverruns = recorder->errorCount();
+        mOverruns += recorder->errorCount();
         recorder->invalidate();
         return trouble;
     }
@@ -128,20 +128,45 @@ class RecordSession {
                 display.say(line);
             }
             const bool isEnough = mMost && recorder.currentFrame() >= *mMost;
-            if (happened.isToEnd || isEnough || std::ranges::count(happened.keys, Key::q) != 0) {
+            const bool isToQuit = press(happened.keys, recorder);
+            if (happened.isToEnd || isEnough || isToQuit) {
                 return "";
             }
             if (const auto error = recorder.lastError()) {
                 return printable(mOptions.file) + " could not be written to its end: " + error->localizedDescription();
             }
-            if (!recorder.isFileRecording()) {
+            if (!mIsPaused && !recorder.isFileRecording()) {
                 return deviceTrouble();
             }
-            if (Clock::now() >= next) {
+            if (Clock::now() >= next || !happened.keys.empty()) {
                 display.show(statusOf(recorder, meters, firstLevel));
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    /// @return whether the user quits
+    bool press(const std::vector<Key>& keys, BRAQExtendedAudioFileRecorder& recorder) {
+        for (const Key key : keys) {
+            if (key == Key::q) {
+                return true;
+            }
+            if (key == Key::space) {
+                pauseOrResume(recorder);
+            }
+        }
+        return false;
+    }
+
+    // What is captured meanwhile is not in the file. A recorder counts overruns anew at each start.
+    void pauseOrResume(BRAQExtendedAudioFileRecorder& recorder) {
+        if (mIsPaused) {
+            mOverruns += recorder.errorCount();
+            recorder.startRecording();
+        } else {
+            recorder.stopRecording();
+        }
+        mIsPaused = !mIsPaused;
     }
 
     std::string deviceTrouble() const {
@@ -151,8 +176,8 @@ class RecordSession {
     }
 
     Status statusOf(BRAQExtendedAudioFileRecorder& recorder, Meters& meters, double firstLevel) const {
-        const UInt64 overruns = recorder.errorCount();
-        Status status{.mark = "*",
+        const UInt64 overruns = mOverruns + recorder.errorCount();
+        Status status{.mark = mIsPaused ? "||" : "*",
                       .seconds = static_cast<double>(recorder.currentFrame()) / mRate,
                       .length = mOptions.durationSeconds,
                       .facts = {std::to_string(overruns) + (overruns == 1 ? " overrun" : " overruns")}};
@@ -185,7 +210,8 @@ class RecordSession {
     Float64 mRate = 0.0;                            // of that device; another one's frames are converted to it
     std::optional<SInt64> mMost{};                  // frames at that rate
     std::shared_ptr<RecordedFile> mFile;
-    UInt64 mOverruns = 0;
+    UInt64 mOverruns = 0; // before the last start
+    bool mIsPaused = false;
 };
 
 } // namespace
