@@ -1,4 +1,4 @@
-// A window that plays an audio file: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the
+// A window that plays audio files, one after another without a gap: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the
 // library's main queue, through which delegates are called.
 #include <BRAQAudio/BRAQAudio.h>
 
@@ -16,6 +16,8 @@
 #include <memory>
 #include <sstream>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace {
 
@@ -32,6 +34,18 @@ std::string timeText(double milliseconds) {
     const auto seconds = static_cast<long>(milliseconds / 1000.0);
     const std::string rest = std::to_string(seconds % 60);
     return std::to_string(seconds / 60) + (rest.size() < 2 ? ":0" : ":") + rest;
+}
+
+std::string urlOf(GFile* file) {
+    const std::unique_ptr<char, decltype(&g_free)> url(g_file_get_uri(file), &g_free);
+    return url.get();
+}
+
+std::string nameOf(const std::string& url) {
+    GFile* const file = g_file_new_for_uri(url.c_str());
+    const std::unique_ptr<char, decltype(&g_free)> name(g_file_get_basename(file), &g_free);
+    g_object_unref(file);
+    return name.get();
 }
 
 GtkWidget* label(const char* styleClass) {
@@ -67,8 +81,10 @@ class Window {
     Window& operator=(const Window&) = delete;
 
     GtkWindow* widget() const { return mWindow; }
-    void open(GFile* file);
+    /// Plays the first file, and then the others.
+    void open(std::vector<std::string> urls);
     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+    void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 
   private:
     void layOut();
@@ -83,6 +99,7 @@ class Window {
     void makePlayer(double time);
     void letPlayerGo();
     void checkDevice();
+    void setNextFile();
 
     void togglePlaying();
     void play();
@@ -90,6 +107,7 @@ class Window {
     void seek(double time);
     void setSpeed();
     void setVolume();
+    bool isBackwards() const;
     double beginning() const;
 
     void showPlayer();
@@ -112,7 +130,8 @@ class Window {
     GtkFileChooserNative* mChooser = nullptr; // owned
     guint mTimer = 0;                         // runs while something plays
 
-    std::shared_ptr<BRAQExtendedAudioFile> mFile;         // null until one is opened
+    std::shared_ptr<BRAQExtendedAudioFile> mFile;         // that is heard; null until one is opened
+    std::vector<std::string> mNext;                       // URLs of those after it
     std::shared_ptr<BRAQAudioDevice> mDevice;             // that the player plays on
     std::string mDeviceName;                              // a removed device cannot be asked for it
     std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null without a file, or if no device plays it
@@ -221,34 +240,67 @@ void Window::attempt(const std::function<void()>& step) {
 
 void Window::chooseFile() {
     g_clear_object(&mChooser);
-    mChooser =
-        gtk_file_chooser_native_new("Open an Audio File", mWindow, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
+    mChooser = gtk_file_chooser_native_new("Open Audio Files", mWindow, GTK_FILE_CHOOSER_ACTION_OPEN, nullptr, nullptr);
+    gtk_file_chooser_set_select_multiple(GTK_FILE_CHOOSER(mChooser), TRUE);
     const auto respond = +[](Window* self, int response) {
         if (response == GTK_RESPONSE_ACCEPT) {
-            GFile* const file = gtk_file_chooser_get_file(GTK_FILE_CHOOSER(self->mChooser));
-            self->open(file);
-            g_object_unref(file);
+            GListModel* const files = gtk_file_chooser_get_files(GTK_FILE_CHOOSER(self->mChooser));
+            std::vector<std::string> urls;
+            for (guint i = 0; i < g_list_model_get_n_items(files); ++i) {
+                auto* const file = static_cast<GFile*>(g_list_model_get_item(files, i));
+                urls.push_back(urlOf(file));
+                g_object_unref(file);
+            }
+            g_object_unref(files);
+            self->open(std::move(urls));
         }
     };
     g_signal_connect_swapped(mChooser, "response", G_CALLBACK(respond), this);
     gtk_native_dialog_show(GTK_NATIVE_DIALOG(mChooser));
 }
 
-// If the file cannot be opened, the previous one plays on.
-void Window::open(GFile* file) {
-    const std::unique_ptr<char, decltype(&g_free)> name(g_file_get_basename(file), &g_free);
-    const std::unique_ptr<char, decltype(&g_free)> uri(g_file_get_uri(file), &g_free);
+// If the first file cannot be opened, what is open plays on.
+void Window::open(std::vector<std::string> urls) {
     std::shared_ptr<NSError> error;
-    const auto opened = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString(uri.get()), &error);
+    const auto opened = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString(urls.front()), &error);
     if (opened == nullptr) {
-        say(std::string(name.get()) + " cannot be played: " + error->localizedDescription() + ".");
+        say(nameOf(urls.front()) + " cannot be played: " + error->localizedDescription() + ".");
         return;
     }
     attempt([&] {
         mFile = opened;
-        gtk_label_set_text(GTK_LABEL(mName), name.get());
+        mNext.assign(urls.begin() + 1, urls.end());
         makePlayer(beginning());
         play();
+        setNextFile();
+    });
+}
+
+// Those that cannot be opened are left out. Backwards, the next one begins at its end, too.
+void Window::setNextFile() {
+    mPlayer->setNextAudioFile(nullptr);
+    BRAQExtendedAudioFileOptions options;
+    options.clientDataFormat = mPlayer->outputAudioUnit()->streamDescription();
+    for (; !mNext.empty(); mNext.erase(mNext.begin())) {
+        std::shared_ptr<NSError> error;
+        const auto next =
+            BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::urlWithString(mNext.front()), options, &error);
+        if (next != nullptr) {
+            next->setReverse(isBackwards());
+            mPlayer->setNextAudioFile(next);
+            return;
+        }
+        say(nameOf(mNext.front()) + " cannot be played: " + error->localizedDescription() + ".");
+    }
+}
+
+// Called by the player, which finds the operation by its name.
+void Window::audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
+    attempt([&] {
+        mFile = player->audioFile();
+        mNext.erase(mNext.begin());
+        showPlayer();
+        setNextFile();
     });
 }
 
@@ -259,6 +311,7 @@ void Window::makePlayer(double time) {
     mDevice = BRAQAudioDevice::defaultPlaybackDevice();
     mDeviceName = mDevice->deviceName().value_or("The device");
     mPlayer = BRAQExtendedAudioFilePlayer::initWithAudioFile(mFile, mDevice);
+    mPlayer->outputAudioUnit()->setTransitionTime(8.0); // milliseconds; without it, pauses and seeks click
     mPlayer->setDelegate(this);
     mPlayer->setCurrentTime(time);
     setSpeed();
@@ -281,6 +334,7 @@ void Window::checkDevice() {
     if (mPlayer != nullptr && std::ranges::find(devices, mDevice->deviceID()) == devices.end()) {
         const std::string gone = mDeviceName;
         makePlayer(mPlayer->currentTime());
+        setNextFile();
         say(gone + " is gone. Press play to go on with " + mDeviceName + ".");
     }
 }
@@ -343,6 +397,9 @@ void Window::seek(double time) {
 void Window::setSpeed() {
     if (mPlayer != nullptr) {
         mPlayer->setPlaybackSpeed(speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))]);
+        if (const auto next = mPlayer->nextAudioFile(); next != nullptr && next->reverse() != isBackwards()) {
+            setNextFile();
+        }
     }
 }
 
@@ -357,18 +414,17 @@ void Window::setVolume() {
     }
 }
 
+bool Window::isBackwards() const { return speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))] < 0.0F; }
+
 // Where playback begins: at the end if backwards.
-double Window::beginning() const {
-    const bool isBackwards = speeds[gtk_drop_down_get_selected(GTK_DROP_DOWN(mSpeed))] < 0.0F;
-    return isBackwards ? mFile->estimatedDuration() : 0.0;
-}
+double Window::beginning() const { return isBackwards() ? mFile->estimatedDuration() : 0.0; }
 
 void Window::showPlayer() {
-    const auto format = mFile->streamDescription();
-    const UInt32 channels = format->channelsPerFrame();
+    const UInt32 channels = mFile->fileDataFormat().mChannelsPerFrame;
     std::ostringstream facts;
-    facts << channels << (channels == 1 ? " channel, " : " channels, ") << format->sampleRate() / 1000.0 << " kHz, on "
-          << mDeviceName;
+    facts << channels << (channels == 1 ? " channel, " : " channels, ") << mFile->fileDataFormat().mSampleRate / 1000.0
+          << " kHz, on " << mDeviceName;
+    gtk_label_set_text(GTK_LABEL(mName), nameOf(mFile->url()->absoluteString()).c_str());
     gtk_label_set_text(GTK_LABEL(mFacts), facts.str().c_str());
     gtk_label_set_text(GTK_LABEL(mLength), timeText(mPlayer->maxTime()).c_str());
     gtk_range_set_range(GTK_RANGE(mPosition), 0.0, std::max(mPlayer->maxTime(), 1.0));
@@ -418,9 +474,11 @@ struct Program {
         }
         gtk_window_present(window->widget());
     }
-    void open(GFile** files) {
+    void open(GFile** files, int count) {
         show();
-        window->open(files[0]);
+        std::vector<std::string> urls(static_cast<std::size_t>(count));
+        std::transform(files, files + count, urls.begin(), urlOf);
+        window->open(std::move(urls));
     }
 };
 
@@ -436,7 +494,7 @@ int main(int argc, char** argv) {
     constexpr auto flags = static_cast<GApplicationFlags>(G_APPLICATION_HANDLES_OPEN | G_APPLICATION_NON_UNIQUE);
     Program program{gtk_application_new("org.example.Player", flags), nullptr};
     const auto show = +[](Program* self) { self->show(); };
-    const auto open = +[](Program* self, GFile** files) { self->open(files); };
+    const auto open = +[](Program* self, GFile** files, int count) { self->open(files, count); };
     setKey(program.application, "win.open", "<Control>o");
     setKey(program.application, "win.play", "space");
     setKey(program.application, "window.close", "<Control>q");

@@ -1,4 +1,4 @@
-// A small window that plays an audio file. Qt's event loop carries the library's main queue, through which delegates
+// A small window that plays audio files, one after another without a gap. Qt's event loop carries the library's main queue, through which delegates
 // are called.
 #include <BRAQAudio/BRAQAudio.h>
 
@@ -14,11 +14,13 @@
 #include <QShortcut>
 #include <QSlider>
 #include <QSocketNotifier>
+#include <QStringList>
 #include <QStyle>
 #include <QTime>
 #include <QTimer>
 #include <QWidget>
 
+#include <iostream>
 #include <memory>
 #include <utility>
 
@@ -26,28 +28,33 @@ namespace {
 
 class Window : public QWidget {
   public:
-    explicit Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player);
+    Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player, QStringList next);
     ~Window() override;
     Window(const Window&) = delete;
     Window& operator=(const Window&) = delete;
 
-    // Called by the player, which finds it by its name.
+    // Called by the player, which finds them by their names.
     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+    void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
 
   private:
+    void showFile();
+    void setNextFile();
     void togglePlaying();
     void look();
 
     const std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer;
+    QStringList mNext; // files that have not been heard yet
     QPushButton mButton{this};
     QSlider mPosition{Qt::Horizontal, this}; // milliseconds
     QLabel mTime{this};
     QTimer mTimer{this};
 };
 
-Window::Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player) : mPlayer(std::move(player)) {
+Window::Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player, QStringList next)
+    : mPlayer(std::move(player)), mNext(std::move(next)) {
     mPlayer->setDelegate(this);
-    mPosition.setRange(0, static_cast<int>(mPlayer->maxTime()));
+    mPlayer->outputAudioUnit()->setTransitionTime(8.0); // milliseconds; without it, pauses and seeks click
     mPosition.setPageStep(5000);
     mPosition.setMinimumWidth(300);
     auto* const row = new QHBoxLayout(this); // the widget owns it
@@ -61,6 +68,8 @@ Window::Window(std::shared_ptr<BRAQExtendedAudioFilePlayer> player) : mPlayer(st
             [this] { mPlayer->setCurrentTime(mPosition.sliderPosition()); });
     connect(&mTimer, &QTimer::timeout, this, &Window::look);
     mTimer.start(40);
+    showFile();
+    setNextFile();
     togglePlaying();
 }
 
@@ -72,6 +81,29 @@ Window::~Window() {
 void Window::audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player) {
     player->stopFilePlaying();
     player->setCurrentTime(0.0);
+}
+
+void Window::audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/) {
+    showFile();
+    setNextFile();
+}
+
+void Window::showFile() {
+    mPosition.setRange(0, static_cast<int>(mPlayer->maxTime()));
+    setWindowTitle(QFileInfo(QFile::decodeName(mPlayer->audioFile()->url()->path().c_str())).fileName());
+}
+
+// Those that cannot be opened are left out.
+void Window::setNextFile() {
+    bool isSet = false;
+    while (!isSet && !mNext.isEmpty()) {
+        const QString path = mNext.takeFirst();
+        std::shared_ptr<NSError> error;
+        isSet = mPlayer->setNextFileURL(NSURL::fileURLWithPath(QFile::encodeName(path).toStdString()), &error);
+        if (!isSet) {
+            std::cerr << path.toStdString() << ": " << error->localizedDescription() << "\n";
+        }
+    }
 }
 
 void Window::togglePlaying() {
@@ -98,11 +130,17 @@ void Window::look() {
 
 int main(int argc, char** argv) {
     const QApplication application(argc, argv);
-    const QString path =
-        argc > 1 ? QFile::decodeName(argv[1]) : QFileDialog::getOpenFileName(nullptr, "Open an Audio File");
-    if (path.isEmpty()) {
+    QStringList paths;
+    for (int argument = 1; argument < argc; ++argument) {
+        paths << QFile::decodeName(argv[argument]);
+    }
+    if (paths.isEmpty()) {
+        paths = QFileDialog::getOpenFileNames(nullptr, "Open Audio Files");
+    }
+    if (paths.isEmpty()) {
         return 0;
     }
+    const QString path = paths.takeFirst();
     const auto player = BRAQExtendedAudioFilePlayer::initWithFilename(QFile::encodeName(path).toStdString(), nullptr);
     if (player == nullptr) { // the log says why
         QMessageBox::critical(nullptr, "Player", path + " cannot be played.");
@@ -111,9 +149,8 @@ int main(int argc, char** argv) {
     const QSocketNotifier notifier(BRAQMainQueue::mainQueue().fileDescriptor(), QSocketNotifier::Read);
     QObject::connect(&notifier, &QSocketNotifier::activated, [] { BRAQMainQueue::mainQueue().drain(); });
 
-    Window window(player);
+    Window window(player, paths);
     const QShortcut quit(QKeySequence::Quit, &window, [&] { window.close(); });
-    window.setWindowTitle(QFileInfo(path).fileName());
     window.show();
     return QApplication::exec();
 }

@@ -35,6 +35,9 @@ class BRAQ_EXPORT BRAQAudioInputMeter : public std::enable_shared_from_this<BRAQ
     /// Idempotent. Any thread but an I/O thread.
     void invalidate();
 
+    /// That captures what is metered. Its delegate, which is the user's, hears of the device.
+    const std::shared_ptr<BRAQInputAudioUnit>& inputAudioUnit() const noexcept { return mInputAudioUnit; }
+
     /// Computes the level of each channel: the RMS in dBFS, relative to a full-scale square wave. A full-scale square
     /// wave is 0.0, a full-scale sine -3.01 (20 log10 of 1/sqrt 2), silence minus infinity. Not meaningful during the
     /// first eighth of a second.

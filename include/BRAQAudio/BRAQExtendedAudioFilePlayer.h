@@ -160,6 +160,10 @@ class BRAQExtendedAudioFilePlayerDelegateEntry {
 /// A player keeps itself alive from creation until `invalidate`. Its properties "currentFrame" and "currentTime" can be
 /// observed. Setting the frame changes both; normal progress of playback does not notify.
 ///
+/// With a transition time of the unit (`BRAQOutputAudioUnit::setTransitionTime`), playing rises from silence where it
+/// begins within a file, and its first frames are exact where it begins at the beginning of a file, or backwards at its
+/// end.
+///
 /// Failures of the platform or the file are raised as NSException `NSXErrorExceptionName`. Any thread but an I/O
 /// thread, also while playing.
 class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
@@ -234,7 +238,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// Has a file follow the one that is heard: its first frame directly behind that one's last, without a frame of
     /// silence. The end of the file before it is not reported; `audioFilePlayerDidBeginNextFile` is called instead, with
     /// `currentFrame` in the new file. Any time before the end; reads the beginning of the file. Backwards, the file at
-    /// hand ends at its beginning; the next one is played in its own direction.
+    /// hand ends at its beginning; the next one is played in its own direction: from its end if it is reversed.
     /// @param audioFile opened for playback with the channels and the rate of the player's first file, else it raises
     ///        NSException `NSInvalidArgumentException`; `setNextFileURL` opens any file so. Null: none follows.
     void setNextAudioFile(const std::shared_ptr<BRAQExtendedAudioFile>& audioFile);
@@ -286,6 +290,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void restartReaderAtEnd();
     void setUnitSpeed(float speed, const char* method);
     void startUnit();
+    bool isAtFirstFrame() const;
     void moveTo(SInt64 frame);
     void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
                     const std::function<void(BRAQAudioFileReader&)>& elsewhere);

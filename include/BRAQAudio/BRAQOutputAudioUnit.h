@@ -47,6 +47,9 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
 
     /// Plays on from the ring's position. A device that refuses is not reported; check `isRunning`.
     void start();
+    /// The same, but the first frame is as loud as the ring delivers it, whatever the transition time: for what begins
+    /// here by itself, such as a piece of music, and is not gone on with.
+    void startWithoutTransition();
     /// Returns when everything pulled from the ring was heard. With a transition time, frames are pulled and fade out
     /// for that time first; a device that makes no cycles any more is waited for a quarter of a second.
     void stop();
@@ -75,7 +78,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// scale are clipped there. Not while the unit runs.
     void setUnscaledDownmix(bool unscaled);
 
-    /// Milliseconds that a start rises from silence, a stop falls to it and `changeAudioBufferQueue` takes from one
+    /// Milliseconds that a `start` rises from silence, a stop falls to it and `changeAudioBufferQueue` takes from one
     /// ring to the other: a raised cosine, 0.5 - 0.5 cos(pi t), of what the ring delivers. Initially 0: each begins
     /// and ends with whole samples, which may click. What is played in between is not touched. 8 is not heard as a
     /// fade and does not click.
@@ -160,6 +163,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void keepLevels(const AudioBufferList& list, UInt32 frames) noexcept;
     void signalEndOf(UInt64 start) noexcept;
     void signalFollows() noexcept;
+    void beginPlaying(bool rises);
     void fadeOut();
     bool isCycling() const noexcept;
     void setTransitionFrames(double playbackRate);

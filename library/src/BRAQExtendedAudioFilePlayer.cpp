@@ -148,7 +148,17 @@ bool BRAQExtendedAudioFilePlayer::isAtEndSince(UInt64 start) const {
 
 void BRAQExtendedAudioFilePlayer::startUnit() {
     ++mStarts;
-    mOutputAudioUnit->start();
+    if (isAtFirstFrame()) {
+        mOutputAudioUnit->startWithoutTransition();
+    } else {
+        mOutputAudioUnit->start();
+    }
+}
+
+// Where a file begins, it does not click by itself.
+bool BRAQExtendedAudioFilePlayer::isAtFirstFrame() const {
+    const auto [file, reader] = mDecks->playing();
+    return reader->position() == (reader->reverse() ? file->exactFrameCount() : 0);
 }
 
 // A running reader has its frames ready: refilling its ring would skip them.

@@ -40,9 +40,13 @@ BRAQOutputAudioUnit::~BRAQOutputAudioUnit() {
     }
 }
 
-void BRAQOutputAudioUnit::start() {
+void BRAQOutputAudioUnit::start() { beginPlaying(mQueues->hasTransition()); }
+
+void BRAQOutputAudioUnit::startWithoutTransition() { beginPlaying(false); }
+
+void BRAQOutputAudioUnit::beginPlaying(bool rises) {
     if ((mQueues->hasTransition() || !mQueues->isOn()) && !isCycling()) {
-        mQueues->beginWithFade();
+        mQueues->begin(rises);
     }
     mStarts.fetch_add(1, std::memory_order_relaxed); // a new start: the unit is no longer done
     BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);

@@ -67,6 +67,9 @@ void BRAQPlayerDecks::setNext(const std::shared_ptr<BRAQExtendedAudioFile>& file
     Deck next;
     if (file != nullptr) {
         next = makeDeck(file);
+        if (file->reverse()) {
+            next.reader->setCurrentFrame(file->exactFrameCount());
+        }
         next.reader->start();
     }
     mUnit->setNextAudioBufferQueue(next.reader);

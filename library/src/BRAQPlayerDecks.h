@@ -28,7 +28,7 @@ class BRAQPlayerDecks {
     /// What is heard. The file after another one is from the cycle on in which its first frame is pulled.
     Deck playing() const;
     std::shared_ptr<BRAQExtendedAudioFile> next() const;
-    /// Reads the beginning of a file, which follows the one that is heard when that ends; null: none follows.
+    /// Reads the beginning of a file, or the end of one that is reversed, which follows the one that is heard when that ends; null: none follows.
     void setNext(const std::shared_ptr<BRAQExtendedAudioFile>& file);
 
     /// Has a second reader read from where `move` moves it, while the first one's frames are heard, and changes over to

@@ -107,8 +107,8 @@ bool BRAQQueueSequence::isUsing(const BRAQAudioBufferQueue* queue) const noexcep
     return mOffered.mayHold(asked) || mNext.mayHold(asked) || mCurrent.load() == asked || mOld.load() == asked;
 }
 
-void BRAQQueueSequence::beginWithFade() noexcept {
-    mGainPlace = hasTransition() ? 0.0 : 1.0;
+void BRAQQueueSequence::begin(bool rises) noexcept {
+    mGainPlace = rises ? 0.0 : 1.0;
     mSilence = 0.0;
     mIsSilent.store(false, std::memory_order_relaxed);
     mIsOn.store(true, std::memory_order_relaxed);

@@ -40,8 +40,9 @@ class BRAQQueueSequence {
     /// How often a ring has followed another one at its end. Any thread.
     UInt64 follows() const noexcept { return mFollows.load(std::memory_order_acquire); }
 
-    /// What is rendered from now on rises from silence. Not while something renders.
-    void beginWithFade() noexcept;
+    /// What is rendered from now on can be heard. Not while something renders.
+    /// @param rises from silence, for the time of a transition
+    void begin(bool rises) noexcept;
     /// What is rendered from now on falls to silence. Then no ring gives a frame.
     void fadeOut() noexcept { mIsOn.store(false, std::memory_order_relaxed); }
     /// Whether nothing has asked for silence.

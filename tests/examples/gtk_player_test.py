@@ -37,6 +37,14 @@ class GtkPlayer(window_case.WindowCase):
         self.wait_until(lambda: not self.coloured(LEVELS) and self.coloured(POSITION) <= early, "the end is the beginning")
         self.assert_closes_cleanly(player)
 
+    def test_plays_one_file_after_another(self):
+        player = self.start(self.make_file("Two seconds.wav", 2), "/no/such/file.wav", self.make_minute())
+        self.wait_until(lambda: self.coloured(POSITION) > 4 * 250, "it plays the first file")
+        self.wait_until(lambda: self.coloured(POSITION) < 4 * 50, "it plays the next one")
+        early = self.coloured(POSITION)
+        self.wait_until(lambda: self.coloured(POSITION) > early and self.coloured(LEVELS), "the position is in that")
+        self.assert_closes_cleanly(player)
+
     def test_is_closed_while_it_plays(self):
         player = self.start(self.make_minute())
         self.wait_until(lambda: self.coloured(LEVELS), "it plays at once")

@@ -27,6 +27,16 @@ class QtPlayer(window_case.WindowCase):
         self.assert_pauses()
         self.assert_closes_cleanly(player)
 
+    def test_plays_one_file_after_another(self):
+        player = self.start(self.make_file("Two seconds.wav", 2), "/no/such/file.wav", self.make_minute())
+        self.wait_until(lambda: self.coloured(POSITION) > 4 * 200, "it plays the first file")
+        self.wait_until(lambda: self.coloured(POSITION) < 4 * 40, "it plays the next one")
+        early = self.coloured(POSITION)
+        self.wait_until(lambda: self.coloured(POSITION) > early, "the position is in that")
+        self.screen.click(*BUTTON)
+        self.assert_pauses()
+        self.assert_closes_cleanly(player)
+
     def assert_pauses(self):
         """A program that paints late may still show where it was when it was paused."""
         positions = []

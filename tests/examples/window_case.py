@@ -37,13 +37,16 @@ class WindowCase(unittest.TestCase):
                              "GSETTINGS_BACKEND": "memory", "GTK_A11Y": "none", "QT_QPA_PLATFORM": "xcb"}
 
     def make_minute(self):
-        """A file that plays for a minute: a tone, quieter on the right."""
-        path = self.folder / "One minute.wav"
+        return self.make_file("One minute.wav", 60)
+
+    def make_file(self, name, seconds):
+        """A tone, quieter on the right."""
+        path = self.folder / name
         second = b"".join(struct.pack("<hh", round(16000 * tone), round(6000 * tone))
                           for tone in (math.sin(2 * math.pi * 441 * i / 44100) for i in range(44100)))
         with wave.open(str(path), "wb") as file:
             file.setparams((2, 2, 44100, 0, "NONE", None))
-            file.writeframes(60 * second)
+            file.writeframes(seconds * second)
         return path
 
     def start(self, *arguments):

@@ -103,6 +103,18 @@ TEST_F(FilePlayerNext, IsConvertedToTheFormatOfTheFirst) {
     EXPECT_EQ(player->audioFile()->fileDataFormat().mSampleRate, 22050);
 }
 
+TEST_F(FilePlayerNext, IsPlayedFromItsEndIfItIsReversed) {
+    open(5000);
+    const auto next = file(9000);
+    next->setReverse(true);
+    player->setNextAudioFile(next);
+    player->startFilePlaying();
+    const auto heard = hear(13'000);
+    for (UInt64 frame = 0; frame < 13'000; ++frame) {
+        ASSERT_EQ(heard[frame], sampleOf(frame < 5000 ? frame : 8999 - (frame - 5000), 0)) << frame;
+    }
+}
+
 TEST_F(FilePlayerNext, ThatCannotBeOpenedLeavesTheOneThatWasSet) {
     open(5000);
     const auto next = file(3000);
@@ -223,6 +235,54 @@ TEST_F(FilePlayerNext, ASeekThatFailsStopsThePlayerAndALaterOneWorks) {
     player->setCurrentFrame(20'000);
     player->startFilePlaying();
     expectPlays(20'000, 9000);
+}
+
+TEST_F(FilePlayerNext, AFileThatIsPlayedFromItsBeginningDoesNotRise) {
+    open(50'000);
+    player->outputAudioUnit()->setTransitionTime(8.0);
+    player->startFilePlaying();
+    expectPlays(0, 2000);
+    player->pausePlaying();
+    player->setCurrentFrame(0);
+    player->resumePlaying();
+    expectPlays(0, 2000);
+}
+
+TEST_F(FilePlayerNext, AFileThatIsPlayedBackwardsFromItsEndDoesNotRise) {
+    open(50'000);
+    player->outputAudioUnit()->setTransitionTime(8.0);
+    player->setCurrentFrame(50'000);
+    player->setPlaybackSpeedAtOnce(-1.0F);
+    player->startFilePlaying();
+    const auto heard = hear(2000);
+    for (UInt64 frame = 0; frame < heard.size(); ++frame) {
+        ASSERT_EQ(heard[frame], sampleOf(49'999 - frame, 0)) << frame;
+    }
+}
+
+TEST_F(FilePlayerNext, AFileThatIsPlayedFromElsewhereRises) {
+    constexpr auto rise = static_cast<UInt64>(0.008 * fileRate) + 1;
+    open(50'000);
+    player->outputAudioUnit()->setTransitionTime(8.0);
+    const auto expectRise = [&](UInt64 first) {
+        const auto heard = hear(2048);
+        EXPECT_LT(heard[0], 0.001F * sampleOf(first, 0));
+        EXPECT_LT(heard[rise / 2], 0.6F * sampleOf(first + rise / 2, 0));
+        for (UInt64 frame = rise; frame < heard.size(); ++frame) {
+            ASSERT_EQ(heard[frame], sampleOf(first + frame, 0)) << frame;
+        }
+    };
+    player->setCurrentFrame(30'000);
+    player->startFilePlaying();
+    expectRise(30'000);
+    player->pausePlaying(); // on a device that stands still
+    const auto paused = static_cast<UInt64>(player->currentFrame());
+    player->resumePlaying();
+    expectRise(paused);
+    player->pausePlaying();
+    player->setCurrentFrame(1);
+    player->resumePlaying();
+    expectRise(1);
 }
 
 TEST_F(FilePlayerNext, SeeksInQuickSuccessionEndAtTheLast) {

@@ -256,6 +256,25 @@ TEST_F(OutputUnitTransitions, AStartAndAStopMakeNoStepInASine) {
     }
 }
 
+TEST_F(OutputUnitTransitions, AStartWithoutOneIsAsLoudAsWhatIsPlayed) {
+    unit->setTransitionTime(8.0);
+    const auto ring = numbered();
+    unit->setAudioBufferQueue(ring);
+    unit->startWithoutTransition();
+    play(300, {ring});
+    for (std::size_t frame = 0; frame < heard.size(); ++frame) {
+        ASSERT_EQ(heard[frame], sampleOf(frame, 0)) << frame;
+    }
+    stopWhilePlaying({ring});
+    EXPECT_LT(heard.back(), 1.0F) << "a stop falls to silence all the same";
+    const auto another = numbered();
+    unit->setAudioBufferQueue(another);
+    heard.clear();
+    unit->startWithoutTransition();
+    play(300, {another});
+    EXPECT_EQ(heard[1], sampleOf(1, 0)) << "also after a stop";
+}
+
 TEST_F(OutputUnitTransitions, AStopAtAnySpeedMakesNoStep) {
     unit->setTransitionTime(8.0);
     for (const double speed : {0.5, 2.0}) {

@@ -17,6 +17,14 @@ TEST(Keys, AreCharactersAndArrows) {
     EXPECT_THAT(keys.add("\x1b[1;5C"), ElementsAre(Key::right)) << "with the control key";
 }
 
+TEST(Keys, ArePagesAndEndsHoweverATerminalSendsThem) {
+    Keys keys;
+    EXPECT_THAT(keys.add("\x1b[5~\x1b[6~\x1b[5;5~"), ElementsAre(Key::pageUp, Key::pageDown, Key::pageUp));
+    EXPECT_THAT(keys.add("\x1b[H\x1bOH\x1b[1~\x1b[7~\x1b[1;2H"),
+                ElementsAre(Key::home, Key::home, Key::home, Key::home, Key::home));
+    EXPECT_THAT(keys.add("\x1b[F\x1bOF\x1b[4~\x1b[8~"), ElementsAre(Key::end, Key::end, Key::end, Key::end));
+}
+
 TEST(Keys, MayComeInPieces) {
     Keys keys;
     EXPECT_THAT(keys.add("\x1b"), IsEmpty());
@@ -33,7 +41,7 @@ TEST(Keys, TheEscapeKeyAloneDoesNotSwallowTheNextOne) {
 TEST(Keys, OthersAreLeftOut) {
     Keys keys;
     EXPECT_THAT(keys.add("xQ\r\n\t\x7f"
-                         "\x1b[3~\x1b[H\x1b[15~\xc3\xa4"),
+                         "\x1b[3~\x1b[2~\x1b[15~\x1b[~\xc3\xa4"),
                 IsEmpty());
     EXPECT_THAT(keys.add("q"), ElementsAre(Key::q)) << "and leave nothing behind";
 }

@@ -35,8 +35,18 @@ TEST_F(Tool_Listing, ShowsWhatTheDevicesSay) {
     microphone->makeDefaultRecordDevice();
     EXPECT_EQ(devicesAsTable(lookAtDevices()),
               "DEFAULT  KIND         OUT  IN      RATE  BUFFER  LATENCY                CONNECTION  NAME    UID\n"
-              "play     play+record    6   2  48000 Hz     256  out 1.0 ms, in 2.0 ms  PCI         Karte   both\n"
-              "record   record         0   1  44100 Hz     512  in 0.0 ms              USB         マイク  mic\n");
+              "play     play+record    6   2  48000 Hz     256  out 6.3 ms, in 7.3 ms  PCI         Karte   both\n"
+              "record   record         0   1  44100 Hz     512  in 11.6 ms             USB         マイク  mic\n");
+    EXPECT_EQ(devicesAsTable(lookAtDevices(), 99), devicesAsTable(lookAtDevices()));
+    EXPECT_EQ(devicesAsTable(lookAtDevices(), 80), R"(Karte  (default: play)
+  both
+  6 out, 2 in, 48000 Hz, PCI
+  256 frames a cycle, latency out 6.3 ms, in 7.3 ms
+マイク  (default: record)
+  mic
+  1 in, 44100 Hz, USB
+  512 frames a cycle, latency in 11.6 ms
+)");
     EXPECT_EQ(devicesAsJSON(lookAtDevices()), R"({
   "devices": [
     {

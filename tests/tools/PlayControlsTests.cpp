@@ -4,18 +4,20 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <sstream>
+#include <string>
 
 namespace {
 
 using testing::StrictMock;
 using Wish = PlayControls::Wish;
 
-constexpr Float64 fileRate = 1000.0;
-constexpr SInt64 fileFrames = 20'000;
+constexpr Float64 sampleRate = 1000.0;
+constexpr SInt64 fileFrames = 200'000;
 
 class MockPlayback : public Playback {
   public:
-    MockPlayback() : Playback(fileFrames, fileRate, 2) {}
+    MockPlayback() : Playback(fileFrames, sampleRate, 2) {}
 
     MOCK_METHOD(void, start, (), (override));
     MOCK_METHOD(void, pause, (), (override));
@@ -86,8 +88,30 @@ TEST_F(Tool_PlayControls, ArrowsSkipFiveSecondsInsideOfTheFile) {
     expectToGo(6'000, Key::right, 11'000);
     expectToGo(6'000, Key::left, 1'000);
     expectToGo(3'000, Key::left, 0);
-    expectToGo(18'000, Key::right, fileFrames);
+    expectToGo(198'000, Key::right, fileFrames);
     expectToGo(fileFrames, Key::right, fileFrames);
+}
+
+TEST_F(Tool_PlayControls, PagesSkipAMinute) {
+    expectToGo(6'000, Key::pageUp, 66'000);
+    expectToGo(66'000, Key::pageDown, 6'000);
+    expectToGo(6'000, Key::pageDown, 0);
+    expectToGo(150'000, Key::pageUp, fileFrames);
+}
+
+TEST_F(Tool_PlayControls, HomeAndEndGoToTheEndsOfTheFile) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, goTo(0));
+    press(controls, Key::home);
+    EXPECT_CALL(playback, goTo(fileFrames));
+    press(controls, Key::end);
+}
+
+TEST_F(Tool_PlayControls, TheHelpFitsATerminalOf80Columns) {
+    std::istringstream lines(PlayControls::help);
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80U) << line;
+    }
 }
 
 TEST_F(Tool_PlayControls, SpeedGoesBySemitonesAndComesBack) {

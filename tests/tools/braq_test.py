@@ -24,7 +24,7 @@ def wave_file(path, seconds, rate=48000):
     period = b"".join(struct.pack("<hh", *2 * [round(16000 * math.sin(frame * math.pi / 50))]) for frame in range(100))
     with wave.open(path, "wb") as file:
         file.setparams((2, 2, rate, 0, "NONE", ""))
-        file.writeframes(period * (seconds * rate // 100))
+        file.writeframes(period * int(seconds * rate // 100))
 
 
 class ToolTest(unittest.TestCase):
@@ -85,6 +85,13 @@ class Tool(ToolTest):
             tool.send_signal(number)
             output, complaint = tool.communicate(timeout=60)
             self.assertEqual((tool.returncode, output), (0, ""), complaint)
+
+    def test_a_mistyped_subcommand_is_met_with_the_nearest(self):
+        for typed, answer in (("plya", "did you mean 'play'?"), ("recrod", "did you mean 'record'?"),
+                              ("song.flac", "there are: devices, meter, play, record, info")):
+            result = self.run_tool(typed, "--device", "x")
+            self.assertEqual((result.returncode, result.stdout), (2, ""))
+            self.assertIn(f"braq: there is no subcommand '{typed}'; {answer}\n", result.stderr)
 
     def test_stops_watching_when_nobody_reads_any_more(self):
         tool = self.start_watching()
@@ -328,6 +335,106 @@ class Play(ToolTest):
         terminal.press("nn")
         self.end(terminal)
 
+    def test_no_key_is_lost(self):
+        files = [self.path(f"{number}.wav") for number in range(1, 6)]
+        for file in files:
+            wave_file(file, 60, rate=8000)
+        terminal = self.start(*files)
+        terminal.press("nnn")
+        terminal.read_until(f"playing {files[3]}")
+        terminal.press("pp\x1b[C+")
+        terminal.read_until(f"playing {files[1]}")
+        terminal.read_until("> 0:05.")
+        terminal.read_until("x1.06")
+        for skipped in (files[2], files[4]):
+            self.assertNotIn(f"playing {skipped}".encode(), terminal.output)
+        terminal.press("nnnq")
+        self.end(terminal)
+
+    def test_pages_and_ends_are_keys(self):
+        wave_file(self.long_file, 180, rate=8000)
+        terminal = self.start(self.long_file, self.file)
+        for key, shown in (("\x1b[5~", "> 1:0"), ("\x1b[5~", "> 2:0"), ("\x1b[6~", "> 1:0"), ("\x1b[H", "> 0:00."),
+                           ("\x1b[F", f"playing {self.file}")):
+            terminal.output = b""
+            terminal.press(key)
+            terminal.read_until(shown)
+        self.end(terminal)
+
+    def test_the_keys_fit_80_columns(self):
+        terminal = self.start(self.long_file)
+        terminal.press("?")
+        terminal.read_until("space pause")
+        lines = ("space pause" + terminal.read_until("q quit").decode()).splitlines()
+        self.assertEqual(len(lines), 2)
+        for line in lines:
+            self.assertLessEqual(len(line), 80)
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_plays_folders_and_lists(self):
+        os.makedirs(self.path("album/disc 2"))
+        short = [self.path("album/2.wav"), self.path("album/10.wav"), self.path("album/disc 2/1.wav")]
+        for file in short:
+            wave_file(file, 0.1)
+        with open(self.path("list.m3u"), "w", encoding="utf-8") as file:
+            file.write("#EXTM3U\nalbum/10.wav\n")
+        result = self.run_tool("play", self.path("album"), self.path("list.m3u"), self.path("none.m3u"))
+        self.assertEqual(result.returncode, 1)
+        self.assertEqual(result.stderr, f"braq: {self.path('none.m3u')}: No such file or directory\n")
+        self.assertEqual(re.findall("playing (.*) \\(0:", result.stdout), [*short, self.path("album/10.wav")])
+
+    def test_repeats_all_files(self):
+        second = self.path("second.wav")
+        wave_file(second, 0.2)
+        bad = self.path("none.wav")
+        terminal = self.start(second, bad, self.file, "--repeat")
+        for _ in range(2):
+            terminal.read_until(f"playing {self.file}")
+            terminal.output = b""
+            terminal.read_until(f"playing {second}")
+            terminal.output = b""
+        terminal.press("p")
+        terminal.read_until(f"playing {self.file}")
+        terminal.press("q")
+        self.end(terminal, 1)
+
+    def test_repeats_nothing_that_cannot_be_played(self):
+        result = self.run_tool("play", self.path("none.wav"), self.path("none 2.wav"), "--repeat")
+        self.assertEqual((result.returncode, result.stdout), (1, ""))
+        self.assertEqual(result.stderr.count("no such file"), 2)
+
+    def test_shuffled_each_file_is_played_once(self):
+        files = [self.path(f"{number}.wav") for number in range(1, 8)]
+        for file in files:
+            wave_file(file, 0.02)
+        orders = set()
+        for _ in range(3):
+            played = re.findall("playing (.*) \\(0:", self.run_tool("play", "--shuffle", *files).stdout)
+            self.assertEqual(sorted(played), files)
+            orders.add(tuple(played))
+        self.assertGreater(len(orders), 1)  # by chance it is one in 25 million runs
+
+    def test_the_line_and_the_keys_go_on_with_the_next_file(self):
+        terminal = self.start(self.file, self.long_file)
+        terminal.read_until(f"playing {self.long_file} (1:00.0, 8000 Hz, 2 channels)")
+        terminal.output = b""
+        terminal.read_until("> 0:00.1 / 1:00.0")
+        terminal.press("\x1b[C")
+        terminal.read_until("> 0:05.")
+        terminal.press("p")
+        terminal.read_until(f"playing {self.file}")
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_the_next_file_follows_in_the_direction_that_holds(self):
+        terminal = self.start(self.long_file, self.file)
+        terminal.press("r")
+        terminal.read_until(f"playing {self.file}")
+        terminal.output = b""
+        terminal.read_until("< 0:00.5 / 0:01.0")
+        self.end(terminal)
+
     def test_plays_again_and_again(self):
         terminal = self.start(self.file, "--loop")
         for _ in range(2):
@@ -389,7 +496,7 @@ class Play(ToolTest):
     def test_a_wrong_command_line_is_refused(self):
         for arguments in ([], [self.file, "--speed", "0"], [self.file, "--speed", "33"], [self.file, "--speed", "nan"],
                           [self.file, "--start", "1:60"], [self.file, "--volume", "loud"],
-                          [self.file, "--loop", "--speed", "-1"]):
+                          [self.file, "--loop", "--speed", "-1"], [self.file, "--loop", "--repeat"]):
             result = self.run_tool("play", *arguments)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
             self.assertIn("--help", result.stderr)
@@ -422,6 +529,23 @@ class Record(ToolTest):
             written = int(re.search(r"\((\d+) frames", output)[1])
             self.assertGreater(written, 24000)
             self.assertEqual(self.frames_of("a.wav"), written)
+
+    def test_leaves_out_what_is_heard_in_a_pause(self):
+        terminal = Terminal(self, [OPTIONS.program, "record", self.path("a.wav"), "--duration", "1.5"])
+        terminal.read_until("* 0:00.3")
+        before = time.monotonic()
+        terminal.press(" ")
+        terminal.read_until("|| 0:00.")
+        time.sleep(2)  # longer than the rest
+        terminal.press("  ")
+        terminal.press(" ")
+        terminal.read_until("* 0:0")
+        status, output = terminal.wait()
+        self.assertEqual(status, 0, output)
+        self.assertIn("recorded 0:01.5 (72000 frames at 48000 Hz)", output)
+        self.assertIn("0 overruns", output)
+        self.assertEqual(self.frames_of("a.wav"), 72000)
+        self.assertGreater(time.monotonic() - before, 2)
 
     def test_no_recording_is_lost_to_another_one(self):
         self.run_tool("record", self.path("a.wav"), "--duration", "0.1")

@@ -8,6 +8,8 @@
 #include "tools/braq/meter/MeterArguments.h"
 #include "tools/braq/play/PlayArguments.h"
 #include "tools/braq/record/RecordArguments.h"
+#include "tools/braq/shared/Nearest.h"
+#include "tools/braq/shared/Text.h"
 #include "tools/braq/shared/Trouble.h"
 #include "tools/braq/terminal/Output.h"
 
@@ -19,6 +21,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <utility>
@@ -43,6 +46,27 @@ constexpr Subcommand subcommands[] = {
     {"record", "Record a device's input into an audio file", addRecord},
     {"info", "Show the format and levels of audio files", addInfo},
 };
+
+// What CLI11 says of such a word is that a subcommand is missing.
+void refuseOtherSubcommand(int argc, char** argv) {
+    if (argc < 2 || argv[1][0] == '-') {
+        return;
+    }
+    std::vector<std::string> names;
+    std::ranges::transform(subcommands, std::back_inserter(names), &Subcommand::name);
+    if (std::ranges::count(names, argv[1]) != 0) {
+        return;
+    }
+    const std::string unknown = "there is no subcommand '" + printable(argv[1]) + "'";
+    if (const auto meant = nearest(argv[1], names)) {
+        throw WrongUsage(unknown + "; did you mean '" + *meant + "'?");
+    }
+    std::string all;
+    for (const std::string& name : names) {
+        all += (all.empty() ? "" : ", ") + name;
+    }
+    throw WrongUsage(unknown + "; there are: " + all);
+}
 
 int answerInstead(const CLI::App& app, const CLI::ParseError& error) {
     std::ostringstream output;
@@ -80,6 +104,7 @@ int run(int argc, char** argv) {
         CLI::App* const command = app.add_subcommand(each.name, each.purpose);
         added.emplace_back(command, each.add(*command));
     }
+    refuseOtherSubcommand(argc, argv);
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

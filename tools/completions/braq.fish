@@ -26,6 +26,8 @@ complete -c braq -n '__fish_seen_subcommand_from play' -x -l speed -d '1/32 to 3
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l volume -d 'In dB, -120 to 24'
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l start -d 'Position in the first file, such as 1:30'
 complete -c braq -n '__fish_seen_subcommand_from play' -l loop -d 'Loop the file, gapless'
+complete -c braq -n '__fish_seen_subcommand_from play' -l shuffle -d 'Play the files in random order'
+complete -c braq -n '__fish_seen_subcommand_from play' -l repeat -d 'Begin again after the last file'
 complete -c braq -n '__fish_seen_subcommand_from play' -l unscaled-downmix -d 'Do not scale mixed channels'
 
 complete -c braq -n '__fish_seen_subcommand_from record' -F

@@ -109,21 +109,84 @@ TEST_F(Tool_Play, BackwardsTheLastFrameComesFirst) {
 TEST_F(Tool_Play, BeginsWhereItIsToldTo) {
     const Sound file = toneAndNoise(60'000, rate);
     writeFile(path("file.wav"), file, rate);
-    const Sound forwards = hear({path("file.wav"), "--start", "1"}).trimmed();
-    EXPECT_EQ(firstDifference(forwards, file.part(48'000, 12'000)), 12'000U);
-    const Sound backwards = hear({path("file.wav"), "--start", "0:00.5", "--speed", "-1"}).trimmed();
-    EXPECT_EQ(backwards.frames(), 24'000U);
-    EXPECT_EQ(firstDifference(backwards, file.part(0, 24'000).backwards()), 24'000U);
+    constexpr std::size_t rise = 384; // 8 ms, in which it comes from silence
+    const auto expectRise = [](const Sound& heard, const Sound& expected) {
+        ASSERT_EQ(heard.frames(), expected.frames());
+        EXPECT_LT(std::fabs(heard.right()[0]), 0.001F);
+        const std::size_t rest = expected.frames() - rise;
+        EXPECT_EQ(firstDifference(heard.part(rise, rest), expected.part(rise, rest)), rest);
+    };
+    expectRise(hear({path("file.wav"), "--start", "1"}).trimmed(), file.part(48'000, 12'000));
+    expectRise(hear({path("file.wav"), "--start", "0:00.5", "--speed", "-1"}).trimmed(),
+               file.part(0, 24'000).backwards());
 }
 
-TEST_F(Tool_Play, SeveralFilesComeOneAfterTheOther) {
+TEST_F(Tool_Play, AFileFollowsAnotherWithoutAGap) {
+    const Sound one = toneAndNoise(20'001, rate);
+    const Sound other = toneAndNoise(30'000, rate).backwards();
+    writeFile(path("one.wav"), one, rate);
+    writeFile(path("other.wav"), other, rate);
+    const auto expectAll = [&](const Sound& heard, const std::vector<Sound>& files) {
+        std::size_t first = 0;
+        for (const Sound& file : files) {
+            EXPECT_EQ(firstDifference(heard.part(first, file.frames()), file), file.frames()) << "behind " << first;
+            first += file.frames();
+        }
+        EXPECT_EQ(heard.frames(), first) << "frames of silence in between, or too few";
+    };
+    expectAll(hear({path("one.wav"), path("other.wav"), path("one.wav")}).trimmed(), {one, other, one});
+    EXPECT_THAT(written("play"), HasSubstr("played " + path("one.wav") + " to 0:00.4, 0 underruns\nplaying " +
+                                           path("other.wav") + " (0:00.6, 48000 Hz, 2 channels) on Speakers\nplayed " +
+                                           path("other.wav") + " to 0:00.6, 0 underruns\nplaying " + path("one.wav")));
+    expectAll(hear({path("one.wav"), path("other.wav"), "--speed", "-1"}).trimmed(),
+              {one.backwards(), other.backwards()});
+}
+
+TEST_F(Tool_Play, AFileWithAnotherRateFollowsWithoutAGap) {
+    const std::vector<std::pair<double, double>> rates{{48000.0, 44100.0}, {44100.0, 48000.0}, {44100.0, 96000.0}};
+    for (const auto& [first, second] : rates) {
+        writeFile(path("first.wav"), fullSine(static_cast<std::size_t>(first), first, 1000.0), first);
+        writeFile(path("second.wav"), fullSine(static_cast<std::size_t>(second), second, 1000.0), second);
+        const Sound heard = hear({path("first.wav"), path("second.wav")}).trimmed(1e-3F);
+        EXPECT_NEAR(static_cast<double>(heard.frames()), 2.0 * rate, 200.0) << first << " and " << second;
+        // A period of the sine has 48 frames, in any of which it is loud somewhere, as long as there is no gap.
+        constexpr std::size_t period = 48;
+        for (std::size_t frame = period; frame + 2 * period < heard.frames(); frame += period / 2) {
+            ASSERT_NEAR(levelOf(heard.part(frame, period).left()), std::numbers::sqrt2 / 2.0, 0.02)
+                << frame << " of " << first << " and " << second;
+        }
+    }
+}
+
+TEST_F(Tool_Play, AFileThatCannotBeOpenedIsReportedAndLeavesNoGap) {
     const Sound one = toneAndNoise(20'000, rate);
     writeFile(path("one.wav"), one, rate);
-    const Sound both = hear({path("one.wav"), path("one.wav")}).trimmed();
-    EXPECT_EQ(firstDifference(both, one), one.frames());
-    const Sound last = both.part(both.frames() - one.frames(), one.frames());
-    EXPECT_EQ(firstDifference(last, one), one.frames());
-    EXPECT_GE(both.frames(), 2 * one.frames());
+    const Capture capture("test.sink.monitor", 1'000'000);
+    EXPECT_EQ(start("play", {"play", "--device", "test.sink", path("one.wav"), path("none.wav"), path("one.wav"),
+                             path("neither.wav")})
+                  ->wait(),
+              1);
+    const std::size_t end = capture.frames() + 2 * cycle;
+    EXPECT_TRUE(eventually([&] { return capture.frames() >= end; }));
+    const Sound heard = capture.sound().trimmed();
+    EXPECT_EQ(heard.frames(), 2 * one.frames());
+    EXPECT_EQ(firstDifference(heard.part(one.frames(), one.frames()), one), one.frames());
+    const std::string told = written("play");
+    const std::size_t ofFirst = told.find("braq: " + path("none.wav") + ": ");
+    EXPECT_LT(told.find("played " + path("one.wav")), ofFirst);
+    EXPECT_LT(ofFirst, told.rfind("playing " + path("one.wav")));
+    EXPECT_NE(told.find("braq: " + path("neither.wav") + ": "), std::string::npos);
+    EXPECT_EQ(told.find(path("none.wav"), ofFirst + 10 + path("none.wav").size()), std::string::npos) << "once";
+}
+
+TEST_F(Tool_Play, AFileWithOtherChannelsIsNotMixedIntoThoseBeforeIt) {
+    constexpr std::size_t cut = 20'000;
+    const Sound mono = readFile(audioFile("mono-22k-16.wav"));
+    const Sound stereo = toneAndNoise(cut, rate);
+    writeFile(path("stereo.wav"), stereo, rate);
+    const Sound heard = hear({audioFile("mono-22k-16.wav"), path("stereo.wav")}).trimmed();
+    EXPECT_EQ(firstDifference(heard.part(heard.frames() - cut, cut), stereo), cut);
+    EXPECT_GT(heard.frames(), 2 * mono.frames());
 }
 
 TEST_F(Tool_Play, FilesOfAnotherRateHaveTheirLengthLevelAndPitch) {

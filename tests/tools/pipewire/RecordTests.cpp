@@ -1,9 +1,12 @@
+#include "BRAQAudio/BRAQAudio.h"
 #include "tests/tools/pipewire/RecordFixture.h"
 #include "tests/tools/pipewire/Sound.h"
 
 #include <gmock/gmock.h>
 
 #include <cmath>
+#include <csignal>
+#include <string>
 
 namespace {
 
@@ -35,6 +38,54 @@ TEST_F(Tool_Record, TheDurationIsExact) {
     EXPECT_EQ(tool->wait(), 0);
     EXPECT_EQ(readFile(path("short.m4a")).frames(), 37'296U);
     EXPECT_THAT(written("short.m4a"), HasSubstr("(37296 frames at 48000 Hz)"));
+}
+
+/// With microphones, of which one is the default.
+class Tool_RecordFromTheDefault : public ToolOnASink {
+  protected:
+    void SetUp() override {
+        for (const char* name : {"left", "right"}) {
+            server.keep({.name = name,
+                         .mediaClass = "Audio/Source/Virtual",
+                         .more = "node.description=" + std::string(name) + "-microphone"});
+        }
+        ToolOnASink::SetUp();
+        server.setDefaultSource("left");
+        ASSERT_TRUE(braq::tests::eventually([] {
+            const auto now = BRAQAudioHardware::defaultInputDevice();
+            return now != nullptr && now->deviceUID() == "left";
+        }));
+    }
+};
+
+TEST_F(Tool_RecordFromTheDefault, GoesWhereTheDefaultGoes) {
+    const auto tool = start("moved", {"record", path("moved.wav")});
+    ASSERT_TRUE(eventuallyWrites("moved", "recording left-microphone"));
+    server.setDefaultSource("right");
+    EXPECT_TRUE(eventuallyWrites("moved", "now on right-microphone"));
+    server.destroy("right");
+    EXPECT_TRUE(eventuallyWrites("moved", "now on left-microphone"));
+    tool->signal(SIGTERM);
+    EXPECT_EQ(tool->wait(), 0) << written("moved");
+    EXPECT_GT(readFile(path("moved.wav")).frames(), 0U);
+}
+
+TEST_F(Tool_RecordFromTheDefault, StaysWhereItIsToldTo) {
+    const auto tool = start("kept", {"record", "--device", "left", path("kept.wav")});
+    ASSERT_TRUE(eventuallyWrites("kept", "recording left-microphone"));
+    server.setDefaultSource("right");
+    server.destroy("left");
+    EXPECT_EQ(tool->wait(), 1);
+    EXPECT_THAT(written("kept"), testing::Not(HasSubstr("now on")));
+}
+
+TEST_F(Tool_RecordFromTheDefault, TheMeterGoesThereToo) {
+    const auto tool = start("meter", {"meter"});
+    ASSERT_TRUE(eventuallyWrites("meter", "1: "));
+    server.setDefaultSource("right");
+    EXPECT_TRUE(eventuallyWrites("meter", "now on right-microphone\n"));
+    tool->signal(SIGTERM);
+    EXPECT_EQ(tool->wait(), 0) << written("meter");
 }
 
 TEST_F(Tool_Record, APulledDeviceLeavesACompleteFile) {

@@ -60,6 +60,25 @@ Sound toneAndNoise(std::size_t frames, Float64 rate, Float64 frequency) {
     return sound;
 }
 
+Sound fullSine(std::size_t frames, Float64 rate, Float64 frequency) {
+    constexpr double most = 32767.0;
+    constexpr double fullScale = 32768.0;
+    std::vector<Float32> samples;
+    for (std::size_t frame = 0; frame < frames; ++frame) {
+        const double phase = 2.0 * std::numbers::pi * frequency * static_cast<double>(frame) / rate;
+        samples.push_back(static_cast<Float32>(std::round(most * std::sin(phase)) / fullScale));
+    }
+    return {{samples, samples}};
+}
+
+double largestStep(const Sound& sound, Float64 rate, Float64 frequency) {
+    double step = 0.0;
+    for (std::size_t frame = 1; frame < sound.frames(); ++frame) {
+        step = std::max(step, static_cast<double>(std::fabs(sound.left()[frame] - sound.left()[frame - 1])));
+    }
+    return step / (2.0 * std::sin(std::numbers::pi * frequency / rate));
+}
+
 namespace {
 
 constexpr UInt32 blockFrames = 8192;

@@ -28,6 +28,11 @@ struct Sound {
 /// Left a tone with an amplitude of one half, right noise of which no sample is 0; 16 bits hold both exactly.
 Sound toneAndNoise(std::size_t frames, Float64 rate, Float64 frequency = 1000.0);
 
+/// A sine on both channels at full level, 16 bits of it.
+Sound fullSine(std::size_t frames, Float64 rate, Float64 frequency);
+/// The largest step from one sample to the next on the left, over that of a sine at full level.
+double largestStep(const Sound& sound, Float64 rate, Float64 frequency);
+
 /// Writes a 16-bit WAVE file with two channels.
 void writeFile(const std::filesystem::path& path, const Sound& sound, Float64 rate);
 /// All of a file, as the library reads it.

@@ -2,6 +2,7 @@
 
 #include "tools/braq/devices/Listing.h"
 #include "tools/braq/devices/Watch.h"
+#include "tools/braq/terminal/Drawing.h"
 #include "tools/braq/terminal/Interruption.h"
 #include "tools/braq/terminal/Output.h"
 
@@ -12,6 +13,11 @@
 
 namespace {
 
+/// As wide as the terminal, or as it likes for another reader.
+std::string tableOf(const std::vector<DeviceFacts>& devices) {
+    return ::isatty(STDOUT_FILENO) != 0 ? devicesAsTable(devices, terminalColumns()) : devicesAsTable(devices);
+}
+
 void watchUntilInterrupted() {
     // A change of a default is not notified.
     constexpr auto betweenLooks = std::chrono::seconds(1);
@@ -21,7 +27,7 @@ void watchUntilInterrupted() {
     BRAQMainQueue& queue = BRAQMainQueue::mainQueue();
     std::string lines;
     Watch watch([&lines](const std::string& line) { lines += line; });
-    writeOutput(devicesAsTable(watch.devices()));
+    writeOutput(tableOf(watch.devices()));
     auto nextLook = Clock::now() + betweenLooks;
     while (true) {
         pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
@@ -48,6 +54,6 @@ void runDevices(const DevicesOptions& options) {
         watchUntilInterrupted();
     } else {
         const auto devices = lookAtDevices();
-        writeOutput(options.json ? devicesAsJSON(devices) : devicesAsTable(devices));
+        writeOutput(options.json ? devicesAsJSON(devices) : tableOf(devices));
     }
 }

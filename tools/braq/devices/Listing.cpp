@@ -4,6 +4,8 @@
 #include "tools/braq/shared/Table.h"
 #include "tools/braq/shared/Text.h"
 
+#include <algorithm>
+#include <sstream>
 #include <utility>
 
 namespace {
@@ -16,20 +18,47 @@ std::string directions(bool plays, bool records) {
     return plays ? "play" : records ? "record" : "";
 }
 
-std::string milliseconds(const DirectionFacts& direction, Float64 rate) {
-    const UInt32 frames = direction.latencyFrames + direction.safetyOffsetFrames;
-    return NSStringWithFormat("%.1f", rate > 0.0 ? frames * 1000.0 / rate : 0.0);
+/// Of the frames that a program has or gets in a cycle, the last ones wait for the device and the first ones for the
+/// others.
+std::string milliseconds(const DirectionFacts& direction, const DeviceFacts& device) {
+    const UInt32 frames = device.bufferFrames + direction.latencyFrames + direction.safetyOffsetFrames;
+    return NSStringWithFormat("%.1f", device.rate > 0.0 ? frames * 1000.0 / device.rate : 0.0);
 }
 
 std::string latency(const DeviceFacts& device) {
     std::string text;
     if (device.playback.channels > 0) {
-        text += "out " + milliseconds(device.playback, device.rate) + " ms";
+        text += "out " + milliseconds(device.playback, device) + " ms";
     }
     if (device.recording.channels > 0) {
-        text += (text.empty() ? "in " : ", in ") + milliseconds(device.recording, device.rate) + " ms";
+        text += (text.empty() ? "in " : ", in ") + milliseconds(device.recording, device) + " ms";
     }
     return text;
+}
+
+std::string linesOf(const DeviceFacts& device) {
+    const std::string defaults = directions(device.playback.isDefault, device.recording.isDefault);
+    std::string channels;
+    if (device.playback.channels > 0) {
+        channels += std::to_string(device.playback.channels) + " out, ";
+    }
+    if (device.recording.channels > 0) {
+        channels += std::to_string(device.recording.channels) + " in, ";
+    }
+    const std::string delay = latency(device);
+    return printable(device.name) + (defaults.empty() ? "" : "  (default: " + defaults + ")") + "\n  " +
+           printable(device.uid) + "\n  " + channels + rateText(device.rate) + " Hz, " +
+           connectionName(device.transportType) + "\n  " + std::to_string(device.bufferFrames) + " frames a cycle" +
+           (delay.empty() ? "" : ", latency " + delay) + "\n";
+}
+
+std::size_t widthOf(const std::string& text) {
+    std::istringstream lines(text);
+    std::size_t width = 0;
+    for (std::string line; std::getline(lines, line);) {
+        width = std::max(width, columnsOf(line));
+    }
+    return width;
 }
 
 std::string directionAsJSON(const DirectionFacts& direction) {
@@ -43,7 +72,7 @@ std::string directionAsJSON(const DirectionFacts& direction) {
 
 } // namespace
 
-std::string devicesAsTable(const std::vector<DeviceFacts>& devices) {
+std::string devicesAsTable(const std::vector<DeviceFacts>& devices, std::size_t columns) {
     if (devices.empty()) {
         return "There are no audio devices.\n";
     }
@@ -65,7 +94,14 @@ std::string devicesAsTable(const std::vector<DeviceFacts>& devices) {
                       rateText(device.rate) + " Hz", std::to_string(device.bufferFrames), latency(device),
                       connectionName(device.transportType), printable(device.name), printable(device.uid)});
     }
-    return table.text();
+    std::string text = table.text();
+    if (widthOf(text) > columns) {
+        text.clear();
+        for (const auto& device : devices) {
+            text += linesOf(device);
+        }
+    }
+    return text;
 }
 
 std::string devicesAsJSON(const std::vector<DeviceFacts>& devices) {

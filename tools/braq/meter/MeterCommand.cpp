@@ -2,6 +2,7 @@
 
 #include "tools/braq/meter/MeterPicture.h"
 #include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/DeviceNews.h"
 #include "tools/braq/terminal/Drawing.h"
 #include "tools/braq/terminal/Interruption.h"
 #include "tools/braq/terminal/Meters.h"
@@ -13,6 +14,8 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <iterator>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -20,16 +23,27 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Waits until `until` at most. @return whether the program must end
+/// Waits until `until`, and runs closures pending in the main queue. @return whether the program must end
 bool isInterrupted(const Interruption& interruption, Clock::time_point until) {
-    pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
-                        {STDOUT_FILENO, 0, 0}}; // reports that the reader closed the pipe
-    const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
-    const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
-    return interruption.isRequested() || ready > 0;
+    BRAQMainQueue& queue = BRAQMainQueue::mainQueue();
+    while (true) {
+        pollfd watched[] = {{interruption.descriptor(), POLLIN, 0},
+                            {STDOUT_FILENO, 0, 0}, // reports that the reader closed the pipe
+                            {queue.fileDescriptor(), POLLIN, 0}};
+        const auto wait = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+        const int ready = ::poll(watched, std::size(watched), std::max(0, static_cast<int>(wait.count())));
+        queue.drain();
+        if (interruption.isRequested() || (ready > 0 && watched[1].revents != 0)) {
+            return true;
+        }
+        if (Clock::now() >= until) {
+            return false;
+        }
+    }
 }
 
-void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Interruption& interruption) {
+void showLevels(Meters& meters, DeviceNews& news, const std::atomic<bool>& hasStopped,
+                const Interruption& interruption) {
     const bool isTerminal = ::isatty(STDOUT_FILENO) != 0;
     std::optional<Drawing> drawing;
     if (isTerminal) {
@@ -42,6 +56,12 @@ void showLevels(Meters& meters, const std::atomic<bool>& hasStopped, const Inter
     while (!isInterrupted(interruption, next)) {
         if (hasStopped) {
             throw std::runtime_error("the device is gone");
+        }
+        for (const auto& line : news.take()) {
+            if (drawing) {
+                drawing->erase();
+            }
+            writeOutput(line + "\n");
         }
         const auto levels = meters.look(std::chrono::duration<double>(betweenPictures).count());
         if (drawing) {
@@ -62,6 +82,8 @@ void runMeter(const MeterOptions& options) {
     std::atomic<bool> hasStopped{false};
     const auto token = NSNotificationCenter::defaultCenter().addObserver(
         kAudioUnitDidStopNotification, nullptr, [&](const NSNotification&) { hasStopped = true; });
-    Meters meters(BRAQAudioDevice::initWithDeviceID(facts.id), channels);
-    showLevels(meters, hasStopped, interruption);
+    const auto news = std::make_shared<DeviceNews>();
+    Meters meters(options.device.empty() ? nullptr : BRAQAudioDevice::initWithDeviceID(facts.id), channels);
+    meters.setDelegate(news);
+    showLevels(meters, *news, hasStopped, interruption);
 }

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <optional>
 
-/// Plays a file to its end, forwards or backwards.
+/// Plays a file to its end, forwards or backwards, and then the one that follows.
 class FilePlayback final : public Playback {
   public:
     FilePlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file, const std::shared_ptr<BRAQAudioDevice>& device);
@@ -17,7 +17,11 @@ class FilePlayback final : public Playback {
     bool isRunning() const override { return mPlayer->isPlaying(); }
     bool hasEnded() override;
 
-    SInt64 frame() override { return mPlayer->position(); }
+    bool setNext(const std::string& path, bool backwards) override;
+    void clearNext() override { mPlayer->setNextAudioFile(nullptr); }
+    std::optional<Played> takePlayed() override;
+
+    SInt64 frame() override { return mReader->position(); }
     void goTo(SInt64 frame) override;
     bool canPlayBackwards() const override { return true; }
     void setSpeed(double speed) override;
@@ -26,16 +30,23 @@ class FilePlayback final : public Playback {
 
     std::shared_ptr<BRAQAudioDevice> device() const override { return mPlayer->outputAudioUnit()->presentDevice(); }
     float takeLevel(UInt32 channel) override { return mPlayer->outputAudioUnit()->outputLevel(channel); }
-    UInt64 underruns() const override { return mUnderrunsBefore + mPlayer->errorCount(); }
-    std::shared_ptr<NSError> lastError() const override { return mPlayer->lastError(); }
+    UInt64 underruns() const override { return mUnderrunsBefore + mReader->errorCount(); }
+    std::shared_ptr<NSError> lastError() const override { return mReader->lastError(); }
 
     /// The player's delegate.
     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/) {
         mHasHeardOfEnd = true;
     }
+    /// Ends the wait for the main queue, so that what follows is noticed soon.
+    void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/) {}
 
   private:
+    bool canFollow(const BRAQExtendedAudioFile& file) const;
+    void keepReader();
+
     const std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer;
+    std::shared_ptr<BRAQExtendedAudioFile> mFile;
+    std::shared_ptr<BRAQAudioFileReader> mReader; // of mFile, also when the player has gone on
     bool mHasHeardOfEnd = false;
     std::optional<std::chrono::steady_clock::time_point> mAtEndSince;
     bool mIsReverse = false;

@@ -34,6 +34,7 @@ LoopPlayback::LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
     mReader->setAudioFile(file);
     mReader->enableLoopingInRange({0, 0}); // to the actual end of the file
     mUnit->setAudioBufferQueue(mReader);
+    mUnit->setTransitionTime(transitionMilliseconds);
     mUnit->setChannelPositions(file->channelPositions());
     mUnit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {});
 }
@@ -45,12 +46,27 @@ LoopPlayback::~LoopPlayback() {
 
 void LoopPlayback::start() {
     mReader->start();
-    mUnit->start();
+    resume();
 }
 
+// A file does not click where it begins.
+void LoopPlayback::resume() {
+    if (mReader->position() == 0) {
+        mUnit->startWithoutTransition();
+    } else {
+        mUnit->start();
+    }
+}
+
+// The ring is refilled in place, which is silent: it fades to that and from it.
 void LoopPlayback::goTo(SInt64 frame) {
+    const bool isPlaying = isRunning();
+    mUnit->stop();
     mUnderrunsBefore += mReader->errorCount(); // the reader restarts and counts from 0
     mReader->setCurrentFrame(frame);
+    if (isPlaying) {
+        resume();
+    }
 }
 
 void LoopPlayback::setVolume(double decibels) {

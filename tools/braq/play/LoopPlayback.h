@@ -10,7 +10,7 @@ class LoopPlayback final : public Playback {
 
     void start() override;
     void pause() override { mUnit->stop(); }
-    void resume() override { mUnit->start(); }
+    void resume() override;
     bool isRunning() const override { return mUnit->isRunning(); }
     /// A loop has no end.
     bool hasEnded() override { return false; }

@@ -8,7 +8,8 @@
 
 Run addPlay(CLI::App& play) {
     const auto options = std::make_shared<PlayOptions>();
-    play.add_option("file", options->files, "Files to play, one after the other")->required();
+    play.add_option("file", options->files, "Files, folders and playlists (m3u, pls) to play, one after the other")
+        ->required();
     play.add_option("--device", options->device, "UID or part of the name; else the default device");
     play.add_option("--speed", options->speed, "1 is the file's own speed; negative plays backwards from the end")
         ->check(numbers("a speed: 1/32 (0.03125) to 32, negative for backwards", [](double speed) {
@@ -23,8 +24,10 @@ Run addPlay(CLI::App& play) {
         }));
     addTime(play, "--start", options->startSeconds, "Position in the first file, such as 90, 1:30 or 1:02:03.5");
     play.add_flag("--loop", options->loop, "Loop the file, gapless");
+    play.add_flag("--shuffle", options->shuffle, "Play the files in random order");
+    play.add_flag("--repeat", options->repeat, "Begin again after the last file");
     play.add_flag("--unscaled-downmix", options->unscaledDownmix,
                   "Do not scale channels that are mixed because the device has fewer: louder, may clip");
-    play.footer(std::string("Keys: ") + PlayControls::help);
+    play.footer(std::string("Keys:\n") + PlayControls::help);
     return [options] { return runPlay(*options); };
 }

@@ -1,7 +1,9 @@
 #include "tools/braq/play/PlayCommand.h"
 
 #include "tools/braq/play/FilePlayback.h"
+#include "tools/braq/play/FilesToPlay.h"
 #include "tools/braq/play/LoopPlayback.h"
+#include "tools/braq/play/OpenToPlay.h"
 #include "tools/braq/play/PlayControls.h"
 #include "tools/braq/shared/ChooseDevice.h"
 #include "tools/braq/shared/Text.h"
@@ -15,9 +17,12 @@
 #include <algorithm>
 #include <chrono>
 #include <cmath>
+#include <deque>
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <random>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -51,14 +56,16 @@ class PlaySession {
 
     /// @return whether every file could be played
     bool run() {
-        std::size_t index = 0;
+        findFiles();
         auto start = mOptions.startSeconds;
-        while (index < mOptions.files.size()) {
-            switch (tryToPlay(mOptions.files[index], std::exchange(start, std::nullopt))) {
-            case PlayControls::Wish::quit: return !mHasFailed;
-            case PlayControls::Wish::previous: index -= index > 0 ? 1 : 0; break;
-            default: ++index;
+        std::optional<std::size_t> index = mFiles.empty() ? std::nullopt : std::optional<std::size_t>(0);
+        while (index && mFailuresInARow < mFiles.size()) {
+            mIndex = *index;
+            const Wish wish = isStep() ? mControls.wishOf(takeKey()) : tryToPlay(std::exchange(start, std::nullopt));
+            if (wish == Wish::quit) {
+                break;
             }
+            index = wish == Wish::previous ? indexBefore(mIndex) : indexAfter(mIndex);
         }
         return !mHasFailed;
     }
@@ -66,39 +73,68 @@ class PlaySession {
   private:
     using Wish = PlayControls::Wish;
 
-    Wish tryToPlay(const std::string& path, std::optional<double> start) {
+    /// The file that is to be heard next, or what is wrong with those before it.
+    struct Next {
+        bool backwards = false;
+        std::size_t index = 0;
+        std::vector<std::string> skipped{}; // why, each with its path
+    };
+
+    void findFiles() {
+        FilesToPlay found = filesToPlay(mOptions.files);
+        for (const auto& trouble : found.troubles) {
+            complain(trouble);
+        }
+        mFiles = std::move(found.files);
+        if (mOptions.shuffle) {
+            std::ranges::shuffle(mFiles, std::mt19937(std::random_device()()));
+        }
+    }
+
+    const std::string& path() const { return mFiles[mIndex]; }
+
+    /// @return nothing behind the last file
+    std::optional<std::size_t> indexAfter(std::size_t index) const {
+        if (index + 1 < mFiles.size()) {
+            return index + 1;
+        }
+        return mOptions.repeat ? std::optional<std::size_t>(0) : std::nullopt;
+    }
+    std::size_t indexBefore(std::size_t index) const {
+        return index > 0 ? index - 1 : mOptions.repeat ? mFiles.size() - 1 : 0;
+    }
+
+    /// Whether a key that has been pressed already goes to another file than the one whose turn it is.
+    bool isStep() const { return !mKeys.empty() && (mKeys.front() == Key::n || mKeys.front() == Key::p); }
+
+    Wish tryToPlay(std::optional<double> start) {
         try {
-            return play(path, start);
+            return play(start);
         } catch (const DeviceTrouble&) {
             throw;
         } catch (const ReaderIsGone&) {
             throw;
         } catch (const std::exception&) {
-            mDisplay.complain(printable(path) + ": " + reasonOfCaughtException());
-            mHasFailed = true;
+            complain(printable(path()) + ": " + reasonOfCaughtException());
+            ++mFailuresInARow;
             return Wish::next;
         }
     }
 
-    Wish play(const std::string& path, std::optional<double> start) {
-        const auto playback = open(path);
+    Wish play(std::optional<double> start) {
+        const auto playback = open(path());
         goToBeginning(*playback, start);
-        mDisplay.say("playing " + printable(path) + " (" + describe(*playback) + ") on " + printable(mDevice.name));
-        mHolds.assign(playback->channels(), {});
-        BRAQApplication::setTitle(std::filesystem::path(path).filename());
+        announce(*playback);
         mControls.start(*playback);
         requireDevice(*playback);
+        mNext.reset();
         const Wish wish = playOn(*playback);
-        tellOfEnd(path, *playback);
+        tellOfEnd(playback->played());
         return wish;
     }
 
     std::unique_ptr<Playback> open(const std::string& path) const {
-        std::shared_ptr<NSError> error;
-        const auto file = BRAQExtendedAudioFile::initForPlaybackWithFileURL(NSURL::fileURLWithPath(path), &error);
-        if (file == nullptr) {
-            throw std::runtime_error(error->localizedDescription());
-        }
+        const auto file = openToPlay(path);
         const auto device = mOptions.device.empty() ? nullptr : BRAQAudioDevice::initWithDeviceID(mDevice.id);
         std::unique_ptr<Playback> playback;
         if (mOptions.loop) {
@@ -108,6 +144,56 @@ class PlaySession {
         }
         playback->setUnscaledDownmix(mOptions.unscaledDownmix);
         return playback;
+    }
+
+    void announce(const Playback& playback) {
+        mDisplay.say("playing " + printable(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
+        mHolds.assign(playback.channels(), {});
+        BRAQApplication::setTitle(std::filesystem::path(path()).filename());
+        mFailuresInARow = 0;
+    }
+
+    // Once, however often the files are repeated.
+    void complain(const std::string& trouble) {
+        if (mTold.insert(trouble).second) {
+            mDisplay.complain(trouble);
+        }
+        mHasFailed = true;
+    }
+
+    // Files that cannot be opened are told of when it is their turn.
+    void prepareNext(Playback& playback) {
+        if (mNext && mNext->backwards == mControls.isReverse()) {
+            return;
+        }
+        playback.clearNext();
+        goOnWithNext(playback); // what was next until now may have begun
+        mNext = {.backwards = mControls.isReverse()};
+        auto index = indexAfter(mIndex);
+        for (std::size_t tried = 0; index && tried < mFiles.size(); ++tried, index = indexAfter(*index)) {
+            const std::string& path = mFiles[*index];
+            try {
+                playback.setNext(path, mNext->backwards);
+                mNext->index = *index;
+                return;
+            } catch (const std::exception&) {
+                mNext->skipped.push_back(printable(path) + ": " + reasonOfCaughtException());
+            }
+        }
+    }
+
+    void goOnWithNext(Playback& playback) {
+        const auto played = playback.takePlayed();
+        if (!played || !mNext) {
+            return;
+        }
+        tellOfEnd(*played);
+        for (const auto& trouble : mNext->skipped) {
+            complain(trouble);
+        }
+        mIndex = mNext->index;
+        mNext.reset();
+        announce(playback);
     }
 
     void goToBeginning(Playback& playback, std::optional<double> start) const {
@@ -126,10 +212,13 @@ class PlaySession {
     Wish playOn(Playback& playback) {
         auto next = Clock::now();
         while (true) {
-            const auto happened = mAttention.wait(next);
+            prepareNext(playback);
+            const auto happened = mAttention.wait(mKeys.empty() ? next : Clock::now());
+            mKeys.insert(mKeys.end(), happened.keys.begin(), happened.keys.end());
             if (happened.isToEnd) {
                 return Wish::quit;
             }
+            goOnWithNext(playback);
             if (playback.hasEnded()) {
                 show(playback);
                 return Wish::next;
@@ -137,8 +226,9 @@ class PlaySession {
             if (happened.isToSuspend) {
                 suspend(playback);
             }
-            for (const Key key : happened.keys) {
-                const Wish wish = mControls.press(key, playback);
+            const bool hasKeys = !mKeys.empty();
+            while (!mKeys.empty()) {
+                const Wish wish = mControls.press(takeKey(), playback);
                 if (wish == Wish::help) {
                     mDisplay.say(PlayControls::help);
                 } else if (wish != Wish::nothing) {
@@ -147,11 +237,17 @@ class PlaySession {
             }
             requireDevice(playback);
             followDevice(playback);
-            if (Clock::now() >= next || !happened.keys.empty()) {
+            if (Clock::now() >= next || hasKeys) {
                 show(playback);
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    Key takeKey() {
+        const Key key = mKeys.front();
+        mKeys.pop_front();
+        return key;
     }
 
     void suspend(Playback& playback) {
@@ -226,14 +322,14 @@ class PlaySession {
         return levels;
     }
 
-    void tellOfEnd(const std::string& path, Playback& playback) {
+    void tellOfEnd(const Played& played) {
         if (!mDisplay.isTerminal()) {
-            mDisplay.say("played " + printable(path) + " to " +
-                         timeText(static_cast<double>(playback.frame()) / playback.rate()) + ", " +
-                         std::to_string(playback.underruns()) + " underruns");
+            mDisplay.say("played " + printable(path()) + " to " + timeText(played.seconds) + ", " +
+                         std::to_string(played.underruns) + (played.underruns == 1 ? " underrun" : " underruns"));
         }
-        if (const auto error = playback.lastError()) {
-            throw std::runtime_error("it could not be read to its end: " + error->localizedDescription());
+        if (played.lastError != nullptr) {
+            complain(printable(path()) +
+                     ": it could not be read to its end: " + played.lastError->localizedDescription());
         }
     }
 
@@ -241,8 +337,8 @@ class PlaySession {
         return timeText(static_cast<double>(playback.frames()) / playback.rate());
     }
     static std::string describe(const Playback& playback) {
-        return lengthOf(playback) + ", " + rateText(playback.rate()) + " Hz, " + std::to_string(playback.channels()) +
-               (playback.channels() == 1 ? " channel" : " channels");
+        return lengthOf(playback) + ", " + rateText(playback.fileRate()) + " Hz, " +
+               std::to_string(playback.channels()) + (playback.channels() == 1 ? " channel" : " channels");
     }
 
     const PlayOptions& mOptions;
@@ -252,12 +348,21 @@ class PlaySession {
     PlayControls mControls;
     Display mDisplay;
     std::vector<PeakHold> mHolds;
+    std::vector<std::string> mFiles{}; // in the order in which they are played
+    std::size_t mIndex = 0;            // of the file that is heard
+    std::optional<Next> mNext{};
+    std::deque<Key> mKeys;           // pressed, and not handled yet: some may be for another file
+    std::size_t mFailuresInARow = 0; // files that could not be played since one could
+    std::set<std::string> mTold{};   // what has been complained of
     bool mHasFailed = false;
 };
 
 } // namespace
 
 bool runPlay(const PlayOptions& options) {
+    if (options.loop && options.repeat) {
+        throw WrongUsage("--loop plays one file for ever, and --repeat all of them; use one of them");
+    }
     if (options.loop && options.speed < 0.0) {
         throw WrongUsage("--loop plays forwards only; use a speed above 0");
     }

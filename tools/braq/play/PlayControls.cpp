@@ -15,21 +15,33 @@ void PlayControls::start(Playback& playback) {
 
 PlayControls::Wish PlayControls::press(Key key, Playback& playback) {
     constexpr double skippedSeconds = 5.0;
+    constexpr double pageSeconds = 60.0;
     switch (key) {
     case Key::space: pauseOrResume(playback); break;
     case Key::left: skip(-skippedSeconds, playback); break;
     case Key::right: skip(skippedSeconds, playback); break;
+    case Key::pageDown: skip(-pageSeconds, playback); break;
+    case Key::pageUp: skip(pageSeconds, playback); break;
+    case Key::home: playback.goTo(0); break;
+    case Key::end: playback.goTo(playback.frames()); break;
     case Key::up: changeVolume(1.0, playback); break;
     case Key::down: changeVolume(-1.0, playback); break;
     case Key::plus: changeSpeed(1, playback); break;
     case Key::minus: changeSpeed(-1, playback); break;
     case Key::r: turnRound(playback); break;
+    default: return wishOf(key);
+    }
+    return Wish::nothing;
+}
+
+PlayControls::Wish PlayControls::wishOf(Key key) {
+    switch (key) {
     case Key::n: return Wish::next;
     case Key::p: return Wish::previous;
     case Key::q: return Wish::quit;
     case Key::questionMark: return Wish::help;
+    default: return Wish::nothing;
     }
-    return Wish::nothing;
 }
 
 void PlayControls::pauseOrResume(Playback& playback) {

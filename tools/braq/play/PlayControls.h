@@ -9,8 +9,9 @@ class PlayControls {
     /// What a key requests from the program itself.
     enum class Wish { nothing, next, previous, quit, help };
 
-    static constexpr const char* help =
-        "space pause   left/right 5 s   up/down volume   +/- speed   r reverse   n/p next/previous file   q quit";
+    /// Lines that fit every terminal.
+    static constexpr const char* help = "space pause   left/right 5 s   page down/up 1 min   home/end of the file\n"
+                                        "up/down volume   +/- speed   r reverse   n/p next/previous file   q quit";
 
     /// @param speed negative: backwards, which not every playback supports
     PlayControls(double speed, double decibels);
@@ -18,6 +19,8 @@ class PlayControls {
     /// Starts a playback at its position with the current settings; also after a pause.
     void start(Playback& playback);
     Wish press(Key key, Playback& playback);
+    /// What a key requests of the program, if nothing plays that it could control.
+    static Wish wishOf(Key key);
 
     bool isPaused() const noexcept { return mIsPaused; }
     bool isReverse() const noexcept { return mIsReverse; }

@@ -20,7 +20,8 @@ Run addRecord(CLI::App& record) {
             return rate >= lowest && rate <= highest;
         }));
     record.add_flag("--force", options->force, "Replace an existing file");
-    record.footer("Files and formats:\n" + recordFormatsHelp() + "\nEnds with q, Ctrl-C or the duration.");
+    record.footer("Files and formats:\n" + recordFormatsHelp() +
+                  "\nEnds with q, Ctrl-C or the duration. Space pauses and resumes.");
     return [options] {
         runRecord(*options);
         return true;

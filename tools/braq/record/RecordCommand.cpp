@@ -3,6 +3,7 @@
 #include "tools/braq/record/RecordFormats.h"
 #include "tools/braq/record/RecordedFile.h"
 #include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/DeviceNews.h"
 #include "tools/braq/shared/Text.h"
 #include "tools/braq/shared/TimeText.h"
 #include "tools/braq/shared/Trouble.h"
@@ -85,11 +86,13 @@ class RecordSession {
         std::vector<SInt32> fromZero;
         std::ranges::transform(mChannels, std::back_inserter(fromZero),
                                [](unsigned channel) { return static_cast<SInt32>(channel) - 1; });
-        const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, mDevice, fromZero);
+        const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, recordedDevice(), fromZero);
+        const auto news = std::make_shared<DeviceNews>();
+        recorder->setDelegate(news);
         std::string trouble;
         try {
             recorder->startRecording();
-            trouble = recordOn(*recorder);
+            trouble = recordOn(*recorder, *news);
         } catch (const ReaderIsGone&) {
         } catch (const std::exception&) {
             trouble = reasonOfCaughtException();
@@ -99,14 +102,17 @@ class RecordSession {
         } catch (const std::exception&) {
             trouble = trouble.empty() ? reasonOfCaughtException() : trouble;
         }
-        mOverruns = recorder->errorCount();
+        mOverruns += recorder->errorCount();
         recorder->invalidate();
         return trouble;
     }
 
-    std::string recordOn(BRAQExtendedAudioFileRecorder& recorder) {
+    /// Null: the default device, wherever it goes.
+    std::shared_ptr<BRAQAudioDevice> recordedDevice() const { return mOptions.device.empty() ? nullptr : mDevice; }
+
+    std::string recordOn(BRAQExtendedAudioFileRecorder& recorder, DeviceNews& news) {
         Display display;
-        Meters meters(mDevice, mChannels);
+        Meters meters(recordedDevice(), mChannels);
         // A level covers the last eighth of a second; before that it is meaningless.
         constexpr double meaninglessSeconds = 0.25;
         const double firstLevel = static_cast<double>(recorder.currentFrame()) / mRate + meaninglessSeconds;
@@ -118,21 +124,49 @@ class RecordSession {
                 display.say("recording " + printable(mFacts.name) + " into " + printable(mOptions.file));
                 hasSaidSo = true;
             }
+            for (const auto& line : news.take()) {
+                display.say(line);
+            }
             const bool isEnough = mMost && recorder.currentFrame() >= *mMost;
-            if (happened.isToEnd || isEnough || std::ranges::count(happened.keys, Key::q) != 0) {
+            const bool isToQuit = press(happened.keys, recorder);
+            if (happened.isToEnd || isEnough || isToQuit) {
                 return "";
             }
             if (const auto error = recorder.lastError()) {
                 return printable(mOptions.file) + " could not be written to its end: " + error->localizedDescription();
             }
-            if (!recorder.isFileRecording()) {
+            if (!mIsPaused && !recorder.isFileRecording()) {
                 return deviceTrouble();
             }
-            if (Clock::now() >= next) {
+            if (Clock::now() >= next || !happened.keys.empty()) {
                 display.show(statusOf(recorder, meters, firstLevel));
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    /// @return whether the user quits
+    bool press(const std::vector<Key>& keys, BRAQExtendedAudioFileRecorder& recorder) {
+        for (const Key key : keys) {
+            if (key == Key::q) {
+                return true;
+            }
+            if (key == Key::space) {
+                pauseOrResume(recorder);
+            }
+        }
+        return false;
+    }
+
+    // What is captured meanwhile is not in the file. A recorder counts overruns anew at each start.
+    void pauseOrResume(BRAQExtendedAudioFileRecorder& recorder) {
+        if (mIsPaused) {
+            mOverruns += recorder.errorCount();
+            recorder.startRecording();
+        } else {
+            recorder.stopRecording();
+        }
+        mIsPaused = !mIsPaused;
     }
 
     std::string deviceTrouble() const {
@@ -142,8 +176,8 @@ class RecordSession {
     }
 
     Status statusOf(BRAQExtendedAudioFileRecorder& recorder, Meters& meters, double firstLevel) const {
-        const UInt64 overruns = recorder.errorCount();
-        Status status{.mark = "*",
+        const UInt64 overruns = mOverruns + recorder.errorCount();
+        Status status{.mark = mIsPaused ? "||" : "*",
                       .seconds = static_cast<double>(recorder.currentFrame()) / mRate,
                       .length = mOptions.durationSeconds,
                       .facts = {std::to_string(overruns) + (overruns == 1 ? " overrun" : " overruns")}};
@@ -172,11 +206,12 @@ class RecordSession {
     Attention mAttention; // before anything that starts threads
     const DeviceFacts mFacts;
     const std::vector<unsigned> mChannels;
-    const std::shared_ptr<BRAQAudioDevice> mDevice;
-    Float64 mRate = 0.0;           // of the device
-    std::optional<SInt64> mMost{}; // frames at that rate
+    const std::shared_ptr<BRAQAudioDevice> mDevice; // at the beginning
+    Float64 mRate = 0.0;                            // of that device; another one's frames are converted to it
+    std::optional<SInt64> mMost{};                  // frames at that rate
     std::shared_ptr<RecordedFile> mFile;
-    UInt64 mOverruns = 0;
+    UInt64 mOverruns = 0; // before the last start
+    bool mIsPaused = false;
 };
 
 } // namespace

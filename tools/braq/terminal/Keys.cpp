@@ -21,12 +21,30 @@ std::optional<Key> character(char typed) {
     }
 }
 
-std::optional<Key> arrow(char last) {
+/// @param number which key that is, where the last character does not say it
+std::optional<Key> numbered(std::string_view number) {
+    if (number == "5") {
+        return Key::pageUp;
+    }
+    if (number == "6") {
+        return Key::pageDown;
+    }
+    if (number == "1" || number == "7") { // terminals differ
+        return Key::home;
+    }
+    return number == "4" || number == "8" ? std::optional(Key::end) : std::nullopt;
+}
+
+/// @param sequence escape, bracket or O, and perhaps numbers: of the key, and of the ones that are held with it
+std::optional<Key> named(std::string_view sequence, char last) {
     switch (last) {
     case 'A': return Key::up;
     case 'B': return Key::down;
     case 'C': return Key::right;
     case 'D': return Key::left;
+    case 'H': return Key::home;
+    case 'F': return Key::end;
+    case '~': return numbered(sequence.substr(2, sequence.find(';') - 2));
     default: return std::nullopt;
     }
 }
@@ -53,7 +71,7 @@ std::vector<Key> Keys::add(std::string_view typed) {
         } else if (mSequence.size() == 1 || !endsSequence(next)) {
             mSequence += next;
         } else {
-            append(arrow(next));
+            append(named(mSequence, next));
             mSequence.clear();
         }
     }

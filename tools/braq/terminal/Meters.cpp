@@ -20,6 +20,13 @@ Meters::Meters(const std::shared_ptr<BRAQAudioDevice>& device, const std::vector
     }
 }
 
+// All of them are on the same device: one tells for the others.
+void Meters::setDelegate(const std::shared_ptr<BRAQAudioUnitDelegate>& delegate) {
+    if (!mMeters.empty()) {
+        mMeters.front().meter->inputAudioUnit()->setDelegate(delegate);
+    }
+}
+
 std::vector<MeteredChannel> Meters::look(double secondsSinceLast) {
     std::vector<MeteredChannel> metered;
     auto channel = mChannels.begin();

@@ -13,11 +13,15 @@
 class Meters {
   public:
     /// Starts metering. Raises what the library raises.
-    /// @param channels from 1; the device must have all of them
+    /// @param device null: the default device, wherever it goes
+    /// @param channels from 1; the device must have all of them now
     Meters(const std::shared_ptr<BRAQAudioDevice>& device, const std::vector<unsigned>& channels);
     ~Meters() { invalidate(); }
     Meters(const Meters&) = delete;
     Meters& operator=(const Meters&) = delete;
+
+    /// Hears what happens to the device; not retained.
+    void setDelegate(const std::shared_ptr<BRAQAudioUnitDelegate>& delegate);
 
     /// The levels over the last eighth of a second.
     std::vector<MeteredChannel> look(double secondsSinceLast);
