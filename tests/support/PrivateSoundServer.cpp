@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
@@ -210,7 +211,35 @@ void PrivateSoundServer::create(const Node& node) {
     require(eventually([&] { return isReadyForStreams(node); }), node.name + " has no ports");
 }
 
-void PrivateSoundServer::destroy(const std::string& name) { run({"pw-cli", "destroy", name}); }
+void PrivateSoundServer::destroy(const std::string& name) {
+    const auto oldest = oldestNode(name);
+    require(oldest.has_value(), "there is no node " + name);
+    require(eventually([&] {
+                run({"pw-cli", "destroy", std::to_string(oldest->id)});
+                const auto now = oldestNode(name);
+                return !now || now->serial != oldest->serial;
+            }),
+            name + " stays");
+}
+
+// Each node is listed with its id, and its properties in lines below.
+std::optional<PrivateSoundServer::ListedNode> PrivateSoundServer::oldestNode(const std::string& name) {
+    std::optional<ListedNode> oldest;
+    ListedNode listed{};
+    std::istringstream lines(run({"pw-cli", "ls", "Node"}));
+    for (std::string line; std::getline(lines, line);) {
+        unsigned long number = 0;
+        if (std::sscanf(line.c_str(), " id %lu,", &number) == 1) {
+            listed = {.id = number, .serial = 0};
+        } else if (std::sscanf(line.c_str(), " object.serial = \"%lu\"", &number) == 1) {
+            listed.serial = number;
+        } else if (line.find("node.name = \"" + name + "\"") != std::string::npos &&
+                   (!oldest || listed.serial < oldest->serial)) {
+            oldest = listed;
+        }
+    }
+    return oldest;
+}
 
 void PrivateSoundServer::setDefaultSink(const std::string& name) {
     run({"pw-metadata", "0", "default.configured.audio.sink", R"({ "name": ")" + name + R"(" })", "Spa:String:JSON"});

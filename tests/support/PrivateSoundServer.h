@@ -61,7 +61,7 @@ class PrivateSoundServer {
 
     /// Adds a node to the running server, and returns when streams can be linked to it.
     void create(const Node& node);
-    /// Removes a node from the running server.
+    /// Removes a node from the running server, of several with that name the oldest, and returns when it is gone.
     void destroy(const std::string& name);
 
     /// Chooses the default as a user would.
@@ -79,6 +79,12 @@ class PrivateSoundServer {
     const std::filesystem::path& folder() const { return mFolder; }
 
   private:
+    struct ListedNode {
+        unsigned long id;
+        unsigned long serial;
+    };
+
+    std::optional<ListedNode> oldestNode(const std::string& name);
     void setEnvironment(const std::string& name, const std::optional<std::string>& value);
     void writeConfiguration() const;
     void launchSessionManager();

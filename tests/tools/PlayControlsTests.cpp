@@ -33,6 +33,7 @@ class MockPlayback : public Playback {
     MOCK_METHOD(std::shared_ptr<BRAQAudioDevice>, device, (), (const, override));
     MOCK_METHOD(float, takeLevel, (UInt32), (override));
     MOCK_METHOD(UInt64, underruns, (), (const, override));
+    MOCK_METHOD(UInt64, lostFrames, (), (const, override));
     MOCK_METHOD(std::shared_ptr<NSError>, lastError, (), (const, override));
 };
 

@@ -84,6 +84,7 @@ std::optional<Played> FilePlayback::takePlayed() {
     setFacts(*file);
     keepReader();
     mUnderrunsBefore = 0;
+    mLostBefore = mPlayer->lostFrames();
     return before;
 }
 

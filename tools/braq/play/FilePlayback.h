@@ -31,6 +31,7 @@ class FilePlayback final : public Playback {
     std::shared_ptr<BRAQAudioDevice> device() const override { return mPlayer->outputAudioUnit()->presentDevice(); }
     float takeLevel(UInt32 channel) override { return mPlayer->outputAudioUnit()->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mReader->errorCount(); }
+    UInt64 lostFrames() const override { return mPlayer->lostFrames() - mLostBefore; }
     std::shared_ptr<NSError> lastError() const override { return mReader->lastError(); }
 
     /// The player's delegate.
@@ -51,4 +52,5 @@ class FilePlayback final : public Playback {
     std::optional<std::chrono::steady_clock::time_point> mAtEndSince;
     bool mIsReverse = false;
     UInt64 mUnderrunsBefore = 0;
+    UInt64 mLostBefore = 0;
 };

@@ -25,6 +25,7 @@ class LoopPlayback final : public Playback {
     std::shared_ptr<BRAQAudioDevice> device() const override { return mUnit->presentDevice(); }
     float takeLevel(UInt32 channel) override { return mUnit->outputLevel(channel); }
     UInt64 underruns() const override { return mUnderrunsBefore + mReader->errorCount(); }
+    UInt64 lostFrames() const override { return mUnit->lostFrames(); }
     std::shared_ptr<NSError> lastError() const override { return mReader->lastError(); }
 
   private:

@@ -309,6 +309,9 @@ class PlaySession {
         }
         const UInt64 underruns = playback.underruns();
         status.facts.push_back(std::to_string(underruns) + (underruns == 1 ? " underrun" : " underruns"));
+        if (const UInt64 lost = playback.lostFrames(); lost != 0) {
+            status.facts.push_back("dropouts " + secondsText(static_cast<double>(lost) / playback.rate()));
+        }
         mDisplay.show(status);
     }
 
@@ -325,7 +328,8 @@ class PlaySession {
     void tellOfEnd(const Played& played) {
         if (!mDisplay.isTerminal()) {
             mDisplay.say("played " + printable(path()) + " to " + timeText(played.seconds) + ", " +
-                         std::to_string(played.underruns) + (played.underruns == 1 ? " underrun" : " underruns"));
+                         std::to_string(played.underruns) + (played.underruns == 1 ? " underrun" : " underruns") +
+                         (played.lostSeconds > 0.0 ? ", dropouts of " + secondsText(played.lostSeconds) : ""));
         }
         if (played.lastError != nullptr) {
             complain(printable(path()) +

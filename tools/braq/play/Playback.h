@@ -10,6 +10,7 @@
 struct Played {
     double seconds = 0.0; ///< where it ended
     UInt64 underruns = 0;
+    double lostSeconds = 0.0;             ///< of dropouts: the process or the device was held up
     std::shared_ptr<NSError> lastError{}; ///< why reading ended too early; null if it did not
 };
 
@@ -51,7 +52,10 @@ class Playback {
     /// @return what has become of the one before; nothing if that is still played
     virtual std::optional<Played> takePlayed() { return std::nullopt; }
     /// What has become of the file so far.
-    Played played() { return {static_cast<double>(frame()) / rate(), underruns(), lastError()}; }
+    Played played() {
+        return {static_cast<double>(frame()) / rate(), underruns(), static_cast<double>(lostFrames()) / rate(),
+                lastError()};
+    }
 
     /// The frame of the file being played.
     virtual SInt64 frame() = 0;
@@ -70,6 +74,8 @@ class Playback {
     virtual float takeLevel(UInt32 channel) = 0;
     /// Of the file.
     virtual UInt64 underruns() const = 0;
+    /// While the file was played, because the process or the device was held up.
+    virtual UInt64 lostFrames() const = 0;
     /// Why reading ended too early; null if it did not.
     virtual std::shared_ptr<NSError> lastError() const = 0;
 

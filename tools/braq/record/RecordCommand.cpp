@@ -89,6 +89,7 @@ class RecordSession {
         const auto recorder = BRAQExtendedAudioFileRecorder::initWithFile(mFile, recordedDevice(), fromZero);
         const auto news = std::make_shared<DeviceNews>();
         recorder->setDelegate(news);
+        recorder->setFillsLostFrames(true);
         std::string trouble;
         try {
             recorder->startRecording();
@@ -103,6 +104,7 @@ class RecordSession {
             trouble = trouble.empty() ? reasonOfCaughtException() : trouble;
         }
         mOverruns += recorder->errorCount();
+        mLostFrames = recorder->lostFrames();
         recorder->invalidate();
         return trouble;
     }
@@ -181,6 +183,9 @@ class RecordSession {
                       .seconds = static_cast<double>(recorder.currentFrame()) / mRate,
                       .length = mOptions.durationSeconds,
                       .facts = {std::to_string(overruns) + (overruns == 1 ? " overrun" : " overruns")}};
+        if (const UInt64 lost = recorder.lostFrames(); lost != 0) {
+            status.facts.push_back("dropouts " + secondsText(static_cast<double>(lost) / mRate));
+        }
         if (status.seconds >= firstLevel) {
             status.channels = meters.look(std::chrono::duration<double>(betweenPictures).count());
         }
@@ -199,7 +204,10 @@ class RecordSession {
     void tell(SInt64 frames) const {
         writeOutput("recorded " + timeText(static_cast<double>(frames) / mRate) + " (" + std::to_string(frames) +
                     " frames at " + rateText(mRate) + " Hz) into " + printable(mOptions.file) + ", " +
-                    std::to_string(mOverruns) + (mOverruns == 1 ? " overrun\n" : " overruns\n"));
+                    std::to_string(mOverruns) + (mOverruns == 1 ? " overrun" : " overruns") +
+                    (mLostFrames != 0 ? ", dropouts of " + secondsText(static_cast<double>(mLostFrames) / mRate) +
+                                            " filled with silence\n"
+                                      : "\n"));
     }
 
     const RecordOptions& mOptions;
@@ -210,7 +218,8 @@ class RecordSession {
     Float64 mRate = 0.0;                            // of that device; another one's frames are converted to it
     std::optional<SInt64> mMost{};                  // frames at that rate
     std::shared_ptr<RecordedFile> mFile;
-    UInt64 mOverruns = 0; // before the last start
+    UInt64 mOverruns = 0;   // before the last start
+    UInt64 mLostFrames = 0; // when it has ended
     bool mIsPaused = false;
 };
 

@@ -1,6 +1,7 @@
 #include "tools/braq/shared/DeviceNews.h"
 
 #include "tools/braq/shared/Text.h"
+#include "tools/braq/shared/TimeText.h"
 
 #include <utility>
 
@@ -36,4 +37,11 @@ void DeviceNews::audioFileRecorderDeviceIsGone(const std::shared_ptr<BRAQExtende
 void DeviceNews::audioFileRecorderDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& /*recorder*/,
                                                const std::shared_ptr<BRAQAudioDevice>& device) {
     tellOf(*device);
+}
+
+void DeviceNews::audioFileRecorderDidLoseFrames(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+                                                const BRAQLostStretch& stretch) {
+    const double rate = recorder->inputAudioUnit()->streamDescription()->sampleRate();
+    mLines.push_back("dropout of " + secondsText(static_cast<double>(stretch.frames) / rate) + " at " +
+                     timeText(static_cast<double>(stretch.frame) / rate) + ", filled with silence");
 }

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-/// Puts into words what happens to the device of a unit or a recorder that follows the default device. Their delegate.
+/// Puts into words what happens to the device of a unit or a recorder: where it goes if it follows the default device, and
+/// what a recorder has lost. Their delegate.
 /// Main thread.
 class DeviceNews final : public BRAQAudioUnitDelegate {
   public:
@@ -24,6 +25,10 @@ class DeviceNews final : public BRAQAudioUnitDelegate {
     void audioFileRecorderDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder);
     void audioFileRecorderDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
                                        const std::shared_ptr<BRAQAudioDevice>& device);
+
+    /// A recording goes on behind silence of the same length.
+    void audioFileRecorderDidLoseFrames(const std::shared_ptr<BRAQExtendedAudioFileRecorder>& recorder,
+                                        const BRAQLostStretch& stretch);
 
   private:
     void tellOf(const BRAQAudioDevice& device);

@@ -62,3 +62,9 @@ std::string timeText(double seconds) {
     }
     return text;
 }
+
+std::string secondsText(double seconds) {
+    char text[64];
+    std::snprintf(text, sizeof(text), "%.3f s", seconds);
+    return text;
+}

@@ -9,3 +9,6 @@ std::optional<double> secondsIn(const std::string& text);
 
 /// "1:30.5", "1:02:03.2". Truncated to tenths, so that it is never ahead.
 std::string timeText(double seconds);
+
+/// "0.043 s", for short times.
+std::string secondsText(double seconds);

@@ -10,7 +10,10 @@ Publisher::Publisher(Loop& loop, DeviceServer& server, DriverHost& host) : mLoop
 
 void Publisher::publish(const std::vector<FoundDevice>& found) {
     takeBackMissing(found);
-    std::erase_if(mRefused, [&](const DeviceKey& key) { return !std::ranges::count(found, key, &FoundDevice::key); });
+    // A device that is being set up can be away for a moment.
+    std::erase_if(mRefused, [&](const auto& refused) {
+        return !std::ranges::count(found, refused.first, &FoundDevice::key) && isFree(refused.second);
+    });
     for (const FoundDevice& device : found) {
         const auto known = mPublished.find(device.key);
         if (known == mPublished.end()) {
@@ -44,17 +47,20 @@ void Publisher::takeBackMissing(const std::vector<FoundDevice>& found) {
 
 void Publisher::add(const FoundDevice& found) {
     const std::string& uid = found.description.uid;
-    const bool isFree = std::ranges::none_of(
-        mPublished, [&](const auto& published) { return published.second.description.uid == uid; });
     const auto device = std::make_shared<Device>(mLoop, mServer, found.key, found.layout);
-    const AudioDeviceID id = isFree ? mHost.deviceAppeared(found.description, device) : 0;
+    const AudioDeviceID id = isFree(uid) ? mHost.deviceAppeared(found.description, device) : 0;
     if (id != 0) {
         mRefused.erase(found.key);
         mPublished.emplace(found.key, Published{device, id, found.layout, found.description});
-    } else if (mRefused.insert(found.key).second) {
+    } else if (mRefused.emplace(found.key, uid).second) {
         NSLog("PipeWire : another device is called " + uid +
               " as well; it is left out as long as the first one is there.");
     }
+}
+
+bool Publisher::isFree(const std::string& uid) const {
+    return std::ranges::none_of(mPublished,
+                                [&](const auto& published) { return published.second.description.uid == uid; });
 }
 
 Device* Publisher::find(const DeviceKey& key) const {

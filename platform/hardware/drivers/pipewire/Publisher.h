@@ -4,7 +4,6 @@
 
 #include <map>
 #include <memory>
-#include <set>
 #include <string>
 #include <vector>
 
@@ -40,12 +39,13 @@ class Publisher {
 
     void takeBackMissing(const std::vector<FoundDevice>& found);
     void add(const FoundDevice& found);
+    bool isFree(const std::string& uid) const;
 
     Loop& mLoop;
     DeviceServer& mServer;
     DriverHost& mHost;
     std::map<DeviceKey, Published> mPublished;
-    std::set<DeviceKey> mRefused; // because of their UIDs
+    std::map<DeviceKey, std::string> mRefused; // because of their UIDs
 };
 
 } // namespace braq::pipewire
