@@ -22,16 +22,23 @@ using testing::HasSubstr;
 
 class Tool_Play : public ToolOnASink {
   protected:
-    /// Plays to the end, and returns all that was heard of it.
+    /// Plays to the end, and returns all that was heard of it. Once more where a busy machine lets frames go missing.
     Sound hear(std::vector<std::string> arguments, const std::string& sink = "test.sink") const {
         constexpr std::size_t mostFrames = 1'000'000;
+        constexpr int mostTimes = 5;
         arguments.insert(arguments.begin(), {"play", "--device", sink});
-        const Capture capture(sink + ".monitor", mostFrames);
-        EXPECT_EQ(start("play", arguments)->wait(), 0) << written("play");
-        // What was played last is on its way.
-        const std::size_t end = capture.frames() + 2 * cycle;
-        EXPECT_TRUE(eventually([&] { return capture.frames() >= end; }));
-        return capture.sound();
+        for (int i = 0; i < mostTimes; ++i) {
+            const Capture capture(sink + ".monitor", mostFrames);
+            EXPECT_EQ(start("play", arguments)->wait(), 0) << written("play");
+            // What was played last is on its way.
+            const std::size_t end = capture.frames() + 2 * cycle;
+            EXPECT_TRUE(eventually([&] { return capture.frames() >= end; }));
+            if (capture.lostFrames() == 0 && written("play").find("dropouts") == std::string::npos) {
+                return capture.sound();
+            }
+        }
+        ADD_FAILURE() << "the machine was too busy to play anything without dropouts";
+        return {};
     }
     void expectHeardAsItIsRead(const std::string& name, const std::string& sink = "test.sink") const {
         const Sound file = readFile(audioFile(name)).trimmed();

@@ -202,6 +202,8 @@ Capture::~Capture() { mSamples->unit->stop(); }
 
 std::size_t Capture::frames() const { return mSamples->frames.load(std::memory_order_acquire); }
 
+std::size_t Capture::lostFrames() const { return mSamples->unit->lostFrames(); }
+
 Sound Capture::sound() const {
     // No further: what is behind them is being written.
     const auto count = static_cast<std::ptrdiff_t>(frames());

@@ -55,6 +55,8 @@ class Capture {
     Capture& operator=(const Capture&) = delete;
 
     std::size_t frames() const;
+    /// That a busy machine did not let it capture.
+    std::size_t lostFrames() const;
     /// What was captured so far.
     Sound sound() const;
 

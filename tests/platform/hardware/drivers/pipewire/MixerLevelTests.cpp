@@ -106,7 +106,8 @@ TEST_F(PipeWire_MixerLevel, IsNotThatOfAnotherProgramWhichPlaysMusic) {
     const UInt64 recorded = recording.frames();
     ASSERT_TRUE(eventually([&] { return recording.frames() >= recorded + 8192; }));
     monitor->stopIO();
-    expectNumberedRounds(recording.interleaved(), 2, {playback.frames()});
+    expectNumberedRounds(recording.interleaved(), 2, {playback.frames()},
+                         {playback.lostFrames(), recording.lostFrames()});
     EXPECT_EQ(host->description("test.sink")->playback.mixerLevel, 1.0F);
 }
 

@@ -50,30 +50,49 @@ std::vector<Float32> KeptRecording::interleaved() const {
     return {mKept.begin(), mKept.begin() + samples};
 }
 
-void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channels, const std::vector<UInt64>& rounds) {
+void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channels, const std::vector<UInt64>& rounds,
+                          const LostFrames& lost) {
     const std::size_t recorded = interleaved.size() / channels;
     const auto isSilent = [&](std::size_t frame) {
         const auto begin = interleaved.begin() + static_cast<std::ptrdiff_t>(frame * channels);
         return std::all_of(begin, begin + channels, [](Float32 sample) { return sample == 0.0F; });
     };
+    const auto numberOf = [&](std::size_t frame) {
+        return static_cast<UInt64>(std::max(interleaved[frame * channels], 0.0F) * 16777216.0F) / 8;
+    };
     std::size_t at = 0;
     const auto skipSilence = [&] {
+        const std::size_t first = at;
         while (at < recorded && isSilent(at)) {
             ++at;
         }
+        return at - first;
     };
+    UInt64 silent = 0;
+    UInt64 missing = 0;
     for (std::size_t round = 0; round < rounds.size(); ++round) {
         skipSilence();
-        ASSERT_GE(recorded - at, rounds[round]) << "round " << round << " was not recorded to its end";
         for (UInt64 frame = 0; frame < rounds[round]; ++frame, ++at) {
+            const UInt64 silentHere = frame == 0 ? 0 : skipSilence();
+            if (at == recorded || numberOf(at) < frame) { // the end of the round is missing
+                missing += rounds[round] - frame;
+                at -= silentHere;
+                break;
+            }
+            silent += silentHere;
+            missing += numberOf(at) - frame;
+            frame = numberOf(at);
             for (UInt32 channel = 0; channel < channels; ++channel) {
                 const Float32 sample = interleaved[at * channels + channel];
                 ASSERT_EQ(std::bit_cast<UInt32>(sample), std::bit_cast<UInt32>(numberedSample(frame, channel)))
                     << "round " << round << ", frame " << frame << " of " << rounds[round] << ", channel " << channel
                     << " is " << sample;
             }
+            ASSERT_LE(silent, lost.played) << "before frame " << frame << " of round " << round;
+            ASSERT_LE(missing, lost.played + lost.recorded) << "before frame " << frame << " of round " << round;
         }
     }
+    EXPECT_LE(missing, lost.played + lost.recorded) << "a round was not recorded to its end";
     skipSilence();
     EXPECT_EQ(at, recorded) << "something is played after the end";
 }

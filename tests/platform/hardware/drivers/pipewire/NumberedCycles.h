@@ -66,8 +66,15 @@ class KeptRecording final : public DeviceCycles {
     std::atomic<UInt64> mLost{0};
 };
 
-/// Expects for each of `rounds` silence and then the numbered frames 0 to that number - 1 without a gap, and silence after
-/// them all.
-void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channels, const std::vector<UInt64>& rounds);
+/// What devices reported as lost: a busy machine gives a test no processor for a while.
+struct LostFrames {
+    UInt64 played = 0;
+    UInt64 recorded = 0;
+};
+
+/// Expects for each of `rounds` silence and then the numbered frames 0 to that number - 1, and silence after them all.
+/// Silence and gaps within a round are at most as long as what was lost: by default there are none.
+void expectNumberedRounds(const std::vector<Float32>& interleaved, UInt32 channels, const std::vector<UInt64>& rounds,
+                          const LostFrames& lost = {});
 
 } // namespace braq::tests

@@ -89,7 +89,7 @@ TEST_P(PipeWire_StreamingTo, ASinkBringsItBitForBitFromTheFirstFrameToTheLast) {
     EXPECT_TRUE(playback.timesWereRight());
     EXPECT_EQ(playback.rate(), 48000.0);
     EXPECT_EQ(playback.cycleFrames(), kLongCycle);
-    expectNumberedRounds(recording.interleaved(), channels, {played});
+    expectNumberedRounds(recording.interleaved(), channels, {played}, {playback.lostFrames(), recording.lostFrames()});
 }
 
 INSTANTIATE_TEST_SUITE_P(, PipeWire_StreamingTo, ::testing::Values("FL,FR", "FL,FR,FC,LFE,SL,SR"),
@@ -100,18 +100,21 @@ TEST_F(PipeWire_Streaming, LosesNothingInManyShortRounds) {
     KeptRecording recording(2, 600'000);
     ASSERT_EQ(monitor->startIO(recording), kAudioHardwareNoError);
     std::vector<UInt64> rounds;
+    LostFrames lost;
     for (int round = 0; round < 8; ++round) {
         NumberedPlayback playback;
         ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
         sink->stopIO();
         rounds.push_back(playback.frames());
+        lost.played += playback.lostFrames();
         EXPECT_GT(playback.frames(), 0U);
         // A round ends where silence is heard, or the next one could not be told from it.
         const UInt64 recorded = recording.frames();
         ASSERT_TRUE(eventually([&] { return recording.frames() >= recorded + 2 * kLongCycle; }));
     }
     monitor->stopIO();
-    expectNumberedRounds(recording.interleaved(), 2, rounds);
+    lost.recorded = recording.lostFrames();
+    expectNumberedRounds(recording.interleaved(), 2, rounds, lost);
 }
 
 TEST_F(PipeWire_Streaming, IsHeardToTheEndWhenAnotherProgramHoldsTheGraphUp) {
@@ -122,6 +125,7 @@ TEST_F(PipeWire_Streaming, IsHeardToTheEndWhenAnotherProgramHoldsTheGraphUp) {
     KeptRecording recording(2, 600'000);
     ASSERT_EQ(monitor->startIO(recording), kAudioHardwareNoError);
     std::vector<UInt64> rounds;
+    LostFrames lost;
     for (int round = 0; round < 5; ++round) {
         NumberedPlayback playback;
         ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
@@ -129,11 +133,13 @@ TEST_F(PipeWire_Streaming, IsHeardToTheEndWhenAnotherProgramHoldsTheGraphUp) {
         ASSERT_TRUE(eventually([&] { return playback.frames() > played; }));
         sink->stopIO();
         rounds.push_back(playback.frames());
+        lost.played += playback.lostFrames();
         const UInt64 recorded = recording.frames();
         ASSERT_TRUE(eventually([&] { return recording.frames() >= recorded + 2 * kLongCycle; }));
     }
     monitor->stopIO();
-    expectNumberedRounds(recording.interleaved(), 2, rounds);
+    lost.recorded = recording.lostFrames();
+    expectNumberedRounds(recording.interleaved(), 2, rounds, lost);
 }
 
 TEST_F(PipeWire_Streaming, BringsItBitForBitAfterAChangeOfRate) {
@@ -150,7 +156,8 @@ TEST_F(PipeWire_Streaming, BringsItBitForBitAfterAChangeOfRate) {
     ASSERT_TRUE(eventually([&] { return recording.frames() >= recorded + 2 * kLongCycle; }));
     monitor->stopIO();
     EXPECT_EQ(playback.rate(), 44100.0);
-    expectNumberedRounds(recording.interleaved(), 2, {playback.frames()});
+    expectNumberedRounds(recording.interleaved(), 2, {playback.frames()},
+                         {playback.lostFrames(), recording.lostFrames()});
 }
 
 TEST_F(PipeWire_Streaming, IsHeardTheSameByAnotherProgram) {
@@ -168,7 +175,7 @@ TEST_F(PipeWire_Streaming, IsHeardTheSameByAnotherProgram) {
     ASSERT_TRUE(eventually([&] { return samplesOf(file).size() >= recorded + 8 * kLongCycle; }));
     recorder->signal(SIGTERM);
     recorder->wait();
-    expectNumberedRounds(samplesOf(file), 2, {playback.frames()});
+    expectNumberedRounds(samplesOf(file), 2, {playback.frames()}, {.played = playback.lostFrames()});
 }
 
 TEST_F(PipeWire_Streaming, RecordsFromASource) {
