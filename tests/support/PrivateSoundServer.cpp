@@ -222,6 +222,8 @@ void PrivateSoundServer::destroy(const std::string& name) {
             name + " stays");
 }
 
+void PrivateSoundServer::destroyObject(const std::string& idOrName) { run({"pw-cli", "destroy", idOrName}); }
+
 // Each node is listed with its id, and its properties in lines below.
 std::optional<PrivateSoundServer::ListedNode> PrivateSoundServer::oldestNode(const std::string& name) {
     std::optional<ListedNode> oldest;

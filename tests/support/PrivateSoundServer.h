@@ -63,6 +63,8 @@ class PrivateSoundServer {
     void create(const Node& node);
     /// Removes a node from the running server, of several with that name the oldest, and returns when it is gone.
     void destroy(const std::string& name);
+    /// Removes any object of the server, a client say, at the next opportunity.
+    void destroyObject(const std::string& idOrName);
 
     /// Chooses the default as a user would.
     void setDefaultSink(const std::string& name);

@@ -138,7 +138,7 @@ TEST_F(PipeWire_ServerLoss, TakesAConnectionThatTheServerEndsForALoss) {
     ASSERT_NE(sink, nullptr);
     NumberedPlayback playback;
     ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
-    server.destroy(program_invocation_short_name); // the client
+    server.destroyObject(program_invocation_short_name); // the client
     EXPECT_TRUE(host.waitUntil([&] {
         const auto* const device = host.find("test.sink");
         return device != nullptr && device->device != sink;
@@ -153,7 +153,7 @@ TEST_F(PipeWire_ServerLoss, ConnectsAStreamAgainThatSomebodyElseHasRemoved) {
     ASSERT_NE(sink, nullptr);
     NumberedPlayback playback;
     ASSERT_EQ(sink->startIO(playback), kAudioHardwareNoError);
-    server.destroy(idOfPlaybackStream(server.run({"pw-cli", "ls", "Node"})));
+    server.destroyObject(idOfPlaybackStream(server.run({"pw-cli", "ls", "Node"})));
     const UInt64 played = playback.frames();
     EXPECT_TRUE(eventually([&] { return playback.frames() > played + 48000; }));
     sink->stopIO();
