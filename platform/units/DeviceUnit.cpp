@@ -53,6 +53,7 @@ DeviceUnit::~DeviceUnit() {
     if (mIsInitialized) {
         removeIOProcedure(mFacts.id, mProcedure);
         AudioObjectRemovePropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
+        AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &anyProperty, deviceListener, mWatch.get());
     }
 }
 
@@ -77,6 +78,9 @@ OSStatus DeviceUnit::initialize() {
     }
     mWatch = std::make_unique<AudioUnit>(reference());
     AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
+    if (mDevice == kAudioObjectUnknown) {
+        AudioObjectAddPropertyListener(kAudioObjectSystemObject, &anyProperty, deviceListener, mWatch.get());
+    }
     mIsInitialized = true;
     mLostFrames.store(0, std::memory_order_relaxed);
     mPresentDevice.store(mFacts.device, std::memory_order_release);
@@ -103,6 +107,7 @@ OSStatus DeviceUnit::uninitialize() {
     // Without the lock: this waits for listeners, which may want it.
     if (watch != nullptr) {
         AudioObjectRemovePropertyListener(device, &anyProperty, deviceListener, watch.get());
+        AudioObjectRemovePropertyListener(kAudioObjectSystemObject, &anyProperty, deviceListener, watch.get());
     }
     listeners().endRound();
     return 0;
@@ -250,8 +255,53 @@ void DeviceUnit::notify(AudioUnitPropertyID property, UInt32 value) {
 
 void DeviceUnit::deviceChanged() {
     const std::lock_guard lock(mControl);
-    if (mIsInitialized) {
+    if (!mIsInitialized) {
+        return;
+    }
+    if (mDevice == kAudioObjectUnknown && !findDeviceFacts(mFacts.id, false)) {
+        replaceDevice();
+    } else {
         followDevice();
+    }
+}
+
+// The default device was one by itself and not at the end of a route: the loopback device, while there was no sound
+// server. A unit that runs waits until there is another one. Notification thread: nowhere else can the listener be moved
+// without waiting for it.
+void DeviceUnit::replaceDevice() {
+    const bool plays = mSides[playbackElement].isEnabled;
+    const bool records = mSides[recordElement].isEnabled;
+    const auto facts = findDeviceFacts(kAudioObjectUnknown, records);
+    setPresentDevice(facts ? facts->device : kAudioObjectUnknown);
+    if (!facts) {
+        return;
+    }
+    removeIOProcedure(mFacts.id, mProcedure);
+    AudioObjectRemovePropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
+    const bool ran = std::exchange(mRuns, false);
+    takeFacts(*facts);
+    AudioObjectAddPropertyListener(mFacts.id, &anyProperty, deviceListener, mWatch.get());
+    const OSStatus added = addIOProcedure(mFacts.id, directions(plays, records), ioProcedure, this, &mProcedure);
+    mPrepared = mPrepared != 0 ? mPrepared : added;
+    if (ran) {
+        mRuns = mPrepared == 0 && startIOProcedure(mFacts.id, mProcedure) == 0;
+        if (!mRuns) {
+            setRunning(false);
+        }
+    }
+}
+
+// The procedure is not called.
+void DeviceUnit::takeFacts(const DeviceFacts& facts) {
+    mFacts = facts;
+    const auto playback = std::move(mPlayback);
+    const auto capture = std::move(mCapture);
+    mPrepared = prepare();
+    if (playback && mPlayback) {
+        mPlayback->takeUp(*playback);
+    }
+    if (capture && mCapture) {
+        mCapture->takeUpTime(*capture);
     }
 }
 
@@ -275,16 +325,7 @@ void DeviceUnit::followDevice() {
     }
     const bool ran = mRuns;
     suspendIOProcedure(mFacts.id, mProcedure);
-    mFacts = *facts;
-    const auto playback = std::move(mPlayback);
-    const auto capture = std::move(mCapture);
-    mPrepared = prepare();
-    if (playback && mPlayback) {
-        mPlayback->takeUp(*playback);
-    }
-    if (capture && mCapture) {
-        mCapture->takeUpTime(*capture);
-    }
+    takeFacts(*facts);
     if (ran && (mPrepared != 0 || startIOProcedure(mFacts.id, mProcedure) != 0)) {
         stopIOProcedure(mFacts.id, mProcedure);
         mRuns = false;

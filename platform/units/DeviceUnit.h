@@ -45,6 +45,8 @@ class DeviceUnit final : public Unit {
     // Under mControl.
     OSStatus prepare();
     void followDevice();
+    void replaceDevice();
+    void takeFacts(const DeviceFacts& facts);
     OSStatus makePlayback(const DeviceFacts& facts);
     OSStatus makeCapture(const DeviceFacts& facts);
     void stopRunning();
