@@ -84,7 +84,7 @@ OSStatus DeviceUnit::initialize() {
     mIsInitialized = true;
     mLostFrames.store(0, std::memory_order_relaxed);
     mPresentDevice.store(mFacts.device, std::memory_order_release);
-    followDevice(); // the device may have changed before the listener was added
+    followDevice(findDeviceFacts(mFacts.id, false)); // the device may have changed before the listener was added
     return 0;
 }
 
@@ -172,7 +172,7 @@ OSStatus DeviceUnit::start() {
     // The device may be able to run at the client's rate, which saves a conversion.
     const bool plays = mSides[playbackElement].isEnabled;
     preferRate(mFacts.id, mSides[plays ? playbackElement : recordElement].client.mSampleRate);
-    followDevice();
+    followDevice(findDeviceFacts(mFacts.id, false));
     if (mPrepared != 0) {
         return mPrepared;
     }
@@ -258,10 +258,11 @@ void DeviceUnit::deviceChanged() {
     if (!mIsInitialized) {
         return;
     }
-    if (mDevice == kAudioObjectUnknown && !findDeviceFacts(mFacts.id, false)) {
+    const auto facts = findDeviceFacts(mFacts.id, false);
+    if (mDevice == kAudioObjectUnknown && !facts) {
         replaceDevice();
     } else {
-        followDevice();
+        followDevice(facts);
     }
 }
 
@@ -305,8 +306,8 @@ void DeviceUnit::takeFacts(const DeviceFacts& facts) {
     }
 }
 
-void DeviceUnit::followDevice() {
-    const auto facts = findDeviceFacts(mFacts.id, false);
+/// @param facts of the device, as they are now
+void DeviceUnit::followDevice(const std::optional<DeviceFacts>& facts) {
     // A device that is removed, or stops by itself, stops its procedures.
     if (mRuns && (!facts || !isIOProcedureStarted(mFacts.id, mProcedure))) {
         mRuns = false;

@@ -44,7 +44,7 @@ class DeviceUnit final : public Unit {
 
     // Under mControl.
     OSStatus prepare();
-    void followDevice();
+    void followDevice(const std::optional<DeviceFacts>& facts);
     void replaceDevice();
     void takeFacts(const DeviceFacts& facts);
     OSStatus makePlayback(const DeviceFacts& facts);
