@@ -8,10 +8,38 @@
 
 #include <gmock/gmock.h>
 
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
 namespace {
 
 using braq::tests::eventually;
 using braq::tests::sampleOf;
+
+/// A file that says once that it cannot be read from a frame on, and then ends there.
+class BrokenFile final : public BRAQExtendedAudioFile {
+  public:
+    BrokenFile(const std::string& path, SInt64 broken)
+        : BRAQExtendedAudioFile(NSURL::fileURLWithPath(path), Options()), mBroken(broken) {}
+
+    void readIntoAudioBufferList(AudioBufferList* list, SInt64 startFrame, UInt32* framesRead) override {
+        if (startFrame < mBroken) {
+            BRAQExtendedAudioFile::readIntoAudioBufferList(list, startFrame, framesRead);
+            return;
+        }
+        *framesRead = 0;
+        if (!std::exchange(mHasSaidSo, true)) {
+            throw NSException(NSInternalInconsistencyException, "it is broken there");
+        }
+    }
+
+  private:
+    const SInt64 mBroken;
+    bool mHasSaidSo = false; // one thread at a time reads
+};
 
 class Tool_Playback : public unit_test::UnitTest {
   protected:
@@ -79,6 +107,61 @@ TEST_F(Tool_Playback, AFileThatHasEndedGoesOnWhenItIsMoved) {
     BRAQMainQueue::mainQueue().drain();
     EXPECT_FALSE(playback.hasEnded());
     expectCycleBehindAFade(50, 1);
+}
+
+TEST_F(Tool_Playback, WhatFollowsIsGoneOnWithWhenItHasBegun) {
+    const auto first = numbered(1000);
+    const std::string path = folder.path() / "next.wav";
+    braq::tests::writeNumberedFile(path, 3000);
+    FilePlayback playback(first, device);
+    EXPECT_TRUE(playback.setNext(path, false));
+    playback.start();
+    expectCycle(0, 1);
+    EXPECT_FALSE(playback.takePlayed());
+    expectCycle(500, 1);
+    expectCycle(0, 1);
+    const auto played = playback.takePlayed();
+    ASSERT_TRUE(played);
+    EXPECT_EQ(played->seconds, 1000 / playback.rate());
+    EXPECT_EQ(played->underruns, 0U);
+    EXPECT_EQ(played->lastError, nullptr);
+    EXPECT_EQ(playback.frames(), 3000);
+    EXPECT_EQ(playback.frame(), 500);
+    EXPECT_FALSE(playback.takePlayed()) << "once";
+    EXPECT_FALSE(playback.hasEnded());
+}
+
+TEST_F(Tool_Playback, AFileThatBreaksOffTellsWhyAlsoWhenAnotherOneFollows) {
+    numbered(40'000);
+    const auto broken = std::make_shared<BrokenFile>(folder.path() / "numbered.wav", 16'384);
+    const std::string path = folder.path() / "next.wav";
+    braq::tests::writeNumberedFile(path, 3000);
+    FilePlayback playback(broken, device);
+    EXPECT_TRUE(playback.setNext(path, false));
+    playback.start();
+    std::optional<Played> played;
+    ASSERT_TRUE(eventually([&] {
+        step(500);
+        played = playback.takePlayed();
+        return played.has_value();
+    }));
+    EXPECT_EQ(played->seconds, 16'384 / playback.rate());
+    EXPECT_NE(played->lastError, nullptr);
+    EXPECT_EQ(playback.lastError(), nullptr) << "the next one is whole";
+}
+
+TEST_F(Tool_Playback, WhatCannotBeOpenedDoesNotFollow) {
+    FilePlayback playback(numbered(1000), device);
+    EXPECT_THROW(playback.setNext("/no/such/file.wav", false), std::runtime_error);
+    playback.start();
+    expectCycle(0, 1);
+    expectCycle(500, 1);
+    EXPECT_FALSE(playback.takePlayed());
+    EXPECT_TRUE(eventually([&] {
+        step(16);
+        BRAQMainQueue::mainQueue().drain();
+        return playback.hasEnded();
+    }));
 }
 
 TEST_F(Tool_Playback, TurningRoundIsHeardAtOnce) {

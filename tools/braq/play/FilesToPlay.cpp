@@ -136,9 +136,7 @@ std::vector<std::string> entriesOfPLS(const std::vector<std::string>& lines) {
         }
     }
     std::vector<std::string> inOrder;
-    for (const auto& [name, entry] : entries) {
-        inOrder.push_back(entry);
-    }
+    std::ranges::transform(entries, std::back_inserter(inOrder), [](const auto& numbered) { return numbered.second; });
     return inOrder;
 }
 

@@ -61,7 +61,8 @@ class PlaySession {
         std::optional<std::size_t> index = mFiles.empty() ? std::nullopt : std::optional<std::size_t>(0);
         while (index && mFailuresInARow < mFiles.size()) {
             mIndex = *index;
-            const Wish wish = isStep() ? mControls.wishOf(takeKey()) : tryToPlay(std::exchange(start, std::nullopt));
+            const Wish wish =
+                isStep() ? PlayControls::wishOf(takeKey()) : tryToPlay(std::exchange(start, std::nullopt));
             if (wish == Wish::quit) {
                 break;
             }
