@@ -7,6 +7,8 @@
 
 #include <cmath>
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <numbers>
 #include <string>
 #include <utility>
@@ -67,6 +69,31 @@ TEST_F(Tool_Play, FilesOfItsRateArriveAsTheyAreRead) {
 TEST_F(Tool_Play, SixChannelsArriveEachAtItsOwnSpeaker) {
     server.create({.name = "surround", .positions = "FL,FR,FC,LFE,SL,SR"});
     expectHeardAsItIsRead("six-channel-48k-24.wav", "surround");
+}
+
+/// A program that is started before the sound server.
+class Tool_PlayWithoutAServer : public testing::Test {
+  protected:
+    std::string path(const std::string& name) const { return folder.path() / name; }
+    std::string written() const {
+        std::ifstream file(path("play.log"));
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    braq::tests::PrivateSoundServer server;
+    braq::tests::TemporaryFolder folder;
+};
+
+TEST_F(Tool_PlayWithoutAServer, GoesOnWithTheServerWhenItComes) {
+    writeFile(path("file.wav"), toneAndNoise(600'000, rate), rate);
+    server.keep({.name = "test.sink"});
+    braq::tests::ChildProcess tool({BRAQ_TOOL, "play", path("file.wav")}, path("play.log"));
+    ASSERT_TRUE(eventually([&] { return written().find("playing") != std::string::npos; })) << written();
+    server.start();
+    const Capture capture("test.sink.monitor", 1'000'000);
+    EXPECT_TRUE(eventually([&] { return capture.sound().trimmed().frames() > 50'000; })) << "it is heard";
+    EXPECT_EQ(tool.wait(), 0) << written();
+    EXPECT_NE(written().find("to 0:12.5, 0 underruns"), std::string::npos) << written();
 }
 
 /// On a server that runs at the rate of most files.
