@@ -2,10 +2,16 @@
 
 #include "BRAQAudio/BRAQAudioFileStreamer.h"
 
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <optional>
+
 /// @addtogroup play
 /// @{
 
 class BRAQAudioFileReader;
+struct BRAQLoopWalk;
 
 /// A range of consecutive frames of a file.
 struct BRAQFrameRange {
@@ -76,6 +82,21 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     /// Changes the range only, from the next buffer on.
     void setLoopRange(const BRAQFrameRange& range);
 
+    /// Plays the range `rounds` times, 0 for ever, and then what is behind it: without a seam, in both directions, also if
+    /// the range is shorter than a buffer. The last frame of the range is followed by its first one, backwards the first
+    /// by the last. The first round counts from where the range is entered, or from the frame being played if that is
+    /// one of the range; who is behind the range goes on to the end of the file. `setCurrentFrame` begins the rounds
+    /// anew. A range of length 0: no more repeats. While a range is repeated, `isLooping` has no effect.
+    ///
+    /// While running, the ring is refilled from the frame being played, unless all that was read ahead is to be played
+    /// all the same. Waits for the buffer being filled.
+    /// @param range raises NSException `NSInvalidArgumentException` if its end is beyond 2^63 - 1
+    void setRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    /// The range that is repeated; of length 0 if there is none. Does not wait.
+    BRAQFrameRange repeatRange() const;
+    /// As set, 0 for ever. Does not wait.
+    UInt64 repeatRounds() const;
+
     /// The direction of the file; false without a file. After a change, the frames read ahead are played first.
     bool reverse() const;
     /// Waits for the buffer being filled.
@@ -86,18 +107,20 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     void turn(bool reverse);
 
   protected:
-    using BRAQAudioFileStreamer::BRAQAudioFileStreamer;
+    /// Raises NSException where `initWithBufferCount` returns null.
+    BRAQAudioFileReader(UInt64 bufferCount, UInt32 numFrames,
+                        const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription);
 
   private:
+    friend class BRAQExtendedAudioFilePlayer;
+    friend class BRAQPlayerDecks;
     friend SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader*) noexcept;
     friend SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader*) noexcept;
 
+    /// Where the walk of a buffer begins.
+    struct Beginning;
     /// What the real-time side has reached, at one moment.
-    struct Place {
-        SInt64 fileStart; ///< where the current buffer was filled
-        SInt64 consumed;  ///< frames of it
-        bool isBackwards;
-    };
+    struct Place;
 
     /// The loop as one fill sees it.
     struct Loop {
@@ -107,20 +130,45 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     };
 
     Place place() const noexcept;
+    /// Of the frame being played, and of the read head.
+    BRAQLoopWalk walk() const;
+    BRAQLoopWalk head() const;
     bool isAllInDirection(bool reverse) const;
+    Beginning& beginningOf(const BQueueableAudioBuffer* buffer) const;
+    void publishBeginning(BQueueableAudioBuffer* queued, bool backwards);
+    /// Repeats the range from now on, if all that was read ahead is played all the same.
+    /// @return the frames from the one being played on that are; nothing if all are
+    std::optional<UInt64> tryRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    void keepRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    void seek(SInt64 frame);
+    void beginRoundAtSeam();
+    /// Has a stopped reader go on where `from` was.
+    void goOnAt(const BRAQLoopWalk& from);
+    /// The same, repeating another range.
+    void goOnAt(const BRAQLoopWalk& from, const BRAQFrameRange& range, UInt64 rounds);
+    /// Takes over what another reader repeats.
+    void repeatLike(const BRAQAudioFileReader& other);
     Loop loop() const;
     UInt32 framesToRead(const Loop& now) const;
-    UInt32 read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 frames, bool backwards);
+    /// Reads behind the `filled` first frames of a buffer.
+    UInt32 read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 filled, UInt32 frames,
+                bool backwards);
+    UInt32 readRounds(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, bool backwards);
     void moveHead(BRAQExtendedAudioFile& file, const Loop& now, UInt32 framesRead, bool backwards);
     void goTo(BRAQExtendedAudioFile* file, SInt64 frame);
 
     std::atomic<SInt64> mCurrentFrame{0}; // the read head
     BRAQFrameRange mLoopRange;            // under mLoopMutex
     bool mLooping = false;                // under mLoopMutex
+    BRAQFrameRange mRepeatRange;          // under mLoopMutex
+    UInt64 mRepeatRounds = 0;             // under mLoopMutex
 
     mutable std::mutex mLoopMutex;
-    std::mutex mDirectionMutex;  // held while a buffer is filled, so that all of it has one direction
-    bool mReadBackwards = false; // under mDirectionMutex: the direction of the last fill
+    mutable std::mutex mDirectionMutex;       // held while a buffer is filled, so that all of it has one direction
+    bool mReadBackwards = false;              // under mDirectionMutex: the direction of the last fill
+    bool mHasReadToEnd = false;               // under mDirectionMutex: whether the last fill found no frames
+    std::unique_ptr<BRAQLoopWalk> mRepeat;    // under mDirectionMutex: of the read head, whose place is mCurrentFrame
+    std::unique_ptr<Beginning[]> mBeginnings; // one for each buffer
 };
 
 /// @}

@@ -247,8 +247,32 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// @return false if the file cannot be opened; what followed before still does
     bool setNextFileURL(const std::shared_ptr<NSURL>& url, std::shared_ptr<NSError>* error);
 
-    /// Stored only: playback deliberately ends at the end of the file all the same. To loop, use
-    /// `BRAQAudioFileReader::enableLoopingInRange` with your own output unit.
+    /// The count of a loop that goes on until it is cleared.
+    static constexpr UInt64 loopForever = 0;
+    /// Plays a range of the file that is heard `count` times, and then what is behind it. Playing or not. The last frame
+    /// of the range is followed by its first one directly, backwards its first by its last, without a transition.
+    ///
+    /// The first of these rounds is the one in which the range is entered, or the one at hand if the frame pulled next
+    /// is in the range. Who is behind the range when it is set, or seeks there, is not brought back: playing goes on to
+    /// the end of the file, and so to the next file. A seek begins the count anew, a change of direction does not. A
+    /// loop that is set again, with another count for instance, counts from the round that is heard. The next file has
+    /// no loop when it begins.
+    ///
+    /// While playing, nothing is interrupted. A loop that is set or cleared while the unit pulls the last frames before
+    /// the seam is heard a moment late, then as if it had been in time. No delegate operation tells of rounds.
+    /// @param firstFrame of the range, at the client's rate as all positions
+    /// @param endFrame one past the last frame of the range
+    /// @param count `loopForever`, or how often the range is played
+    /// Raises NSException `NSInvalidArgumentException`, and changes nothing, if the range is empty or not all in the file.
+    void setLoop(SInt64 firstFrame, SInt64 endFrame, UInt64 count = loopForever);
+    /// Playing goes on behind the range when the round at hand has been played. Does nothing without a loop.
+    void clearLoop();
+    /// The range of the loop that was set, also when its rounds have been played; of length 0 if there is none.
+    BRAQFrameRange loop() const;
+    /// The count that was set; `loopForever` also if there is no loop.
+    UInt64 loopCount() const;
+
+    /// Stored only: playback deliberately ends at the end of the file all the same. `setLoop` loops.
     bool looping() const noexcept { return mLooping.load(std::memory_order_relaxed); }
     void setLooping(bool looping) noexcept { mLooping.store(looping, std::memory_order_relaxed); }
 
@@ -292,8 +316,10 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     void startUnit();
     bool isAtFirstFrame() const;
     void moveTo(SInt64 frame);
-    void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
-                    const std::function<void(BRAQAudioFileReader&)>& elsewhere);
+    void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace, const std::function<bool()>& changeOver);
+    void moveReaderNow(const std::function<void(BRAQAudioFileReader&)>& inPlace,
+                       const std::function<bool()>& changeOver);
+    void repeat(const BRAQFrameRange& range, UInt64 rounds);
     std::shared_ptr<BRAQAudioFileReader> reader() const;
     void notifyDelegateOfNextFile();
     double sampleRate() const;

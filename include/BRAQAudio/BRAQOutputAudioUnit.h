@@ -153,6 +153,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     bool isOnThreadOfItsOwn() const noexcept override;
 
   private:
+    friend class BRAQPlayerDecks;
     friend OSStatus OAUOutputProc(void*, AudioUnitRenderActionFlags*, const AudioTimeStamp*, UInt32, UInt32,
                                   AudioBufferList*);
 
@@ -167,6 +168,12 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void fadeOut();
     bool isCycling() const noexcept;
     void setTransitionFrames(double playbackRate);
+    /// Like `changeAudioBufferQueue`, as if the ring had been played since `pulledBefore` frames were pulled: it goes on
+    /// where the ring before it is. That many frames from there on are the same in both (`alike`).
+    void continueInAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore,
+                                    UInt64 alike);
+    /// The frames pulled from all rings, as of when `look` is called. Calls it again if frames were pulled meanwhile.
+    UInt64 pulledFrames(const std::function<void()>& look) const;
     void checkIsOfStream(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;
     void replace(BQueueableAudioNotification*& notification, const BQueueableAudioNotificationBlock& block);
     void retire(BQueueableAudioNotification* notification);

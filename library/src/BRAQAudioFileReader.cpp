@@ -1,8 +1,7 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
-
-#include <algorithm>
+#include "library/src/BRAQAudioFileReader_Repeat.h"
 
 namespace {
 
@@ -18,6 +17,12 @@ std::shared_ptr<BRAQAudioFileReader> BRAQAudioFileReader::initWithBufferCount(
     NSXLogError("src/BRAQAudioFileReader", failure.what());
     return nullptr;
 }
+
+BRAQAudioFileReader::BRAQAudioFileReader(UInt64 bufferCount, UInt32 numFrames,
+                                         const std::shared_ptr<BRAQAudioStreamBasicDescription>& streamDescription)
+    : BRAQAudioFileStreamer(bufferCount, numFrames, streamDescription),
+      mRepeat(std::make_unique<BRAQLoopWalk>()),
+      mBeginnings(std::make_unique<Beginning[]>(bufferCount)) {}
 
 BRAQAudioFileReader::~BRAQAudioFileReader() { teardownWorkerThread(); }
 
@@ -36,33 +41,8 @@ void BRAQAudioFileReader::stop() {
     waitUntilWorkerIsIdle();
     stopWorker();
     mRunning = false;
-}
-
-// Retries if the real-time side has moved on meanwhile: what was read may belong to a later buffer, or, once around the
-// ring, to the same one refilled.
-BRAQAudioFileReader::Place BRAQAudioFileReader::place() const noexcept {
-    UInt64 index = mCurrentBuffer.load(std::memory_order_acquire);
-    while (true) {
-        const BQueueableAudioBuffer* const buffer = mBufferArray[index];
-        const SInt64 fileStart = buffer->mFileStartFrame.load(std::memory_order_acquire);
-        const Float64 rate = buffer->mPlaybackRate.load(std::memory_order_acquire);
-        const SInt64 consumed = buffer->mAudioBuffer.mStartFrame.load(std::memory_order_acquire);
-        const UInt64 indexNow = mCurrentBuffer.load(std::memory_order_acquire);
-        if (indexNow == index && buffer->mFileStartFrame.load(std::memory_order_relaxed) == fileStart) {
-            return {fileStart, consumed, rate < 0.0};
-        }
-        index = indexNow;
-    }
-}
-
-SInt64 BRAQAudioFileReaderGetCurrentFrame(const BRAQAudioFileReader* reader) noexcept {
-    const BRAQAudioFileReader::Place place = reader->place();
-    return place.fileStart + place.consumed;
-}
-
-SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader* reader) noexcept {
-    const BRAQAudioFileReader::Place place = reader->place();
-    return place.isBackwards ? place.fileStart - place.consumed : place.fileStart + place.consumed;
+    const std::lock_guard lock(mDirectionMutex);
+    beginRoundAtSeam();
 }
 
 SInt64 BRAQAudioFileReader::position() const noexcept {
@@ -77,12 +57,12 @@ void BRAQAudioFileReader::setCurrentFrame(SInt64 frame) {
     const ClosedStretch closed(mGate);
     waitUntilWorkerIsIdle();
     if (!running()) {
-        goTo(audioFile().get(), frame);
+        seek(frame);
         return;
     }
     stop();
     flush();
-    goTo(audioFile().get(), frame);
+    seek(frame);
     start();
 }
 
@@ -149,18 +129,11 @@ void BRAQAudioFileReader::turn(bool reverse) {
     if (this->reverse() == reverse && isAllInDirection(reverse)) {
         return;
     }
-    const SInt64 heard = BRAQAudioFileReaderGetPosition(this);
+    const BRAQLoopWalk heard = walk();
     stop();
     setReverse(reverse);
-    goTo(audioFile().get(), heard);
+    goOnAt(heard);
     start();
-}
-
-bool BRAQAudioFileReader::isAllInDirection(bool reverse) const {
-    const auto* const buffers = mBufferArray.get();
-    return std::all_of(buffers, buffers + mNumberBuffers, [&](const BQueueableAudioBuffer* buffer) {
-        return (BQueueableAudioBufferPlaybackRate(buffer) < 0.0) == reverse;
-    });
 }
 
 void BRAQAudioFileReader::setReverse(bool reverse) {

@@ -1,11 +1,26 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 
 #include "BRAQAudio/BRAQAudioBufferList.h"
+#include "library/src/BRAQAudioFileReader_Repeat.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
+#include <span>
 
 // How a buffer is filled.
+
+namespace {
+
+/// Copies `frames` frames to the place `to` from `length` frames before it.
+void repeatFrames(AudioBufferList* list, UInt32 to, UInt32 frames, UInt64 length) {
+    for (const AudioBuffer& channel : std::span(list->mBuffers, list->mNumberBuffers)) {
+        auto* const samples = static_cast<Float32*>(channel.mData) + to;
+        std::copy_n(samples - length, frames, samples);
+    }
+}
+
+} // namespace
 
 BRAQAudioFileReader::Loop BRAQAudioFileReader::loop() const {
     const std::lock_guard lock(mLoopMutex);
@@ -19,16 +34,18 @@ void BRAQAudioFileReader::processBuffer(BQueueableAudioBuffer* queued) {
     const Loop now = loop();
     // Before the read, which takes time: callers that ask for the position meanwhile get the frame played next.
     const bool backwards = file != nullptr && file->reverse();
-    BQueueableAudioBufferSetFileStartFrame(queued, mCurrentFrame);
-    BQueueableAudioBufferSetPlaybackRate(queued, backwards ? -1.0 : 1.0); // the speed is the unit's
-    BAudioBufferSetEmpty(buffer);
+    publishBeginning(queued, backwards);
+    const bool repeats = mRepeat->first < mRepeat->end;
     UInt32 frames = 0;
-    if (file != nullptr) {
-        frames = read(*file, queued, framesToRead(now), backwards);
+    if (file != nullptr && repeats) {
+        frames = readRounds(*file, queued, backwards);
+    } else if (file != nullptr) {
+        frames = read(*file, queued, 0, framesToRead(now), backwards);
         moveHead(*file, now, frames, backwards);
     }
+    mHasReadToEnd = frames == 0;
     BAudioBufferSetEndFrame(buffer, frames);
-    BAudioBufferSetReachedEndOfStream(buffer, frames == 0 && !now.looping ? 1 : 0);
+    BAudioBufferSetReachedEndOfStream(buffer, frames == 0 && (repeats || !now.looping) ? 1 : 0);
 }
 
 // Cut at the end of the loop in both directions, deliberately. For a head beyond that end the difference underflows to
@@ -39,8 +56,8 @@ UInt32 BRAQAudioFileReader::framesToRead(const Loop& now) const {
     return now.isActive() && head + frames > now.range.end() ? static_cast<UInt32>(now.range.end() - head) : frames;
 }
 
-UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 frames,
-                                 bool backwards) {
+UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 filled,
+                                 UInt32 frames, bool backwards) {
     if (backwards != mReadBackwards) {
         // After reading in reverse, the file's position is not the head.
         file.seekToExactFrame(mCurrentFrame);
@@ -52,8 +69,52 @@ UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuf
     if (list == nullptr) {
         throw std::bad_alloc();
     }
+    for (AudioBuffer& channel : std::span(list->mBuffers, list->mNumberBuffers)) {
+        channel.mData = static_cast<Float32*>(channel.mData) + filled;
+        channel.mDataByteSize -= filled * static_cast<UInt32>(sizeof(Float32));
+    }
     file.readIntoAudioBufferList(list.get(), mCurrentFrame, &frames);
     return frames;
+}
+
+// A round that lies whole in the buffer is repeated from there: a range may have a single frame.
+UInt32 BRAQAudioFileReader::readRounds(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, bool backwards) {
+    BRAQLoopWalk walk = head();
+    const auto length = static_cast<UInt64>(walk.end - walk.first);
+    const auto size = static_cast<UInt32>(mBufferSizeFrames);
+    UInt64 roundBegin = size; // in the buffer; none yet
+    bool isFileElsewhere = false;
+    UInt32 filled = 0;
+    for (UInt32 got = 0; filled < size; filled += got) {
+        if (walk.isAtSeam(backwards)) {
+            const bool isWhole = roundBegin + length == filled;
+            walk.goBack(backwards);
+            roundBegin = filled;
+            isFileElsewhere = true;
+            if (isWhole) {
+                got = static_cast<UInt32>(std::min<UInt64>(length, size - filled));
+                repeatFrames(BAudioBufferAudioBufferList(&queued->mAudioBuffer), filled, got, length);
+                walk.advance(got, backwards);
+                continue;
+            }
+        }
+        if (isFileElsewhere) {
+            goTo(&file, walk.place);
+            isFileElsewhere = false;
+        }
+        mCurrentFrame = walk.place;
+        got = read(file, queued, filled, static_cast<UInt32>(walk.framesToSeam(backwards, size - filled)), backwards);
+        if (got == 0) {
+            break;
+        }
+        walk.advance(got, backwards);
+    }
+    mCurrentFrame = walk.place;
+    *mRepeat = walk;
+    if (isFileElsewhere) {
+        goTo(&file, walk.place);
+    }
+    return filled;
 }
 
 void BRAQAudioFileReader::moveHead(BRAQExtendedAudioFile& file, const Loop& now, UInt32 framesRead, bool backwards) {

@@ -1,6 +1,7 @@
 #include "BRAQAudio/BRAQExtendedAudioFilePlayer.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "library/src/BRAQLoopWalk.h"
 #include "library/src/BRAQPlayerDecks.h"
 
 #include <cmath>
@@ -240,16 +241,15 @@ void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeedAtOnce(float speed) {
     setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeedAtOnce:]");
     const bool isReverse = speed < 0.0F;
-    const SInt64 heard = position();
-    std::function<void(BRAQAudioFileReader&)> elsewhere;
+    const BRAQLoopWalk heard = reader()->walk();
     // Without a transition, a gap is less than frames that are heard twice.
-    if (mOutputAudioUnit->transitionTime() > 0.0) {
-        elsewhere = [=](BRAQAudioFileReader& other) {
-            other.setReverse(isReverse);
-            other.setCurrentFrame(heard);
-        };
-    }
-    moveReader([=](BRAQAudioFileReader& current) { current.turn(isReverse); }, elsewhere);
+    const bool hasTransition = mOutputAudioUnit->transitionTime() > 0.0;
+    const auto turn = [=](BRAQAudioFileReader& other) {
+        other.setReverse(isReverse);
+        other.goOnAt(heard);
+    };
+    moveReader([=](BRAQAudioFileReader& current) { current.turn(isReverse); },
+               [&] { return hasTransition && mDecks->changeOver(turn); });
 }
 
 // Raises for an unsupported speed, so it comes before a reversal.
@@ -283,13 +283,18 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
 // A unit that signals the end takes nothing until it is started again. It may be about to signal, so it is started in
 // any case, and an end signalled before is no longer reported.
 /// @param inPlace moves the reader that is heard, or would be; its ring gives nothing meanwhile
-/// @param elsewhere moves another reader of the file, to which the unit then changes over; may be empty
+/// @param changeOver while playing, moves another reader of the file, to which the unit then changes over; false if not
 void BRAQExtendedAudioFilePlayer::moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
-                                             const std::function<void(BRAQAudioFileReader&)>& elsewhere) {
+                                             const std::function<bool()>& changeOver) {
     const std::lock_guard lock(mTransportMutex);
+    moveReaderNow(inPlace, changeOver);
+}
+
+void BRAQExtendedAudioFilePlayer::moveReaderNow(const std::function<void(BRAQAudioFileReader&)>& inPlace,
+                                                const std::function<bool()>& changeOver) {
     ++mStarts;
     const bool isPlaying = !mIsInvalid && mOutputAudioUnit->isRunning();
-    if (!isPlaying || !elsewhere || !mDecks->changeOver(elsewhere)) {
+    if (!isPlaying || !changeOver()) {
         try {
             inPlace(*reader());
         } catch (...) { // this stopped the reader, whose ring still has the old position
@@ -304,8 +309,33 @@ void BRAQExtendedAudioFilePlayer::moveReader(const std::function<void(BRAQAudioF
 
 void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
     const auto move = [frame](BRAQAudioFileReader& reader) { reader.setCurrentFrame(frame); };
-    moveReader(move, move);
+    moveReader(move, [&] { return mDecks->changeOver(move); });
 }
+
+void BRAQExtendedAudioFilePlayer::setLoop(SInt64 firstFrame, SInt64 endFrame, UInt64 count) {
+    const std::lock_guard lock(mTransportMutex);
+    if (firstFrame < 0 || endFrame <= firstFrame || endFrame > audioFile()->exactFrameCount()) {
+        throw NSException(NSInvalidArgumentException, "a loop has to have frames, all of them of the file");
+    }
+    repeat({static_cast<UInt64>(firstFrame), static_cast<UInt64>(endFrame - firstFrame)}, count);
+}
+
+void BRAQExtendedAudioFilePlayer::clearLoop() {
+    const std::lock_guard lock(mTransportMutex);
+    repeat({}, 0);
+}
+
+// Nothing that is heard changes at once: without need, nothing is read again.
+void BRAQExtendedAudioFilePlayer::repeat(const BRAQFrameRange& range, UInt64 rounds) {
+    if (mDecks->tryRepeat(range, rounds)) {
+        moveReaderNow([=](BRAQAudioFileReader& current) { current.setRepeat(range, rounds); },
+                      [=, this] { return mDecks->changeOverToRepeat(range, rounds); });
+    }
+}
+
+BRAQFrameRange BRAQExtendedAudioFilePlayer::loop() const { return reader()->repeatRange(); }
+
+UInt64 BRAQExtendedAudioFilePlayer::loopCount() const { return reader()->repeatRounds(); }
 
 std::shared_ptr<BRAQAudioFileReader> BRAQExtendedAudioFilePlayer::reader() const { return mDecks->playing().reader; }
 

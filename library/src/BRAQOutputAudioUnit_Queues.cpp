@@ -36,6 +36,15 @@ void BRAQOutputAudioUnit::changeAudioBufferQueue(const std::shared_ptr<BRAQAudio
     mQueues->changeTo(queue);
 }
 
+void BRAQOutputAudioUnit::continueInAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue,
+                                                     UInt64 pulledBefore, UInt64 alike) {
+    checkIsOfStream(queue);
+    const std::lock_guard lock(mQueuesMutex);
+    mQueues->continueIn(queue, pulledBefore, alike);
+}
+
+UInt64 BRAQOutputAudioUnit::pulledFrames(const std::function<void()>& look) const { return mQueues->pulled(look); }
+
 void BRAQOutputAudioUnit::setNextAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue) {
     if (queue != nullptr) {
         checkIsOfStream(queue);

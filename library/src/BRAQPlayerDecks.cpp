@@ -1,6 +1,7 @@
 #include "library/src/BRAQPlayerDecks.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
+#include "library/src/BRAQLoopWalk.h"
 
 #include <chrono>
 #include <exception>
@@ -116,6 +117,7 @@ bool BRAQPlayerDecks::prepare(BRAQAudioFileReader& reader, const Deck& now, cons
         reader.setAudioFile(now.file);
         reader.setLoopRange(now.reader->loopRange());
         reader.setLooping(now.reader->isLooping());
+        reader.repeatLike(*now.reader);
         move(reader);
         reader.start();
         return true;
@@ -127,6 +129,33 @@ bool BRAQPlayerDecks::prepare(BRAQAudioFileReader& reader, const Deck& now, cons
 }
 
 bool BRAQPlayerDecks::changeOver(const Move& move) {
+    return changeOver(move, [this](const auto& reader) { mUnit->changeAudioBufferQueue(reader); });
+}
+
+std::optional<UInt64> BRAQPlayerDecks::tryRepeat(const BRAQFrameRange& range, UInt64 rounds) {
+    return playing().reader->tryRepeat(range, rounds);
+}
+
+// Frames are pulled while the second reader reads. It begins where the first one was before, and the unit leaves out of it
+// what was pulled meanwhile: so nothing is heard twice, and a range that is set a moment late is in time.
+bool BRAQPlayerDecks::changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds) {
+    const auto first = playing().reader;
+    BRAQLoopWalk heard;
+    const UInt64 pulled = mUnit->pulledFrames([&] { heard = first->walk(); });
+    const auto alike = first->tryRepeat(range, rounds);
+    if (!alike) {
+        return true;
+    }
+    const auto move = [&](BRAQAudioFileReader& other) {
+        if (playing().reader != first) {
+            throw NSException(NSInternalInconsistencyException, "the next file has begun");
+        }
+        other.goOnAt(heard, range, rounds);
+    };
+    return changeOver(move, [&](const auto& reader) { mUnit->continueInAudioBufferQueue(reader, pulled, *alike); });
+}
+
+bool BRAQPlayerDecks::changeOver(const Move& move, const Hand& hand) {
     const auto reader = spareReader();
     if (reader == nullptr) {
         return false;
@@ -144,7 +173,7 @@ bool BRAQPlayerDecks::changeOver(const Move& move) {
         next = mNext.reader;
     }
     if (isPrepared) {
-        mUnit->changeAudioBufferQueue(reader);
+        hand(reader);
     }
     mUnit->setNextAudioBufferQueue(next);
     return isPrepared;

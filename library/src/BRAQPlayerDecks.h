@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 /// The files of a player: the one that is heard, and the one after it. Each has a reader of its own, and the one that is
@@ -35,11 +36,22 @@ class BRAQPlayerDecks {
     /// it. Only while the unit runs.
     /// @return false if nothing was changed: there is no second reader now, or it failed
     bool changeOver(const Move& move);
+    /// Repeats a range of the file that is heard, from the frame that is pulled next on, if that is possible without a
+    /// second reader. A reader that does not run always can.
+    /// @return the frames from that one on that are the same with the range; nothing if it is repeated now
+    std::optional<UInt64> tryRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    /// Has a second reader repeat the range, and goes on in it where the first one is then. Only while the unit runs.
+    /// @return as `changeOver`
+    bool changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds);
     /// Lets go of what has been played.
     void release();
 
   private:
+    /// Hands a second reader to the unit.
+    using Hand = std::function<void(const std::shared_ptr<BRAQAudioFileReader>& reader)>;
+
     std::shared_ptr<BRAQAudioFileReader> spareReader();
+    bool changeOver(const Move& move, const Hand& hand);
     bool prepare(BRAQAudioFileReader& reader, const Deck& now, const Move& move) const;
     void promote() const;
 

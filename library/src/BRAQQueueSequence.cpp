@@ -7,7 +7,6 @@
 #include <cstring>
 #include <new>
 #include <numbers>
-#include <thread>
 
 namespace {
 
@@ -80,12 +79,26 @@ void BRAQQueueSequence::set(const std::shared_ptr<BRAQAudioBufferQueue>& queue) 
     mNext.put(nullptr);
     mOld = nullptr;
     mMixPlace = 1.0;
+    mSkip = 0;
     mCurrent = queue.get();
     keep(queue);
 }
 
 void BRAQQueueSequence::changeTo(const std::shared_ptr<BRAQAudioBufferQueue>& queue) {
+    offer(queue, atItsBeginning, 0);
+}
+
+void BRAQQueueSequence::continueIn(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore,
+                                   UInt64 alike) {
+    offer(queue, pulledBefore, alike);
+}
+
+// An offer that was not taken is withdrawn first, so that it is not taken with what belongs to this one.
+void BRAQQueueSequence::offer(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore, UInt64 alike) {
     keep(queue);
+    mOffered.put(nullptr);
+    mOfferedAt.store(pulledBefore, std::memory_order_relaxed);
+    mOfferedAlike.store(alike, std::memory_order_relaxed);
     mOffered.put(queue.get());
 }
 
@@ -134,12 +147,39 @@ AudioBufferList* BRAQQueueSequence::partOf(AudioBufferList* list, UInt32 first) 
     return part;
 }
 
+void BRAQQueueSequence::take(Queue offered) noexcept {
+    const UInt64 from = mOfferedAt.load(std::memory_order_relaxed);
+    const bool isContinued = from != atItsBeginning;
+    mSkip = isContinued ? mPulled.load(std::memory_order_relaxed) - from : 0;
+    const bool isAlike = isContinued && mSkip <= mOfferedAlike.load(std::memory_order_relaxed);
+    if (hasTransition() && mGainPlace > 0.0 && !isAlike) {
+        mOld.store(mCurrent.load(std::memory_order_relaxed), std::memory_order_relaxed);
+        mMixPlace = 0.0;
+    }
+    mCurrent.store(offered, std::memory_order_relaxed);
+}
+
+/// @return whether nothing is left to be left out
+bool BRAQQueueSequence::skip(Queue queue) noexcept {
+    while (mSkip > 0) {
+        auto part = static_cast<UInt32>(std::min<UInt64>(mSkip, partFrames));
+        BRAQAudioBufferQueueCopyInto(queue, mOldFrames.get(), &part);
+        if (part == 0) {
+            mSkip = BRAQAudioBufferQueueReachedEndOfStream(queue) ? 0 : mSkip;
+            return mSkip == 0;
+        }
+        mSkip -= part;
+    }
+    return true;
+}
+
 UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames) noexcept {
     UInt32 delivered = 0;
     bool isFollowed = true;
+    mPulls.store(mPulls.load(std::memory_order_relaxed) + 1);
     while (isFollowed) {
         const Queue queue = mCurrent.load(std::memory_order_relaxed);
-        if (queue == nullptr) {
+        if (queue == nullptr || !skip(queue)) {
             break;
         }
         UInt32 part = frames - delivered;
@@ -150,6 +190,8 @@ UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames) noexcept {
             mFollows.fetch_add(1, std::memory_order_release);
         }) && delivered < frames;
     }
+    mPulled.store(mPulled.load(std::memory_order_relaxed) + delivered);
+    mPulls.store(mPulls.load(std::memory_order_relaxed) + 1);
     return delivered;
 }
 
@@ -208,13 +250,7 @@ void BRAQQueueSequence::shape(AudioBufferList* list, UInt32 frames, double step)
 
 UInt32 BRAQQueueSequence::render(AudioBufferList* list, UInt32 frames) noexcept {
     mRenders.fetch_add(1, std::memory_order_relaxed);
-    mOffered.take([this](Queue offered) {
-        if (hasTransition() && mGainPlace > 0.0) {
-            mOld.store(mCurrent.load(std::memory_order_relaxed), std::memory_order_relaxed);
-            mMixPlace = 0.0;
-        }
-        mCurrent.store(offered, std::memory_order_relaxed);
-    });
+    mOffered.take([this](Queue offered) { take(offered); });
     const double pace = step();
     if (mIsOn.load(std::memory_order_relaxed)) {
         const UInt32 delivered = mixOld(list, pull(list, frames), frames);

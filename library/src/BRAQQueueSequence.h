@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <thread>
 #include <vector>
 
 /// The rings that an output unit plays one after the other, and its transitions: at the start, at a stop, and from one
@@ -27,6 +28,24 @@ class BRAQQueueSequence {
     void set(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Changes to this ring with the next call of `render`.
     void changeTo(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
+    /// The same, as if this ring had been rendered since `pulledBefore` frames were pulled: as many of its frames as were
+    /// pulled since are left out.
+    /// @param alike that many frames are the same in both rings; without a transition as long as they last
+    void continueIn(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore, UInt64 alike);
+    /// Calls `look` while no frames are pulled, again if some were meanwhile. Any thread.
+    /// @return the frames pulled before, of all rings
+    template <class Look>
+    UInt64 pulled(Look look) const {
+        while (true) {
+            const UInt64 before = mPulls.load();
+            const UInt64 frames = mPulled.load();
+            look();
+            if (before % 2 == 0 && mPulls.load() == before) {
+                return frames;
+            }
+            std::this_thread::yield();
+        }
+    }
     /// Plays this ring when the current one has ended, from the frame after its last; null: none.
     void setNext(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Whether a ring to change to waits for the next call. Any thread.
@@ -84,6 +103,11 @@ class BRAQQueueSequence {
         std::atomic<Queue> mQueue{nullptr};
     };
 
+    static constexpr UInt64 atItsBeginning = ~UInt64{0};
+
+    void offer(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore, UInt64 alike);
+    void take(Queue offered) noexcept;
+    bool skip(Queue queue) noexcept;
     void keep(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     AudioBufferList* partOf(AudioBufferList* list, UInt32 first) noexcept;
     UInt32 pull(AudioBufferList* list, UInt32 frames) noexcept;
@@ -98,7 +122,11 @@ class BRAQQueueSequence {
     std::atomic<Queue> mOld{nullptr}; // heard less and less
     Handover mOffered;
     Handover mNext;
+    std::atomic<UInt64> mOfferedAt{atItsBeginning}; // with mOffered
+    std::atomic<UInt64> mOfferedAlike{0};           // with mOffered
     std::atomic<UInt64> mFollows{0};
+    std::atomic<UInt64> mPulls{0};  // odd while frames are pulled
+    std::atomic<UInt64> mPulled{0}; // frames
     std::atomic<UInt64> mRenders{0};
     std::atomic<bool> mIsOn{true};
     std::atomic<bool> mIsSilent{false};
@@ -106,6 +134,7 @@ class BRAQQueueSequence {
     // Real-time side, or the other one while nothing renders.
     std::vector<std::byte> mPart;
     const std::unique_ptr<AudioBufferList, void (*)(AudioBufferList*)> mOldFrames;
+    UInt64 mSkip = 0;        // frames of the current ring that are left out
     double mGainPlace = 1.0; // in the rise from silence, 0 to 1
     double mMixPlace = 1.0;  // in the change from the old ring, 0 to 1
     double mSilence = 0.0;   // since the fall to silence, in transitions
