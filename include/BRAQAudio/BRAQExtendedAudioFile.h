@@ -214,6 +214,11 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
     SInt64 singlePrecisionFileFrame(SInt64 frame) const;
     void forgetAnswers();
     UInt32 readFrames(AudioBufferList* list, UInt32 frames);
+    /// Like `seekToExactFrame`, but if the rates differ, what is read next is what would be read there from the
+    /// beginning on, not what the converter makes of the nearest frame of the file. For the reader.
+    void seekForReading(SInt64 frame);
+    bool skipFrames(const AudioBufferList* list);
+    friend class BRAQAudioFileReader;
 
     std::atomic<ExtAudioFileRef> mAudioFile{nullptr};
     std::shared_ptr<BRAQAudioStreamBasicDescription> mPreferredClientDataFormat;
@@ -225,6 +230,7 @@ class BRAQ_EXPORT BRAQExtendedAudioFile {
 
   private:
     Float64 mClientSampleRate = 0.0;
+    SInt64 mFramesToSkip = 0; // under mPlatformMutex: read before what is wanted; 0 after every other seek
 
     mutable std::mutex mUrlMutex;
     mutable std::recursive_mutex mPlatformMutex; // held while the platform's file is used, which is not thread-safe

@@ -60,7 +60,7 @@ UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuf
                                  UInt32 frames, bool backwards) {
     if (backwards != mReadBackwards) {
         // After reading in reverse, the file's position is not the head.
-        file.seekToExactFrame(mCurrentFrame);
+        file.seekForReading(mCurrentFrame);
         mReadBackwards = backwards;
     }
     // The file writes byte sizes into the list, so it gets its own list.
@@ -138,6 +138,6 @@ void BRAQAudioFileReader::moveHead(BRAQExtendedAudioFile& file, const Loop& now,
 void BRAQAudioFileReader::goTo(BRAQExtendedAudioFile* file, SInt64 frame) {
     mCurrentFrame = frame;
     if (file != nullptr) {
-        file->seekToExactFrame(frame);
+        file->seekForReading(frame);
     }
 }

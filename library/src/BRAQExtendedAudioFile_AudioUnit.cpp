@@ -1,8 +1,11 @@
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 
+#include "BRAQAudio/BRAQAudioBufferList.h"
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 #include <span>
 
 namespace {
@@ -32,7 +35,7 @@ void BRAQExtendedAudioFile::readIntoAudioBufferList(AudioBufferList* list, SInt6
         // The block ends at the start frame, and may be truncated at the beginning of the file.
         const SInt64 end = std::max(SInt64{0}, startFrame);
         frames = static_cast<UInt32>(std::min(SInt64{frames}, end));
-        seekToExactFrame(end - frames);
+        seekForReading(end - frames);
     }
     *framesRead = frames != 0 ? readFrames(list, frames) : 0;
     if (backwards && *framesRead != 0) {
@@ -41,7 +44,32 @@ void BRAQExtendedAudioFile::readIntoAudioBufferList(AudioBufferList* list, SInt6
 }
 
 UInt32 BRAQExtendedAudioFile::readFrames(AudioBufferList* list, UInt32 frames) {
-    return ExtAudioFileRead(mAudioFile, &frames, list) == 0 ? frames : 0;
+    return skipFrames(list) && ExtAudioFileRead(mAudioFile, &frames, list) == 0 ? frames : 0;
+}
+
+// Reads them into the list, where what is wanted then takes their place.
+bool BRAQExtendedAudioFile::skipFrames(const AudioBufferList* list) {
+    if (mFramesToSkip == 0) {
+        return true;
+    }
+    const std::unique_ptr<AudioBufferList, decltype(&std::free)> room(BRAQAudioBufferListCopy(list), &std::free);
+    if (room == nullptr || room->mNumberBuffers == 0) {
+        return false;
+    }
+    const UInt32 bytes = room->mBuffers[0].mDataByteSize;
+    const UInt32 bytesPerFrame = clientDataFormat().mBytesPerFrame;
+    const SInt64 fitting = bytesPerFrame != 0 ? bytes / bytesPerFrame : 0;
+    while (mFramesToSkip > 0) {
+        auto frames = static_cast<UInt32>(std::min(mFramesToSkip, fitting));
+        for (AudioBuffer& buffer : buffersOf(room.get())) {
+            buffer.mDataByteSize = bytes;
+        }
+        if (frames == 0 || ExtAudioFileRead(mAudioFile, &frames, room.get()) != 0 || frames == 0) {
+            return false;
+        }
+        mFramesToSkip -= frames;
+    }
+    return true;
 }
 
 void BRAQExtendedAudioFile::writeAudioBufferList(AudioBufferList* list, UInt32* framesWritten) {

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 // Frames of the file and of the client: counts and positions. In single precision, deliberately, where they are not
 // called exact.
@@ -29,6 +30,8 @@ SInt64 framesOfPackets(AudioFileID container, SInt64 packetCount, const AudioStr
                       "AudioFileGetProperty( afID, kAudioFilePropertyPacketToFrame, &size, &afpt )", countSite);
     return translation.mFrame;
 }
+
+bool isWhole(Float64 rate) noexcept { return rate >= 1.0 && std::floor(rate) == rate; }
 
 /// Frames at one rate as frames at another, to the nearest. Exact for rates that are whole numbers, as those of files
 /// are; others have the precision of the rates themselves.
@@ -94,8 +97,25 @@ SInt64 BRAQExtendedAudioFile::fileFrameCount() const {
     return tableStatus == 0 ? frames - table.mPrimingFrames - table.mRemainderFrames : frames;
 }
 
+// A converter begins at a frame of the file. Only every few frames, both rates have one at the same time.
+void BRAQExtendedAudioFile::seekForReading(SInt64 frame) {
+    const std::lock_guard lock(mPlatformMutex);
+    SInt64 common = 1;
+    if (mAudioFile != nullptr) {
+        const Float64 rate = clientDataFormat().mSampleRate;
+        const Float64 fileRate = fileDataFormat().mSampleRate;
+        if (rate != fileRate && isWhole(rate) && isWhole(fileRate)) {
+            common = static_cast<SInt64>(rate) / std::gcd(static_cast<SInt64>(rate), static_cast<SInt64>(fileRate));
+        }
+    }
+    const SInt64 skipped = common > 1 && frame > 0 && frame < exactFrameCount() ? frame % common : 0;
+    seekToExactFrame(frame - skipped);
+    mFramesToSkip = skipped;
+}
+
 void BRAQExtendedAudioFile::seekToExactFrame(SInt64 frame) {
     const std::lock_guard lock(mPlatformMutex);
+    mFramesToSkip = 0;
     if (mAudioFile == nullptr) {
         seekToFrame(frame);
         return;
@@ -118,6 +138,7 @@ void BRAQExtendedAudioFile::seekToFrame(SInt64 frame) {
     OSStatus status = 0;
     {
         const std::lock_guard lock(mPlatformMutex);
+        mFramesToSkip = 0;
         status = ExtAudioFileSeek(mAudioFile, std::max(SInt64{0}, singlePrecisionFileFrame(frame)));
     }
     NSXRaiseOnFailure(status,

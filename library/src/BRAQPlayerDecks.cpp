@@ -139,6 +139,9 @@ std::optional<UInt64> BRAQPlayerDecks::tryRepeat(const BRAQFrameRange& range, UI
 // Frames are pulled while the second reader reads. It begins where the first one was before, and the unit leaves out of it
 // what was pulled meanwhile: so nothing is heard twice, and a range that is set a moment late is in time.
 bool BRAQPlayerDecks::changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds) {
+    if (mUnit->willChange()) { // the first reader is not heard yet
+        return false;
+    }
     const auto first = playing().reader;
     BRAQLoopWalk heard;
     const UInt64 pulled = mUnit->pulledFrames([&] { heard = first->walk(); });

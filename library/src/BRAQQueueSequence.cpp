@@ -150,8 +150,9 @@ AudioBufferList* BRAQQueueSequence::partOf(AudioBufferList* list, UInt32 first) 
 void BRAQQueueSequence::take(Queue offered) noexcept {
     const UInt64 from = mOfferedAt.load(std::memory_order_relaxed);
     const bool isContinued = from != atItsBeginning;
-    mSkip = isContinued ? mPulled.load(std::memory_order_relaxed) - from : 0;
-    const bool isAlike = isContinued && mSkip <= mOfferedAlike.load(std::memory_order_relaxed);
+    const UInt64 skipped = isContinued ? mPulled.load(std::memory_order_relaxed) - from : 0;
+    const bool isAlike = isContinued && skipped <= mOfferedAlike.load(std::memory_order_relaxed);
+    mSkip.store(skipped);
     if (hasTransition() && mGainPlace > 0.0 && !isAlike) {
         mOld.store(mCurrent.load(std::memory_order_relaxed), std::memory_order_relaxed);
         mMixPlace = 0.0;
@@ -161,16 +162,18 @@ void BRAQQueueSequence::take(Queue offered) noexcept {
 
 /// @return whether nothing is left to be left out
 bool BRAQQueueSequence::skip(Queue queue) noexcept {
-    while (mSkip > 0) {
-        auto part = static_cast<UInt32>(std::min<UInt64>(mSkip, partFrames));
+    UInt64 left = mSkip.load(std::memory_order_relaxed);
+    while (left > 0) {
+        auto part = static_cast<UInt32>(std::min<UInt64>(left, partFrames));
         BRAQAudioBufferQueueCopyInto(queue, mOldFrames.get(), &part);
         if (part == 0) {
-            mSkip = BRAQAudioBufferQueueReachedEndOfStream(queue) ? 0 : mSkip;
-            return mSkip == 0;
+            left = BRAQAudioBufferQueueReachedEndOfStream(queue) ? 0 : left;
+            break;
         }
-        mSkip -= part;
+        left -= part;
     }
-    return true;
+    mSkip.store(left);
+    return left == 0;
 }
 
 UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames) noexcept {

@@ -33,12 +33,12 @@ class BRAQQueueSequence {
     /// @param alike that many frames are the same in both rings; without a transition as long as they last
     void continueIn(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore, UInt64 alike);
     /// Calls `look` while no frames are pulled, again if some were meanwhile. Any thread.
-    /// @return the frames pulled before, of all rings
+    /// @return the frames of all rings that were pulled by then, less those that the current ring lags behind
     template <class Look>
     UInt64 pulled(Look look) const {
         while (true) {
             const UInt64 before = mPulls.load();
-            const UInt64 frames = mPulled.load();
+            const UInt64 frames = mPulled.load() - mSkip.load();
             look();
             if (before % 2 == 0 && mPulls.load() == before) {
                 return frames;
@@ -127,6 +127,7 @@ class BRAQQueueSequence {
     std::atomic<UInt64> mFollows{0};
     std::atomic<UInt64> mPulls{0};  // odd while frames are pulled
     std::atomic<UInt64> mPulled{0}; // frames
+    std::atomic<UInt64> mSkip{0};   // frames of the current ring that are still to be left out
     std::atomic<UInt64> mRenders{0};
     std::atomic<bool> mIsOn{true};
     std::atomic<bool> mIsSilent{false};
@@ -134,7 +135,6 @@ class BRAQQueueSequence {
     // Real-time side, or the other one while nothing renders.
     std::vector<std::byte> mPart;
     const std::unique_ptr<AudioBufferList, void (*)(AudioBufferList*)> mOldFrames;
-    UInt64 mSkip = 0;        // frames of the current ring that are left out
     double mGainPlace = 1.0; // in the rise from silence, 0 to 1
     double mMixPlace = 1.0;  // in the change from the old ring, 0 to 1
     double mSilence = 0.0;   // since the fall to silence, in transitions
