@@ -32,7 +32,7 @@ LAYERS = [
                       "BRAQAudioInputMeter", "BRAQAudioGraph", "BRAQQueueSequence", "BRAQDeviceChange", "BRAQDeviceWatch",
                       "BRAQLossWatch", "BRAQUnitPropertyWatch")),
     ("files", classes("BRAQAudioFile", "BRAQExtendedAudioFile", "BRAQAudioFileReader", "BRAQAudioFileWriter",
-                      "BRAQLostStretch", "BRAQLostStretches", "BRAQAudioFileStreamer")),
+                      "BRAQLoopWalk", "BRAQLostStretch", "BRAQLostStretches", "BRAQAudioFileStreamer")),
     ("devices", classes("BRAQAudioDevice", "BRAQAudioHardware")),
     ("buffers", classes("BRAQAudioBufferQueue", "BRAQAudioBufferQueueGate", "BRAQAudioBuffer", "BRAQAudioBufferList",
                         "BRAQAudioFrameRing", "BRAQAudioStreamBasicDescription")),
