@@ -3,9 +3,9 @@
 #include "BRAQAudio/platform/BRAQSoftwareDevice.h"
 #include "BRAQAudio/platform/threads.h"
 #include "bench/Contest.h"
+#include "platform/foundation/HostTime.h"
 #include "platform/hardware/DeviceIO.h"
 #include "platform/hardware/drivers/Drivers.h"
-#include "platform/hardware/drivers/software/SoftwareClockThread.h"
 #include "platform/hardware/drivers/software/SoftwareDriver.h"
 #include "tests/support/BusyThreads.h"
 
