@@ -404,7 +404,8 @@ TEST_F(RenderAudioUnitTest, StopsWithItsDeviceAndTellsItsDelegate) {
     unit->start();
     step(16);
     software->remove();
-    settle();
+    settle(); // the device is gone
+    settle(); // and the unit has told of it
     BRAQMainQueue::mainQueue().drain();
     EXPECT_TRUE(delegate->stopped);
     EXPECT_TRUE(delegate->gone);
