@@ -132,7 +132,7 @@ bool BRAQPlayerDecks::changeOver(const Move& move) {
     return changeOver(move, [this](const auto& reader) { mUnit->changeAudioBufferQueue(reader); });
 }
 
-std::optional<UInt64> BRAQPlayerDecks::tryRepeat(const BRAQFrameRange& range, UInt64 rounds) {
+std::optional<UInt64> BRAQPlayerDecks::tryRepeat(const BRAQFrameRange& range, UInt64 rounds) const {
     return playing().reader->tryRepeat(range, rounds);
 }
 

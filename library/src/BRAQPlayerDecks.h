@@ -39,7 +39,7 @@ class BRAQPlayerDecks {
     /// Repeats a range of the file that is heard, from the frame that is pulled next on, if that is possible without a
     /// second reader. A reader that does not run always can.
     /// @return the frames from that one on that are the same with the range; nothing if it is repeated now
-    std::optional<UInt64> tryRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    std::optional<UInt64> tryRepeat(const BRAQFrameRange& range, UInt64 rounds) const;
     /// Has a second reader repeat the range, and goes on in it where the first one is then. Only while the unit runs.
     /// @return as `changeOver`
     bool changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds);
