@@ -1,4 +1,5 @@
 #include "tests/platform/hardware/drivers/pipewire/NumberedCycles.h"
+#include "tests/platform/hardware/drivers/pipewire/OtherRecording.h"
 #include "tests/platform/hardware/drivers/pipewire/RecordingHost.h"
 #include "tests/support/PrivateSoundServer.h"
 
@@ -9,10 +10,7 @@
 #include <chrono>
 #include <cmath>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -44,19 +42,6 @@ class HeldUpPlayback final : public DeviceCycles {
     NumberedPlayback mNumbered;
     std::atomic<std::chrono::microseconds::rep> mHold{0};
 };
-
-std::vector<Float32> samplesOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string content((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-    const auto chunk = content.find("data");
-    const auto begin = chunk + 8;
-    if (chunk == std::string::npos || content.size() < begin + sizeof(Float32)) {
-        return {};
-    }
-    std::vector<Float32> samples((content.size() - begin) / sizeof(Float32));
-    std::memcpy(samples.data(), content.data() + begin, samples.size() * sizeof(Float32));
-    return samples;
-}
 
 /// What another program has heard, between the first and the last frame that was played.
 struct Heard {

@@ -1,5 +1,6 @@
 #include "tests/platform/hardware/drivers/pipewire/ClientStream.h"
 #include "tests/platform/hardware/drivers/pipewire/NumberedCycles.h"
+#include "tests/platform/hardware/drivers/pipewire/OtherRecording.h"
 #include "tests/platform/hardware/drivers/pipewire/RecordingHost.h"
 #include "tests/support/PrivateSoundServer.h"
 
@@ -8,10 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -52,20 +50,6 @@ class PipeWire_Streaming : public testing::Test {
 };
 
 class PipeWire_StreamingTo : public PipeWire_Streaming, public ::testing::WithParamInterface<const char*> {};
-
-// The samples of a file in the RIFF WAVE format that holds floating-point numbers.
-std::vector<Float32> samplesOf(const fs::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    const std::string content((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
-    const auto chunk = content.find("data");
-    const auto begin = chunk + 8;
-    if (chunk == std::string::npos || content.size() < begin + sizeof(Float32)) {
-        return {};
-    }
-    std::vector<Float32> samples((content.size() - begin) / sizeof(Float32));
-    std::memcpy(samples.data(), content.data() + begin, samples.size() * sizeof(Float32));
-    return samples;
-}
 
 UInt32 channelsOf(std::string_view positions) { return static_cast<UInt32>(1 + std::ranges::count(positions, ',')); }
 
