@@ -4,8 +4,10 @@
 #include "tests/src/PlayerFixture.h"
 #include "tests/src/Resources.h"
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <limits>
 #include <mutex>
 #include <random>
 #include <set>
@@ -46,6 +48,20 @@ class PlayerHammerTest : public PlayerTest {
     void mayJumpTo(SInt64 frame) {
         const std::lock_guard lock(mMutex);
         mTargets.insert(frame);
+    }
+
+    /// From now on playback may go on behind that frame, too, by as many frames as were heard while a change took place:
+    /// at most while the longest one of `change` did.
+    void mayJumpBehind(SInt64 frame) {
+        const std::lock_guard lock(mMutex);
+        mTargetsOfChanges.insert(frame);
+    }
+    template <class Control>
+    void change(Control control) {
+        mChangeBegan = mCycles.load();
+        control();
+        mLongestChange = longestChange();
+        mChangeBegan = noChange;
     }
 
     /// What is told to the player at random. Speeds stay 1 and -1 unless `isAtAnySpeed`; then what is heard is no frame of the
@@ -164,8 +180,16 @@ class PlayerHammerTest : public PlayerTest {
     }
 
     bool isTarget(SInt64 frame) {
+        // What was handed over is heard a cycle later, and begins within one.
+        const SInt64 most = static_cast<SInt64>(longestChange() + 2) * cycleFrames;
         const std::lock_guard lock(mMutex);
-        return mTargets.contains(frame);
+        return mTargets.contains(frame) || std::any_of(mTargetsOfChanges.begin(), mTargetsOfChanges.end(),
+                                                       [&](SInt64 t) { return frame >= t && frame <= t + most; });
+    }
+
+    UInt64 longestChange() const {
+        const UInt64 began = mChangeBegan;
+        return std::max<UInt64>(mLongestChange, began == noChange ? 0 : mCycles - began);
     }
 
     void report(SInt64 frame) {
@@ -178,7 +202,11 @@ class PlayerHammerTest : public PlayerTest {
     bool mIsAtAnySpeed = false; // set before the other thread is started, or while nothing plays
     std::atomic<UInt64> mCycles{0};
     std::mutex mMutex;
-    std::set<SInt64> mTargets; // under mMutex
+    std::set<SInt64> mTargets;          // under mMutex
+    std::set<SInt64> mTargetsOfChanges; // under mMutex
+    static constexpr UInt64 noChange = std::numeric_limits<UInt64>::max();
+    std::atomic<UInt64> mChangeBegan{noChange}; ///< the cycle in which the change that takes place began
+    std::atomic<UInt64> mLongestChange{0};      ///< in cycles
     // Read when the other thread has ended.
     UInt64 mFaults = 0;
     SInt64 mFaultyFrame = 0;
