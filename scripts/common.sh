@@ -21,7 +21,7 @@ build_packages=(
     pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev libcairo2-dev gettext locales
     libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev
     libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon pipewire pipewire-bin wireplumber ffmpeg
-    python3 binutils mandoc
+    git python3 binutils mandoc
 )
 # For the tests of the packages and of completion.
 package_packages=(dpkg-dev debhelper lintian bash zsh fish)
