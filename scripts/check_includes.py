@@ -29,7 +29,7 @@ LAYERS = [
     ("the header for programs", r"include/BRAQAudio/BRAQAudio\.h"),
     ("transport", classes("BRAQExtendedAudioFilePlayer", "BRAQExtendedAudioFileRecorder", "BRAQPlayerDecks")),
     ("units", classes("BRAQAudioUnit", "BRAQOutputAudioUnit", "BRAQInputAudioUnit", "BRAQRenderAudioUnit",
-                      "BRAQAudioInputMeter", "BRAQAudioGraph", "BRAQQueueSequence", "BRAQDeviceChange", "BRAQDeviceWatch",
+                      "BRAQAudioInputMeter", "BRAQAudioGraph", "BRAQQueueSequence", "BRAQHeardFrames", "BRAQDeviceChange", "BRAQDeviceWatch",
                       "BRAQLossWatch", "BRAQUnitPropertyWatch")),
     ("files", classes("BRAQAudioFile", "BRAQExtendedAudioFile", "BRAQAudioFileReader", "BRAQAudioFileWriter",
                       "BRAQLoopWalk", "BRAQLostStretch", "BRAQLostStretches", "BRAQAudioFileStreamer")),

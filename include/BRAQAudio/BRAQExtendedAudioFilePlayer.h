@@ -213,13 +213,25 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     /// @param level linear gain, initially 1; raises if negative
     void setPlaybackLevel(double level);
 
-    /// The client frame that the unit pulls next; while stopped, the next one to be read. At speeds other than 1 it is
-    /// a few hundred frames ahead of what is heard. Backwards it counts up within each buffer of 4,096 frames read,
+    /// The client frame that the unit pulls next; while stopped, the next one to be read. It is ahead
+    /// of what is heard (`heardFrame`). Backwards it counts up within each buffer of 4,096 frames read,
     /// from the end of that buffer; `position` does not.
     SInt64 currentFrame() const;
     /// Like `currentFrame`, but backwards it counts down: it is the frame that the unit pulled last. A seek to it goes
     /// on there in either direction.
     SInt64 position() const;
+    /// The frame that the loudspeaker plays now: `position` less what the converter, the device's buffer and its latency
+    /// (`BRAQAudioUnit::latency`) hold, as far as the device tells that, to within a cycle. It follows what is heard, at all
+    /// speeds and in both directions: after a seek it stays at the old place until the new one is heard, and in a loop it
+    /// goes back when the seam is heard. A file that follows another one is at the frame that it begins with until that is
+    /// heard. While nothing plays it is `position`. Raises if the device cannot be asked.
+    SInt64 heardFrame() const;
+    /// The same for another time, up to 2 seconds ago and as far ahead as the device has taken frames: the last one of them
+    /// for a time behind that. A program can show a picture together with its sound so.
+    /// @param hostTime in nanoseconds, as in `AudioTimeStamp`
+    SInt64 heardFrameAt(UInt64 hostTime) const;
+    /// `heardFrame` in milliseconds at the rate of the file's client format.
+    double heardTime() const;
     /// Seeks. Frames read ahead are dropped; while playing, they are heard until those of the new place have been read,
     /// so that nothing is missing in between. At the end of the file, a player that has not stopped yet plays on. If
     /// this raises, the player has stopped.

@@ -95,6 +95,9 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// and start the unit and release it. Exceptions are logged. Set it before `start`, not while the unit runs.
     void setEndOfStreamNotificationBlock(const BQueueableAudioNotificationBlock& block);
 
+    /// Seconds from when the device takes a frame until it is heard, as `BRAQAudioUnit::latency`. Raises.
+    Float64 latency() const;
+
     /// The device that it plays on now; null while that is gone.
     std::shared_ptr<BRAQAudioDevice> presentDevice() const;
     /// Called when the unit goes on with another device, when its device is gone, and when it has one again. Replaces the
@@ -167,7 +170,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void beginPlaying(bool rises);
     void fadeOut();
     bool isCycling() const noexcept;
-    void setTransitionFrames(double playbackRate);
+    void setPace(double playbackRate);
     /// Like `changeAudioBufferQueue`, as if the ring had been played since `pulledBefore` frames were pulled: it goes on
     /// where the ring before it is. That many frames from there on are the same in both (`alike`).
     void continueInAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore,

@@ -8,21 +8,13 @@
 /// Where the walk of a buffer begins. Written while the buffer is filled, or when another loop is set, and read by
 /// whoever asks for the position.
 struct BRAQAudioFileReader::Beginning {
-    std::atomic<SInt64> place{0};
-    std::atomic<SInt64> first{0};
-    std::atomic<SInt64> end{0};
-    std::atomic<UInt64> returns{0};
-    std::atomic<bool> isInside{false};
+    BRAQPublishedLoopWalk published;
     std::atomic<UInt32> consumed{0}; ///< frames of the buffer before that
     std::atomic<UInt64> changes{0};  ///< odd while the others are written
 
-    BRAQLoopWalk walk() const noexcept { return {place, first, end, returns, isInside}; }
+    BRAQLoopWalk walk() const noexcept { return published.get(); }
     void set(const BRAQLoopWalk& walk, UInt32 consumedBefore) noexcept {
-        place = walk.place;
-        first = walk.first;
-        end = walk.end;
-        returns = walk.returns;
-        isInside = walk.isInside;
+        published.set(walk);
         consumed = consumedBefore;
     }
 };

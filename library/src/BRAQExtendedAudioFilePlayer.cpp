@@ -4,6 +4,7 @@
 #include "library/src/BRAQLoopWalk.h"
 #include "library/src/BRAQPlayerDecks.h"
 
+#include <chrono>
 #include <cmath>
 #include <exception>
 #include <limits>
@@ -369,6 +370,18 @@ double BRAQExtendedAudioFilePlayer::sampleRate() const { return audioFile()->str
 
 double BRAQExtendedAudioFilePlayer::currentTime() const {
     return static_cast<double>(currentFrame()) / sampleRate() * millisecondsPerSecond;
+}
+
+// Host times are those of the clock that this one is on Linux.
+SInt64 BRAQExtendedAudioFilePlayer::heardFrame() const {
+    const std::chrono::nanoseconds now = std::chrono::steady_clock::now().time_since_epoch();
+    return heardFrameAt(static_cast<UInt64>(now.count()));
+}
+
+SInt64 BRAQExtendedAudioFilePlayer::heardFrameAt(UInt64 hostTime) const { return mDecks->heardFrameAt(hostTime); }
+
+double BRAQExtendedAudioFilePlayer::heardTime() const {
+    return static_cast<double>(heardFrame()) / sampleRate() * millisecondsPerSecond;
 }
 
 void BRAQExtendedAudioFilePlayer::setCurrentTime(double milliseconds) {

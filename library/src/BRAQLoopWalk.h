@@ -2,6 +2,8 @@
 
 #include "BRAQAudio/platform/types.h"
 
+#include <atomic>
+
 /// A place in a file on its way through a loop: a range of frames that is played a number of times before playing goes
 /// on behind it. Backwards, the range is entered at its end and left at its first frame.
 ///
@@ -34,4 +36,23 @@ struct BRAQLoopWalk {
 
   private:
     bool isLeadingIn(bool backwards) const noexcept;
+};
+
+/// A walk that one thread writes and others read. Who reads finds out by other means whether it was written meanwhile.
+/// @realtime
+struct BRAQPublishedLoopWalk {
+    std::atomic<SInt64> place{0};
+    std::atomic<SInt64> first{0};
+    std::atomic<SInt64> end{0};
+    std::atomic<UInt64> returns{0};
+    std::atomic<bool> isInside{false};
+
+    BRAQLoopWalk get() const noexcept { return {place, first, end, returns, isInside}; }
+    void set(const BRAQLoopWalk& walk) noexcept {
+        place = walk.place;
+        first = walk.first;
+        end = walk.end;
+        returns = walk.returns;
+        isInside = walk.isInside;
+    }
 };

@@ -45,8 +45,11 @@ void BRAQOutputAudioUnit::start() { beginPlaying(mQueues->hasTransition()); }
 void BRAQOutputAudioUnit::startWithoutTransition() { beginPlaying(false); }
 
 void BRAQOutputAudioUnit::beginPlaying(bool rises) {
-    if ((mQueues->hasTransition() || !mQueues->isOn()) && !isCycling()) {
-        mQueues->begin(rises);
+    if (!isCycling()) {
+        mQueues->forgetHeard();
+        if (mQueues->hasTransition() || !mQueues->isOn()) {
+            mQueues->begin(rises);
+        }
     }
     mStarts.fetch_add(1, std::memory_order_relaxed); // a new start: the unit is no longer done
     BAudioNotificationQueueWorkerStart(mAudioNotificationQueueWorker);
@@ -76,7 +79,7 @@ void BRAQOutputAudioUnit::setPlaybackRate(double rate) {
                       "AudioUnitSetParameter( mVarispeedUnit, kVarispeedParam_PlaybackRate, kAudioUnitScope_Global, 0, "
                       "rate, 0 )",
                       {file, "-[BRAQOutputAudioUnit setPlaybackRate:]"});
-    setTransitionFrames(rate);
+    setPace(rate);
 }
 
 double BRAQOutputAudioUnit::playbackRate() const {
@@ -95,6 +98,16 @@ void BRAQOutputAudioUnit::setPlaybackLevel(double level) {
         "AudioUnitSetParameter( mOutputUnit, kHALOutputParam_Volume, kAudioUnitScope_Global, 0, level, 0 )",
         {file, "-[BRAQOutputAudioUnit setPlaybackLevel:]"});
     mPlaybackLevel.store(value, std::memory_order_relaxed);
+}
+
+Float64 BRAQOutputAudioUnit::latency() const {
+    Float64 seconds = 0.0;
+    UInt32 size = sizeof(seconds);
+    NSXRaiseOnFailure(
+        AudioUnitGetProperty(mOutputUnit, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &seconds, &size),
+        "AudioUnitGetProperty( mOutputUnit, kAudioUnitProperty_Latency, kAudioUnitScope_Global, 0, &seconds, &size )",
+        {file, "-[BRAQOutputAudioUnit latency]"});
+    return seconds;
 }
 
 std::shared_ptr<BRAQAudioDevice> BRAQOutputAudioUnit::presentDevice() const {

@@ -36,9 +36,14 @@ void raise(std::atomic<float>& level, float peak) noexcept {
     }
 }
 
+UInt64 hostTimeOf(const AudioTimeStamp* time) noexcept {
+    const bool isKnown = time != nullptr && (time->mFlags & kAudioTimeStampHostTimeValid) != 0;
+    return isKnown ? time->mHostTime : 0;
+}
+
 } // namespace
 
-OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* /*time*/,
+OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, const AudioTimeStamp* time,
                        UInt32 /*bus*/, UInt32 frames, AudioBufferList* list) {
     const BRAQIOReference<BRAQOutputAudioUnit> unit(unitObject);
     if (!unit) {
@@ -50,7 +55,7 @@ OSStatus OAUOutputProc(void* unitObject, AudioUnitRenderActionFlags* /*flags*/, 
         unit->signalEndOf(start);
         return 0;
     }
-    const UInt32 copied = unit->mQueues->render(list, frames);
+    const UInt32 copied = unit->mQueues->render(list, frames, hostTimeOf(time));
     silenceFrom(copied, frames, list);
     unit->keepLevels(*list, copied);
     unit->signalFollows();

@@ -97,6 +97,7 @@ void BRAQOutputAudioUnit::setUpFormats() {
     mLevelChannels = asbd.mChannelsPerFrame;
     mLevels = std::make_unique<std::atomic<float>[]>(mLevelChannels);
     mQueues = std::make_unique<BRAQQueueSequence>(mLevelChannels);
+    setPace(1.0);
     NSXRaiseOnFailure(AudioUnitSetProperty(mVarispeedUnit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, 0,
                                            &asbd, sizeof(asbd)),
                       "AudioUnitSetProperty( mVarispeedUnit, kAudioUnitProperty_StreamFormat, kAudioUnitScope_Input, "

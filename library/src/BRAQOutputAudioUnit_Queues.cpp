@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <thread>
 
 // The rings that are played, and the transitions between them and silence.
@@ -80,15 +79,16 @@ void BRAQOutputAudioUnit::setTransitionTime(double milliseconds) {
         throw NSException(NSInvalidArgumentException, "a transition takes 0 to 1000 milliseconds");
     }
     mTransitionTime.store(milliseconds, std::memory_order_relaxed);
-    setTransitionFrames(playbackRate());
+    setPace(playbackRate());
 }
 
 // The rings are read so much faster or slower than they are heard.
-void BRAQOutputAudioUnit::setTransitionFrames(double playbackRate) {
+void BRAQOutputAudioUnit::setPace(double playbackRate) {
     constexpr double millisecondsPerSecond = 1000.0;
     const auto description = streamDescription();
     const double sampleRate = description != nullptr ? description->sampleRate() : 0.0;
-    mQueues->setTransition(transitionTime() / millisecondsPerSecond * sampleRate * std::fabs(playbackRate));
+    mQueues->setFrameRate(sampleRate * playbackRate);
+    mQueues->setTransition(transitionTime() / millisecondsPerSecond * sampleRate * playbackRate);
 }
 
 bool BRAQOutputAudioUnit::isCycling() const noexcept {

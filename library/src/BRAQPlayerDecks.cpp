@@ -1,7 +1,8 @@
 #include "library/src/BRAQPlayerDecks.h"
 
 #include "BRAQAudio/errors/NSXReturnThrowError.h"
-#include "library/src/BRAQLoopWalk.h"
+#include "library/src/BRAQAudioFileReader_Repeat.h"
+#include "library/src/BRAQQueueSequence.h"
 
 #include <chrono>
 #include <exception>
@@ -41,7 +42,18 @@ BRAQPlayerDecks::Deck makeDeck(const std::shared_ptr<BRAQExtendedAudioFile>& fil
 BRAQPlayerDecks::BRAQPlayerDecks(const std::shared_ptr<BRAQOutputAudioUnit>& unit,
                                  const std::shared_ptr<BRAQExtendedAudioFile>& file)
     : mUnit(unit), mPlaying(makeDeck(file)) {
+    mUnit->mQueues->keepHeard(&placeOf);
     mUnit->setAudioBufferQueue(mPlaying.reader);
+}
+
+// Programs can give the unit a ring that is no reader.
+std::optional<BRAQReaderPlace> BRAQPlayerDecks::placeOf(const BRAQAudioBufferQueue* queue) noexcept {
+    const auto* const reader = dynamic_cast<const BRAQAudioFileReader*>(queue);
+    if (reader == nullptr) {
+        return std::nullopt;
+    }
+    const auto place = reader->place();
+    return BRAQReaderPlace{place.walk, place.isBackwards};
 }
 
 BRAQPlayerDecks::Deck BRAQPlayerDecks::playing() const {
@@ -61,6 +73,7 @@ void BRAQPlayerDecks::promote() const {
     if (mNext.reader != nullptr && mUnit->audioBufferQueue() == mNext.reader) {
         mReaders.push_back(std::exchange(mPlaying, std::exchange(mNext, {})).reader);
         mReaders.push_back(std::exchange(mSpare, nullptr));
+        ++mFilesBefore;
     }
 }
 
@@ -180,6 +193,23 @@ bool BRAQPlayerDecks::changeOver(const Move& move, const Hand& hand) {
     }
     mUnit->setNextAudioBufferQueue(next);
     return isPrepared;
+}
+
+SInt64 BRAQPlayerDecks::heardFrameAt(UInt64 hostTime) const {
+    const std::lock_guard lock(mMutex);
+    promote();
+    if (!mUnit->isRunning()) {
+        return mPlaying.reader->position();
+    }
+    const double taken = static_cast<double>(hostTime) - mUnit->latency() * heardNanosecondsPerSecond;
+    const auto heard = mUnit->mQueues->heardAt(taken);
+    if (!heard) {
+        return mPlaying.reader->position();
+    }
+    if (heard->file < mFilesBefore) {
+        return mPlaying.reader->reverse() ? mPlaying.file->exactFrameCount() : 0;
+    }
+    return heard->frameAt(taken);
 }
 
 void BRAQPlayerDecks::release() {

@@ -3,6 +3,7 @@
 #include "BRAQAudio/BRAQAudioFileReader.h"
 #include "BRAQAudio/BRAQExtendedAudioFile.h"
 #include "BRAQAudio/BRAQOutputAudioUnit.h"
+#include "library/src/BRAQHeardFrames.h"
 
 #include <functional>
 #include <memory>
@@ -43,6 +44,9 @@ class BRAQPlayerDecks {
     /// Has a second reader repeat the range, and goes on in it where the first one is then. Only while the unit runs.
     /// @return as `changeOver`
     bool changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds);
+    /// The frame of `playing`'s file that is heard at that time, in nanoseconds of the host's clock: the one that it begins
+    /// with as long as the file before it is heard, and the position while nothing is known to be heard.
+    SInt64 heardFrameAt(UInt64 hostTime) const;
     /// Lets go of what has been played.
     void release();
 
@@ -54,6 +58,7 @@ class BRAQPlayerDecks {
     bool changeOver(const Move& move, const Hand& hand);
     bool prepare(BRAQAudioFileReader& reader, const Deck& now, const Move& move) const;
     void promote() const;
+    static std::optional<BRAQReaderPlace> placeOf(const BRAQAudioBufferQueue* queue) noexcept;
 
     const std::shared_ptr<BRAQOutputAudioUnit> mUnit;
     mutable std::mutex mMutex;
@@ -61,4 +66,5 @@ class BRAQPlayerDecks {
     mutable Deck mNext;                                                 // has begun if the unit plays its ring
     mutable std::shared_ptr<BRAQAudioFileReader> mSpare;                // was heard before the last seek, or none yet
     mutable std::vector<std::shared_ptr<BRAQAudioFileReader>> mReaders; // of files that have been played
+    mutable UInt64 mFilesBefore = 0;                                    // that have been played
 };

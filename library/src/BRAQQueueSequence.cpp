@@ -176,7 +176,38 @@ bool BRAQQueueSequence::skip(Queue queue) noexcept {
     return left == 0;
 }
 
-UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames) noexcept {
+void BRAQQueueSequence::keepHeard(PlaceOf placeOf) {
+    mHeard = std::make_unique<BRAQHeardFrames>();
+    mPlaceOf = placeOf;
+}
+
+std::optional<BRAQHeardRun> BRAQQueueSequence::heardAt(Float64 hostTime) const noexcept {
+    return mHeard != nullptr ? mHeard->at(hostTime) : std::nullopt;
+}
+
+void BRAQQueueSequence::forgetHeard() noexcept {
+    if (mHeard != nullptr) {
+        mHeard->clear();
+    }
+}
+
+UInt32 BRAQQueueSequence::pullFrom(Queue queue, AudioBufferList* list, UInt32 first, UInt32 frames,
+                                   UInt64 hostTime) noexcept {
+    const double rate = mFrameRate.load(std::memory_order_relaxed) / heardNanosecondsPerSecond;
+    const bool isKept = mHeard != nullptr && hostTime != 0 && rate > 0.0;
+    const auto from = isKept ? mPlaceOf(queue) : std::nullopt;
+    BRAQAudioBufferQueueCopyInto(queue, partOf(list, first), &frames);
+    if (from && frames > 0) {
+        mHeard->add({.hostTime = static_cast<Float64>(hostTime) + first / rate,
+                     .framesPerNanosecond = rate,
+                     .frames = frames,
+                     .file = mFollows.load(std::memory_order_relaxed),
+                     .from = *from});
+    }
+    return frames;
+}
+
+UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames, UInt64 hostTime) noexcept {
     UInt32 delivered = 0;
     bool isFollowed = true;
     mPulls.store(mPulls.load(std::memory_order_relaxed) + 1);
@@ -185,9 +216,7 @@ UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames) noexcept {
         if (queue == nullptr || !skip(queue)) {
             break;
         }
-        UInt32 part = frames - delivered;
-        BRAQAudioBufferQueueCopyInto(queue, partOf(list, delivered), &part);
-        delivered += part;
+        delivered += pullFrom(queue, list, delivered, frames - delivered, hostTime);
         isFollowed = BRAQAudioBufferQueueReachedEndOfStream(queue) && mNext.take([this](Queue next) {
             mCurrent.store(next, std::memory_order_relaxed);
             mFollows.fetch_add(1, std::memory_order_release);
@@ -251,17 +280,17 @@ void BRAQQueueSequence::shape(AudioBufferList* list, UInt32 frames, double step)
     mGainPlace = std::clamp(mGainPlace + frames * step, 0.0, 1.0);
 }
 
-UInt32 BRAQQueueSequence::render(AudioBufferList* list, UInt32 frames) noexcept {
+UInt32 BRAQQueueSequence::render(AudioBufferList* list, UInt32 frames, UInt64 hostTime) noexcept {
     mRenders.fetch_add(1, std::memory_order_relaxed);
     mOffered.take([this](Queue offered) { take(offered); });
     const double pace = step();
     if (mIsOn.load(std::memory_order_relaxed)) {
-        const UInt32 delivered = mixOld(list, pull(list, frames), frames);
+        const UInt32 delivered = mixOld(list, pull(list, frames, hostTime), frames);
         shape(list, delivered, pace);
         return delivered;
     }
     const auto audible = static_cast<UInt32>(std::min<double>(frames, std::ceil(mGainPlace / pace)));
-    const UInt32 delivered = audible > 0 ? mixOld(list, pull(list, audible), audible) : 0;
+    const UInt32 delivered = audible > 0 ? mixOld(list, pull(list, audible, hostTime), audible) : 0;
     const double place = mGainPlace;
     shape(list, delivered, -pace);
     mGainPlace = std::max(0.0, place - audible * pace); // as far as if nothing had been missing

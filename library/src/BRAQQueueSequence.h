@@ -1,10 +1,12 @@
 #pragma once
 
 #include "BRAQAudio/BRAQAudioBufferQueue.h"
+#include "library/src/BRAQHeardFrames.h"
 
 #include <atomic>
 #include <cstddef>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -59,6 +61,17 @@ class BRAQQueueSequence {
     /// How often a ring has followed another one at its end. Any thread.
     UInt64 follows() const noexcept { return mFollows.load(std::memory_order_acquire); }
 
+    /// Tells which place a ring's reader has reached; nothing if it has none. @realtime
+    using PlaceOf = std::optional<BRAQReaderPlace> (*)(const BRAQAudioBufferQueue* queue) noexcept;
+    /// From now on keeps which frames were rendered for when. Before anything renders.
+    void keepHeard(PlaceOf placeOf);
+    /// Frames of the rings that are heard in a second.
+    void setFrameRate(double rate) noexcept { mFrameRate.store(rate, std::memory_order_relaxed); }
+    /// What was rendered for that time, in nanoseconds of the host's clock; nothing if that is not known. Any thread.
+    std::optional<BRAQHeardRun> heardAt(Float64 hostTime) const noexcept;
+    /// Forgets what was rendered. Not while something renders.
+    void forgetHeard() noexcept;
+
     /// What is rendered from now on can be heard. Not while something renders.
     /// @param rises from silence, for the time of a transition
     void begin(bool rises) noexcept;
@@ -73,9 +86,10 @@ class BRAQQueueSequence {
     UInt64 renders() const noexcept { return mRenders.load(std::memory_order_relaxed); }
 
     /// Delivers frames. Those behind them are left as they were.
+    /// @param hostTime when the first frame is heard, in nanoseconds of the host's clock; 0: not known
     /// @return frames delivered: fewer when the rings have no more, or none may be heard
     /// @realtime
-    UInt32 render(AudioBufferList* list, UInt32 frames) noexcept;
+    UInt32 render(AudioBufferList* list, UInt32 frames, UInt64 hostTime = 0) noexcept;
     /// Whether the current ring has reached its end, and none follows it. Real-time side.
     /// @realtime
     bool isAtEnd() const noexcept;
@@ -110,7 +124,8 @@ class BRAQQueueSequence {
     bool skip(Queue queue) noexcept;
     void keep(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     AudioBufferList* partOf(AudioBufferList* list, UInt32 first) noexcept;
-    UInt32 pull(AudioBufferList* list, UInt32 frames) noexcept;
+    UInt32 pull(AudioBufferList* list, UInt32 frames, UInt64 hostTime) noexcept;
+    UInt32 pullFrom(Queue queue, AudioBufferList* list, UInt32 first, UInt32 frames, UInt64 hostTime) noexcept;
     UInt32 mixOld(AudioBufferList* list, UInt32 delivered, UInt32 frames) noexcept;
     void mixPart(AudioBufferList* list, UInt32 first, UInt32 frames) noexcept;
     void shape(AudioBufferList* list, UInt32 frames, double step) noexcept;
@@ -131,6 +146,9 @@ class BRAQQueueSequence {
     std::atomic<UInt64> mRenders{0};
     std::atomic<bool> mIsOn{true};
     std::atomic<bool> mIsSilent{false};
+    std::atomic<double> mFrameRate{0.0};
+    std::unique_ptr<BRAQHeardFrames> mHeard; // null: not kept
+    PlaceOf mPlaceOf = nullptr;              // with mHeard
 
     // Real-time side, or the other one while nothing renders.
     std::vector<std::byte> mPart;
