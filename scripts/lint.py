@@ -6,7 +6,9 @@ source. So sources that are compiled alike are looked at several at a time, as o
 source by source: the static analyser, which follows only what stands in the file itself, and with it the proof that each source
 includes what it needs. Sources that use one name for two things are looked at one by one.
 
-Usage: lint.py BUILD_FOLDER PATTERN [--jobs N] [--together N] [--clang-tidy PROGRAM]
+With --remember, what nothing was found in is not looked at again until it changes.
+
+Usage: lint.py BUILD_FOLDER PATTERN [--jobs N] [--together N] [--clang-tidy PROGRAM] [--remember FOLDER]
 """
 
 import argparse
@@ -19,6 +21,8 @@ import subprocess
 import sys
 from concurrent.futures import ThreadPoolExecutor
 from pathlib import Path
+
+from clean_results import CleanResults
 
 # What looks at the file itself only; the second finds sources that are included.
 BY_SOURCE = ["clang-analyzer-*", "bugprone-suspicious-include"]
@@ -77,12 +81,28 @@ def findings(output):
 
 
 class Linter:
-    def __init__(self, program, build):
+    def __init__(self, program, build, commands, remembered):
+        """commands: file to its folder and its options; remembered: CleanResults, or None to look at everything."""
         self.program = program
         self.build = build
+        self.commands = commands
+        self.remembered = remembered
+        self.not_looked_at = 0
 
     def look(self, database, file, checks):
-        """Looks at one file; returns whether all was well, and what was found."""
+        """Looks at one file, unless it was well before; returns whether all was well, and what was found."""
+        if self.remembered is None:
+            return self.look_now(database, file, checks)
+        key = self.remembered.key(*self.commands[str(file)], file, checks)
+        if self.remembered.has(key):
+            self.not_looked_at += 1
+            return True, []
+        well, found = self.look_now(database, file, checks)
+        if well and not found:
+            self.remembered.add(key)
+        return well, found
+
+    def look_now(self, database, file, checks):
         command = [self.program, "-quiet", f"-p={database}", f"--header-filter={PROJECT_FILES}"]
         command += [f"--checks={checks}"] if checks else []
         result = subprocess.run([*command, str(file)], capture_output=True, text=True, check=False)
@@ -114,6 +134,7 @@ def main(arguments):
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--together", type=int, default=12)
     parser.add_argument("--clang-tidy", default="clang-tidy")
+    parser.add_argument("--remember", type=Path)
     options = parser.parse_args(arguments)
 
     sources = compiled(options.build, options.pattern)
@@ -122,13 +143,18 @@ def main(arguments):
         return 1
     folder = (options.build / "lint").resolve()
     folder.mkdir(exist_ok=True)
-    linter = Linter(options.clang_tidy, options.build)
+    remembered = None
+    if options.remember:
+        remembered = CleanResults(options.remember, options.clang_tidy, Path(__file__).resolve().parent.parent)
+    commands = dict(sources)
+    linter = Linter(options.clang_tidy, options.build, commands, remembered)
     work, database = [], []
     for number, files in enumerate(groups(sources, options.together)):
         if len(files) == 1:
             work.append((linter.one, files[0]))
             continue
         database.append(write_together(folder, number, files, sources[files[0]]))
+        commands[database[-1]["file"]] = sources[files[0]]
         # What takes longest begins first.
         work.insert(0, (linter.several, folder, database[-1]["file"], files))
         work += [(linter.by_source, file) for file in files]
@@ -143,7 +169,8 @@ def main(arguments):
                 if key not in found:
                     found[key] = finding
                     print(finding, flush=True)
-    print(f"{len(sources)} sources, {len(database)} groups: {len(found)} findings")
+    unchanged = f", {linter.not_looked_at} of {len(work)} looks not needed" if remembered else ""
+    print(f"{len(sources)} sources, {len(database)} groups{unchanged}: {len(found)} findings")
     return 1 if found else 0
 
 

@@ -16,6 +16,9 @@ FAKE = """#!{python}
 import re, sys
 checks = next((a for a in sys.argv if a.startswith("--checks=")), "--checks=all")[len("--checks="):]
 file = sys.argv[-1]
+if file == "--version":
+    print({version!r})
+    sys.exit()
 with open({calls!r}, "a") as calls:
     calls.write(checks + " " + file + "\\n")
 def lines(name):
@@ -48,10 +51,18 @@ class Lint(unittest.TestCase):
         self.folder = Path(folder.name)
         self.calls = self.folder / "calls"
         self.program = self.folder / "fake"
-        self.program.write_text(FAKE.format(python=sys.executable, calls=str(self.calls)), encoding="utf-8")
+        self.program.write_text(self.fake("14"), encoding="utf-8")
         self.program.chmod(0o755)
 
-    def lint(self, sources, options="-O2"):
+        self.compiler = self.folder / "compiler"
+        self.compiler.write_text('#!/bin/sh\n[ -e broken ] || cat "$(eval echo \\${$#})" *.h 2>/dev/null; [ ! -e broken ]\n',
+                                 encoding="utf-8")
+        self.compiler.chmod(0o755)
+
+    def fake(self, version):
+        return FAKE.format(python=sys.executable, calls=str(self.calls), version=version)
+
+    def lint(self, sources, options="-O2", arguments=()):
         """sources: name to text; returns the exit status and what is printed"""
         entries = []
         for name, text in sources.items():
@@ -59,11 +70,11 @@ class Lint(unittest.TestCase):
             file.parent.mkdir(parents=True, exist_ok=True)
             file.write_text(textwrap.dedent(text), encoding="utf-8")
             entries.append({"directory": str(self.folder), "file": str(file),
-                            "command": f"clang++ {options} -o {file}.o -c {file}"})
+                            "command": f"{self.compiler} {options} -o {file}.o -c {file}"})
         (self.folder / "compile_commands.json").write_text(json.dumps(entries), encoding="utf-8")
         output = io.StringIO()
         with contextlib.redirect_stdout(output):
-            status = lint.main([str(self.folder), r"\.cpp$", "--jobs=1", f"--clang-tidy={self.program}"])
+            status = lint.main([str(self.folder), r"\.cpp$", "--jobs=1", f"--clang-tidy={self.program}", *arguments])
         return status, output.getvalue()
 
     def calls_for(self, name):
@@ -114,6 +125,55 @@ class Lint(unittest.TestCase):
         status, printed = self.lint({"library/a.cpp": "CRASH"})
         self.assertEqual(status, 1)
         self.assertIn("clang-tidy ended with 139", printed)
+
+    def remember(self, sources, options="-O2"):
+        """Looks, remembering; returns the exit status, and how often the linter was started for sources."""
+        before = self.looks()
+        status, self.printed = self.lint(sources, options, [f"--remember={self.folder / 'remembered'}"])
+        return status, self.looks() - before
+
+    def looks(self):
+        if not self.calls.exists():
+            return 0
+        return sum(line.endswith(".cpp") for line in self.calls.read_text(encoding="utf-8").splitlines())
+
+    def test_what_was_clean_is_not_looked_at_again(self):
+        sources = {"platform/a.cpp": "int a;", "platform/b.cpp": "int b;", "library/c.cpp": "int c;"}
+        self.assertEqual(self.remember(sources), (0, 4))
+        self.assertEqual(self.remember(sources), (0, 0))
+        self.assertIn("4 of 4 looks not needed: 0 findings", self.printed)
+
+    def test_without_remembering_everything_is_looked_at(self):
+        sources = {"library/a.cpp": "int a;"}
+        self.remember(sources)
+        self.lint(sources)
+        self.assertEqual(self.looks(), 2)
+
+    def test_what_has_changed_is_looked_at_again(self):
+        sources = {"library/a.cpp": "int a;", "library/b.cpp": "int b;"}
+        self.remember(sources)
+        self.assertEqual(self.remember({**sources, "library/b.cpp": "int b;\nBAD"}), (1, 1))
+        self.assertEqual(self.remember(sources), (0, 0))
+        (self.folder / "some.h").write_text("int more;", encoding="utf-8")
+        self.assertEqual(self.remember(sources), (0, 2), "a header")
+        self.assertEqual(self.remember(sources, "-O3"), (0, 2), "another option")
+
+    def test_findings_are_found_again(self):
+        sources = {"library/a.cpp": "BAD"}
+        self.assertEqual(self.remember(sources), (1, 1))
+        self.assertEqual(self.remember(sources), (1, 1))
+
+    def test_what_cannot_be_preprocessed_is_looked_at_every_time(self):
+        (self.folder / "broken").touch()
+        sources = {"library/a.cpp": "int a;"}
+        self.assertEqual(self.remember(sources), (0, 1))
+        self.assertEqual(self.remember(sources), (0, 1))
+
+    def test_another_linter_looks_again(self):
+        sources = {"library/a.cpp": "int a;"}
+        self.remember(sources)
+        self.program.write_text(self.fake("15"), encoding="utf-8")
+        self.assertEqual(self.remember(sources), (0, 1))
 
     def test_a_pattern_that_fits_nothing_is_a_mistake(self):
         self.assertEqual(self.lint({"library/a.cc": "int a;"})[0], 1)
