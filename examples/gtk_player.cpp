@@ -1,5 +1,5 @@
-// A window that plays audio files, one after another without a gap: open, play and pause, seek, speed, volume, levels. GLib's main loop carries the
-// library's main queue, through which delegates are called.
+// A window that plays audio files, one after another without a gap: open and drop, play and pause, seek, speed, volume, levels.
+// GLib's main loop carries the library's main queue, through which delegates are called.
 #include <BRAQAudio/BRAQAudio.h>
 
 // Later versions deprecate the file dialog used here.
@@ -25,9 +25,10 @@ constexpr std::array speeds = {0.5F, 0.75F, 1.0F, 1.25F, 1.5F, 2.0F, -1.0F};
 constexpr std::array<const char*, speeds.size() + 1> speedNames = {"0.5×", "0.75×", "1×",       "1.25×",
                                                                    "1.5×", "2×",    "Backwards"};
 constexpr guint usualSpeed = 2;
-constexpr double quietestVolume = -40.0;  // decibels; inaudible there
-constexpr double quietestLevel = -60.0;   // decibels, where the bar begins
-constexpr double levelFallBetween = 0.03; // of the length of the bar
+constexpr double quietestVolume = -40.0; // decibels; inaudible there
+constexpr double quietestLevel = -60.0;  // decibels, where the scale begins
+constexpr double fallOfBars = 1.5;       // decibels between two updates
+constexpr int updatesThatPeaksAreHeld = 40;
 constexpr guint millisecondsBetween = 40; // between two updates of position and levels
 
 std::string timeText(double milliseconds) {
@@ -67,10 +68,98 @@ GtkWidget* box(GtkOrientation orientation, int spacing, std::initializer_list<Gt
     return made;
 }
 
-// Any object can be a delegate. Those of the operations that it has are called from the main loop.
-struct DeviceListener {
-    void audioHardwareDeviceListDidChange() const { onChange(); }
-    std::function<void()> onChange;
+// A bar for each channel and the highest level of the last moments, over a scale in decibels.
+class LevelMeter {
+  public:
+    LevelMeter() {
+        const auto draw = +[](GtkDrawingArea* area, cairo_t* to, int width, int /*height*/, gpointer self) {
+            static_cast<LevelMeter*>(self)->draw(area, to, width);
+        };
+        gtk_drawing_area_set_draw_func(GTK_DRAWING_AREA(mArea), draw, this, nullptr);
+        setChannels(2);
+    }
+    LevelMeter(const LevelMeter&) = delete;
+    LevelMeter& operator=(const LevelMeter&) = delete;
+
+    GtkWidget* widget() const { return mArea; }
+    void setChannels(std::size_t channels) {
+        mBars.assign(channels, {});
+        gtk_widget_set_size_request(mArea, -1, static_cast<int>(channels) * distance + heightOfScale);
+        gtk_widget_queue_draw(mArea);
+    }
+    void clear() { setChannels(mBars.size()); }
+    // Bars jump to the highest sample since the last update, which is linear here, and fall slowly.
+    template <class LevelOf>
+    void update(LevelOf levelOf) {
+        for (std::size_t channel = 0; channel < mBars.size(); ++channel) {
+            Bar& bar = mBars[channel];
+            const double level = 20.0 * std::log10(levelOf(static_cast<UInt32>(channel)));
+            bar.level = std::max({level, bar.level - fallOfBars, quietestLevel});
+            if (level >= bar.peak || --bar.held < 0) {
+                bar.peak = bar.level;
+                bar.held = updatesThatPeaksAreHeld;
+            }
+        }
+        gtk_widget_queue_draw(mArea);
+    }
+
+  private:
+    struct Bar {
+        double level = quietestLevel; // decibels
+        double peak = quietestLevel;
+        int held = 0; // updates
+    };
+    static constexpr int thickness = 8;
+    static constexpr int distance = thickness + 3;
+    static constexpr int heightOfScale = 16;
+
+    static double placeOf(double decibels, int width) {
+        return std::clamp(1.0 - decibels / quietestLevel, 0.0, 1.0) * width;
+    }
+    static void fill(cairo_t* to, double left, double top, double right) {
+        cairo_rectangle(to, left, top, right - left, thickness);
+        cairo_fill(to);
+    }
+
+    void draw(GtkDrawingArea* area, cairo_t* to, int width) const {
+        GdkRGBA text;
+        gtk_style_context_get_color(gtk_widget_get_style_context(GTK_WIDGET(area)), &text);
+        double top = 0.0;
+        for (const Bar& bar : mBars) {
+            cairo_set_source_rgba(to, text.red, text.green, text.blue, 0.12);
+            fill(to, 0.0, top, width);
+            cairo_set_source_rgb(to, 0.15, 0.64, 0.41);
+            fill(to, 0.0, top, placeOf(bar.level, width));
+            if (bar.peak >= 0.0) {
+                cairo_set_source_rgb(to, 0.88, 0.11, 0.14); // full scale
+            }
+            if (bar.peak > quietestLevel) {
+                const double place = std::max(placeOf(bar.peak, width), 3.0);
+                fill(to, place - 3.0, top, place);
+            }
+            top += distance;
+        }
+        drawScale(to, width, top, text);
+    }
+    static void drawScale(cairo_t* to, int width, double top, const GdkRGBA& text) {
+        constexpr double sizeOfText = 10.0;
+        cairo_set_source_rgba(to, text.red, text.green, text.blue, 0.7);
+        cairo_set_font_size(to, sizeOfText);
+        for (int decibels = static_cast<int>(quietestLevel); decibels <= 0; decibels += 10) {
+            const std::string number = std::to_string(decibels);
+            cairo_text_extents_t size;
+            cairo_text_extents(to, number.c_str(), &size);
+            const double place = placeOf(decibels, width);
+            cairo_rectangle(to, std::min(place, width - 1.0), top - 1.0, 1.0, 3.0);
+            cairo_fill(to);
+            cairo_move_to(to, std::clamp(place - size.x_advance / 2.0, 0.0, width - size.x_advance),
+                          top + 3.0 + sizeOfText);
+            cairo_show_text(to, number.c_str());
+        }
+    }
+
+    GtkWidget* const mArea = gtk_drawing_area_new();
+    std::vector<Bar> mBars;
 };
 
 class Window {
@@ -85,12 +174,18 @@ class Window {
     void open(std::vector<std::string> urls);
     void audioFilePlayerDidReachEndOfFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
     void audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+    void audioFilePlayerDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+                                        const std::shared_ptr<BRAQAudioDevice>& device);
+    void audioFilePlayerDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player);
+    void audioFilePlayerDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& player,
+                                     const std::shared_ptr<BRAQAudioDevice>& device);
 
   private:
     void layOut();
     GtkWidget* makeControls();
     template <auto operation>
-    void addAction(const char* name);
+    GSimpleAction* addAction(const char* name);
+    void takeDrops();
     template <auto operation>
     void connect(gpointer object, const char* signal);
     void attempt(const std::function<void()>& step);
@@ -98,7 +193,6 @@ class Window {
     void chooseFile();
     void makePlayer(double time);
     void letPlayerGo();
-    void checkDevice();
     void setNextFile();
 
     void togglePlaying();
@@ -111,6 +205,7 @@ class Window {
     double beginning() const;
 
     void showPlayer();
+    void showNext();
     void showPaused();
     void showPosition();
     void showLevels();
@@ -119,7 +214,8 @@ class Window {
     GtkWindow* mWindow;
     GtkWidget* mName = label("title-2");
     GtkWidget* mFacts = label("dim-label");
-    std::array<GtkWidget*, 2> mLevels = {gtk_level_bar_new(), gtk_level_bar_new()};
+    GtkWidget* mNextName = label("dim-label");
+    LevelMeter mLevels;
     GtkWidget* mElapsed = label("numeric");
     GtkWidget* mLength = label("numeric");
     GtkWidget* mPosition = gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, 0.0, 1.0, 1.0); // milliseconds
@@ -127,22 +223,21 @@ class Window {
     GtkWidget* mSpeed = gtk_drop_down_new_from_strings(speedNames.data());
     GtkWidget* mVolume = gtk_scale_new_with_range(GTK_ORIENTATION_HORIZONTAL, quietestVolume, 0.0, 1.0); // decibels
     GtkWidget* mMessage = label("error");
+    GSimpleAction* mPlayAction = nullptr;     // the window's
     GtkFileChooserNative* mChooser = nullptr; // owned
     guint mTimer = 0;                         // runs while something plays
 
     std::shared_ptr<BRAQExtendedAudioFile> mFile;         // that is heard; null until one is opened
     std::vector<std::string> mNext;                       // URLs of those after it
-    std::shared_ptr<BRAQAudioDevice> mDevice;             // that the player plays on
-    std::string mDeviceName;                              // a removed device cannot be asked for it
-    std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null without a file, or if no device plays it
-    const std::shared_ptr<DeviceListener> mDeviceListener =
-        std::make_shared<DeviceListener>(DeviceListener{[this] { attempt([this] { checkDevice(); }); }});
+    std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer; // null until a file is opened
 };
 
 Window::Window(GtkApplication* application) : mWindow(GTK_WINDOW(gtk_application_window_new(application))) {
     layOut();
     addAction<&Window::chooseFile>("open");
-    addAction<&Window::togglePlaying>("play");
+    mPlayAction = addAction<&Window::togglePlaying>("play");
+    g_simple_action_set_enabled(mPlayAction, FALSE);
+    takeDrops();
     connect<&Window::setSpeed>(mSpeed, "notify::selected");
     connect<&Window::setVolume>(mVolume, "value-changed");
     // Emitted for user actions only, not when the position follows the playback.
@@ -151,12 +246,9 @@ Window::Window(GtkApplication* application) : mWindow(GTK_WINDOW(gtk_application
         return FALSE;
     };
     g_signal_connect_swapped(mPosition, "change-value", G_CALLBACK(seekTo), this);
-    attempt([this] { BRAQAudioHardware::sharedInstance()->addDelegate(mDeviceListener); });
 }
 
 Window::~Window() {
-    BRAQAudioHardware::sharedInstance()->removeDelegate(mDeviceListener);
-    mDeviceListener->onChange = [] {}; // a call may be on its way
     letPlayerGo();
     g_clear_object(&mChooser);
 }
@@ -173,22 +265,21 @@ void Window::layOut() {
     gtk_label_set_ellipsize(GTK_LABEL(mName), PANGO_ELLIPSIZE_MIDDLE);
     gtk_label_set_wrap(GTK_LABEL(mMessage), TRUE);
     gtk_label_set_text(GTK_LABEL(mName), "Nothing is open");
+    gtk_label_set_text(GTK_LABEL(mFacts), "Open audio files, or drop them here.");
     gtk_label_set_text(GTK_LABEL(mElapsed), timeText(0.0).c_str());
     gtk_label_set_text(GTK_LABEL(mLength), timeText(0.0).c_str());
-    gtk_widget_set_sensitive(mPosition, FALSE);
-    gtk_widget_set_visible(mMessage, FALSE);
-    for (GtkWidget* const level : mLevels) {
-        for (const char* const offset :
-             {GTK_LEVEL_BAR_OFFSET_LOW, GTK_LEVEL_BAR_OFFSET_HIGH, GTK_LEVEL_BAR_OFFSET_FULL}) {
-            gtk_level_bar_remove_offset_value(GTK_LEVEL_BAR(level), offset); // one colour at every level
-        }
+    for (GtkWidget* const control : {mPosition, mSpeed, mVolume}) {
+        gtk_widget_set_sensitive(control, FALSE);
     }
+    gtk_widget_set_visible(mMessage, FALSE);
+    gtk_widget_set_visible(mNextName, FALSE);
+    gtk_label_set_ellipsize(GTK_LABEL(mNextName), PANGO_ELLIPSIZE_MIDDLE);
     gtk_widget_set_hexpand(mPosition, TRUE);
     gtk_range_set_increments(GTK_RANGE(mPosition), 5000.0, 30000.0);
     GtkWidget* const body =
         box(GTK_ORIENTATION_VERTICAL, 12,
-            {mName, mFacts, box(GTK_ORIENTATION_VERTICAL, 3, {mLevels[0], mLevels[1]}),
-             box(GTK_ORIENTATION_HORIZONTAL, 6, {mElapsed, mPosition, mLength}), makeControls(), mMessage});
+            {mName, mFacts, mLevels.widget(), box(GTK_ORIENTATION_HORIZONTAL, 6, {mElapsed, mPosition, mLength}),
+             makeControls(), mNextName, mMessage});
     for (const char* const side : {"margin-top", "margin-bottom", "margin-start", "margin-end"}) {
         g_object_set(body, side, 18, nullptr);
     }
@@ -215,11 +306,32 @@ GtkWidget* Window::makeControls() {
 }
 
 template <auto operation>
-void Window::addAction(const char* name) {
+GSimpleAction* Window::addAction(const char* name) {
     GSimpleAction* const action = g_simple_action_new(name, nullptr);
     connect<operation>(action, "activate");
-    g_action_map_add_action(G_ACTION_MAP(mWindow), G_ACTION(action));
+    g_action_map_add_action(G_ACTION_MAP(mWindow), G_ACTION(action)); // owns it then
     g_object_unref(action);
+    return action;
+}
+
+// Files that are dropped anywhere in the window are opened.
+void Window::takeDrops() {
+    GtkDropTarget* const target = gtk_drop_target_new(GDK_TYPE_FILE_LIST, GDK_ACTION_COPY);
+    const auto drop = +[](Window* self, const GValue* value, double /*x*/, double /*y*/) -> gboolean {
+        GSList* const files = gdk_file_list_get_files(static_cast<GdkFileList*>(g_value_get_boxed(value)));
+        std::vector<std::string> urls;
+        for (const GSList* file = files; file != nullptr; file = file->next) {
+            urls.push_back(urlOf(static_cast<GFile*>(file->data)));
+        }
+        g_slist_free(files);
+        if (urls.empty()) {
+            return FALSE;
+        }
+        self->open(std::move(urls));
+        return TRUE;
+    };
+    g_signal_connect_swapped(target, "drop", G_CALLBACK(drop), this);
+    gtk_widget_add_controller(GTK_WIDGET(mWindow), GTK_EVENT_CONTROLLER(target)); // owns it then
 }
 
 // Connects a signal to an operation of the window.
@@ -288,10 +400,11 @@ void Window::setNextFile() {
         if (next != nullptr) {
             next->setReverse(isBackwards());
             mPlayer->setNextAudioFile(next);
-            return;
+            break;
         }
         say(nameOf(mNext.front()) + " cannot be played: " + error->localizedDescription() + ".");
     }
+    showNext();
 }
 
 // Called by the player, which finds the operation by its name.
@@ -304,13 +417,12 @@ void Window::audioFilePlayerDidBeginNextFile(const std::shared_ptr<BRAQExtendedA
     });
 }
 
-// A player belongs to one file and one device, so another file or another device needs another player.
+// The player belongs to the format of its first file, so another choice of files needs another player. Without a device, it
+// goes where the user leads it.
 void Window::makePlayer(double time) {
     letPlayerGo();
     showPaused();
-    mDevice = BRAQAudioDevice::defaultPlaybackDevice();
-    mDeviceName = mDevice->deviceName().value_or("The device");
-    mPlayer = BRAQExtendedAudioFilePlayer::initWithAudioFile(mFile, mDevice);
+    mPlayer = BRAQExtendedAudioFilePlayer::initWithAudioFile(mFile, nullptr);
     mPlayer->outputAudioUnit()->setTransitionTime(8.0); // milliseconds; without it, pauses and seeks click
     mPlayer->setDelegate(this);
     mPlayer->setCurrentTime(time);
@@ -329,20 +441,25 @@ void Window::letPlayerGo() {
     }
 }
 
-void Window::checkDevice() {
-    const auto devices = BRAQAudioHardware::allDeviceIDs();
-    if (mPlayer != nullptr && std::ranges::find(devices, mDevice->deviceID()) == devices.end()) {
-        const std::string gone = mDeviceName;
-        makePlayer(mPlayer->currentTime());
-        setNextFile();
-        say(gone + " is gone. Press play to go on with " + mDeviceName + ".");
-    }
+void Window::audioFilePlayerDeviceDidChange(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/,
+                                            const std::shared_ptr<BRAQAudioDevice>& /*device*/) {
+    attempt([&] { showPlayer(); });
+}
+
+void Window::audioFilePlayerDeviceIsGone(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/) {
+    say("The device is gone. Playing goes on when there is another one.");
+}
+
+void Window::audioFilePlayerDeviceIsBack(const std::shared_ptr<BRAQExtendedAudioFilePlayer>& /*player*/,
+                                         const std::shared_ptr<BRAQAudioDevice>& /*device*/) {
+    attempt([&] {
+        say("");
+        showPlayer();
+    });
 }
 
 void Window::togglePlaying() {
-    if (mFile == nullptr) {
-        chooseFile();
-    } else if (mTimer != 0) {
+    if (mTimer != 0) {
         pause();
     } else {
         play();
@@ -350,12 +467,9 @@ void Window::togglePlaying() {
 }
 
 void Window::play() {
-    if (mPlayer == nullptr) {
-        makePlayer(gtk_range_get_value(GTK_RANGE(mPosition)));
-    }
     mPlayer->startFilePlaying();
     if (!mPlayer->isPlaying()) {
-        say(mDeviceName + " does not play.");
+        say("The device does not play.");
         return;
     }
     say("");
@@ -423,21 +537,30 @@ void Window::showPlayer() {
     const UInt32 channels = mFile->fileDataFormat().mChannelsPerFrame;
     std::ostringstream facts;
     facts << channels << (channels == 1 ? " channel, " : " channels, ") << mFile->fileDataFormat().mSampleRate / 1000.0
-          << " kHz, on " << mDeviceName;
+          << " kHz";
+    if (const auto device = mPlayer->outputAudioUnit()->presentDevice(); device != nullptr) {
+        facts << ", on " << device->deviceName().value_or("a device without a name");
+    }
     gtk_label_set_text(GTK_LABEL(mName), nameOf(mFile->url()->absoluteString()).c_str());
     gtk_label_set_text(GTK_LABEL(mFacts), facts.str().c_str());
     gtk_label_set_text(GTK_LABEL(mLength), timeText(mPlayer->maxTime()).c_str());
     gtk_range_set_range(GTK_RANGE(mPosition), 0.0, std::max(mPlayer->maxTime(), 1.0));
-    gtk_widget_set_sensitive(mPosition, TRUE);
-    gtk_widget_set_visible(mLevels[1], channels > 1 ? TRUE : FALSE);
+    for (GtkWidget* const control : {mPosition, mSpeed, mVolume}) {
+        gtk_widget_set_sensitive(control, TRUE);
+    }
+    g_simple_action_set_enabled(mPlayAction, TRUE);
+    mLevels.setChannels(mPlayer->outputAudioUnit()->streamDescription()->channelsPerFrame());
     showPosition();
+}
+
+void Window::showNext() {
+    gtk_widget_set_visible(mNextName, mNext.empty() ? FALSE : TRUE);
+    gtk_label_set_text(GTK_LABEL(mNextName), mNext.empty() ? "" : ("Next: " + nameOf(mNext.front())).c_str());
 }
 
 void Window::showPaused() {
     gtk_button_set_icon_name(GTK_BUTTON(mPlayButton), "media-playback-start-symbolic");
-    for (GtkWidget* const level : mLevels) {
-        gtk_level_bar_set_value(GTK_LEVEL_BAR(level), 0.0);
-    }
+    mLevels.clear();
 }
 
 void Window::showPosition() {
@@ -446,14 +569,8 @@ void Window::showPosition() {
     gtk_label_set_text(GTK_LABEL(mElapsed), timeText(time).c_str());
 }
 
-// A bar jumps to the highest sample since the last update, and falls slowly.
 void Window::showLevels() {
-    for (UInt32 channel = 0; channel < mLevels.size(); ++channel) {
-        GtkLevelBar* const bar = GTK_LEVEL_BAR(mLevels[channel]);
-        const double decibels = 20.0 * std::log10(mPlayer->outputAudioUnit()->outputLevel(channel));
-        const double level = std::clamp(1.0 - decibels / quietestLevel, 0.0, 1.0);
-        gtk_level_bar_set_value(bar, std::max({level, gtk_level_bar_get_value(bar) - levelFallBetween, 0.0}));
-    }
+    mLevels.update([this](UInt32 channel) { return mPlayer->outputAudioUnit()->outputLevel(channel); });
 }
 
 void Window::say(const std::string& message) {

@@ -9,10 +9,11 @@ from pathlib import Path
 import window_case
 
 # Where things are in the window, whose upper left corner is that of the screen: left, top, width, height.
-WINDOW = (0, 0, 480, 287)
-LEVELS = (22, 130, 436, 30)
-POSITION = (68, 184, 340, 5)
-LATE = (404, 187)
+WINDOW = (0, 0, 480, 300)
+LEVELS = (22, 132, 436, 22)
+POSITION = (68, 197, 340, 5)
+LATE = (404, 200)
+PLAY = (217, 230, 47, 47)
 
 
 class GtkPlayer(window_case.WindowCase):
@@ -43,6 +44,31 @@ class GtkPlayer(window_case.WindowCase):
         self.wait_until(lambda: self.coloured(POSITION) < 4 * 50, "it plays the next one")
         early = self.coloured(POSITION)
         self.wait_until(lambda: self.coloured(POSITION) > early and self.coloured(LEVELS), "the position is in that")
+        self.assert_closes_cleanly(player)
+
+    def test_nothing_can_be_pressed_before_a_file_is_open(self):
+        player = self.start()
+        self.wait_until(lambda: self.screen.picture().part(*WINDOW).is_not_black(), "there is a window")
+        self.assert_stands_still(PLAY, 0.5)
+        self.assertEqual(self.coloured(PLAY), 0, "the button is not lit")
+        self.screen.click(240, 253)
+        self.screen.move_mouse(*self.mouse)
+        self.assert_stands_still(PLAY, 0.5)
+        self.assert_closes_cleanly(player)
+
+    def test_each_channel_has_a_bar(self):
+        player = self.start(self.make_file("Six channels.wav", 60, levels=(16000, 0, 16000, 0, 16000, 16000)))
+        lit = [(22, 132 + 11 * bar, 436, 8) for bar in (0, 2, 4, 5)]
+        self.wait_until(lambda: all(self.coloured(bar) for bar in lit), "bars of the channels with a tone")
+        for bar in (1, 3):
+            self.assertEqual(self.coloured((22, 132 + 11 * bar, 436, 8)), 0)
+        self.assert_closes_cleanly(player)
+
+    def test_holds_peaks_for_a_moment(self):
+        player = self.start(self.make_file("A second.wav", 1, silence=60))
+        loudest, below = (404, 132, 10, 8), (200, 132, 150, 8)
+        self.wait_until(lambda: self.coloured(loudest) and not self.coloured(below), "a peak above a bar that has fallen")
+        self.wait_until(lambda: not self.coloured(LEVELS), "it is forgotten")
         self.assert_closes_cleanly(player)
 
     def test_is_closed_while_it_plays(self):

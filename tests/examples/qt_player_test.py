@@ -37,6 +37,15 @@ class QtPlayer(window_case.WindowCase):
         self.assert_pauses()
         self.assert_closes_cleanly(player)
 
+    def test_shows_levels_and_holds_peaks_for_a_moment(self):
+        player = self.start(self.make_file("A second.wav", 1, silence=60))
+        left, right, loudest, below = (11, 41, 367, 6), (11, 49, 367, 6), (330, 41, 10, 6), (150, 41, 130, 6)
+        self.wait_until(lambda: self.coloured(left) > self.coloured(right) > 0, "the left channel is louder")
+        self.wait_until(lambda: self.coloured(loudest) and not self.coloured(below), "a peak above a bar that has fallen")
+        self.wait_until(lambda: not self.coloured(left) and not self.coloured(right), "it is forgotten")
+        self.screen.click(*BUTTON)
+        self.assert_closes_cleanly(player)
+
     def assert_pauses(self):
         """A program that paints late may still show where it was when it was paused."""
         positions = []

@@ -34,6 +34,9 @@ class Picture:
     def pixels(self):
         return [tuple(row[x:x + 3]) for row in self.rows for x in range(0, len(row), 3)]
 
+    def is_not_black(self):
+        return any(any(row) for row in self.rows)
+
     def part(self, left, top, width, height):
         return Picture(width, [row[3 * left:3 * (left + width)] for row in self.rows[top:top + height]])
 

@@ -39,14 +39,14 @@ class WindowCase(unittest.TestCase):
     def make_minute(self):
         return self.make_file("One minute.wav", 60)
 
-    def make_file(self, name, seconds):
-        """A tone, quieter on the right."""
+    def make_file(self, name, seconds, levels=(16000, 6000), silence=0):
+        """A tone, quieter on the right unless the channels are to have other levels, and then silence; all in seconds."""
         path = self.folder / name
-        second = b"".join(struct.pack("<hh", round(16000 * tone), round(6000 * tone))
+        second = b"".join(struct.pack(f"<{len(levels)}h", *(round(level * tone) for level in levels))
                           for tone in (math.sin(2 * math.pi * 441 * i / 44100) for i in range(44100)))
         with wave.open(str(path), "wb") as file:
-            file.setparams((2, 2, 44100, 0, "NONE", None))
-            file.writeframes(seconds * second)
+            file.setparams((len(levels), 2, 44100, 0, "NONE", None))
+            file.writeframes(seconds * second + silence * bytes(len(second)))
         return path
 
     def start(self, *arguments):
