@@ -159,8 +159,8 @@ void BRAQExtendedAudioFilePlayer::startUnit() {
 
 // Where a file begins, it does not click by itself.
 bool BRAQExtendedAudioFilePlayer::isAtFirstFrame() const {
-    const auto [file, reader] = mDecks->playing();
-    return reader->position() == (reader->reverse() ? file->exactFrameCount() : 0);
+    const auto deck = mDecks->playing();
+    return deck.reader->position() == (deck.reader->reverse() ? deck.file->exactFrameCount() : 0);
 }
 
 // A running reader has its frames ready: refilling its ring would skip them.

@@ -194,7 +194,7 @@ TEST_F(FilePlayerNext, ASeekIsNotHeardAsAGap) {
     player->startFilePlaying();
     std::atomic<bool> isDone{false};
     std::vector<Float32> heard;
-    std::thread device([&] {
+    std::thread stepping([&] {
         std::vector<Float32> left(64);
         std::vector<Float32> right(64);
         Float32* const to[2]{left.data(), right.data()};
@@ -212,7 +212,7 @@ TEST_F(FilePlayerNext, ASeekIsNotHeardAsAGap) {
     player->setCurrentFrame(500'000);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
     isDone = true;
-    device.join();
+    stepping.join();
     std::vector<UInt64> jumps;
     for (std::size_t i = 1; i < heard.size(); ++i) {
         ASSERT_NE(heard[i], 0.0F) << "silence at " << i;

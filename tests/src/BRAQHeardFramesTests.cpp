@@ -100,7 +100,8 @@ TEST(HeardFrames, AreKnownForTwoSecondsHoweverShortTheCyclesAre) {
         heard.add(run(timeOf(index), static_cast<SInt64>(index * frames), frames));
     }
     const Float64 now = timeOf(cycles);
-    for (Float64 ago = 1e6; ago < 2e9; ago += 7.7e6) {
+    for (int look = 1; look < 260; ++look) {
+        const Float64 ago = 7.7e6 * look;
         EXPECT_NEAR(static_cast<Float64>(frameAt(heard, now - ago)), static_cast<Float64>(cycles * frames) - ago * pace,
                     2.0)
             << ago;
@@ -111,8 +112,8 @@ TEST(HeardFrames, AreKnownForTwoSecondsHoweverShortTheCyclesAre) {
 TEST(HeardFrames, AreAddedOnARealtimeThread) {
     BRAQHeardFrames heard;
     braq::tests::runRealtime([&] {
-        for (int index = 0; index < 1000; ++index) {
-            heard.add(run(1e9 + index * cycleTime, index * 480));
+        for (SInt64 index = 0; index < 1000; ++index) {
+            heard.add(run(1e9 + static_cast<Float64>(index) * cycleTime, index * SInt64{cycle}));
         }
     });
     EXPECT_EQ(frameAt(heard, 1e9 + 999.5 * cycleTime), 999 * 480 + 240);
@@ -125,7 +126,7 @@ TEST(HeardFrames, AreWholeWhileTheyAreAdded) {
     std::atomic<SInt64> added{48};
     std::atomic<bool> isDone{false};
     std::thread adding([&] {
-        for (SInt64 frame = 48; frame < 48 * 200'000; frame += 48) {
+        for (SInt64 frame = 48; frame < SInt64{48} * 200'000; frame += 48) {
             heard.add(run(static_cast<Float64>(frame) / pace, frame, 48));
             added.store(frame + 48, std::memory_order_release);
         }
