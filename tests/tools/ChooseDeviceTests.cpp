@@ -40,6 +40,14 @@ TEST(ChooseDevice, FindsAUIDAndANameOrAPartOfIt) {
     EXPECT_EQ(chooseRecordDevice(devices, "USB Microphone").uid, "in.1") << "its whole name";
 }
 
+TEST(ChooseDevice, TakesTheLoopbackOfAMachineWithoutASoundServerOnlyWhenItIsNamed) {
+    const std::vector<DeviceFacts> without{device("BRAQAudio.loopback", "Loopback (no sound server)", 2, true)};
+    EXPECT_EQ(complaint(without, ""),
+              "there is no sound server; to record from the loopback device BRAQAudio.loopback all the same, name it");
+    EXPECT_EQ(chooseRecordDevice(without, "BRAQAudio.loopback").uid, "BRAQAudio.loopback");
+    EXPECT_EQ(chooseRecordDevice(without, "loopback").uid, "BRAQAudio.loopback");
+}
+
 TEST(ChooseDevice, SaysWhatThereIsInstead) {
     EXPECT_THAT(complaint(devices, "usb"), HasSubstr("several"));
     EXPECT_THAT(complaint(devices, "Speakers"), HasSubstr("no device to record from is called"));

@@ -19,6 +19,9 @@ import unittest
 import wave
 
 
+LOOPBACK = "BRAQAudio.loopback"
+
+
 def wave_file(path, seconds, rate=48000):
     """A tone of 16 bits and two channels."""
     period = b"".join(struct.pack("<hh", *2 * [round(16000 * math.sin(frame * math.pi / 50))]) for frame in range(100))
@@ -43,6 +46,9 @@ class ToolTest(unittest.TestCase):
         """Runs the tool to its end."""
         keywords = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "env": self.environment, **keywords}
         return subprocess.run([OPTIONS.program, *arguments], timeout=60, check=False, encoding="utf-8", **keywords)
+
+    def run_on_loopback(self, command, *arguments, **keywords):
+        return self.run_tool(command, *([] if "--device" in arguments else ["--device", LOOPBACK]), *arguments, **keywords)
 
 
 class Tool(ToolTest):
@@ -107,7 +113,7 @@ class Tool(ToolTest):
             self.assertEqual((result.returncode, result.stderr), (0, ""), arguments)
 
     def start_metering(self, **keywords):
-        tool = subprocess.Popen([OPTIONS.program, "meter"], stderr=subprocess.PIPE, env=self.environment, **keywords)
+        tool = subprocess.Popen([OPTIONS.program, "meter", LOOPBACK], stderr=subprocess.PIPE, env=self.environment, **keywords)
         self.addCleanup(tool.communicate)
         self.addCleanup(tool.kill)
         return tool
@@ -142,9 +148,21 @@ class Tool(ToolTest):
             for line in re.sub(rb"\x1b\[[?0-9]*[A-Za-z]", b"", output).splitlines():
                 self.assertLessEqual(len(line), columns)
 
+    def test_takes_a_sound_server_unless_the_loopback_is_named(self):
+        sound = self.path("sound.wav")
+        wave_file(sound, 1)
+        recording = self.path("recording.wav")
+        for arguments, verb in ((["play", sound], "play on"), (["record", recording], "record from"),
+                                (["meter"], "record from")):
+            result = self.run_tool(*arguments)
+            self.assertEqual((result.returncode, result.stdout), (1, ""), arguments)
+            self.assertEqual(result.stderr, f"braq: there is no sound server; to {verb} the loopback device {LOOPBACK} "
+                                            "all the same, name it\n")
+        self.assertFalse(os.path.exists(recording))
+
     def test_meters_nothing_that_is_not_there(self):
         for arguments, complaint in ((["nothing"], "no device to record from is called 'nothing'"),
-                                     (["--channels", "1,9"], "has no channel 9")):
+                                     ([LOOPBACK, "--channels", "1,9"], "has no channel 9")):
             result = self.run_tool("meter", *arguments)
             self.assertEqual((result.returncode, result.stdout), (1, ""))
             self.assertIn(complaint, result.stderr)
@@ -261,7 +279,7 @@ class Play(ToolTest):
         wave_file(self.long_file, 60, rate=8000)
 
     def start(self, *arguments, columns=80):
-        terminal = Terminal(self, [OPTIONS.program, "play", *arguments], columns)
+        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, *arguments], columns)
         terminal.read_until("> 0:")
         return terminal
 
@@ -272,7 +290,7 @@ class Play(ToolTest):
         self.assertTrue(output.endswith("\x1b[?25h"), output)
 
     def test_says_what_it_plays_where_there_is_no_terminal(self):
-        result = self.run_tool("play", self.file, self.file, "--speed", "4", "--volume", "-20")
+        result = self.run_on_loopback("play", self.file, self.file, "--speed", "4", "--volume", "-20")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertEqual(result.stdout, 2 * (f"playing {self.file} (0:01.0, 48000 Hz, 2 channels) on "
                                              f"Loopback (no sound server)\nplayed {self.file} to 0:01.0, 0 underruns\n"))
@@ -280,7 +298,7 @@ class Play(ToolTest):
     def test_takes_the_time_that_a_file_takes(self):
         for speed, seconds in (("1", 1), ("-2", 0.5)):
             before = time.monotonic()
-            self.assertEqual(self.run_tool("play", self.file, "--speed", speed).returncode, 0)
+            self.assertEqual(self.run_on_loopback("play", self.file, "--speed", speed).returncode, 0)
             self.assertGreater(time.monotonic() - before, seconds)
 
     def test_shows_how_far_it_is_to_the_end(self):
@@ -379,7 +397,7 @@ class Play(ToolTest):
             wave_file(file, 0.1)
         with open(self.path("list.m3u"), "w", encoding="utf-8") as file:
             file.write("#EXTM3U\nalbum/10.wav\n")
-        result = self.run_tool("play", self.path("album"), self.path("list.m3u"), self.path("none.m3u"))
+        result = self.run_on_loopback("play", self.path("album"), self.path("list.m3u"), self.path("none.m3u"))
         self.assertEqual(result.returncode, 1)
         self.assertEqual(result.stderr, f"braq: {self.path('none.m3u')}: No such file or directory\n")
         self.assertEqual(re.findall("playing (.*) \\(0:", result.stdout), [*short, self.path("album/10.wav")])
@@ -400,7 +418,7 @@ class Play(ToolTest):
         self.end(terminal, 1)
 
     def test_repeats_nothing_that_cannot_be_played(self):
-        result = self.run_tool("play", self.path("none.wav"), self.path("none 2.wav"), "--repeat")
+        result = self.run_on_loopback("play", self.path("none.wav"), self.path("none 2.wav"), "--repeat")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertEqual(result.stderr.count("no such file"), 2)
 
@@ -410,7 +428,7 @@ class Play(ToolTest):
             wave_file(file, 0.02)
         orders = set()
         for _ in range(3):
-            played = re.findall("playing (.*) \\(0:", self.run_tool("play", "--shuffle", *files).stdout)
+            played = re.findall("playing (.*) \\(0:", self.run_on_loopback("play", "--shuffle", *files).stdout)
             self.assertEqual(sorted(played), files)
             orders.add(tuple(played))
         self.assertGreater(len(orders), 1)  # by chance it is one in 25 million runs
@@ -454,7 +472,8 @@ class Play(ToolTest):
             self.end(terminal)
 
     def test_gives_the_terminal_back_while_it_is_suspended(self):
-        terminal = Terminal(self, [sys.executable, "-c", SHELL, OPTIONS.program, "play", self.long_file])
+        terminal = Terminal(self, [sys.executable, "-c", SHELL, OPTIONS.program, "play", "--device", LOOPBACK,
+                                   self.long_file])
         terminal.read_until("> 0:00.2")
         terminal.press("\x1a")
         self.assertTrue(terminal.read_until("suspended").endswith(b"\x1b[?25hsuspended"))
@@ -471,7 +490,7 @@ class Play(ToolTest):
             file.write("This is no audio.")
         for name, reason in (("none.wav", "no such file or directory\n"),
                              ("bad.wav", "there is no audio in it that can be read (the type of its content is not supported)\n")):
-            result = self.run_tool("play", self.path(name), self.file)
+            result = self.run_on_loopback("play", self.path(name), self.file)
             self.assertEqual(result.returncode, 1)
             self.assertIn(f"braq: {self.path(name)}: {reason}", result.stderr)
             self.assertIn(f"played {self.file} to 0:01.0", result.stdout)
@@ -479,17 +498,17 @@ class Play(ToolTest):
     def test_stops_when_nobody_reads_any_more(self):
         reading, writing = os.pipe()
         os.close(reading)
-        result = self.run_tool("play", self.long_file, stdout=writing)
+        result = self.run_on_loopback("play", self.long_file, stdout=writing)
         os.close(writing)
         self.assertEqual((result.returncode, result.stderr), (0, ""))
 
     def test_plays_nothing_beyond_the_end(self):
-        result = self.run_tool("play", self.file, "--start", "2")
+        result = self.run_on_loopback("play", self.file, "--start", "2")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn("it is 0:01.0 long", result.stderr)
 
     def test_a_device_that_is_not_there_is_one_failure(self):
-        result = self.run_tool("play", self.file, "--device", "nothing")
+        result = self.run_on_loopback("play", self.file, "--device", "nothing")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn("no device to play on is called 'nothing'", result.stderr)
 
@@ -497,18 +516,21 @@ class Play(ToolTest):
         for arguments in ([], [self.file, "--speed", "0"], [self.file, "--speed", "33"], [self.file, "--speed", "nan"],
                           [self.file, "--start", "1:60"], [self.file, "--volume", "loud"],
                           [self.file, "--loop", "--speed", "-1"], [self.file, "--loop", "--repeat"]):
-            result = self.run_tool("play", *arguments)
+            result = self.run_on_loopback("play", *arguments)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
             self.assertIn("--help", result.stderr)
 
 
 class Record(ToolTest):
+    def start(self, *arguments):
+        return Terminal(self, [OPTIONS.program, "record", "--device", LOOPBACK, *arguments])
+
     def frames_of(self, name):
         with wave.open(self.path(name)) as file:
             return file.getnframes()
 
     def test_records_as_long_as_it_is_told_to(self):
-        result = self.run_tool("record", self.path("a.wav"), "--duration", "0.25")
+        result = self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.25")
         self.assertEqual((result.returncode, result.stderr), (0, ""))
         self.assertIn("recorded 0:00.2 (12000 frames at 48000 Hz)", result.stdout)
         self.assertEqual(self.frames_of("a.wav"), 12000)
@@ -517,7 +539,7 @@ class Record(ToolTest):
         for leave in (lambda terminal: terminal.press("\x03"), lambda terminal: terminal.press("q"),
                       lambda terminal: terminal.program.terminate(),
                       lambda terminal: terminal.program.send_signal(signal.SIGHUP)):
-            terminal = Terminal(self, [OPTIONS.program, "record", self.path("a.wav"), "--force"])
+            terminal = self.start(self.path("a.wav"), "--force")
             terminal.read_until("* 0:00.5")
             self.assertTrue(terminal.takes_keys_one_by_one())
             terminal.press("\x1a")  # recording is not suspended
@@ -531,7 +553,7 @@ class Record(ToolTest):
             self.assertEqual(self.frames_of("a.wav"), written)
 
     def test_leaves_out_what_is_heard_in_a_pause(self):
-        terminal = Terminal(self, [OPTIONS.program, "record", self.path("a.wav"), "--duration", "1.5"])
+        terminal = self.start(self.path("a.wav"), "--duration", "1.5")
         terminal.read_until("* 0:00.3")
         before = time.monotonic()
         terminal.press(" ")
@@ -548,12 +570,12 @@ class Record(ToolTest):
         self.assertGreater(time.monotonic() - before, 2)
 
     def test_no_recording_is_lost_to_another_one(self):
-        self.run_tool("record", self.path("a.wav"), "--duration", "0.1")
-        result = self.run_tool("record", self.path("a.wav"), "--duration", "0.2")
+        self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.1")
+        result = self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.2")
         self.assertEqual((result.returncode, result.stdout), (1, ""))
         self.assertIn("already exists; --force replaces it", result.stderr)
         self.assertEqual(self.frames_of("a.wav"), 4800)
-        self.assertEqual(self.run_tool("record", self.path("a.wav"), "--duration", "0.2", "--force").returncode, 0)
+        self.assertEqual(self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.2", "--force").returncode, 0)
         self.assertEqual(self.frames_of("a.wav"), 9600)
 
     def test_what_a_full_disk_has_room_for_can_be_read(self):
@@ -561,7 +583,7 @@ class Record(ToolTest):
             signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
             resource.setrlimit(resource.RLIMIT_FSIZE, (200000, 200000))
 
-        result = self.run_tool("record", self.path("a.wav"), preexec_fn=limit, restore_signals=False)
+        result = self.run_on_loopback("record", self.path("a.wav"), preexec_fn=limit, restore_signals=False)
         self.assertEqual(result.returncode, 1)
         self.assertIn("a.wav could not be written to its end: the file cannot be read or written (File too large)\n",
                       result.stderr)
@@ -572,7 +594,7 @@ class Record(ToolTest):
     def test_refuses_what_cannot_be(self):
         for arguments, complaint in ((["none/a.wav"], "a.wav: no such file or directory\n"), (["a.wav", "--device", "x"], "no device"),
                                      (["a.wav", "--channels", "3"], "has no channel 3")):
-            result = self.run_tool("record", *arguments, cwd=self.folder)
+            result = self.run_on_loopback("record", *arguments, cwd=self.folder)
             self.assertEqual((result.returncode, result.stdout), (1, ""))
             self.assertIn(complaint, result.stderr)
         self.assertFalse(os.path.exists(self.path("a.wav")))
@@ -580,7 +602,7 @@ class Record(ToolTest):
     def test_a_wrong_command_line_is_refused(self):
         for arguments in ([], ["a.mp3"], ["a"], ["a.wav", "--format", "aac"], ["a.wav", "--format", "x"],
                           ["a.wav", "--duration", "-1"], ["a.wav", "--rate", "1"], ["a.wav", "b.wav"]):
-            result = self.run_tool("record", *arguments, cwd=self.folder)
+            result = self.run_on_loopback("record", *arguments, cwd=self.folder)
             self.assertEqual((result.returncode, result.stdout), (2, ""), arguments)
             self.assertIn("--help", result.stderr)
         self.assertEqual(os.listdir(self.folder), [])

@@ -71,7 +71,7 @@ TEST_F(Tool_Play, SixChannelsArriveEachAtItsOwnSpeaker) {
     expectHeardAsItIsRead("six-channel-48k-24.wav", "surround");
 }
 
-/// A program that is started before the sound server.
+/// A program that is started without the sound server, or loses it.
 class Tool_PlayWithoutAServer : public testing::Test {
   protected:
     std::string path(const std::string& name) const { return folder.path() / name; }
@@ -84,11 +84,21 @@ class Tool_PlayWithoutAServer : public testing::Test {
     braq::tests::TemporaryFolder folder;
 };
 
-TEST_F(Tool_PlayWithoutAServer, GoesOnWithTheServerWhenItComes) {
+TEST_F(Tool_PlayWithoutAServer, SaysSoAndEnds) {
+    writeFile(path("file.wav"), toneAndNoise(48'000, rate), rate);
+    braq::tests::ChildProcess tool({BRAQ_TOOL, "play", path("file.wav")}, path("play.log"));
+    EXPECT_EQ(tool.wait(), 1);
+    EXPECT_THAT(written(), testing::StartsWith("braq: there is no sound server; "));
+}
+
+TEST_F(Tool_PlayWithoutAServer, GoesOnWithTheServerWhenItComesBack) {
     writeFile(path("file.wav"), toneAndNoise(600'000, rate), rate);
     server.keep({.name = "test.sink"});
+    server.start();
     braq::tests::ChildProcess tool({BRAQ_TOOL, "play", path("file.wav")}, path("play.log"));
     ASSERT_TRUE(eventually([&] { return written().find("playing") != std::string::npos; })) << written();
+    server.kill();
+    ASSERT_TRUE(eventually([&] { return written().find("the device is gone") != std::string::npos; })) << written();
     server.start();
     const Capture capture("test.sink.monitor", 1'000'000);
     EXPECT_TRUE(eventually([&] { return capture.sound().trimmed().frames() > 50'000; })) << "it is heard";

@@ -24,6 +24,9 @@ std::string namesOf(const std::vector<DeviceFacts>& devices) {
     return names;
 }
 
+// It is a device like others for users who name it. For those who do not, it would be silence instead of a sound server.
+constexpr const char* loopbackUID = "BRAQAudio.loopback";
+
 /// The purpose of a device.
 struct Use {
     DirectionFacts DeviceFacts::*direction;
@@ -43,6 +46,10 @@ DeviceFacts choose(const std::vector<DeviceFacts>& devices, const std::string& m
             std::ranges::find_if(usable, [&](const auto& one) { return (one.*use.direction).isDefault; });
         if (found == usable.end()) {
             throw std::runtime_error("there is no default " + wanted + "; name one of:" + namesOf(usable));
+        }
+        if (found->uid == loopbackUID) {
+            throw std::runtime_error("there is no sound server; to " + (use.words + (" the loopback device " + found->uid)) +
+                                     " all the same, name it");
         }
         return *found;
     }

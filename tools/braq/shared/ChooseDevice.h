@@ -6,7 +6,8 @@
 #include <vector>
 
 /// Finds the recording device that a user means: by its UID, its name, or a part of the name, ignoring case, that no
-/// other recording device has; empty: the default device. Throws std::runtime_error that lists the alternatives.
+/// other recording device has; empty: the default device, unless that is the loopback of a machine without a sound
+/// server. Throws std::runtime_error that lists the alternatives.
 DeviceFacts chooseRecordDevice(const std::vector<DeviceFacts>& devices, const std::string& meant);
 
 /// The same among devices that play.
