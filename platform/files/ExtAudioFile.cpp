@@ -93,6 +93,18 @@ OSStatus createFile(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDe
     return status;
 }
 
+OSStatus createForwards(int descriptor, AudioFileTypeID type, const AudioStreamBasicDescription* format,
+                        ExtAudioFileRef* file) {
+    auto created = std::make_shared<OpenAudioFile>();
+    const OSStatus status = format == nullptr
+                                ? kAudio_ParamError
+                                : braq::FileWriter::createForwards(descriptor, type, *format, created->writer);
+    if (status == 0) {
+        *file = OpenAudioFiles::instance().add(std::move(created));
+    }
+    return status;
+}
+
 OSStatus writeFile(ExtAudioFileRef file, UInt32 frames, const AudioBufferList* list) {
     const auto open = OpenAudioFiles::instance().find(file);
     if (open == nullptr) {
@@ -121,6 +133,11 @@ OSStatus ExtAudioFileOpenURL(CFURLRef url, ExtAudioFileRef* file) {
 OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID type, const AudioStreamBasicDescription* format,
                                    const AudioChannelLayout* /*layout*/, UInt32 flags, ExtAudioFileRef* file) {
     return braq::withReason([&] { return createFile(url, type, format, flags, file); });
+}
+
+OSStatus BRAQExtAudioFileCreateWithDescriptor(int descriptor, AudioFileTypeID type,
+                                              const AudioStreamBasicDescription* format, ExtAudioFileRef* file) {
+    return braq::withReason([&] { return createForwards(descriptor, type, format, file); });
 }
 
 OSStatus ExtAudioFileDispose(ExtAudioFileRef file) {

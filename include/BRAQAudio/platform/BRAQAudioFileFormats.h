@@ -57,6 +57,8 @@ struct BRAQ_EXPORT BRAQAudioFileFormat {
     UInt32 mostPacketsLost;
     /// Whether other programs read the same; otherwise the header states a length of 0, which they believe.
     bool survivesForOthers;
+    /// Whether it can be written into a pipe, see `BRAQExtAudioFileCreateWithDescriptor`.
+    bool canBeWrittenForwards = false;
 
     /// Whether files with this rate can be written.
     bool allowsRate(Float64 rate) const noexcept;

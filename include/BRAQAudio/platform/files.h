@@ -176,6 +176,18 @@ BRAQ_EXPORT OSStatus ExtAudioFileCreateWithURL(CFURLRef url, AudioFileTypeID typ
                                                const AudioStreamBasicDescription* format,
                                                const AudioChannelLayout* layout, UInt32 flags, ExtAudioFileRef* file);
 
+/// Creates a file that is written forwards: into a pipe, a socket, or a file behind what is there. What is known at its end
+/// only, such as the length, is not stated in it; programs read it to its end. Formats: `canBeWrittenForwards` of
+/// `BRAQAudioFileFormat`.
+///
+/// A write waits for the reader. When there is none any more, it fails, provided that the program ignores SIGPIPE; a write
+/// that fails is the last one.
+/// @param descriptor to write to; duplicated, so that it can be closed at once
+/// @return as `ExtAudioFileCreateWithURL`; 'fmt?' also for a format that cannot be written so
+BRAQ_EXPORT OSStatus BRAQExtAudioFileCreateWithDescriptor(int descriptor, AudioFileTypeID type,
+                                                          const AudioStreamBasicDescription* format,
+                                                          ExtAudioFileRef* file);
+
 /// Writes all pending data and closes the file.
 /// @return 0, the status of the write that failed, or `kAudioFileNotOpenError` for an invalid reference
 BRAQ_EXPORT OSStatus ExtAudioFileDispose(ExtAudioFileRef file);

@@ -43,7 +43,8 @@ BRAQAudioFileFormat formatOf(const FileHolding& holding) {
                                .channels = {},
                                .survival = killed.survival,
                                .mostPacketsLost = killed.mostPacketsLost,
-                               .survivesForOthers = killed.forOthers};
+                               .survivesForOthers = killed.forOthers,
+                               .canBeWrittenForwards = muxer.writesForwards};
     for (const auto& sample : holding.samples) {
         format.samples.push_back({sample.name, sample.description(holding.formatID)});
     }

@@ -91,7 +91,8 @@ constexpr FileMuxer mpeg4{"mp4", "", unlimited};
 
 constexpr FileHolding holdings[] = {
     // A file that exceeds the sizes of WAVE becomes RF64 when it is closed.
-    {kAudioFileWAVEType, kAudioFormatLinearPCM, pcmOfWAVE, linearPCM({"wav", "rf64=auto", unlimited}, whole)},
+    {kAudioFileWAVEType, kAudioFormatLinearPCM, pcmOfWAVE,
+     linearPCM({"wav", "rf64=auto", unlimited, Correction::none, true}, whole)},
     {kAudioFileRF64Type, kAudioFormatLinearPCM, pcmOfWAVE,
      linearPCM({"wav", "rf64=always", unlimited, Correction::sampleCount}, {Survival::everything, 0, false})},
     {kAudioFileAIFFType, kAudioFormatLinearPCM, pcmOfAIFF, linearPCM({"aiff", "", sizesOf32Bits}, lost)},
@@ -99,11 +100,12 @@ constexpr FileHolding holdings[] = {
     {kAudioFileCAFType, kAudioFormatLinearPCM, pcmOfCAF, linearPCM({"caf", "", unlimited}, whole)},
     {kAudioFileCAFType, kAudioFormatAppleLossless, alac, losslessALAC({"caf", "", unlimited, Correction::packetTable})},
     {kAudioFileCAFType, kAudioFormatMPEG4AAC, aac, readOnly},
-    {kAudioFileNextType, kAudioFormatLinearPCM, pcmOfNext, linearPCM({"au", "", sizesOf32Bits}, whole)},
+    {kAudioFileNextType, kAudioFormatLinearPCM, pcmOfNext,
+     linearPCM({"au", "", sizesOf32Bits, Correction::none, true}, whole)},
     {kAudioFileFLACType,
      kAudioFormatFLAC,
      flac,
-     {{"flac", "", unlimited}, ratesOfFLAC, upTo8, {Survival::mostPackets, 2, false}}},
+     {{"flac", "", unlimited, Correction::none, true}, ratesOfFLAC, upTo8, {Survival::mostPackets, 2, false}}},
     {kAudioFileM4AType, kAudioFormatMPEG4AAC, aac, lossyAAC({"ipod", "", unlimited})},
     {kAudioFileM4AType, kAudioFormatAppleLossless, alac, losslessALAC({"ipod", "", unlimited})},
     {kAudioFileMPEG4Type, kAudioFormatMPEG4AAC, aac, lossyAAC(mpeg4)},
@@ -114,7 +116,7 @@ constexpr FileHolding holdings[] = {
     {kAudioFileAAC_ADTSType,
      kAudioFormatMPEG4AAC,
      aac,
-     {{"adts", "", unlimited}, ratesOfAAC, channelsOfADTS, {Survival::mostPackets, 2, true}}},
+     {{"adts", "", unlimited, Correction::none, true}, ratesOfAAC, channelsOfADTS, {Survival::mostPackets, 2, true}}},
     {kAudioFileMP3Type, kAudioFormatMPEGLayer3, layerIII, readOnly},
     {kBRAQAudioFileOggType, kBRAQAudioFormatVorbis, vorbis, readOnly},
     {kBRAQAudioFileOggType, kAudioFormatOpus, opus, readOnly},

@@ -38,6 +38,7 @@ struct FileMuxer {
     const char* options; ///< of the muxer, as "key=value:key=value"
     UInt64 largestFile;  ///< bytes that the container's own size fields can state
     Correction correction = Correction::none;
+    bool writesForwards = false; ///< what it writes without going back is a whole file: into a pipe, for instance
 };
 
 /// A coding in a file type: a row of the one table of formats.

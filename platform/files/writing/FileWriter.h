@@ -27,6 +27,10 @@ class FileWriter {
     /// @return 0, or why it cannot be written, like `ExtAudioFileCreateWithURL`
     static OSStatus create(const std::string& path, AudioFileTypeID type, const AudioStreamBasicDescription& format,
                            std::unique_ptr<FileWriter>& writer);
+    /// Creates a file that is written forwards, like `BRAQExtAudioFileCreateWithDescriptor`: no space is reserved, and
+    /// after a failure nothing more is accepted.
+    static OSStatus createForwards(int descriptor, AudioFileTypeID type, const AudioStreamBasicDescription& format,
+                                   std::unique_ptr<FileWriter>& writer);
     /// Like `close`.
     virtual ~FileWriter() = default;
     FileWriter(const FileWriter&) = delete;

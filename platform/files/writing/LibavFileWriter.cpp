@@ -205,7 +205,7 @@ OSStatus LibavFileWriter::statusOf(int error) {
 /// Space was reserved, so this is not an ordinary full disk.
 void LibavFileWriter::giveUp(OSStatus status, UInt64 bytes, SInt64 frames) {
     mFrames = frames;
-    if (mCoding.isLinearPCM() && mCoder->largestPackets(0) == 0 && mResampler == nullptr) {
+    if (!mFile->isForwards() && mCoding.isLinearPCM() && mCoder->largestPackets(0) == 0 && mResampler == nullptr) {
         // Only the bytes represent the frames.
         mFile->goBackTo(bytes);
         return;

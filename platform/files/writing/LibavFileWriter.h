@@ -12,7 +12,7 @@
 namespace braq {
 
 /// Frames go from the client's list through the rate converter, if there is one, and the coder into the container.
-/// `createFile` creates the file itself.
+/// `createFile` or `createFileOn` creates the file itself.
 class LibavFileWriter final : public FileWriter {
   public:
     LibavFileWriter(std::string path, const FileCoding& coding);
@@ -32,6 +32,7 @@ class LibavFileWriter final : public FileWriter {
 
     /// Checks whether a coder supports the rate, and sets what depends on it.
     OSStatus settleRate(Float64 rate);
+    OSStatus createFileOn(int descriptor) { return OutputFile::writeForwards(mPath, descriptor, mFile); }
     OSStatus createFile() { return OutputFile::create(mPath, mCoding.muxer->largestFile, Container::ownBytes, mFile); }
 
   private:

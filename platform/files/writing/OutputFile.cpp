@@ -6,12 +6,14 @@
 #include "platform/foundation/QuietLog.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <limits>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -78,8 +80,18 @@ OSStatus OutputFile::create(const std::string& path, UInt64 limit, UInt64 reserv
     return 0;
 }
 
-OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit)
-    : mPath(std::move(path)), mDescriptor(descriptor), mLimit(limit) {
+OSStatus OutputFile::writeForwards(const std::string& name, int descriptor, std::unique_ptr<OutputFile>& file) {
+    const int own = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (own < 0) {
+        return statusOfOpening(errno);
+    }
+    constexpr bool isForwards = true;
+    file.reset(new OutputFile(name, own, std::numeric_limits<UInt64>::max(), isForwards));
+    return 0;
+}
+
+OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit, bool isForwards)
+    : mPath(std::move(path)), mDescriptor(descriptor), mLimit(limit), mIsForwards(isForwards) {
     auto* const buffer = static_cast<unsigned char*>(av_malloc(streamBytes));
     if (buffer != nullptr) {
 #if LIBAVFORMAT_VERSION_MAJOR >= 61
@@ -89,7 +101,8 @@ OutputFile::OutputFile(std::string path, int descriptor, UInt64 limit)
             return write(self, bytes, count);
         };
 #endif
-        mStream.reset(avio_alloc_context(buffer, streamBytes, 1, this, nullptr, writePacket, seek));
+        mStream.reset(
+            avio_alloc_context(buffer, streamBytes, 1, this, nullptr, writePacket, mIsForwards ? nullptr : seek));
     }
     if (mStream == nullptr) {
         av_free(buffer);
@@ -124,7 +137,7 @@ int OutputFile::write(void* self, const std::uint8_t* bytes, int count) {
 
 int OutputFile::writeBytes(const std::uint8_t* bytes, std::size_t count) {
     while (count > 0) {
-        const ssize_t written = ::pwrite(mDescriptor, bytes, count, static_cast<off_t>(mPosition));
+        const ssize_t written = writeSome(bytes, count);
         if (written < 0 && errno == EINTR) {
             continue;
         }
@@ -137,6 +150,19 @@ int OutputFile::writeBytes(const std::uint8_t* bytes, std::size_t count) {
         mSize = std::max(mSize, mPosition);
     }
     return 0;
+}
+
+/// Waits for the reader of a pipe, also if somebody else has made that not wait.
+ssize_t OutputFile::writeSome(const std::uint8_t* bytes, std::size_t count) const {
+    if (!mIsForwards) {
+        return ::pwrite(mDescriptor, bytes, count, static_cast<off_t>(mPosition));
+    }
+    ssize_t written = 0;
+    while ((written = ::write(mDescriptor, bytes, count)) < 0 && errno == EAGAIN) {
+        pollfd watched = {mDescriptor, POLLOUT, 0};
+        ::poll(&watched, 1, -1);
+    }
+    return written;
 }
 
 std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
@@ -152,7 +178,7 @@ std::int64_t OutputFile::seek(void* self, std::int64_t offset, int whence) {
 }
 
 OSStatus OutputFile::reserve(UInt64 bytes) {
-    if (bytes <= mReserved) {
+    if (mIsForwards || bytes <= mReserved) {
         return 0;
     }
     if (bytes > mLimit) {
@@ -235,7 +261,7 @@ OSStatus OutputFile::close() {
         return 0;
     }
     OSStatus status = flush();
-    if (::ftruncate(mDescriptor, static_cast<off_t>(mSize)) != 0 && status == 0) {
+    if (!mIsForwards && ::ftruncate(mDescriptor, static_cast<off_t>(mSize)) != 0 && status == 0) {
         status = fail(errno);
     }
     // Some file systems report a failed write only here. The descriptor is closed in any case.
@@ -247,7 +273,8 @@ OSStatus OutputFile::close() {
 
 OSStatus OutputFile::fail(int reason) {
     noteSystemReason(reason);
-    if (std::exchange(mReasonLogged, reason) != reason) {
+    // That the reader of a pipe has had enough is no fault.
+    if (std::exchange(mReasonLogged, reason) != reason && reason != EPIPE) {
         log(std::generic_category().message(reason));
     }
     return kAudioFileUnspecifiedError;

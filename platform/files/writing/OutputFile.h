@@ -15,8 +15,9 @@ struct StreamDeleter {
     }
 };
 
-/// A regular file being written, as a stream for libav. Space is reserved in advance, so that a full disk is detected
-/// before frames are encoded, and never in the middle of a packet or an index. One thread at a time.
+/// A file being written, as a stream for libav. In a regular file space is reserved in advance, so that a full disk is
+/// detected before frames are encoded, and never in the middle of a packet or an index. What is written forwards, into a
+/// pipe for instance, has no such thing, and libav does not seek in it. One thread at a time.
 class OutputFile {
   public:
     /// Creates the file, or empties an existing one, and reserves its first bytes. If it fails, a file created by this
@@ -25,11 +26,16 @@ class OutputFile {
     /// @return 0, or why not, like `ExtAudioFileCreateWithURL`
     static OSStatus create(const std::string& path, UInt64 limit, UInt64 reservedBytes,
                            std::unique_ptr<OutputFile>& file);
+    /// Writes forwards to a descriptor, which is duplicated.
+    /// @param name for the log
+    /// @return 0, or why not, like `BRAQExtAudioFileCreateWithDescriptor`
+    static OSStatus writeForwards(const std::string& name, int descriptor, std::unique_ptr<OutputFile>& file);
     ~OutputFile();
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
 
     AVIOContext* stream() { return mStream.get(); }
+    bool isForwards() const noexcept { return mIsForwards; }
     /// Size of the stream in bytes when it was last flushed.
     UInt64 size() const;
 
@@ -40,7 +46,8 @@ class OutputFile {
     /// @return 0, or a status; the reason is noted, and logged once
     OSStatus flush();
 
-    /// After a failure: discards buffered data and truncates the file to the first `bytes`.
+    /// After a failure: discards buffered data and truncates the file to the first `bytes`. Not of what is written
+    /// forwards.
     void goBackTo(UInt64 bytes);
     /// After a failure: discards buffered data and continues behind it; the gap reads as zeros.
     void skipWhatFailed();
@@ -54,9 +61,10 @@ class OutputFile {
     OSStatus close();
 
   private:
-    OutputFile(std::string path, int descriptor, UInt64 limit);
+    OutputFile(std::string path, int descriptor, UInt64 limit, bool isForwards = false);
     static int write(void* self, const std::uint8_t* bytes, int count);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
+    ssize_t writeSome(const std::uint8_t* bytes, std::size_t count) const;
     int writeBytes(const std::uint8_t* bytes, std::size_t count);
     int reserveOnce(UInt64 bytes);
     int fillWithZeros(UInt64 bytes) const;
@@ -66,6 +74,7 @@ class OutputFile {
     const std::string mPath;
     int mDescriptor; // -1: closed
     const UInt64 mLimit;
+    const bool mIsForwards;
     std::unique_ptr<AVIOContext, StreamDeleter> mStream;
     UInt64 mPosition = 0;
     UInt64 mSize = 0;
