@@ -72,6 +72,7 @@ void waitFor(const Interruption& interruption) {
 TEST(Tool_Interruption, IsSeenByAProgramThatLooks) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         const Interrupted process([](const auto& sayReady) {
+            std::signal(SIGHUP, SIG_DFL); // whatever the test was started with
             const Interruption interruption;
             if (interruption.isRequested()) {
                 ::_exit(1);
@@ -88,9 +89,29 @@ TEST(Tool_Interruption, IsSeenByAProgramThatLooks) {
     }
 }
 
+TEST(Tool_Interruption, IsNoClosedTerminalForAProgramThatIsToSurviveIt) {
+    const Interrupted process([](const auto& sayReady) {
+        std::signal(SIGHUP, SIG_IGN); // as nohup does
+        const Interruption interruption;
+        ::raise(SIGHUP);
+        sayReady();
+        waitFor(interruption);
+        ::_exit(interruption.isRequested() ? 7 : 2);
+    });
+    process.waitUntilReady();
+    process.interrupt(SIGHUP);
+    std::this_thread::sleep_for(milliseconds(100)); // too short only makes the test miss a fault
+    EXPECT_FALSE(process.hasEnded());
+    process.interrupt(SIGTERM);
+    const int status = process.waitForEnd();
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
 TEST(Tool_Interruption, EndsAProgramThatDoesNotLook) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         const Interrupted process([](const auto& sayReady) {
+            std::signal(SIGHUP, SIG_DFL);
             const Interruption interruption(milliseconds(100));
             sayReady();
             hang();

@@ -65,3 +65,21 @@ TEST(Tool_Keyboard, DoesNotWaitForWhatTheTerminalHasThrownAway) {
     ASSERT_TRUE(WIFEXITED(status));
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
+
+TEST(Tool_Keyboard, MayBeThatOfTheTerminalWhileSomethingElseComesIn) {
+    const int status = runOnATerminal(
+        [](int /*terminal*/) {
+            int ends[2] = {};
+            if (::pipe(ends) != 0 || ::dup2(ends[0], STDIN_FILENO) != STDIN_FILENO) {
+                ::_exit(2);
+            }
+            const Keyboard none(Keyboard::Suspending::possible);
+            const Keyboard keyboard(Keyboard::Suspending::possible, Keyboard::Source::controllingTerminal);
+            sayReady();
+            const bool isThere = none.descriptor() < 0 && isTyped(keyboard.descriptor()) && keyboard.read() == "q";
+            ::_exit(isThere ? 7 : 1);
+        },
+        "q");
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}

@@ -38,6 +38,17 @@ TEST(RecordFormats, SaysWhatGoesTogetherInstead) {
     EXPECT_THAT(complaint("a.ogg", ""), HasSubstr("selects the file type")) << "it cannot be written";
 }
 
+TEST(RecordFormats, TheStandardOutputTakesWhatCanBeWrittenForwards) {
+    EXPECT_EQ(chooseRecordFormat("-", "").fileType, kAudioFileWAVEType);
+    EXPECT_EQ(chooseRecordFormat("-", "").description.mBitsPerChannel, 16U);
+    EXPECT_EQ(chooseRecordFormat("-", "float").fileType, kAudioFileWAVEType);
+    EXPECT_EQ(chooseRecordFormat("-", "flac24").fileType, kAudioFileFLACType);
+    EXPECT_EQ(chooseRecordFormat("-", "aac").fileType, kAudioFileAAC_ADTSType);
+    EXPECT_EQ(complaint("-", "alac"), "the standard output cannot get 'alac', only pcm16 pcm24 pcm32 float (WAVE) flac "
+                                      "flac24 (FLAC) aac (ADTS)");
+    EXPECT_THAT(recordFormatsHelp(), testing::EndsWith("flac24 (FLAC) aac (ADTS)"));
+}
+
 TEST(RecordFormats, AreThoseThatTheLibraryWrites) {
     for (const BRAQAudioFileFormat& format : BRAQAudioFileFormats()) {
         for (const std::string& extension : format.extensions) {

@@ -117,6 +117,7 @@ int run(int argc, char** argv) {
 } // namespace
 
 int main(int argc, char** argv) {
+    holdClosedStreams();
     std::setlocale(LC_ALL, "");
     std::signal(SIGPIPE, SIG_IGN);
     NSLogSetSink(logErrorsOnly);

@@ -22,6 +22,7 @@ namespace {
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
+    std::signal(SIGHUP, SIG_DFL); // whatever the test was started with
     const winsize size{24, 80, 0, 0};
     if (setsid() >= 0 && ioctl(terminal, TIOCSCTTY, 0) == 0 && ioctl(terminal, TIOCSWINSZ, &size) == 0) {
         dup2(terminal, STDIN_FILENO);

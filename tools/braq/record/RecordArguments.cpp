@@ -7,7 +7,8 @@
 
 Run addRecord(CLI::App& record) {
     const auto options = std::make_shared<RecordOptions>();
-    record.add_option("file", options->file, "The extension selects the file type")->required();
+    record.add_option("file", options->file, "The extension selects the file type; - is the standard output")
+        ->required();
     record.add_option("--device", options->device, "UID or part of the name; else the default device");
     record.add_option("--format", options->format, "Format of the file, see below; else the first one of its type");
     record.add_option("--channels", options->channels, "Device channels to record, such as 1,2; else all")
@@ -21,7 +22,8 @@ Run addRecord(CLI::App& record) {
         }));
     record.add_flag("--force", options->force, "Replace an existing file");
     record.footer("Files and formats:\n" + recordFormatsHelp() +
-                  "\nEnds with q, Ctrl-C or the duration. Space pauses and resumes.");
+                  "\nEnds with q, Ctrl-C or the duration. Space pauses and resumes. What goes to the\n"
+                  "standard output states no length, and has no keys.");
     return [options] {
         runRecord(*options);
         return true;

@@ -12,6 +12,8 @@
 #include "tools/braq/terminal/Meters.h"
 #include "tools/braq/terminal/Output.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -28,12 +30,15 @@ namespace {
 
 using Clock = Attention::Clock;
 
-/// Records into a file, controlled by the keyboard.
+/// Records into a file, controlled by the keyboard, or into the standard output. Nothing else goes there then. A file
+/// needs nobody who reads what the tool says.
 class RecordSession {
   public:
     RecordSession(const RecordOptions& options, const RecordFormat& format)
         : mOptions(options),
-          mAttention(Keyboard::Suspending::impossible),
+          mIsOutput(options.file == "-"),
+          mAttention(Keyboard::Suspending::impossible, Keyboard::Source::standardInput,
+                     mIsOutput ? Attention::Needs::output : Attention::Needs::nothing),
           mFacts(chooseRecordDevice(lookAtDevices(), options.device)),
           mChannels(chooseRecordChannels(mFacts, options.channels)),
           mDevice(BRAQAudioDevice::initWithDeviceID(mFacts.id)),
@@ -45,33 +50,46 @@ class RecordSession {
         mFile->closeFile(); // a pending notification still holds the recorder, and so the file
         if (frames == 0 && !trouble.empty()) {
             std::error_code ignored;
-            std::filesystem::remove(mOptions.file, ignored);
+            if (!mIsOutput) {
+                std::filesystem::remove(mOptions.file, ignored);
+            }
             throw std::runtime_error(trouble + "; nothing was recorded");
         }
         tell(frames);
         if (!trouble.empty()) {
             throw std::runtime_error(trouble);
         }
-        requireReadable(frames);
+        if (!mIsOutput) {
+            requireReadable(frames);
+        }
     }
 
   private:
     std::shared_ptr<RecordedFile> create(const RecordFormat& format) {
-        if (!mOptions.force && std::filesystem::exists(std::filesystem::symlink_status(mOptions.file))) {
+        if (mIsOutput && ::isatty(STDOUT_FILENO) != 0) {
+            throw WrongUsage("the standard output is a terminal; a pipe or a file has to take its place");
+        }
+        if (!mIsOutput && !mOptions.force && std::filesystem::exists(std::filesystem::symlink_status(mOptions.file))) {
             throw std::runtime_error(printable(mOptions.file) + " already exists; --force replaces it");
         }
         mRate = mDevice->recordingNominalSampleRate();
         if (mOptions.durationSeconds) {
             mMost = std::llround(*mOptions.durationSeconds * mRate);
         }
-        const auto channels = static_cast<UInt32>(mChannels.size());
+        const auto description =
+            descriptionOf(format, static_cast<UInt32>(mChannels.size()), mOptions.rate.value_or(mRate));
         try {
-            return RecordedFile::create(mOptions.file, format.fileType,
-                                        descriptionOf(format, channels, mOptions.rate.value_or(mRate)), mDevice, mMost);
+            return mIsOutput ? RecordedFile::createOnOutput(format.fileType, description, mDevice, mMost)
+                             : RecordedFile::create(mOptions.file, format.fileType, description, mDevice, mMost);
         } catch (const NSException&) {
-            throw std::runtime_error(printable(mOptions.file) + ": " + reasonOfCaughtException());
+            throw std::runtime_error(nameOfFile() + ": " + reasonOfCaughtException());
         }
     }
+
+    std::string nameOfFile() const { return mIsOutput ? "the standard output" : printable(mOptions.file); }
+    /// Of what is said: not that of what is recorded.
+    int reportDescriptor() const { return mIsOutput ? STDERR_FILENO : STDOUT_FILENO; }
+    bool hasLostReader() const { return mIsOutput && isReaderGone(STDOUT_FILENO); }
 
     /// @return what went wrong; empty if nothing did
     std::string tryToRecord() {
@@ -94,7 +112,6 @@ class RecordSession {
         try {
             recorder->startRecording();
             trouble = recordOn(*recorder, *news);
-        } catch (const ReaderIsGone&) {
         } catch (const std::exception&) {
             trouble = reasonOfCaughtException();
         }
@@ -113,17 +130,20 @@ class RecordSession {
     std::shared_ptr<BRAQAudioDevice> recordedDevice() const { return mOptions.device.empty() ? nullptr : mDevice; }
 
     std::string recordOn(BRAQExtendedAudioFileRecorder& recorder, DeviceNews& news) {
-        Display display;
-        Meters meters(recordedDevice(), mChannels);
+        Display display(reportDescriptor(), Display::WithoutOutput::goesOn);
+        std::optional<Meters> meters;
+        if (display.isTerminal()) {
+            meters.emplace(recordedDevice(), mChannels);
+        }
         // A level covers the last eighth of a second; before that it is meaningless.
         constexpr double meaninglessSeconds = 0.25;
         const double firstLevel = static_cast<double>(recorder.currentFrame()) / mRate + meaninglessSeconds;
         bool hasSaidSo = false;
         auto next = Clock::now();
         while (true) {
-            const auto happened = mAttention.wait(next);
+            const auto happened = mAttention.wait(display.isTerminal() || !hasSaidSo ? next : endOf(recorder));
             if (!hasSaidSo && recorder.currentFrame() > 0) {
-                display.say("recording " + printable(mFacts.name) + " into " + printable(mOptions.file));
+                display.say("recording " + printable(mFacts.name) + " into " + nameOfFile());
                 hasSaidSo = true;
             }
             for (const auto& line : news.take()) {
@@ -134,17 +154,40 @@ class RecordSession {
             if (happened.isToEnd || isEnough || isToQuit) {
                 return "";
             }
-            if (const auto error = recorder.lastError()) {
-                return printable(mOptions.file) + " could not be written to its end: " + error->localizedDescription();
-            }
-            if (!mIsPaused && !recorder.isFileRecording()) {
-                return deviceTrouble();
+            if (const auto trouble = troubleOf(recorder)) {
+                return *trouble;
             }
             if (Clock::now() >= next || !happened.keys.empty()) {
-                display.show(statusOf(recorder, meters, firstLevel));
+                if (meters) {
+                    display.show(statusOf(recorder, *meters, firstLevel));
+                }
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    /// @return what ends the recording, empty if that is no fault; nothing if it goes on
+    std::optional<std::string> troubleOf(const BRAQExtendedAudioFileRecorder& recorder) const {
+        if (const auto error = mFile->failure()) {
+            return hasLostReader()
+                       ? ""
+                       : nameOfFile() + " could not be written to its end: " + error->localizedDescription();
+        }
+        if (!mIsPaused && !recorder.isFileRecording()) {
+            return deviceTrouble();
+        }
+        return std::nullopt;
+    }
+
+    // Without a picture, only what happens wakes the program: news of the device, a failed write, and the end.
+    Clock::time_point endOf(const BRAQExtendedAudioFileRecorder& recorder) const {
+        if (!mMost || mIsPaused) {
+            return Attention::forever;
+        }
+        constexpr double shortestSeconds = 0.02; // frames come in cycles
+        const double seconds = static_cast<double>(*mMost - recorder.currentFrame()) / mRate;
+        return Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                  std::chrono::duration<double>(std::max(seconds, shortestSeconds)));
     }
 
     /// @return whether the user quits
@@ -201,16 +244,26 @@ class RecordSession {
         }
     }
 
+    // The recording is complete, whether anybody reads this or not.
     void tell(SInt64 frames) const {
-        writeOutput("recorded " + timeText(static_cast<double>(frames) / mRate) + " (" + std::to_string(frames) +
-                    " frames at " + rateText(mRate) + " Hz) into " + printable(mOptions.file) + ", " +
-                    std::to_string(mOverruns) + (mOverruns == 1 ? " overrun" : " overruns") +
-                    (mLostFrames != 0 ? ", dropouts of " + secondsText(static_cast<double>(mLostFrames) / mRate) +
-                                            " filled with silence\n"
-                                      : "\n"));
+        try {
+            writeOutput(summary(frames) + "\n", reportDescriptor());
+        } catch (const std::exception&) {
+        }
+    }
+
+    std::string summary(SInt64 frames) const {
+        return "recorded " + timeText(static_cast<double>(frames) / mRate) + " (" + std::to_string(frames) +
+               " frames at " + rateText(mRate) + " Hz) into " + nameOfFile() + ", " + std::to_string(mOverruns) +
+               (mOverruns == 1 ? " overrun" : " overruns") +
+               (mLostFrames != 0
+                    ? ", dropouts of " + secondsText(static_cast<double>(mLostFrames) / mRate) + " filled with silence"
+                    : "") +
+               (hasLostReader() ? "; nobody reads it any more" : "");
     }
 
     const RecordOptions& mOptions;
+    const bool mIsOutput; // the standard output takes the place of a file
     Attention mAttention; // before anything that starts threads
     const DeviceFacts mFacts;
     const std::vector<unsigned> mChannels;

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <string_view>
+#include <utility>
 
 namespace {
 
@@ -12,6 +14,8 @@ struct Type {
     AudioFileTypeID type;
     std::vector<std::string> endings;
     std::vector<BRAQAudioFileSample> formats; // the default first
+    bool isForwards = false;
+    const char* name = "";
 };
 
 // 8 bits are too few for a recording, and 64 are more than any device delivers.
@@ -24,7 +28,7 @@ bool isForRecordings(const BRAQAudioFileSample& sample) {
 
 void add(std::vector<Type>& types, const BRAQAudioFileFormat& format) {
     if (types.empty() || types.back().type != format.fileType) {
-        types.push_back({format.fileType, {}, {}});
+        types.push_back({format.fileType, {}, {}, format.canBeWrittenForwards, format.fileTypeName});
         for (const std::string& extension : format.extensions) {
             types.back().endings.push_back("." + extension);
         }
@@ -68,9 +72,55 @@ std::string endingOf(const std::string& path) {
     return ending;
 }
 
+/// For a pipe, each with the first type that holds it.
+std::vector<std::pair<BRAQAudioFileSample, const Type*>> forwardFormats() {
+    std::vector<std::pair<BRAQAudioFileSample, const Type*>> found;
+    for (const auto& type : recordTypes()) {
+        for (const auto& format : type.formats) {
+            const auto isNamed = [&](const auto& one) { return std::string_view(one.first.name) == format.name; };
+            if (type.isForwards && std::ranges::none_of(found, isNamed)) {
+                found.emplace_back(format, &type);
+            }
+        }
+    }
+    return found;
+}
+
+/// "pcm16 pcm24 (WAVE) flac (FLAC)"
+std::string forwardHelp() {
+    std::string text;
+    const auto formats = forwardFormats();
+    for (auto format = formats.begin(); format != formats.end(); ++format) {
+        addWord(text, format->first.name);
+        if (format + 1 == formats.end() || (format + 1)->second != format->second) {
+            addWord(text, std::string("(") + format->second->name + ")");
+        }
+    }
+    return text;
+}
+
+RecordFormat chooseForwardFormat(const std::string& name) {
+    const auto formats = forwardFormats();
+    const auto format = name.empty()
+                            ? formats.begin()
+                            : std::ranges::find_if(formats, [&](const auto& each) { return each.first.name == name; });
+    if (format == formats.end()) {
+        throw WrongUsage("the standard output cannot get '" + printable(name) + "', only " + forwardHelp());
+    }
+    return {format->second->type, format->first.description};
+}
+
+std::string helpLine(const std::string& what, const std::string& formats) {
+    constexpr std::size_t columns = 14;
+    return "  " + what + std::string(columns - what.size(), ' ') + formats + "\n";
+}
+
 } // namespace
 
 RecordFormat chooseRecordFormat(const std::string& path, const std::string& name) {
+    if (path == "-") {
+        return chooseForwardFormat(name);
+    }
     const std::string ending = endingOf(path);
     const auto& types = recordTypes();
     const auto type = std::ranges::find_if(
@@ -106,9 +156,9 @@ std::string recordFormatsHelp() {
         for (const auto& ending : type.endings) {
             addWord(endings, ending);
         }
-        constexpr std::size_t columns = 14;
-        text += "  " + endings + std::string(columns - endings.size(), ' ') + namesOf(type.formats) + "\n";
+        text += helpLine(endings, namesOf(type.formats));
     }
+    text += helpLine("-", forwardHelp());
     text.pop_back();
     return text;
 }

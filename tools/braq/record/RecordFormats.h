@@ -12,7 +12,8 @@ struct RecordFormat {
     AudioStreamBasicDescription description{}; ///< without rate and channels
 };
 
-/// @param path its extension selects the type
+/// @param path its extension selects the type; a hyphen: the standard output, the format selects a type that can be
+///        written forwards
 /// @param name of the format; empty: the default of the type
 /// Throws `WrongUsage` with the supported ones.
 RecordFormat chooseRecordFormat(const std::string& path, const std::string& name);

@@ -48,8 +48,8 @@ DeviceFacts choose(const std::vector<DeviceFacts>& devices, const std::string& m
             throw std::runtime_error("there is no default " + wanted + "; name one of:" + namesOf(usable));
         }
         if (found->uid == loopbackUID) {
-            throw std::runtime_error("there is no sound server; to " + (use.words + (" the loopback device " + found->uid)) +
-                                     " all the same, name it");
+            throw std::runtime_error("there is no sound server; to " +
+                                     (use.words + (" the loopback device " + found->uid)) + " all the same, name it");
         }
         return *found;
     }

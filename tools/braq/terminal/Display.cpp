@@ -8,7 +8,8 @@
 #include <exception>
 #include <utility>
 
-Display::Display() : mIsTerminal(::isatty(STDOUT_FILENO) != 0) {
+Display::Display(int descriptor, WithoutOutput withoutOutput)
+    : mDescriptor(descriptor), mWithoutOutput(withoutOutput), mIsTerminal(::isatty(descriptor) != 0) {
     if (!mIsTerminal) {
         return;
     }
@@ -32,30 +33,60 @@ Display::~Display() {
     }
 }
 
-void Display::say(const std::string& line) {
-    if (mDrawing) {
-        mDrawing->erase();
+// The output of a command that goes on is no more than a report: without somebody who reads it, nothing is lost.
+void Display::write(const std::function<void()>& operation) {
+    if (mIsLost) {
+        return;
     }
-    writeOutput(line + "\n");
+    try {
+        operation();
+    } catch (const std::exception&) {
+        if (mWithoutOutput == WithoutOutput::ends) {
+            throw;
+        }
+        mIsLost = true;
+        mDrawing.reset();
+    }
+}
+
+void Display::say(const std::string& line) {
+    write([&] {
+        if (mDrawing) {
+            mDrawing->erase();
+        }
+        writeOutput(line + "\n", mDescriptor);
+    });
 }
 
 void Display::complain(const std::string& line) {
-    if (mDrawing) {
-        mDrawing->erase();
-    }
+    write([&] {
+        if (mDrawing) {
+            mDrawing->erase();
+        }
+    });
     std::fprintf(stderr, "braq: %s\n", line.c_str());
 }
 
 void Display::show(const Status& status) {
     if (mDrawing) {
-        complainOfWhatWasLogged();
-        mDrawing->draw(statusLine(status, terminalColumns()) + "\n");
+        draw(statusLine(status, terminalColumns(mDescriptor)));
     }
 }
 
+void Display::show(const std::string& words) {
+    if (mDrawing) {
+        draw(words.substr(0, terminalColumns(mDescriptor)));
+    }
+}
+
+void Display::draw(const std::string& line) {
+    complainOfWhatWasLogged();
+    write([&] { mDrawing->draw(line + "\n"); });
+}
+
 void Display::resume() {
-    if (mIsTerminal) {
-        mDrawing.emplace();
+    if (isTerminal()) {
+        write([&] { mDrawing.emplace(mDescriptor); });
     }
 }
 

@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <exception>
 
-Drawing::Drawing() { writeOutput("\x1b[?25l"); }
+Drawing::Drawing(int terminal) : mTerminal(terminal) { writeOutput("\x1b[?25l", mTerminal); }
 
 // If the reader closed the pipe, there is no terminal.
 Drawing::~Drawing() {
     try {
-        writeOutput("\x1b[?25h");
+        writeOutput("\x1b[?25h", mTerminal);
     } catch (const std::exception&) {
     }
 }
@@ -25,17 +25,17 @@ void Drawing::draw(const std::string& lines) {
     for (const char letter : lines) {
         picture += letter == '\n' ? "\x1b[K\n" : std::string(1, letter);
     }
-    writeOutput(picture);
+    writeOutput(picture, mTerminal);
     mLines = static_cast<std::size_t>(std::ranges::count(lines, '\n'));
 }
 
 void Drawing::erase() {
-    writeOutput(toTheFirstLine() + "\x1b[J");
+    writeOutput(toTheFirstLine() + "\x1b[J", mTerminal);
     mLines = 0;
 }
 
-std::size_t terminalColumns() {
+std::size_t terminalColumns(int terminal) {
     constexpr std::size_t usual = 80;
     ::winsize size{};
-    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
+    return ::ioctl(terminal, TIOCGWINSZ, &size) == 0 && size.ws_col != 0 ? size.ws_col : usual;
 }

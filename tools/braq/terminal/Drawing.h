@@ -1,12 +1,14 @@
 #pragma once
 
+#include <unistd.h>
+
 #include <cstddef>
 #include <string>
 
 /// Lines that are redrawn in place on a terminal, with the cursor hidden. Operations throw what `writeOutput` throws.
 class Drawing {
   public:
-    Drawing();
+    explicit Drawing(int terminal = STDOUT_FILENO);
     /// Restores the cursor in any case.
     ~Drawing();
     Drawing(const Drawing&) = delete;
@@ -20,8 +22,9 @@ class Drawing {
   private:
     std::string toTheFirstLine() const;
 
+    const int mTerminal;
     std::size_t mLines = 0; // above the cursor
 };
 
-/// The width of the output terminal; the usual width if it does not tell.
-std::size_t terminalColumns();
+/// The width of a terminal; the usual width if it does not tell.
+std::size_t terminalColumns(int terminal = STDOUT_FILENO);

@@ -31,6 +31,12 @@ void makeReadable(int event) {
     static_cast<void>(::write(event, &one, sizeof(one)));
 }
 
+// As after nohup(1). A signal that is waited for would be seen all the same.
+bool isIgnored(int signal) {
+    struct sigaction action {};
+    return ::sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 [[noreturn]] void dieOf(int signal) {
     std::signal(signal, SIG_DFL);
     ::sigset_t only;
@@ -46,8 +52,11 @@ void makeReadable(int event) {
 Interruption::Interruption(std::chrono::milliseconds patience) : mPatience(patience) {
     ::sigset_t signals;
     ::sigemptyset(&signals);
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+    for (const int signal : {SIGINT, SIGTERM}) {
         ::sigaddset(&signals, signal);
+    }
+    if (!isIgnored(SIGHUP)) {
+        ::sigaddset(&signals, SIGHUP);
     }
     ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);
     mSignals = opened(::signalfd(-1, &signals, SFD_CLOEXEC));

@@ -4,7 +4,7 @@
 #include <chrono>
 #include <thread>
 
-/// Ctrl-C, SIGTERM and a closed terminal as events to wait for. Create it before any other thread, so that none of them
+/// Ctrl-C, SIGTERM and, unless the program was started to survive it, a closed terminal as events to wait for. Create it before any other thread, so that none of them
 /// is interrupted.
 ///
 /// If a program does not react for `patience` after a signal, it hangs; the signal then ends it as if nobody waited for

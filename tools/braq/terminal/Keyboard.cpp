@@ -1,5 +1,6 @@
 #include "tools/braq/terminal/Keyboard.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 
@@ -8,14 +9,30 @@
 
 namespace {
 
+/// @return -1 without a terminal
+int openTerminal(Keyboard::Source source) {
+    return source == Keyboard::Source::standardInput ? STDIN_FILENO : ::open("/dev/tty", O_RDWR | O_CLOEXEC | O_NOCTTY);
+}
+
 // A background process that changes a terminal or reads from it is stopped.
-bool isInForeground() { return ::tcgetpgrp(STDIN_FILENO) == ::getpgrp(); }
+bool isInForeground(int terminal) { return ::tcgetpgrp(terminal) == ::getpgrp(); }
 
 } // namespace
 
+Keyboard::Keyboard(Suspending suspending, Source source) : mSuspending(suspending), mTerminal(openTerminal(source)) {
+    take();
+}
+
+Keyboard::~Keyboard() {
+    release();
+    if (mTerminal > STDIN_FILENO) {
+        ::close(mTerminal);
+    }
+}
+
 void Keyboard::take() {
-    if (mDescriptor >= 0 || ::isatty(STDIN_FILENO) == 0 || ::isatty(STDOUT_FILENO) == 0 || !isInForeground() ||
-        ::tcgetattr(STDIN_FILENO, &mBefore) != 0) {
+    if (mIsTaken || ::isatty(mTerminal) == 0 || ::isatty(STDOUT_FILENO) == 0 || !isInForeground(mTerminal) ||
+        ::tcgetattr(mTerminal, &mBefore) != 0) {
         return;
     }
     ::termios settings = mBefore;
@@ -26,25 +43,23 @@ void Keyboard::take() {
     if (mSuspending == Suspending::impossible) {
         settings.c_cc[VSUSP] = _POSIX_VDISABLE;
     }
-    if (::tcsetattr(STDIN_FILENO, TCSANOW, &settings) == 0) {
-        mDescriptor = STDIN_FILENO;
-    }
+    mIsTaken = ::tcsetattr(mTerminal, TCSANOW, &settings) == 0;
 }
 
 void Keyboard::release() {
-    if (mDescriptor >= 0 && isInForeground()) {
-        ::tcsetattr(mDescriptor, TCSANOW, &mBefore);
+    if (mIsTaken && isInForeground(mTerminal)) {
+        ::tcsetattr(mTerminal, TCSANOW, &mBefore);
     }
-    mDescriptor = -1;
+    mIsTaken = false;
 }
 
 std::optional<std::string> Keyboard::read() const {
     char typed[64];
-    const ssize_t count = ::read(mDescriptor, typed, sizeof(typed));
+    const ssize_t count = ::read(mTerminal, typed, sizeof(typed));
     if (count < 0 && errno != EINTR && errno != EAGAIN) {
         return std::nullopt;
     }
-    pollfd terminal = {mDescriptor, POLLIN, 0};
+    pollfd terminal = {mTerminal, POLLIN, 0};
     if (count == 0 && ::poll(&terminal, 1, 0) > 0 && (terminal.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0) {
         return std::nullopt;
     }

@@ -5,21 +5,27 @@
 #include <optional>
 #include <string>
 
-/// The keys of the controlling terminal, one by one and without echo; Ctrl-C stays a signal. There are none without a
-/// terminal or in the background.
+/// The keys of the terminal, one by one and without echo; Ctrl-C stays a signal. There are none without a terminal or in
+/// the background, or if the output goes elsewhere.
 class Keyboard {
   public:
     /// What Ctrl-Z does.
     enum class Suspending { possible, impossible };
 
-    explicit Keyboard(Suspending suspending) : mSuspending(suspending) { take(); }
+    /// Whose keys they are.
+    enum class Source {
+        standardInput,
+        controllingTerminal, ///< because something else comes from the standard input
+    };
+
+    explicit Keyboard(Suspending suspending, Source source = Source::standardInput);
     /// Restores the terminal.
-    ~Keyboard() { release(); }
+    ~Keyboard();
     Keyboard(const Keyboard&) = delete;
     Keyboard& operator=(const Keyboard&) = delete;
 
     /// Readable when a key was pressed; -1 without a keyboard.
-    int descriptor() const noexcept { return mDescriptor; }
+    int descriptor() const noexcept { return mIsTaken ? mTerminal : -1; }
     /// The typed characters, without waiting; empty if they were discarded. @return nothing if the terminal was closed
     std::optional<std::string> read() const;
 
@@ -29,6 +35,7 @@ class Keyboard {
 
   private:
     const Suspending mSuspending;
-    int mDescriptor = -1;
+    const int mTerminal;
+    bool mIsTaken = false;
     ::termios mBefore{}; // while taken
 };
