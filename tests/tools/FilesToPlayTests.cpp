@@ -38,9 +38,14 @@ class Tool_FilesToPlay : public testing::Test {
 };
 
 TEST_F(Tool_FilesToPlay, FilesAreTheyThemselves) {
-    const auto found = filesToPlay({"/no/such/song.flac", "b.wav", "a.wav", "-"});
-    EXPECT_THAT(found.files, ElementsAre("/no/such/song.flac", "b.wav", "a.wav", "-"));
+    const auto found = filesToPlay({"/no/such/song.flac", "b.wav", "a.wav", "./-"});
+    EXPECT_THAT(found.files, ElementsAre("/no/such/song.flac", "b.wav", "a.wav", "./-"));
     EXPECT_THAT(found.troubles, IsEmpty());
+}
+
+TEST_F(Tool_FilesToPlay, AHyphenIsTheStandardInputUnlessAListNamesIt) {
+    EXPECT_THAT(filesToPlay({"-"}).files, ElementsAre("/dev/stdin"));
+    EXPECT_THAT(found({write("list.m3u", "-\n")}), ElementsAre("-"));
 }
 
 TEST_F(Tool_FilesToPlay, AFolderIsTheAudioFilesInItInTheOrderOfTheirNames) {

@@ -25,6 +25,9 @@ class MockPlayback : public Playback {
     MOCK_METHOD(bool, isRunning, (), (const, override));
     MOCK_METHOD(bool, hasEnded, (), (override));
     MOCK_METHOD(SInt64, frame, (), (override));
+    MOCK_METHOD(bool, canLoopRange, (), (const, override));
+    MOCK_METHOD(void, setLoop, (SInt64, SInt64), (override));
+    MOCK_METHOD(void, clearLoop, (), (override));
     MOCK_METHOD(void, goTo, (SInt64), (override));
     MOCK_METHOD(bool, canPlayBackwards, (), (const, override));
     MOCK_METHOD(void, setSpeed, (double), (override));
@@ -49,6 +52,13 @@ class Tool_PlayControls : public testing::Test {
         EXPECT_CALL(playback, frame).WillOnce(testing::Return(from));
         EXPECT_CALL(playback, goTo(to));
         press(controls, key);
+    }
+
+    /// Presses the key of the loop where playing has come to.
+    void markAt(SInt64 frame, PlayControls& controls) {
+        EXPECT_CALL(playback, canLoopRange).WillRepeatedly(testing::Return(true));
+        EXPECT_CALL(playback, frame).WillRepeatedly(testing::Return(frame));
+        press(controls, Key::l);
     }
 
     StrictMock<MockPlayback> playback;
@@ -156,6 +166,65 @@ TEST_F(Tool_PlayControls, ALoopIsNotTurnedRound) {
     EXPECT_CALL(playback, canPlayBackwards).WillRepeatedly(testing::Return(false));
     press(controls, Key::r);
     EXPECT_FALSE(controls.isReverse());
+}
+
+TEST_F(Tool_PlayControls, LLoopsFromWhereItWasPressedFirstAndGoesThere) {
+    PlayControls controls(1.0, 0.0);
+    markAt(30'000, controls);
+    EXPECT_EQ(controls.loop().from, 30'000);
+    EXPECT_FALSE(controls.loop().to);
+    const testing::Expectation set = EXPECT_CALL(playback, setLoop(30'000, 42'000));
+    EXPECT_CALL(playback, goTo(30'000)).After(set);
+    markAt(42'000, controls);
+    EXPECT_EQ(controls.loop().to, 42'000);
+    EXPECT_CALL(playback, clearLoop);
+    markAt(35'000, controls);
+    EXPECT_FALSE(controls.loop().from);
+    markAt(50'000, controls);
+    EXPECT_EQ(controls.loop().from, 50'000) << "the next one";
+}
+
+TEST_F(Tool_PlayControls, BackwardsTheLoopBeginsAtItsLastFrame) {
+    PlayControls controls(-1.0, 0.0);
+    markAt(42'000, controls);
+    EXPECT_CALL(playback, setLoop(30'000, 42'000));
+    EXPECT_CALL(playback, goTo(42'000));
+    markAt(30'000, controls);
+}
+
+TEST_F(Tool_PlayControls, AMarkInFrontOfTheFirstOneIsWhereTheLoopGoesOn) {
+    PlayControls controls(1.0, 0.0);
+    markAt(42'000, controls);
+    EXPECT_CALL(playback, setLoop(30'000, 42'000));
+    markAt(30'000, controls);
+    EXPECT_EQ(controls.loop().to, 30'000);
+}
+
+TEST_F(Tool_PlayControls, AKeyPressedTwiceIsNoLoop) {
+    PlayControls controls(1.0, 0.0);
+    markAt(30'000, controls);
+    markAt(30'010, controls);
+    EXPECT_FALSE(controls.loop().to);
+    EXPECT_CALL(playback, setLoop(30'000, 30'050));
+    EXPECT_CALL(playback, goTo(30'000));
+    markAt(30'050, controls);
+}
+
+TEST_F(Tool_PlayControls, AnotherFileHasNoLoop) {
+    PlayControls controls(1.0, 0.0);
+    markAt(30'000, controls);
+    EXPECT_CALL(playback, setSpeed);
+    EXPECT_CALL(playback, setVolume);
+    EXPECT_CALL(playback, start);
+    controls.start(playback);
+    EXPECT_FALSE(controls.loop().from);
+}
+
+TEST_F(Tool_PlayControls, WhatLoopsAsAWholeHasNoMarks) {
+    PlayControls controls(1.0, 0.0);
+    EXPECT_CALL(playback, canLoopRange).WillRepeatedly(testing::Return(false));
+    press(controls, Key::l, 3);
+    EXPECT_FALSE(controls.loop().from);
 }
 
 TEST_F(Tool_PlayControls, VolumeGoesByADecibelWithinItsRange) {

@@ -109,6 +109,22 @@ TEST_F(Tool_Playback, AFileThatHasEndedGoesOnWhenItIsMoved) {
     expectCycleBehindAFade(50, 1);
 }
 
+TEST_F(Tool_Playback, ARangeIsPlayedAgainAndAgainUntilItIsLetGo) {
+    FilePlayback playback(numbered(20'000), device);
+    EXPECT_TRUE(playback.canLoopRange());
+    playback.start();
+    expectCycle(0, 1, 1000);
+    playback.setLoop(500, 1000);
+    playback.goTo(500); // as the second mark does
+    step(400);
+    expectCycle(900, 1, 100);
+    expectCycle(500, 1, 500);
+    expectCycle(500, 1, 250);
+    playback.clearLoop();
+    expectCycle(750, 1, 250);
+    expectCycle(1000, 1, 500);
+}
+
 TEST_F(Tool_Playback, WhatFollowsIsGoneOnWithWhenItHasBegun) {
     const auto first = numbered(1000);
     const std::string path = folder.path() / "next.wav";

@@ -9,6 +9,7 @@ import re
 import resource
 import select
 import signal
+import socket
 import struct
 import subprocess
 import sys
@@ -44,8 +45,9 @@ class ToolTest(unittest.TestCase):
 
     def run_tool(self, *arguments, **keywords):
         """Runs the tool to its end."""
-        keywords = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "env": self.environment, **keywords}
-        return subprocess.run([OPTIONS.program, *arguments], timeout=60, check=False, encoding="utf-8", **keywords)
+        keywords = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE, "env": self.environment, "encoding": "utf-8",
+                    **keywords}
+        return subprocess.run([OPTIONS.program, *arguments], timeout=60, check=False, **keywords)
 
     def run_on_loopback(self, command, *arguments, **keywords):
         return self.run_tool(command, *([] if "--device" in arguments else ["--device", LOOPBACK]), *arguments, **keywords)
@@ -216,7 +218,7 @@ while True:
 class Terminal:
     """A program on a terminal of its own, whose keys a test presses."""
 
-    def __init__(self, test, arguments, columns=80):
+    def __init__(self, test, arguments, columns=80, **streams):
         self.device, self.other_end = os.openpty()
         fcntl.ioctl(self.other_end, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
         self.settings = termios.tcgetattr(self.other_end)
@@ -224,10 +226,12 @@ class Terminal:
 
         def become_leader():
             os.setsid()
-            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+            fcntl.ioctl(2, termios.TIOCSCTTY, 0)
+            signal.signal(signal.SIGHUP, signal.SIG_DFL)  # whatever the test was started with
 
-        self.program = subprocess.Popen(arguments, stdin=self.other_end, stdout=self.other_end,
-                                        stderr=self.other_end, env=test.environment, preexec_fn=become_leader)
+        streams = {"stdin": self.other_end, "stdout": self.other_end, "stderr": self.other_end,
+                   "preexec_fn": become_leader, **streams}
+        self.program = subprocess.Popen(arguments, env=test.environment, **streams)
         test.addCleanup(self.close)
 
     def close(self):
@@ -278,8 +282,8 @@ class Play(ToolTest):
         self.long_file = self.path("long.wav")
         wave_file(self.long_file, 60, rate=8000)
 
-    def start(self, *arguments, columns=80):
-        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, *arguments], columns)
+    def start(self, *arguments, columns=80, **streams):
+        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, *arguments], columns, **streams)
         terminal.read_until("> 0:")
         return terminal
 
@@ -383,12 +387,166 @@ class Play(ToolTest):
         terminal = self.start(self.long_file)
         terminal.press("?")
         terminal.read_until("space pause")
-        lines = ("space pause" + terminal.read_until("q quit").decode()).splitlines()
-        self.assertEqual(len(lines), 2)
+        lines = ("space pause" + terminal.read_until("no loop").decode()).splitlines()
+        self.assertEqual(len(lines), 3)
         for line in lines:
             self.assertLessEqual(len(line), 80)
         terminal.press("q")
         self.end(terminal)
+
+    def test_loops_between_two_marks(self):
+        terminal = self.start(self.long_file, self.file)
+        terminal.press("\x1b[C")
+        terminal.read_until("> 0:05.")
+        terminal.press("l")
+        mark = re.search(r"loop (0:0[5-9]\.\d)-  ", terminal.read_until("-  ").decode())[1]
+        time.sleep(0.5)
+        terminal.press("l")
+        terminal.read_until(f"loop {mark}-0:0")
+        for _ in range(2):  # it gets no further, and comes back
+            terminal.output = b""
+            terminal.read_until(f"> {mark} ")
+            time.sleep(0.3)
+        terminal.press("r")
+        terminal.read_until("< 0:0")
+        terminal.press("r")
+        terminal.press("l")
+        terminal.output = b""
+        terminal.read_until("> 0:07.")
+        self.assertNotIn(b"loop", terminal.output)
+        terminal.press("ln")
+        terminal.read_until(f"playing {self.file}")
+        terminal.output = b""
+        terminal.read_until("> 0:00.3 / 0:01.0")
+        self.assertNotIn(b"loop", terminal.output)
+        self.end(terminal)
+
+    def test_plays_what_comes_out_of_a_pipe(self):
+        kept = self.path("kept")
+        os.mkdir(kept)
+        self.environment["TMPDIR"] = kept
+        with open(self.file, "rb") as file:
+            sound = file.read()
+        for arguments, streams in ((["-"], {"input": sound}), (["/dev/stdin", "-"], {"input": sound}),
+                                   (["-"], {"stdin": open(self.file, "rb")})):
+            result = subprocess.run([OPTIONS.program, "play", "--device", LOOPBACK, "--speed", "8", *arguments],
+                                    timeout=60, capture_output=True, env=self.environment, check=False, **streams)
+            self.assertEqual((result.returncode, result.stderr), (0, b""))
+            self.assertEqual(result.stdout.decode(),
+                             len(arguments) * ("playing standard input (0:01.0, 48000 Hz, 2 channels) on Loopback (no sound "
+                                               "server)\nplayed standard input to 0:01.0, 0 underruns\n"))
+            self.assertEqual(os.listdir(kept), [])
+            if "stdin" in streams:
+                streams["stdin"].close()
+
+    def test_a_socket_and_the_rest_of_a_file_are_read_as_well(self):
+        with open(self.file, "rb") as file:
+            sound = file.read()
+        ends = socket.socketpair()
+        with subprocess.Popen([OPTIONS.program, "play", "--device", LOOPBACK, "--speed", "8", "-"], stdin=ends[0],
+                              stdout=subprocess.PIPE, env=self.environment) as tool:
+            ends[0].close()
+            ends[1].sendall(sound)
+            ends[1].close()
+            self.assertIn(b"played standard input to 0:01.0", tool.communicate(timeout=60)[0])
+        with open(self.path("rest"), "wb") as file:
+            file.write(b"behind this " + sound)
+        with open(self.path("rest"), "rb", buffering=0) as file:
+            file.seek(12)
+            result = self.run_on_loopback("play", "-", "--speed", "8", stdin=file)
+        self.assertIn("played standard input to 0:01.0", result.stdout)
+
+    def test_waits_for_a_pipe_and_plays_the_others_meanwhile(self):
+        pipe = self.path("pipe")
+        os.mkfifo(pipe)
+        terminal = self.start(self.file, pipe, self.file)
+        terminal.read_until(f"{pipe}: 0.0 MB")
+        with open(self.long_file, "rb") as file, open(pipe, "wb") as writing:
+            sound = file.read()
+            writing.write(sound[:200000])
+            writing.flush()
+            terminal.read_until(f"{pipe}: 0.2 MB")
+            terminal.press("?")
+            terminal.read_until("space pause")
+            writing.write(sound[200000:])
+        terminal.read_until(f"playing {pipe} (1:00.0, 8000 Hz, 2 channels)")
+        for key, shown in (("\x1b[C", "> 0:05."), ("r", "< 0:0"), ("\x1b[F", "< 0:5")):
+            terminal.output = b""
+            terminal.press(key)
+            terminal.read_until(shown)
+        terminal.press("n")
+        terminal.read_until(f"playing {self.file}")
+        self.end(terminal)
+
+    def test_a_pipe_may_be_left_for_the_next_file_and_for_good(self):
+        pipe = self.path("pipe")
+        os.mkfifo(pipe)
+        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, pipe, self.file, pipe])
+        terminal.read_until(f"{pipe}: 0.0 MB")
+        terminal.press("n")
+        terminal.read_until("> 0:00.5 / 0:01.0")
+        terminal.read_until(f"{pipe}: 0.0 MB")
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_keys_come_from_the_terminal_while_sound_comes_out_of_a_pipe(self):
+        with open(self.long_file, "rb") as file:
+            sound = file.read()
+        reading, writing = os.pipe()
+        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, "-"], stdin=reading)
+        os.close(reading)
+        with os.fdopen(writing, "wb") as pipe:
+            pipe.write(sound)
+        terminal.read_until("> 0:00.2 / 1:00.0")
+        terminal.press("\x1b[C")
+        terminal.read_until("> 0:05.")
+        terminal.press("q")
+        self.end(terminal)
+
+    def test_a_pipe_without_sound_says_why(self):
+        def limit():
+            signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+            resource.setrlimit(resource.RLIMIT_FSIZE, (100000, 100000))
+
+        full = {"preexec_fn": limit, "restore_signals": False}
+        with open(self.file, "rb") as file:
+            sound = file.read()
+        for text, reason, keywords in ((b"", "it is empty", {}), (b"This is no audio.", "there is no audio in it that can be read", {}),
+                                       (sound, "it cannot be kept in /var/tmp: File too large", full)):
+            result = subprocess.run([OPTIONS.program, "play", "--device", LOOPBACK, "-", self.file, "--speed", "8"], input=text,
+                                    timeout=60, capture_output=True, env=self.environment, check=False, **keywords)
+            self.assertEqual(result.returncode, 1)
+            self.assertIn(f"braq: standard input: {reason}", result.stderr.decode())
+            self.assertIn(f"played {self.file} to 0:01.0", result.stdout.decode())
+        terminal = Terminal(self, [OPTIONS.program, "play", "--device", LOOPBACK, "-"])
+        status, output = terminal.wait()
+        self.assertEqual(status, 1)
+        self.assertIn("standard input: it is a terminal, and no file comes out of it", output)
+
+    def test_wakes_for_nothing_but_news_without_a_terminal(self):
+        recording = self.path("recording.wav")
+        for arguments, begun in (([self.long_file], b"playing"), ([self.long_file, "--loop"], b"playing")):
+            self.expect_no_wakes("play", arguments, begun)
+        self.expect_no_wakes("record", [recording], b"recording")
+
+    def expect_no_wakes(self, command, arguments, begun):
+        tool = subprocess.Popen([OPTIONS.program, command, "--device", LOOPBACK, *arguments], stdout=subprocess.PIPE,
+                                env=self.environment)
+        self.addCleanup(tool.communicate)
+        self.addCleanup(tool.kill)
+        self.assertIn(begun, tool.stdout.readline())
+        time.sleep(0.5)
+        before = self.waits_of(tool)
+        time.sleep(2)
+        self.assertLessEqual(self.waits_of(tool) - before, 4, command)  # with a picture, there would be 40
+        tool.send_signal(signal.SIGTERM)
+        tool.communicate(timeout=60)
+        self.assertEqual(tool.returncode, 0)
+
+    def waits_of(self, tool):
+        """How often the main thread has waited for something."""
+        with open(f"/proc/{tool.pid}/task/{tool.pid}/status", encoding="utf-8") as status:
+            return int(re.search(r"(?m)^voluntary_ctxt_switches:\s*(\d+)", status.read())[1])
 
     def test_plays_folders_and_lists(self):
         os.makedirs(self.path("album/disc 2"))
@@ -568,6 +726,86 @@ class Record(ToolTest):
         self.assertIn("0 overruns", output)
         self.assertEqual(self.frames_of("a.wav"), 72000)
         self.assertGreater(time.monotonic() - before, 2)
+
+    def test_records_into_a_pipe(self):
+        for arguments, beginning in (([], b"RIFF\xff\xff\xff\xffWAVE"), (["--format", "flac"], b"fLaC"),
+                                     (["--format", "aac"], b"\xff\xf1")):
+            result = self.run_on_loopback("record", "-", "--duration", "0.5", *arguments, encoding=None)
+            self.assertEqual(result.returncode, 0, result.stderr)
+            self.assertTrue(result.stdout.startswith(beginning), result.stdout[:40])
+            self.assertEqual(result.stderr.decode(), "recording Loopback (no sound server) into the standard output\n"
+                                                     "recorded 0:00.5 (24000 frames at 48000 Hz) into the standard output, "
+                                                     "0 overruns\n")
+            read = subprocess.run([OPTIONS.program, "info", "--json", "-"], input=result.stdout, capture_output=True,
+                                  env=self.environment, check=True, timeout=60)
+            (facts,) = json.loads(read.stdout)["files"]
+            self.assertEqual(facts["file"], "/dev/stdin")
+            self.assertGreaterEqual(facts["frames"], 24000)
+            self.assertLess(facts["frames"], 24000 + (4096 if "aac" in arguments else 1))
+
+    def test_a_reader_that_has_had_enough_ends_it(self):
+        tool = subprocess.Popen([OPTIONS.program, "record", "--device", LOOPBACK, "-"], stdout=subprocess.PIPE,
+                                stderr=subprocess.PIPE, env=self.environment)
+        self.addCleanup(tool.kill)
+        self.assertEqual(tool.stdout.read(4), b"RIFF")
+        tool.stdout.close()
+        complaint = tool.stderr.read().decode()
+        tool.stderr.close()
+        self.assertEqual(tool.wait(timeout=60), 0)
+        self.assertRegex(complaint, "^recording .*\nrecorded .* into the standard output, 0 overruns; nobody reads it any more\n$")
+
+    def test_shows_on_a_terminal_what_goes_into_a_pipe(self):
+        reading, writing = os.pipe()
+        terminal = Terminal(self, [OPTIONS.program, "record", "--device", LOOPBACK, "--duration", "1", "--format", "flac", "-"],
+                            stdout=writing)
+        os.close(writing)
+        with os.fdopen(reading, "rb") as pipe:
+            terminal.read_until("* 0:00.5 / 0:01.0")
+            status, output = terminal.wait()
+            self.assertEqual(status, 0, output)
+            self.assertTrue(output.endswith("\x1b[?25hrecorded 0:01.0 (48000 frames at 48000 Hz) into the standard output, 0 overruns\r\n"),
+                            output)
+            self.assertTrue(pipe.read().startswith(b"fLaC"))
+
+    def test_no_file_goes_to_a_terminal(self):
+        terminal = self.start("-")
+        status, output = terminal.wait()
+        self.assertEqual(status, 2)
+        self.assertIn("braq: the standard output is a terminal; ", output)
+
+    def test_a_recording_of_a_file_does_not_depend_on_who_reads_what_is_said(self):
+        def without(*descriptors):
+            return lambda: [os.close(descriptor) for descriptor in descriptors]
+
+        reading, unread = os.pipe()
+        os.close(reading)
+        for keywords in ({"preexec_fn": without(1)}, {"preexec_fn": without(0, 1, 2)}, {"stdout": unread},
+                         {"stdout": open("/dev/full", "wb")}):
+            result = self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.5", "--force", **keywords)
+            self.assertEqual((result.returncode, result.stderr), (0, ""), keywords)
+            self.assertEqual(self.frames_of("a.wav"), 24000)
+            if "stdout" in keywords and keywords["stdout"] != unread:
+                keywords["stdout"].close()
+        os.close(unread)
+
+    def test_a_recording_that_is_to_survive_its_terminal_does(self):
+        def lead_without_hangup():
+            os.setsid()
+            fcntl.ioctl(0, termios.TIOCSCTTY, 0)
+            signal.signal(signal.SIGHUP, signal.SIG_IGN)
+
+        device, other_end = os.openpty()
+        tool = subprocess.Popen([OPTIONS.program, "record", "--device", LOOPBACK, self.path("a.wav"), "--duration", "1.5"],
+                                stdin=other_end, stdout=other_end, stderr=other_end, env=self.environment,
+                                preexec_fn=lead_without_hangup)
+        self.addCleanup(tool.kill)
+        os.close(other_end)
+        output = b""
+        while b"* 0:00.3" not in output:
+            output += os.read(device, 4096)
+        os.close(device)
+        self.assertEqual(tool.wait(timeout=60), 0)
+        self.assertEqual(self.frames_of("a.wav"), 72000)
 
     def test_no_recording_is_lost_to_another_one(self):
         self.run_on_loopback("record", self.path("a.wav"), "--duration", "0.1")

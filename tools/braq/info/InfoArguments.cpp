@@ -19,7 +19,7 @@ std::string problemOfPictureName(const std::string& text) {
 
 Run addInfo(CLI::App& info) {
     const auto options = std::make_shared<InfoOptions>();
-    info.add_option("files", options->files, "Audio files")->required();
+    info.add_option("files", options->files, "Audio files; - is the standard input")->required();
     info.add_flag("--json", options->json, "As JSON, for programs");
     CLI::Option* const waveform =
         info.add_option("--waveform", options->waveform, "Draw the waveform of the file into this PNG file")

@@ -3,6 +3,7 @@
 #include "tools/braq/info/AudioFileFacts.h"
 #include "tools/braq/info/FileListing.h"
 #include "tools/braq/info/WaveformPicture.h"
+#include "tools/braq/shared/PipedFile.h"
 #include "tools/braq/shared/ReplaceFile.h"
 #include "tools/braq/shared/Text.h"
 #include "tools/braq/shared/Trouble.h"
@@ -10,12 +11,16 @@
 #include "tools/braq/terminal/Output.h"
 #include "tools/braq/terminal/Progress.h"
 
+#include <poll.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
@@ -53,6 +58,16 @@ File openFile(const std::string& path) {
         throw std::runtime_error(error->localizedDescription());
     }
     return file;
+}
+
+/// Waits until all of it has come out of its pipe.
+void await(PipedFile& file, const Interruption& interruption) {
+    while (!file.isComplete()) {
+        pollfd watched[] = {{interruption.descriptor(), POLLIN, 0}, {file.descriptor(), POLLIN, 0}};
+        ::poll(watched, std::size(watched), -1);
+        throwIfInterrupted(interruption);
+        file.take();
+    }
 }
 
 /// Reads the whole file.
@@ -101,9 +116,16 @@ void checkTarget(const std::string& target, const std::string& path) {
     checkReplaceable(target);
 }
 
-AudioFileFacts inspect(const std::string& path, const InfoOptions& options, const Interruption& interruption) {
-    const File file = openFile(path);
-    AudioFileFacts facts = factsOf(path, *file);
+AudioFileFacts inspect(const std::string& argument, const InfoOptions& options, const Interruption& interruption) {
+    const std::string path = argument == "-" ? standardInput : argument;
+    std::optional<PipedFile> piped;
+    if (PipedFile::isAt(path)) {
+        await(piped.emplace(path), interruption);
+    }
+    const std::string place = piped ? piped->path() : path;
+    const File file = openFile(place);
+    AudioFileFacts facts = factsOf(place, *file);
+    facts.path = path;
     if (options.waveform.empty()) {
         measure(*file, facts, nullptr, interruption);
         return facts;

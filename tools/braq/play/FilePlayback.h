@@ -21,6 +21,10 @@ class FilePlayback final : public Playback {
     void clearNext() override { mPlayer->setNextAudioFile(nullptr); }
     std::optional<Played> takePlayed() override;
 
+    bool canLoopRange() const override { return true; }
+    void setLoop(SInt64 firstFrame, SInt64 endFrame) override { mPlayer->setLoop(firstFrame, endFrame); }
+    void clearLoop() override { mPlayer->clearLoop(); }
+
     SInt64 frame() override { return mReader->position(); }
     void goTo(SInt64 frame) override;
     bool canPlayBackwards() const override { return true; }

@@ -1,5 +1,6 @@
 #include "tools/braq/play/FilesToPlay.h"
 
+#include "tools/braq/shared/PipedFile.h"
 #include "tools/braq/shared/Text.h"
 
 #include <BRAQAudio/BRAQAudio.h>
@@ -178,7 +179,9 @@ FilesToPlay filesToPlay(const std::vector<std::string>& arguments) {
     static const std::set<std::string> lists{"m3u", "m3u8", "pls"};
     FilesToPlay found;
     for (const fs::path path : arguments) {
-        if (lists.contains(extensionOf(path)) && !isDirectory(path)) {
+        if (path == "-") {
+            found.files.emplace_back(standardInput);
+        } else if (lists.contains(extensionOf(path)) && !isDirectory(path)) {
             addList(found, path);
         } else {
             addFileOrFolder(found, path);

@@ -13,6 +13,7 @@ struct FilesToPlay {
 /// - a folder: the audio files in it and in its folders, in the order of their names, in which numbers count as such.
 ///   What is hidden is left out.
 /// - a list (.m3u, .m3u8, .pls): its files and folders. Their paths may be relative to the list, and `file:` URLs.
+/// - a hyphen: the standard input.
 /// - anything else: itself, whether it is there or not.
 FilesToPlay filesToPlay(const std::vector<std::string>& arguments);
 

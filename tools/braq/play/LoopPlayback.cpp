@@ -36,6 +36,8 @@ LoopPlayback::LoopPlayback(const std::shared_ptr<BRAQExtendedAudioFile>& file,
     mUnit->setAudioBufferQueue(mReader);
     mUnit->setTransitionTime(transitionMilliseconds);
     mUnit->setChannelPositions(file->channelPositions());
+    // Ends the wait of the main loop, which then looks.
+    mUnit->setDeviceChangeBlock([](BRAQDeviceChange, const std::shared_ptr<BRAQAudioDevice>&) {});
     mUnit->setEndOfStreamNotificationBlock([](BQueueableAudioNotification*) {});
 }
 

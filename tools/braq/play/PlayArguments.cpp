@@ -8,7 +8,8 @@
 
 Run addPlay(CLI::App& play) {
     const auto options = std::make_shared<PlayOptions>();
-    play.add_option("file", options->files, "Files, folders and playlists (m3u, pls) to play, one after the other")
+    play.add_option("file", options->files,
+                    "Files, folders and playlists (m3u, pls) to play, one after the other; - is\nthe standard input")
         ->required();
     play.add_option("--device", options->device, "UID or part of the name; else the default device");
     play.add_option("--speed", options->speed, "1 is the file's own speed; negative plays backwards from the end")

@@ -6,6 +6,7 @@
 #include "tools/braq/play/OpenToPlay.h"
 #include "tools/braq/play/PlayControls.h"
 #include "tools/braq/shared/ChooseDevice.h"
+#include "tools/braq/shared/PipedFile.h"
 #include "tools/braq/shared/Text.h"
 #include "tools/braq/shared/TimeText.h"
 #include "tools/braq/shared/Trouble.h"
@@ -19,6 +20,7 @@
 #include <cmath>
 #include <deque>
 #include <filesystem>
+#include <map>
 #include <memory>
 #include <optional>
 #include <random>
@@ -38,6 +40,11 @@ class DeviceTrouble : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/// In words for users.
+std::string nameOf(const std::string& path) { return path == standardInput ? "standard input" : printable(path); }
+
+bool isStandardInput(const std::string& argument) { return argument == "-" || argument == standardInput; }
+
 double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
 
 /// The gain of the system's mixer.
@@ -50,7 +57,9 @@ class PlaySession {
   public:
     explicit PlaySession(const PlayOptions& options)
         : mOptions(options),
-          mAttention(Keyboard::Suspending::possible),
+          mAttention(Keyboard::Suspending::possible, std::ranges::any_of(options.files, isStandardInput)
+                                                         ? Keyboard::Source::controllingTerminal
+                                                         : Keyboard::Source::standardInput),
           mDevice(choosePlaybackDevice(lookAtDevices(), options.device)),
           mControls(options.speed, options.decibels) {}
 
@@ -87,6 +96,11 @@ class PlaySession {
             complain(trouble);
         }
         mFiles = std::move(found.files);
+        for (const auto& path : mFiles) {
+            if (PipedFile::isAt(path)) {
+                mPiped.try_emplace(path, path);
+            }
+        }
         if (mOptions.shuffle) {
             std::ranges::shuffle(mFiles, std::mt19937(std::random_device()()));
         }
@@ -116,13 +130,16 @@ class PlaySession {
         } catch (const ReaderIsGone&) {
             throw;
         } catch (const std::exception&) {
-            complain(printable(path()) + ": " + reasonOfCaughtException());
+            complain(nameOf(path()) + ": " + reasonOfCaughtException());
             ++mFailuresInARow;
             return Wish::next;
         }
     }
 
     Wish play(std::optional<double> start) {
+        if (const Wish wish = awaitFile(); wish != Wish::nothing) {
+            return wish;
+        }
         const auto playback = open(path());
         goToBeginning(*playback, start);
         announce(*playback);
@@ -134,8 +151,65 @@ class PlaySession {
         return wish;
     }
 
+    /// Whether a file can be opened, or never will.
+    bool isThere(const std::string& path) const {
+        const auto piped = mPiped.find(path);
+        return piped == mPiped.end() || piped->second.isComplete();
+    }
+    /// Where it can be opened.
+    std::string placeOf(const std::string& path) const {
+        const auto piped = mPiped.find(path);
+        return piped == mPiped.end() ? path : piped->second.path();
+    }
+
+    /// Waits until all of the file at hand has come out of its pipe.
+    /// @return what the user wishes instead
+    Wish awaitFile() {
+        auto next = Clock::now();
+        while (!isThere(path())) {
+            if (Clock::now() >= next) {
+                mDisplay.show(nameOf(path()) + ": " + bytesText(mPiped.at(path()).bytes()));
+                next = Clock::now() + betweenPictures;
+            }
+            const auto happened = wait(!mKeys.empty()          ? Clock::now()
+                                       : mDisplay.isTerminal() ? next
+                                                               : Attention::forever);
+            if (happened.isToEnd) {
+                return Wish::quit;
+            }
+            if (happened.isToSuspend) {
+                suspend();
+            }
+            while (!mKeys.empty()) {
+                const Wish wish = PlayControls::wishOf(takeKey());
+                if (wish == Wish::help) {
+                    mDisplay.say(PlayControls::help);
+                } else if (wish != Wish::nothing) {
+                    return wish;
+                }
+            }
+        }
+        return Wish::nothing;
+    }
+
+    /// Takes what comes out of pipes meanwhile, and keeps the keys.
+    Attention::Happened wait(Clock::time_point until) {
+        std::vector<int> sources;
+        for (const auto& [path, piped] : mPiped) {
+            if (!piped.isComplete()) {
+                sources.push_back(piped.descriptor());
+            }
+        }
+        auto happened = mAttention.wait(until, sources);
+        mKeys.insert(mKeys.end(), happened.keys.begin(), happened.keys.end());
+        for (auto& [path, piped] : mPiped) {
+            piped.take();
+        }
+        return happened;
+    }
+
     std::unique_ptr<Playback> open(const std::string& path) const {
-        const auto file = openToPlay(path);
+        const auto file = openToPlay(placeOf(path));
         const auto device = mOptions.device.empty() ? nullptr : BRAQAudioDevice::initWithDeviceID(mDevice.id);
         std::unique_ptr<Playback> playback;
         if (mOptions.loop) {
@@ -148,9 +222,10 @@ class PlaySession {
     }
 
     void announce(const Playback& playback) {
-        mDisplay.say("playing " + printable(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
+        mDisplay.say("playing " + nameOf(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
         mHolds.assign(playback.channels(), {});
-        BRAQApplication::setTitle(std::filesystem::path(path()).filename());
+        BRAQApplication::setTitle(path() == standardInput ? nameOf(path())
+                                                          : std::filesystem::path(path()).filename().string());
         mFailuresInARow = 0;
     }
 
@@ -167,18 +242,22 @@ class PlaySession {
         if (mNext && mNext->backwards == mControls.isReverse()) {
             return;
         }
+        if (const auto after = indexAfter(mIndex); after && !isThere(mFiles[*after])) {
+            return;
+        }
         playback.clearNext();
         goOnWithNext(playback); // what was next until now may have begun
         mNext = {.backwards = mControls.isReverse()};
         auto index = indexAfter(mIndex);
-        for (std::size_t tried = 0; index && tried < mFiles.size(); ++tried, index = indexAfter(*index)) {
+        for (std::size_t tried = 0; index && tried < mFiles.size() && isThere(mFiles[*index]);
+             ++tried, index = indexAfter(*index)) {
             const std::string& path = mFiles[*index];
             try {
-                playback.setNext(path, mNext->backwards);
+                playback.setNext(placeOf(path), mNext->backwards);
                 mNext->index = *index;
                 return;
             } catch (const std::exception&) {
-                mNext->skipped.push_back(printable(path) + ": " + reasonOfCaughtException());
+                mNext->skipped.push_back(nameOf(path) + ": " + reasonOfCaughtException());
             }
         }
     }
@@ -194,6 +273,7 @@ class PlaySession {
         }
         mIndex = mNext->index;
         mNext.reset();
+        mControls.forgetLoop();
         announce(playback);
     }
 
@@ -214,8 +294,7 @@ class PlaySession {
         auto next = Clock::now();
         while (true) {
             prepareNext(playback);
-            const auto happened = mAttention.wait(mKeys.empty() ? next : Clock::now());
-            mKeys.insert(mKeys.end(), happened.keys.begin(), happened.keys.end());
+            const auto happened = wait(!mKeys.empty() ? Clock::now() : mDisplay.isTerminal() ? next : endOf(playback));
             if (happened.isToEnd) {
                 return Wish::quit;
             }
@@ -245,6 +324,16 @@ class PlaySession {
         }
     }
 
+    // Without a picture, only what happens wakes the program. The news of the end may be lost if threads or memory run
+    // out, so it looks for it when the end should be over.
+    Clock::time_point endOf(Playback& playback) const {
+        constexpr double patienceSeconds = 1.0;
+        const SInt64 left = mControls.isReverse() ? playback.frame() : playback.frames() - playback.frame();
+        const double seconds = static_cast<double>(left) / playback.rate() / std::fabs(mControls.speed());
+        return Clock::now() + std::chrono::duration_cast<Clock::duration>(
+                                  std::chrono::duration<double>(std::max(seconds, 0.0) + patienceSeconds));
+    }
+
     Key takeKey() {
         const Key key = mKeys.front();
         mKeys.pop_front();
@@ -255,12 +344,15 @@ class PlaySession {
         if (!mControls.isPaused()) {
             playback.pause();
         }
-        mDisplay.suspend();
-        mAttention.suspend();
-        mDisplay.resume();
+        suspend();
         if (!mControls.isPaused()) {
             playback.resume();
         }
+    }
+    void suspend() {
+        mDisplay.suspend();
+        mAttention.suspend();
+        mDisplay.resume();
     }
 
     // Polled, because nothing notifies that a device has stopped.
@@ -304,6 +396,9 @@ class PlaySession {
                       .channels = levelsOf(playback),
                       .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
                                 NSStringWithFormat("%+.0f dB", mControls.decibels())}};
+        if (const auto& loop = mControls.loop(); loop.from) {
+            status.facts.insert(status.facts.begin(), loopText(loop, playback.rate()));
+        }
         const auto device = playback.device();
         if (const Float32 level = device != nullptr ? device->playbackMixerLevel() : 1.0F; level != 1.0F) {
             status.facts.push_back(mixerText(level));
@@ -314,6 +409,11 @@ class PlaySession {
             status.facts.push_back("dropouts " + secondsText(static_cast<double>(lost) / playback.rate()));
         }
         mDisplay.show(status);
+    }
+
+    static std::string loopText(const PlayControls::Loop& loop, Float64 rate) {
+        const auto text = [&](SInt64 frame) { return timeText(static_cast<double>(frame) / rate); };
+        return "loop " + text(*loop.from) + "-" + (loop.to ? text(*loop.to) : "");
     }
 
     std::vector<MeteredChannel> levelsOf(Playback& playback) {
@@ -328,13 +428,12 @@ class PlaySession {
 
     void tellOfEnd(const Played& played) {
         if (!mDisplay.isTerminal()) {
-            mDisplay.say("played " + printable(path()) + " to " + timeText(played.seconds) + ", " +
+            mDisplay.say("played " + nameOf(path()) + " to " + timeText(played.seconds) + ", " +
                          std::to_string(played.underruns) + (played.underruns == 1 ? " underrun" : " underruns") +
                          (played.lostSeconds > 0.0 ? ", dropouts of " + secondsText(played.lostSeconds) : ""));
         }
         if (played.lastError != nullptr) {
-            complain(printable(path()) +
-                     ": it could not be read to its end: " + played.lastError->localizedDescription());
+            complain(nameOf(path()) + ": it could not be read to its end: " + played.lastError->localizedDescription());
         }
     }
 
@@ -353,8 +452,9 @@ class PlaySession {
     PlayControls mControls;
     Display mDisplay;
     std::vector<PeakHold> mHolds;
-    std::vector<std::string> mFiles{}; // in the order in which they are played
-    std::size_t mIndex = 0;            // of the file that is heard
+    std::vector<std::string> mFiles{};         // in the order in which they are played
+    std::map<std::string, PipedFile> mPiped{}; // those that come out of a pipe
+    std::size_t mIndex = 0;                    // of the file that is heard
     std::optional<Next> mNext{};
     std::deque<Key> mKeys;           // pressed, and not handled yet: some may be for another file
     std::size_t mFailuresInARow = 0; // files that could not be played since one could

@@ -8,6 +8,7 @@ PlayControls::PlayControls(double speed, double decibels)
 
 void PlayControls::start(Playback& playback) {
     mIsPaused = false;
+    forgetLoop();
     playback.setSpeed(speed());
     playback.setVolume(mDecibels);
     playback.start();
@@ -28,6 +29,7 @@ PlayControls::Wish PlayControls::press(Key key, Playback& playback) {
     case Key::down: changeVolume(-1.0, playback); break;
     case Key::plus: changeSpeed(1, playback); break;
     case Key::minus: changeSpeed(-1, playback); break;
+    case Key::l: markLoop(playback); break;
     case Key::r: turnRound(playback); break;
     default: return wishOf(key);
     }
@@ -56,6 +58,35 @@ void PlayControls::pauseOrResume(Playback& playback) {
 void PlayControls::skip(double seconds, Playback& playback) {
     const auto frames = static_cast<SInt64>(seconds * playback.rate());
     playback.goTo(std::clamp(playback.frame() + frames, SInt64{0}, playback.frames()));
+}
+
+// Playing is at the second mark then, which is behind the range, unless somebody has gone to the other side of the first
+// mark meanwhile. A shorter range is more likely a key pressed twice.
+void PlayControls::markLoop(Playback& playback) {
+    constexpr double shortestSeconds = 0.05;
+    if (mLoop.to) {
+        playback.clearLoop();
+        forgetLoop();
+        return;
+    }
+    if (!playback.canLoopRange()) {
+        return;
+    }
+    const SInt64 here = playback.frame();
+    if (!mLoop.from) {
+        mLoop.from = here;
+        return;
+    }
+    const auto [first, end] = std::minmax(*mLoop.from, here);
+    if (static_cast<double>(end - first) < shortestSeconds * playback.rate()) {
+        return;
+    }
+    playback.setLoop(first, end);
+    mLoop.to = here;
+    const bool isBehind = here == (mIsReverse ? first : end);
+    if (isBehind) {
+        playback.goTo(*mLoop.from);
+    }
 }
 
 void PlayControls::turnRound(Playback& playback) {

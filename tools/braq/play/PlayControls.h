@@ -3,6 +3,8 @@
 #include "tools/braq/play/Playback.h"
 #include "tools/braq/terminal/Keys.h"
 
+#include <optional>
+
 /// Keyboard control of a playback, kept from file to file.
 class PlayControls {
   public:
@@ -11,16 +13,28 @@ class PlayControls {
 
     /// Lines that fit every terminal.
     static constexpr const char* help = "space pause   left/right 5 s   page down/up 1 min   home/end of the file\n"
-                                        "up/down volume   +/- speed   r reverse   n/p next/previous file   q quit";
+                                        "up/down volume   +/- speed   r reverse   n/p next/previous file   q quit\n"
+                                        "l loop: from here, once more: to here, once more: no loop";
 
     /// @param speed negative: backwards, which not every playback supports
     PlayControls(double speed, double decibels);
 
-    /// Starts a playback at its position with the current settings; also after a pause.
+    /// What the user has marked of the file to be looped.
+    struct Loop {
+        std::optional<SInt64> from{};
+        std::optional<SInt64>
+            to{}; ///< once it loops: where the other end is, before `from` if it was reached backwards
+    };
+
+    /// Starts a playback at its position with the current settings, without a loop; also after a pause.
     void start(Playback& playback);
     Wish press(Key key, Playback& playback);
     /// What a key requests of the program, if nothing plays that it could control.
     static Wish wishOf(Key key);
+
+    /// To be called when another file is played: what was marked was in the one before.
+    void forgetLoop() noexcept { mLoop = {}; }
+    const Loop& loop() const noexcept { return mLoop; }
 
     bool isPaused() const noexcept { return mIsPaused; }
     bool isReverse() const noexcept { return mIsReverse; }
@@ -30,6 +44,7 @@ class PlayControls {
   private:
     void pauseOrResume(Playback& playback);
     static void skip(double seconds, Playback& playback);
+    void markLoop(Playback& playback);
     void turnRound(Playback& playback);
     void changeSpeed(int semitones, Playback& playback);
     void changeVolume(double decibels, Playback& playback);
@@ -38,4 +53,5 @@ class PlayControls {
     bool mIsReverse;
     double mDecibels;
     bool mIsPaused = false;
+    Loop mLoop;
 };

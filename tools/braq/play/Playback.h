@@ -59,6 +59,13 @@ class Playback {
 
     /// The frame of the file being played.
     virtual SInt64 frame() = 0;
+    virtual bool canLoopRange() const { return false; }
+    /// Plays a range of the file again and again, in either direction, once it has been entered or is played now. The
+    /// next file has no loop.
+    /// @param endFrame behind the last frame
+    virtual void setLoop(SInt64 /*firstFrame*/, SInt64 /*endFrame*/) {}
+    /// Goes on behind the range when its end is reached.
+    virtual void clearLoop() {}
     virtual void goTo(SInt64 frame) = 0;
     virtual bool canPlayBackwards() const = 0;
     /// @param speed magnitude from 1/32 to 32; negative: backwards; takes effect at once
