@@ -74,6 +74,25 @@ TEST_F(Tool_PlayTransitions, NoKeyClicks) {
     expectNoClick(press({}, {"n", "p"}), "next and previous");
 }
 
+TEST_F(Tool_PlayTransitions, NoLoopBetweenTwoMarksClicks) {
+    for (const bool backwards : {false, true}) {
+        const auto loop = [&](const TerminalProcess& tool, const Capture& capture) {
+            if (backwards) {
+                tool.press(std::string(right) + "r");
+                listen(capture, second / 2);
+            }
+            for (const std::size_t frames : {second / 2, 2 * second, second / 2}) {
+                tool.press("l");
+                listen(capture, frames);
+            }
+            const std::string written = tool.written();
+            EXPECT_NE(written.rfind("  loop 0:0"), std::string::npos) << written;
+            tool.press("q");
+        };
+        expectNoClick(hear({}, loop), backwards ? "backwards" : "forwards");
+    }
+}
+
 TEST_F(Tool_PlayTransitions, NoKeyClicksInALoop) {
     expectNoClick(press({"--loop"}, {" ", " "}), "pause and resume");
     expectNoClick(press({"--loop"}, {right, left}), "seek");

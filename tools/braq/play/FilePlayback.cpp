@@ -1,7 +1,9 @@
 #include "tools/braq/play/FilePlayback.h"
 
+#include "tools/braq/play/LoopSeam.h"
 #include "tools/braq/play/OpenToPlay.h"
 
+#include <exception>
 #include <vector>
 
 namespace {
@@ -86,6 +88,20 @@ std::optional<Played> FilePlayback::takePlayed() {
     mUnderrunsBefore = 0;
     mLostBefore = mPlayer->lostFrames();
     return before;
+}
+
+void FilePlayback::setLoop(SInt64 firstFrame, SInt64 endFrame) {
+    mPlayer->setLoop(firstFrame, smoothEnd(firstFrame, endFrame));
+}
+
+// In a file of its own, because the player reads the other one. Without that, the loop may click.
+SInt64 FilePlayback::smoothEnd(SInt64 firstFrame, SInt64 endFrame) const {
+    try {
+        const auto file = openToPlay(mFile->url()->path(), mPlayer->outputAudioUnit()->streamDescription());
+        return endOfSmoothLoop(*file, firstFrame, endFrame);
+    } catch (const std::exception&) { // it was deleted meanwhile, for instance
+        return endFrame;
+    }
 }
 
 // The player restarts its reader, which then counts from 0.

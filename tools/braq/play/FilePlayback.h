@@ -22,7 +22,7 @@ class FilePlayback final : public Playback {
     std::optional<Played> takePlayed() override;
 
     bool canLoopRange() const override { return true; }
-    void setLoop(SInt64 firstFrame, SInt64 endFrame) override { mPlayer->setLoop(firstFrame, endFrame); }
+    void setLoop(SInt64 firstFrame, SInt64 endFrame) override;
     void clearLoop() override { mPlayer->clearLoop(); }
 
     SInt64 frame() override { return mReader->position(); }
@@ -47,6 +47,7 @@ class FilePlayback final : public Playback {
 
   private:
     bool canFollow(const BRAQExtendedAudioFile& file) const;
+    SInt64 smoothEnd(SInt64 firstFrame, SInt64 endFrame) const;
     void keepReader();
 
     const std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer;

@@ -81,12 +81,12 @@ void PlayControls::markLoop(Playback& playback) {
     if (static_cast<double>(end - first) < shortestSeconds * playback.rate()) {
         return;
     }
-    playback.setLoop(first, end);
-    mLoop.to = here;
     const bool isBehind = here == (mIsReverse ? first : end);
     if (isBehind) {
         playback.goTo(*mLoop.from);
     }
+    playback.setLoop(first, end);
+    mLoop.to = here;
 }
 
 void PlayControls::turnRound(Playback& playback) {

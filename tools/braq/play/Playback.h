@@ -62,7 +62,7 @@ class Playback {
     virtual bool canLoopRange() const { return false; }
     /// Plays a range of the file again and again, in either direction, once it has been entered or is played now. The
     /// next file has no loop.
-    /// @param endFrame behind the last frame
+    /// @param endFrame behind the last frame; a few milliseconds from there if that is where nothing clicks
     virtual void setLoop(SInt64 /*firstFrame*/, SInt64 /*endFrame*/) {}
     /// Goes on behind the range when its end is reached.
     virtual void clearLoop() {}
