@@ -3,6 +3,9 @@ by whomever it is built.
 
 Builds the packages twice, in two folders, looks into them, and unpacks those of the first into one empty folder, as if they
 were installed there: the tool runs from it, and an example of the packages is built against it.
+
+Each of the two folders is the same in every run, so that the compiler's cache has what has not changed since it was compiled
+in that very folder. What was compiled in one of them is never taken for the other.
 """
 
 import argparse
@@ -11,7 +14,6 @@ import os
 import re
 import shutil
 import sys
-import tempfile
 import unittest
 from pathlib import Path
 
@@ -32,8 +34,12 @@ def files_below(folder):
 def make_packages(source, **environment):
     """Builds the packages in a copy of the project; returns them by name."""
     shutil.copytree(PROJECT, source, ignore=NOT_PACKED, symlinks=True)
+    # What would have the cache take no account of the folder.
+    inherited = {name: value for name, value in os.environ.items() if name not in ("CCACHE_BASEDIR", "CCACHE_NOHASHDIR")}
+    if OPTIONS.launcher:
+        inherited |= {f"CMAKE_{language}_COMPILER_LAUNCHER": OPTIONS.launcher for language in ("C", "CXX")}
     run("dpkg-buildpackage", "--build=binary", "--no-sign", "--no-check-builddeps", cwd=source, env={
-        **os.environ,
+        **inherited,
         "DEB_BUILD_OPTIONS": f"noautodbgsym parallel={os.cpu_count()}",
         # Most of the time would go into pressing the static library small.
         "DPKG_DEB_COMPRESSOR_LEVEL": "1",
@@ -45,10 +51,10 @@ def make_packages(source, **environment):
 class Packages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
-        folder = tempfile.TemporaryDirectory()
-        cls.addClassCleanup(folder.cleanup)
-        cls.folder = Path(folder.name).resolve()
-        (cls.folder / "first").mkdir()
+        cls.folder = OPTIONS.folder.resolve()
+        shutil.rmtree(cls.folder, ignore_errors=True)
+        cls.addClassCleanup(shutil.rmtree, cls.folder, ignore_errors=True)
+        (cls.folder / "first").mkdir(parents=True)
         umask = os.umask(0o022)
         cls.packages = make_packages(cls.folder / "first/source")
         os.umask(umask)
@@ -208,6 +214,8 @@ if __name__ == "__main__":
     parser = argparse.ArgumentParser()
     for option in ("--version", "--cmake", "--compiler", "--readelf"):
         parser.add_argument(option, required=True)
+    parser.add_argument("--launcher")
+    parser.add_argument("--folder", required=True, type=Path)
     OPTIONS, rest = parser.parse_known_args()
     missing = [program for program in ("dpkg-buildpackage", "dh", "lintian") if not shutil.which(program)]
     if missing:
