@@ -45,9 +45,10 @@ void BRAQOutputAudioUnit::start() { beginPlaying(mQueues->hasTransition()); }
 void BRAQOutputAudioUnit::startWithoutTransition() { beginPlaying(false); }
 
 void BRAQOutputAudioUnit::beginPlaying(bool rises) {
-    if (!isCycling()) {
+    const bool hasToBegin = mQueues->hasTransition() || !mQueues->isOn();
+    if ((hasToBegin || mQueues->keepsHeard()) && !isCycling()) {
         mQueues->forgetHeard();
-        if (mQueues->hasTransition() || !mQueues->isOn()) {
+        if (hasToBegin) {
             mQueues->begin(rises);
         }
     }

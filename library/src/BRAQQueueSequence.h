@@ -65,6 +65,7 @@ class BRAQQueueSequence {
     using PlaceOf = std::optional<BRAQReaderPlace> (*)(const BRAQAudioBufferQueue* queue) noexcept;
     /// From now on keeps which frames were rendered for when. Before anything renders.
     void keepHeard(PlaceOf placeOf);
+    bool keepsHeard() const noexcept { return mHeard != nullptr; }
     /// Frames of the rings that are heard in a second.
     void setFrameRate(double rate) noexcept { mFrameRate.store(rate, std::memory_order_relaxed); }
     /// What was rendered for that time, in nanoseconds of the host's clock; nothing if that is not known. Any thread.
