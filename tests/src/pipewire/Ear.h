@@ -65,7 +65,7 @@ class Ear {
     std::vector<Heard> heard() const {
         std::vector<Heard> all;
         for (std::size_t frame = 0; frame < mCount; ++frame) {
-            if (mFrames[frame] != 0.0F) {
+            if (mFrames[frame] > 0.0F) { // a converter may ring below zero
                 all.push_back({static_cast<UInt64>(mFrames[frame] / sampleOf(1, 0)), mTimes[frame]});
             }
         }

@@ -117,7 +117,7 @@ void checkTarget(const std::string& target, const std::string& path) {
 }
 
 AudioFileFacts inspect(const std::string& argument, const InfoOptions& options, const Interruption& interruption) {
-    const std::string path = argument == "-" ? standardInput : argument;
+    const std::string path = argument == "-" ? standardInputPath : argument;
     std::optional<PipedFile> piped;
     if (PipedFile::isAt(path)) {
         await(piped.emplace(path), interruption);

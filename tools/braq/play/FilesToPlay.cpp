@@ -180,7 +180,7 @@ FilesToPlay filesToPlay(const std::vector<std::string>& arguments) {
     FilesToPlay found;
     for (const fs::path path : arguments) {
         if (path == "-") {
-            found.files.emplace_back(standardInput);
+            found.files.emplace_back(standardInputPath);
         } else if (lists.contains(extensionOf(path)) && !isDirectory(path)) {
             addList(found, path);
         } else {

@@ -41,9 +41,9 @@ class DeviceTrouble : public std::runtime_error {
 };
 
 /// In words for users.
-std::string nameOf(const std::string& path) { return path == standardInput ? "standard input" : printable(path); }
+std::string nameOf(const std::string& path) { return path == standardInputPath ? "standard input" : printable(path); }
 
-bool isStandardInput(const std::string& argument) { return argument == "-" || argument == standardInput; }
+bool isStandardInput(const std::string& argument) { return argument == "-" || argument == standardInputPath; }
 
 double decibelsOf(float level) { return 20.0 * std::log10(static_cast<double>(level)); }
 
@@ -224,8 +224,8 @@ class PlaySession {
     void announce(const Playback& playback) {
         mDisplay.say("playing " + nameOf(path()) + " (" + describe(playback) + ") on " + printable(mDevice.name));
         mHolds.assign(playback.channels(), {});
-        BRAQApplication::setTitle(path() == standardInput ? nameOf(path())
-                                                          : std::filesystem::path(path()).filename().string());
+        BRAQApplication::setTitle(path() == standardInputPath ? nameOf(path())
+                                                              : std::filesystem::path(path()).filename().string());
         mFailuresInARow = 0;
     }
 

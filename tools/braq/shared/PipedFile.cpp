@@ -19,7 +19,7 @@ namespace {
 
 /// The number of a descriptor of this process that has this path.
 std::optional<int> descriptorAt(std::string_view path) {
-    if (path == standardInput) {
+    if (path == standardInputPath) {
         return STDIN_FILENO;
     }
     for (const std::string_view folder : {"/dev/fd/", "/proc/self/fd/"}) {

@@ -4,7 +4,7 @@
 #include <string>
 
 /// The path of the standard input.
-constexpr const char* standardInput = "/dev/stdin";
+constexpr const char* standardInputPath = "/dev/stdin";
 
 /// A file that comes out of a pipe or a socket. Audio files are read at any place, so it is kept on the disk until this
 /// object goes: in a file without a name, in $TMPDIR, or /var/tmp without that variable. Main thread.
