@@ -44,6 +44,7 @@ class QtPlayer(window_case.WindowCase):
         self.wait_until(lambda: self.coloured(loudest) and not self.coloured(below), "a peak above a bar that has fallen")
         self.wait_until(lambda: not self.coloured(left) and not self.coloured(right), "it is forgotten")
         self.screen.click(*BUTTON)
+        self.assert_pauses()
         self.assert_closes_cleanly(player)
 
     def assert_pauses(self):

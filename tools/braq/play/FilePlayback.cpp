@@ -3,6 +3,7 @@
 #include "tools/braq/play/LoopSeam.h"
 #include "tools/braq/play/OpenToPlay.h"
 
+#include <algorithm>
 #include <exception>
 #include <vector>
 
@@ -91,7 +92,21 @@ std::optional<Played> FilePlayback::takePlayed() {
 }
 
 void FilePlayback::setLoop(SInt64 firstFrame, SInt64 endFrame) {
+    const UInt64 underrunsBefore = underruns();
     mPlayer->setLoop(firstFrame, smoothEnd(firstFrame, endFrame));
+    takeReaderAfter(underrunsBefore);
+}
+
+void FilePlayback::clearLoop() {
+    const UInt64 underrunsBefore = underruns();
+    mPlayer->clearLoop();
+    takeReaderAfter(underrunsBefore);
+}
+
+// The player goes on with its reader, or with another one, which counts from 0.
+void FilePlayback::takeReaderAfter(UInt64 underrunsBefore) {
+    keepReader();
+    mUnderrunsBefore = underrunsBefore - std::min(underrunsBefore, mReader->errorCount());
 }
 
 // In a file of its own, because the player reads the other one. Without that, the loop may click.

@@ -23,7 +23,7 @@ class FilePlayback final : public Playback {
 
     bool canLoopRange() const override { return true; }
     void setLoop(SInt64 firstFrame, SInt64 endFrame) override;
-    void clearLoop() override { mPlayer->clearLoop(); }
+    void clearLoop() override;
 
     SInt64 frame() override { return mReader->position(); }
     void goTo(SInt64 frame) override;
@@ -49,6 +49,7 @@ class FilePlayback final : public Playback {
     bool canFollow(const BRAQExtendedAudioFile& file) const;
     SInt64 smoothEnd(SInt64 firstFrame, SInt64 endFrame) const;
     void keepReader();
+    void takeReaderAfter(UInt64 underrunsBefore);
 
     const std::shared_ptr<BRAQExtendedAudioFilePlayer> mPlayer;
     std::shared_ptr<BRAQExtendedAudioFile> mFile;
