@@ -30,7 +30,7 @@ install(FILES "${PROJECT_BINARY_DIR}/BRAQAudioConfig.cmake" "${PROJECT_BINARY_DI
 set(pkgconfig_dir "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 file(RELATIVE_PATH BRAQ_PKGCONFIG_TO_PREFIX "/prefix/${pkgconfig_dir}" "/prefix")
 # The last ones are those that a compiler for C does not link by itself.
-set(needed_libraries " -ldbus-1 -lpipewire-0.3 -lavformat -lavcodec -lavutil -lsoxr -pthread")
+set(needed_libraries " -ldbus-1 -lpipewire-0.3 -lavformat -lavcodec -lavutil -lsoxr -lSoundTouch -pthread")
 foreach(standard_library stdc++ c++)
   if(standard_library IN_LIST CMAKE_CXX_IMPLICIT_LINK_LIBRARIES)
     string(APPEND needed_libraries " -l${standard_library}")

@@ -19,7 +19,7 @@ print_help() { sed -n '2,/^[^#]/s/^# \{0,1\}//p' "$1"; }
 build_packages=(
     g++ cmake ninja-build ccache mold
     pkgconf libdbus-1-dev libpipewire-0.3-dev libcli11-dev libcairo2-dev gettext locales
-    libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev
+    libavformat-dev libavcodec-dev libavutil-dev libsoxr-dev libsoundtouch-dev
     libgtest-dev libgmock-dev libglib2.0-dev dbus-daemon pipewire pipewire-bin wireplumber ffmpeg
     git python3 binutils mandoc
 )

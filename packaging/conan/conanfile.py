@@ -30,7 +30,8 @@ class BRAQAudio(ConanFile):
 
     def system_requirements(self):
         Apt(self).install(["pkgconf", "gettext", "libdbus-1-dev", "libpipewire-0.3-dev", "libavformat-dev",
-                           "libavcodec-dev", "libavutil-dev", "libsoxr-dev"], update=True, check=True)
+                           "libavcodec-dev", "libavutil-dev", "libsoxr-dev",
+                           "libsoundtouch-dev"], update=True, check=True)
 
     def layout(self):
         cmake_layout(self)

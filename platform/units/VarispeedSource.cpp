@@ -13,15 +13,17 @@ constexpr Float64 fastestRate = 32.0;
 
 VarispeedSource::VarispeedSource(std::shared_ptr<FrameSource> from, const AudioStreamBasicDescription& input,
                                  const AudioStreamBasicDescription& output, UInt32 sliceLimit,
-                                 const std::atomic<float>& rate)
+                                 const std::atomic<float>& rate, const std::atomic<bool>& keepsPitch)
     : mFrom(std::move(from)),
       mChannels(input.mChannelsPerFrame),
       mSliceLimit(sliceLimit),
+      mInputRate(input.mSampleRate),
       mOutputRate(output.mSampleRate),
       mRatioAtRateOne(input.mSampleRate / output.mSampleRate),
+      mLargestPull(mFrom != nullptr ? std::min(sliceLimit, mFrom->sliceLimit()) : sliceLimit),
       mRate(rate),
-      mConverter(mChannels, fastestRate * mRatioAtRateOne,
-                 mFrom != nullptr ? std::min(sliceLimit, mFrom->sliceLimit()) : sliceLimit, output.mSampleRate),
+      mKeepsPitch(keepsPitch),
+      mConverter(mChannels, fastestRate * mRatioAtRateOne, mLargestPull, output.mSampleRate),
       mPlanes(mChannels, sliceLimit),
       mList(output, sliceLimit) {}
 
@@ -39,8 +41,34 @@ void VarispeedSource::pullInput(void* self, UInt32 frames, float* const* planes)
     source.passTime(frames);
 }
 
+// Once there is one, everything goes through it: at tempo 1 unchanged.
+void VarispeedSource::prepareToKeepPitch() {
+    if (mOwnTempo == nullptr) {
+        mOwnTempo = std::make_unique<TempoConverter>(mChannels, mInputRate, mLargestPull);
+        mTempo.store(mOwnTempo.get(), std::memory_order_release);
+    }
+}
+
+void VarispeedSource::pullTempo(void* self, UInt32 frames, float* const* planes) noexcept {
+    auto& source = *static_cast<VarispeedSource*>(self);
+    source.mTempo.load(std::memory_order_relaxed)->render(frames, planes, source.mSpeed, pullInput, self);
+}
+
+void VarispeedSource::drainTempo(void* self, UInt32 frames, float* const* planes) noexcept {
+    auto& source = *static_cast<VarispeedSource*>(self);
+    const UInt32 drained = source.mTempo.load(std::memory_order_relaxed)->drain(frames, planes, source.mSpeed);
+    for (UInt32 channel = 0; channel < source.mChannels; ++channel) {
+        std::fill_n(planes[channel] + drained, frames - drained, 0.0F);
+    }
+}
+
+double VarispeedSource::heldByTempo() const noexcept {
+    const TempoConverter* const tempo = mTempo.load(std::memory_order_relaxed);
+    return tempo != nullptr ? tempo->heldFrames() : 0.0;
+}
+
 void VarispeedSource::passTime(Float64 inputFrames) noexcept {
-    mTime.mHostTime += static_cast<UInt64>(inputFrames * nanosecondsPerSecond / (mRatio * mOutputRate));
+    mTime.mHostTime += static_cast<UInt64>(inputFrames * nanosecondsPerSecond / (mRatio * mSpeed * mOutputRate));
 }
 
 UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept {
@@ -48,15 +76,25 @@ UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTim
     mTime = time;
     mTime.mSampleTime = sampleTime;
     mAsking = asking;
-    mRatio = mRatioAtRateOne * static_cast<Float64>(mRate.load(std::memory_order_relaxed));
-    passTime(mConverter.heldFrames()); // held frames come before the next one that is pulled
+    const auto rate = static_cast<Float64>(mRate.load(std::memory_order_relaxed));
+    const TempoConverter* const tempo = mTempo.load(std::memory_order_acquire);
+    const bool keepsPitch = tempo != nullptr && mKeepsPitch.load(std::memory_order_relaxed);
+    mSpeed = keepsPitch ? rate : 1.0;
+    mRatio = keepsPitch ? mRatioAtRateOne : mRatioAtRateOne * rate;
+    passTime(mConverter.heldFrames() * mSpeed +
+             (tempo != nullptr ? tempo->framesAhead() : 0.0)); // held frames come before the next one that is pulled
+    const auto from = tempo != nullptr ? pullTempo : pullInput;
     if (asking == Asking::procedures) {
         mFromIsUsedUp = false;
-        mConverter.render(frames, planes, mRatio, pullInput, this);
+        mConverter.render(frames, planes, mRatio, from, this);
         return frames;
     }
     if (mFrom != nullptr && mFrom->holdsFrames() && !mFromIsUsedUp) {
-        mConverter.render(frames, planes, mRatio, pullInput, this);
+        mConverter.render(frames, planes, mRatio, from, this);
+        return frames;
+    }
+    if (heldByTempo() > 0.0) {
+        mConverter.render(frames, planes, mRatio, drainTempo, this);
         return frames;
     }
     const UInt32 delivered = mConverter.drain(frames, planes, mRatio);
@@ -67,13 +105,16 @@ UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTim
 }
 
 bool VarispeedSource::holdsFrames() const noexcept {
-    return mConverter.heldFrames() > 0.0 || (mFrom != nullptr && mFrom->holdsFrames());
+    return mConverter.heldFrames() > 0.0 || heldByTempo() > 0.0 || (mFrom != nullptr && mFrom->holdsFrames());
 }
 
 std::exception_ptr VarispeedSource::takeThrown() noexcept { return mFrom != nullptr ? mFrom->takeThrown() : nullptr; }
 
 void VarispeedSource::reset() noexcept {
     mConverter.reset();
+    if (TempoConverter* const tempo = mTempo.load(std::memory_order_acquire)) {
+        tempo->reset();
+    }
     mTime = {};
     mFromIsUsedUp = false;
     if (mFrom != nullptr) {

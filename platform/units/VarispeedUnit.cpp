@@ -5,15 +5,17 @@
 #include "platform/units/UnitSettings.h"
 #include "platform/units/VarispeedSource.h"
 
-#include <cmath>
+#include <cstring>
 
 namespace braq {
 namespace {
 
 constexpr Float64 usualSampleRate = 44100.0;
 constexpr UInt32 initialSliceLimit = 1156; // a slice of 1,024 frames at 44.1 kHz, requested at 48 kHz, plus a margin
-constexpr float slowest = 1.0F / 32.0F;
-constexpr float fastest = 32.0F;
+
+float slowestOf(bool keepsPitch) { return keepsPitch ? static_cast<float>(TimeStretcher::slowest) : 1.0F / 32.0F; }
+
+float fastestOf(bool keepsPitch) { return keepsPitch ? static_cast<float>(TimeStretcher::fastest) : 32.0F; }
 
 OSStatus checkVarispeedAddress(const UnitPropertyAddress& address) {
     bool isInScope = false;
@@ -27,7 +29,8 @@ OSStatus checkVarispeedAddress(const UnitPropertyAddress& address) {
     case kAudioUnitProperty_MakeConnection: isInScope = address.scope == kAudioUnitScope_Input; break;
     case kAudioUnitProperty_MaximumFramesPerSlice:
     case kAudioUnitProperty_Latency:
-    case kAudioUnitProperty_LastRenderError: isInScope = address.scope == kAudioUnitScope_Global; break;
+    case kAudioUnitProperty_LastRenderError:
+    case kBRAQVarispeedProperty_KeepsPitch: isInScope = address.scope == kAudioUnitScope_Global; break;
     default: return kAudioUnitErr_InvalidProperty;
     }
     if (!isInScope) {
@@ -56,7 +59,14 @@ OSStatus VarispeedUnit::initialize() {
     if (status != 0) {
         return status;
     }
-    mSource = std::make_shared<VarispeedSource>(std::move(from), mInput, mOutput, mSliceLimit, mRate);
+    const bool keepsPitch = mKeepsPitch.load(std::memory_order_relaxed);
+    if (keepsPitch && mInput.mChannelsPerFrame > TimeStretcher::mostChannels()) {
+        return kAudioUnitErr_FormatNotSupported;
+    }
+    mSource = std::make_shared<VarispeedSource>(std::move(from), mInput, mOutput, mSliceLimit, mRate, mKeepsPitch);
+    if (keepsPitch) {
+        mSource->prepareToKeepPitch();
+    }
     mRendered.store(mSource.get(), std::memory_order_release);
     return 0;
 }
@@ -92,6 +102,8 @@ OSStatus VarispeedUnit::property(const UnitPropertyAddress& address, void* data,
     case kAudioUnitProperty_Latency: return answer(Float64{0.0}, size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_LastRenderError: return answer(takeLastRenderError(), size, data, wrongUnitPropertySize);
     case kAudioUnitProperty_SetRenderCallback: return answer(mSettings.callback(), size, data, wrongUnitPropertySize);
+    case kBRAQVarispeedProperty_KeepsPitch:
+        return answer(UInt32{mKeepsPitch.load(std::memory_order_relaxed)}, size, data, wrongUnitPropertySize);
     default: return kAudioUnitErr_InvalidProperty;
     }
 }
@@ -105,6 +117,7 @@ OSStatus VarispeedUnit::setProperty(const UnitPropertyAddress& address, const vo
     case kAudioUnitProperty_ElementCount:
     case kAudioUnitProperty_Latency:
     case kAudioUnitProperty_LastRenderError: return kAudioUnitErr_PropertyNotWritable;
+    case kBRAQVarispeedProperty_KeepsPitch: return setKeepsPitch(data, size);
     default: break;
     }
     if (mSource != nullptr) {
@@ -124,6 +137,28 @@ OSStatus VarispeedUnit::setFormat(const UnitPropertyAddress& address, const void
     return takeUnitFormat(format(address.scope), address.property, data, size);
 }
 
+OSStatus VarispeedUnit::setKeepsPitch(const void* data, UInt32 size) {
+    UInt32 keeps = 0;
+    if (size != sizeof(keeps)) {
+        return wrongUnitPropertySize;
+    }
+    std::memcpy(&keeps, data, size);
+    const float rate = mRate.load(std::memory_order_relaxed);
+    if (keeps != 0) {
+        if (rate < slowestOf(true) || rate > fastestOf(true)) {
+            return kAudioUnitErr_InvalidPropertyValue;
+        }
+        if (mInput.mChannelsPerFrame > TimeStretcher::mostChannels()) {
+            return kAudioUnitErr_FormatNotSupported;
+        }
+        if (mSource != nullptr) {
+            mSource->prepareToKeepPitch();
+        }
+    }
+    mKeepsPitch.store(keeps != 0, std::memory_order_relaxed);
+    return 0;
+}
+
 OSStatus VarispeedUnit::parameter(AudioUnitParameterID parameter, AudioUnitScope scope, AudioUnitElement element,
                                   AudioUnitParameterValue* value) const noexcept {
     const OSStatus status = checkParameter(parameter, kVarispeedParam_PlaybackRate, scope, element);
@@ -138,7 +173,8 @@ OSStatus VarispeedUnit::setParameter(AudioUnitParameterID parameter, AudioUnitSc
     if (const OSStatus status = checkParameter(parameter, kVarispeedParam_PlaybackRate, scope, element)) {
         return status;
     }
-    if (!(value >= slowest && value <= fastest)) {
+    const bool keepsPitch = mKeepsPitch.load(std::memory_order_relaxed);
+    if (!(value >= slowestOf(keepsPitch) && value <= fastestOf(keepsPitch))) {
         return kAudioUnitErr_InvalidPropertyValue;
     }
     mRate.store(value, std::memory_order_relaxed);

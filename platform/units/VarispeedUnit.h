@@ -9,7 +9,7 @@ namespace braq {
 
 class VarispeedSource;
 
-/// Resamples its input at a rate that may change at any time.
+/// Plays its input at a rate that may change at any time: at another pitch, or at its own.
 class VarispeedUnit final : public Unit {
   public:
     VarispeedUnit();
@@ -30,6 +30,7 @@ class VarispeedUnit final : public Unit {
   private:
     // Under mMutex.
     OSStatus setFormat(const UnitPropertyAddress& address, const void* data, UInt32 size);
+    OSStatus setKeepsPitch(const void* data, UInt32 size);
     AudioStreamBasicDescription& format(AudioUnitScope scope);
 
     std::mutex mMutex;                   // all that follows, except the atomics
@@ -40,6 +41,7 @@ class VarispeedUnit final : public Unit {
     std::shared_ptr<VarispeedSource> mSource;         // while initialised
     std::atomic<VarispeedSource*> mRendered{nullptr}; // the same, for the threads that render
     std::atomic<float> mRate{1.0F};                   // any thread
+    std::atomic<bool> mKeepsPitch{false};             // likewise
 };
 
 } // namespace braq

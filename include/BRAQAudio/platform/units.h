@@ -88,6 +88,11 @@ BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_PresentDevice, BRAQ_F
 /// the device was held up. Notified when there may be more. Readable on any thread, at any time.
 BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQOutputUnitProperty_LostFrames, BRAQ_FOURCC('b', 'q', 'l', 'f'));
 
+/// Property of varispeed units. Global: UInt32, settable at any time. 0: the pitch changes with the rate, as with a tape.
+/// 1: the pitch stays; the rate can then be from 1/4 to 4, and there can be 16 channels at most. Setting it fails with
+/// `kAudioUnitErr_InvalidPropertyValue` or `kAudioUnitErr_FormatNotSupported` if rate or channels do not allow it.
+BRAQ_CONSTANT(AudioUnitPropertyID, kBRAQVarispeedProperty_KeepsPitch, BRAQ_FOURCC('b', 'q', 'k', 'p'));
+
 BRAQ_CONSTANT(AudioUnitParameterID, kVarispeedParam_PlaybackRate, 0); ///< global, from 1/32 to 32
 BRAQ_CONSTANT(AudioUnitParameterID, kHALOutputParam_Volume, 14);      ///< global, linear gain from 0
 

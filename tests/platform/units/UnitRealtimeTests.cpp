@@ -176,16 +176,23 @@ TEST(Units_Realtime, PlayingFasterAndGlidingKeepsTheRules) {
         for (int cycle = 0; cycle < 100; ++cycle) {
             device->step(512, nullptr, played.pointers());
         }
-        int cycle = 0;
-        for (const Float32 rate : {1.0F, 0.03125F, 32.0F, 1.0F, 2.0F, 1.0F}) {
+        const auto playAt = [&](Float32 rate, UInt32 keepsPitch) {
             {
                 const RealtimePause control; // what another thread does
+                setUnit(varispeed, kBRAQVarispeedProperty_KeepsPitch, global, 0, keepsPitch);
                 setRate(rate);
             }
-            for (int end = cycle + 60; cycle < end; ++cycle) {
+            for (int cycle = 0; cycle < 60; ++cycle) {
                 device->step(512, nullptr, played.pointers());
             }
+        };
+        for (const Float32 rate : {1.0F, 0.03125F, 32.0F, 1.0F, 2.0F, 1.0F}) {
+            playAt(rate, 0);
         }
+        for (const Float32 rate : {1.0F, 0.25F, 4.0F, 1.0F, 2.0F, 0.9F}) {
+            playAt(rate, 1);
+        }
+        playAt(0.9F, 0);
     });
     EXPECT_GT(tape.delivered, 0U);
     AudioUnitUninitialize(unit);

@@ -81,8 +81,11 @@ TEST(Units_Stopping, RendersWhatAVarispeedHolds) {
     struct Case {
         Float32 speed;
         Float64 clientRate;
+        UInt32 keepsPitch = 0;
     };
-    for (const auto& [speed, clientRate] : {Case{1.25F, 48000.0}, Case{1.25F, 44100.0}, Case{0.5F, 48000.0}}) {
+    for (const auto& [speed, clientRate, keepsPitch] :
+         {Case{1.25F, 48000.0}, Case{1.25F, 44100.0}, Case{0.5F, 48000.0}, Case{1.25F, 48000.0, 1},
+          Case{1.25F, 44100.0, 1}, Case{0.5F, 48000.0, 1}, Case{1.0F, 48000.0, 1}}) {
         const auto device = steppedDevice("device");
         std::promise<void> isPlaying;
         Tape tape([](UInt32, UInt64) { return 1.0F; });
@@ -111,6 +114,7 @@ TEST(Units_Stopping, RendersWhatAVarispeedHolds) {
         setUnit(varispeed, kAudioUnitProperty_StreamFormat, output, 0, planar(clientRate, 2));
         setUnit(varispeed, kAudioUnitProperty_SetRenderCallback, input, 0, callback.get());
         AudioUnitSetParameter(varispeed, kVarispeedParam_PlaybackRate, global, 0, speed, 0);
+        EXPECT_EQ(setUnit(varispeed, kBRAQVarispeedProperty_KeepsPitch, global, 0, keepsPitch), 0);
         ASSERT_EQ(AUGraphInitialize(graph), 0);
         SteppedAside stepped(*device);
         ASSERT_EQ(AUGraphStart(graph), 0);
@@ -119,7 +123,7 @@ TEST(Units_Stopping, RendersWhatAVarispeedHolds) {
         const UInt64 delivered = tape.delivered;
         const double expected = static_cast<double>(delivered) * 48000.0 / clientRate / static_cast<double>(speed);
         const auto heard = static_cast<double>(heardFrames(stepped.join()));
-        EXPECT_NEAR(heard, expected, 2.0) << speed << ", " << clientRate;
+        EXPECT_NEAR(heard, expected, 2.0) << speed << ", " << clientRate << ", " << keepsPitch;
         EXPECT_EQ(tape.delivered, delivered);
         EXPECT_EQ(DisposeAUGraph(graph), 0);
     }

@@ -50,6 +50,9 @@ class Units_Varispeed : public ::testing::Test {
         EXPECT_EQ(setUnit(unit, kAudioUnitProperty_StreamFormat, output, 0, out), 0);
         EXPECT_EQ(setUnit(unit, kAudioUnitProperty_SetRenderCallback, input, 0, callback.get()), 0);
     }
+    OSStatus setKeepsPitch(UInt32 keeps) {
+        return AudioUnitSetProperty(unit, kBRAQVarispeedProperty_KeepsPitch, global, 0, &keeps, sizeof(keeps));
+    }
     OSStatus setRate(Float32 rate) {
         return AudioUnitSetParameter(unit, kVarispeedParam_PlaybackRate, global, 0, rate, 0);
     }
@@ -154,6 +157,75 @@ TEST_F(Units_Varispeed, HasRatesWithinItsRange) {
               kAudioUnitErr_InvalidScope);
     EXPECT_EQ(AudioUnitSetParameter(unit, kVarispeedParam_PlaybackRate, global, 1, 1.0F, 0),
               kAudioUnitErr_InvalidElement);
+}
+
+TEST_F(Units_Varispeed, KeepsThePitchWhenItIsAskedToAtAnyTime) {
+    const auto keeps = [&] {
+        UInt32 value = 99;
+        UInt32 size = sizeof(value);
+        EXPECT_EQ(AudioUnitGetProperty(unit, kBRAQVarispeedProperty_KeepsPitch, global, 0, &value, &size), 0);
+        return value;
+    };
+    constexpr double frequency = 997.0 / 48000.0;
+    UInt64 delivered = 0;
+    body = [&](const AudioTimeStamp&, UInt32 frames, AudioBufferList* list) {
+        for (UInt32 i = 0; i < frames; ++i, ++delivered) {
+            plane(list)[i] =
+                static_cast<Float32>(std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(delivered)));
+        }
+        return 0;
+    };
+    setFormats(planar(48000.0, 1), planar(48000.0, 1));
+    EXPECT_EQ(keeps(), 0U);
+    ASSERT_EQ(AudioUnitInitialize(unit), 0);
+    ASSERT_EQ(setRate(1.5F), 0);
+    // Its crossings of zero tell the pitch.
+    const auto pitch = [&] {
+        render(9600);
+        const auto heard = render(48000);
+        int crossings = 0;
+        for (std::size_t i = 1; i < heard.size(); ++i) {
+            crossings += heard[i - 1] < 0.0F && heard[i] >= 0.0F ? 1 : 0;
+        }
+        return crossings;
+    };
+    EXPECT_NEAR(pitch(), 1495, 1);
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(setKeepsPitch(1), 0);
+        EXPECT_EQ(keeps(), 1U);
+        const UInt64 before = delivered;
+        EXPECT_NEAR(pitch(), 997, 1);
+        EXPECT_NEAR(static_cast<double>(delivered - before), 1.5 * 57600, 0.25 * 48000) << "at the same rate";
+        EXPECT_EQ(setKeepsPitch(0), 0);
+        EXPECT_EQ(keeps(), 0U);
+        EXPECT_NEAR(pitch(), 1495, 1);
+    }
+    EXPECT_EQ(setKeepsPitch(1), 0);
+    ASSERT_EQ(AudioUnitUninitialize(unit), 0);
+    ASSERT_EQ(AudioUnitInitialize(unit), 0);
+    EXPECT_EQ(keeps(), 1U);
+    EXPECT_NEAR(pitch(), 997, 1) << "as it was set";
+}
+
+TEST_F(Units_Varispeed, RefusesToKeepThePitchWhereItCannot) {
+    ASSERT_EQ(setRate(4.01F), 0);
+    EXPECT_EQ(setKeepsPitch(1), kAudioUnitErr_InvalidPropertyValue);
+    ASSERT_EQ(setRate(0.24F), 0);
+    EXPECT_EQ(setKeepsPitch(1), kAudioUnitErr_InvalidPropertyValue);
+    ASSERT_EQ(setRate(4.0F), 0);
+    ASSERT_EQ(setKeepsPitch(1), 0);
+    EXPECT_EQ(setRate(4.01F), kAudioUnitErr_InvalidPropertyValue);
+    EXPECT_EQ(setRate(0.24F), kAudioUnitErr_InvalidPropertyValue);
+    EXPECT_EQ(setRate(0.25F), 0);
+    const UInt16 small = 1;
+    EXPECT_EQ(AudioUnitSetProperty(unit, kBRAQVarispeedProperty_KeepsPitch, global, 0, &small, sizeof(small)),
+              kAudioUnitErr_InvalidPropertyValue);
+    setFormats(planar(48000.0, 17), planar(48000.0, 17));
+    EXPECT_EQ(AudioUnitInitialize(unit), kAudioUnitErr_FormatNotSupported);
+    ASSERT_EQ(setKeepsPitch(0), 0);
+    EXPECT_EQ(AudioUnitInitialize(unit), 0);
+    EXPECT_EQ(setKeepsPitch(1), kAudioUnitErr_FormatNotSupported);
+    EXPECT_EQ(setRate(32.0F), 0) << "it stays as it was";
 }
 
 TEST_F(Units_Varispeed, IsInitialisedWithAsManyChannelsOutAsIn) {

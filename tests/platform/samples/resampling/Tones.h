@@ -57,8 +57,9 @@ inline FunctionSource numberedFrames() {
 }
 
 /// Renders `frames`, in calls of `atOnce`, and appends them.
-inline void render(VariableRateConverter& converter, FunctionSource& source, Planes& out, UInt32 frames, double ratio,
-                   UInt32 atOnce = 512) {
+template <class Converter>
+void render(Converter& converter, FunctionSource& source, Planes& out, UInt32 frames, double ratio,
+            UInt32 atOnce = 512) {
     out.resize(source.channels);
     while (frames > 0) {
         const UInt32 count = std::min(frames, atOnce);

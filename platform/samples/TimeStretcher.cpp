@@ -1,0 +1,83 @@
+#include "platform/samples/TimeStretcher.h"
+
+#include <SoundTouch.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace braq {
+namespace {
+
+// The library refuses higher ones. Above it, batches are as much shorter.
+constexpr double highestFrameRate = 192000.0;
+// The full search for where two batches fit takes time with the square of the rate: about 0.15 ms here, in one cycle.
+constexpr double mostToSearch = 2 * 48000.0 * 48000.0;
+
+} // namespace
+
+UInt32 TimeStretcher::mostChannels() noexcept { return SOUNDTOUCH_MAX_CHANNELS; }
+
+TimeStretcher::TimeStretcher(UInt32 channels, double frameRate)
+    : mChannels(channels),
+      mInterleaved(std::size_t{channels} * largestPut),
+      mStretcher(std::make_unique<soundtouch::SoundTouch>()) {
+    const double rate = std::min(frameRate, highestFrameRate);
+    mStretcher->setChannels(channels);
+    mStretcher->setSampleRate(static_cast<UInt32>(std::lround(rate)));
+    mStretcher->setSetting(SETTING_USE_AA_FILTER, 0); // it is for changes of the pitch
+    mStretcher->setSetting(SETTING_USE_QUICKSEEK, channels * rate * rate > mostToSearch ? 1 : 0);
+    grow();
+}
+
+TimeStretcher::~TimeStretcher() = default;
+
+// Its buffers grow with what they hold, and keep their size: from here on they hold less.
+void TimeStretcher::grow() {
+    for (const double tempo : {slowest, 1.0, fastest}) {
+        mStretcher->setTempo(tempo);
+        const UInt32 frames = 2 * lead() + largestPut;
+        const std::vector<float> silence(std::size_t{frames} * mChannels);
+        mStretcher->putSamples(silence.data(), frames);
+    }
+    mStretcher->clear();
+}
+
+void TimeStretcher::setTempo(double tempo) noexcept { mStretcher->setTempo(tempo); }
+
+UInt32 TimeStretcher::lead() const noexcept {
+    return static_cast<UInt32>(std::max(mStretcher->getSetting(SETTING_INITIAL_LATENCY), 0));
+}
+
+UInt32 TimeStretcher::batch() const noexcept {
+    return static_cast<UInt32>(std::max(mStretcher->getSetting(SETTING_NOMINAL_OUTPUT_SEQUENCE), 0));
+}
+
+void TimeStretcher::put(UInt32 frames, const float* const* planes) noexcept {
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        for (UInt32 frame = 0; frame < frames; ++frame) {
+            mInterleaved[std::size_t{frame} * mChannels + channel] = planes[channel][frame];
+        }
+    }
+    mStretcher->putSamples(mInterleaved.data(), frames);
+}
+
+UInt32 TimeStretcher::ready() const noexcept { return mStretcher->numSamples(); }
+
+void TimeStretcher::take(UInt32 frames, float* const* planes, UInt32 offset) noexcept {
+    for (UInt32 done = 0; done < frames;) {
+        const UInt32 part = mStretcher->receiveSamples(mInterleaved.data(), std::min(frames - done, largestPut));
+        if (part == 0) {
+            break;
+        }
+        for (UInt32 channel = 0; channel < mChannels; ++channel) {
+            for (UInt32 frame = 0; frame < part; ++frame) {
+                planes[channel][offset + done + frame] = mInterleaved[std::size_t{frame} * mChannels + channel];
+            }
+        }
+        done += part;
+    }
+}
+
+void TimeStretcher::clear() noexcept { mStretcher->clear(); }
+
+} // namespace braq
