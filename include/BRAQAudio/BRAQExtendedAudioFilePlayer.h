@@ -201,13 +201,20 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
 
     /// Negative speeds play backwards. Up to 12,288 frames read ahead are first played in the old direction. 0 and NaN
     /// fail an assertion.
-    /// @param speed 1 is the file's own speed; raises if the magnitude is outside 1/32 to 32
+    /// @param speed 1 is the file's own speed; raises if the magnitude is outside 1/32 to 32, or 1/4 to 4 while
+    ///        the pitch is kept
     void setPlaybackSpeed(float speed);
     /// The same, except that a change of direction is heard at once: the frames read ahead are dropped, and the first
     /// frame in the new direction is the one that the unit pulled last.
     void setPlaybackSpeedAtOnce(float speed);
     /// The magnitude of the speed. The direction is deliberately left out.
     float playbackSpeed() const;
+    /// Has the speed leave the pitch as it is, as for learning a piece or for speech; initially it changes both. Any time,
+    /// also while playing; see `BRAQOutputAudioUnit::setKeepsPitch`. Positions stay true. Raises and changes nothing if the
+    /// magnitude of the speed is outside 1/4 to 4, which is the range of speeds from then on, or if the file has more
+    /// than 16 channels.
+    void setKeepsPitch(bool keepsPitch);
+    bool keepsPitch() const;
     /// @param decibels 0 leaves the samples unchanged; a gain of 10^(decibels / 20)
     void setPlaybackVolume(double decibels);
     /// @param level linear gain, initially 1; raises if negative

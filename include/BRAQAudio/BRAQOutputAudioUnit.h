@@ -56,9 +56,18 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// Whether the device runs the unit. It keeps running at the end of the stream, until it is stopped.
     bool isRunning() const;
 
-    /// Speed and pitch, initially 1. Raises and changes nothing outside 1/32 to 32. Ramps smoothly, also while playing.
+    /// Speed and pitch, initially 1. Raises and changes nothing outside 1/32 to 32, or 1/4 to 4 while the pitch is kept.
+    /// Ramps smoothly, also while playing.
     void setPlaybackRate(double rate);
     double playbackRate() const;
+    /// Has the rate change the speed only, and leave the pitch as it is; initially it changes both. Any time, also while
+    /// playing, without a click. The whole is as long as at the same rate without it; in it, sounds are some 10 ms from where
+    /// they would be, and at a half and a quarter of the speed 40 and 120 ms. At rates other than 1, a change of the rate and a change of the ring (a seek, the next file) are heard
+    /// some 0.1 s later, and `stop` takes as much longer. At rate 1 nothing is changed.
+    ///
+    /// Raises and changes nothing if the rate is outside 1/4 to 4, or with more than 16 channels.
+    void setKeepsPitch(bool keepsPitch);
+    bool keepsPitch() const;
     /// Linear gain, initially 1; raises if negative. Fades within 10 ms, also while playing.
     void setPlaybackLevel(double level);
 

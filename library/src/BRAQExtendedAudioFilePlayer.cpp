@@ -265,6 +265,10 @@ float BRAQExtendedAudioFilePlayer::playbackSpeed() const {
     return static_cast<float>(mOutputAudioUnit->playbackRate());
 }
 
+void BRAQExtendedAudioFilePlayer::setKeepsPitch(bool keepsPitch) { mOutputAudioUnit->setKeepsPitch(keepsPitch); }
+
+bool BRAQExtendedAudioFilePlayer::keepsPitch() const { return mOutputAudioUnit->keepsPitch(); }
+
 void BRAQExtendedAudioFilePlayer::setPlaybackVolume(double decibels) {
     constexpr double decibelsPerDecade = 20.0;
     mOutputAudioUnit->setPlaybackLevel(std::pow(10.0, decibels / decibelsPerDecade));

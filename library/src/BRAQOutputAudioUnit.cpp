@@ -92,6 +92,26 @@ double BRAQOutputAudioUnit::playbackRate() const {
     return static_cast<double>(value);
 }
 
+void BRAQOutputAudioUnit::setKeepsPitch(bool keepsPitch) {
+    const UInt32 keeps = keepsPitch ? 1 : 0;
+    NSXRaiseOnFailure(AudioUnitSetProperty(mVarispeedUnit, kBRAQVarispeedProperty_KeepsPitch, kAudioUnitScope_Global, 0,
+                                           &keeps, sizeof(keeps)),
+                      "AudioUnitSetProperty( mVarispeedUnit, kBRAQVarispeedProperty_KeepsPitch, "
+                      "kAudioUnitScope_Global, 0, &keeps, sizeof(keeps) )",
+                      {file, "-[BRAQOutputAudioUnit setKeepsPitch:]"});
+}
+
+bool BRAQOutputAudioUnit::keepsPitch() const {
+    UInt32 keeps = 0;
+    UInt32 size = sizeof(keeps);
+    NSXRaiseOnFailure(AudioUnitGetProperty(mVarispeedUnit, kBRAQVarispeedProperty_KeepsPitch, kAudioUnitScope_Global, 0,
+                                           &keeps, &size),
+                      "AudioUnitGetProperty( mVarispeedUnit, kBRAQVarispeedProperty_KeepsPitch, "
+                      "kAudioUnitScope_Global, 0, &keeps, &size )",
+                      {file, "-[BRAQOutputAudioUnit keepsPitch]"});
+    return keeps != 0;
+}
+
 void BRAQOutputAudioUnit::setPlaybackLevel(double level) {
     const auto value = static_cast<Float32>(level);
     NSXRaiseOnFailure(

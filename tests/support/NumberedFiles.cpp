@@ -47,8 +47,8 @@ constexpr std::size_t chunkHeaderBytes = 8;
 
 } // namespace
 
-void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate,
-                       UInt32 speakers) {
+void writeFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate,
+               const std::function<Float32(UInt64 frame, UInt32 channel)>& sample, UInt32 speakers) {
     constexpr UInt16 bits = 32;
     const auto frameBytes = static_cast<UInt16>(channels * sizeof(Float32));
     const auto dataBytes = static_cast<UInt32>(frames * frameBytes);
@@ -70,10 +70,15 @@ void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 
     bytes.tag("data").number(dataBytes);
     for (UInt64 frame = 0; frame < frames; ++frame) {
         for (UInt32 channel = 0; channel < channels; ++channel) {
-            bytes.number(sampleOf(frame, channel));
+            bytes.number(sample(frame, channel));
         }
     }
     std::ofstream(path, std::ios::binary) << bytes.get();
+}
+
+void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate,
+                       UInt32 speakers) {
+    writeFile(path, frames, channels, rate, sampleOf, speakers);
 }
 
 std::vector<Float32> samplesOfFile(const std::filesystem::path& path) {

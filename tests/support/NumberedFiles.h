@@ -3,6 +3,7 @@
 #include "BRAQAudio/platform/types.h"
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -11,8 +12,13 @@
 
 namespace braq::tests {
 
-/// Writes a 32-bit float WAVE file whose samples are `sampleOf` (FrameLists.h).
+/// Writes a 32-bit float WAVE file.
 /// @param speakers a bit for each loudspeaker, as WAVE files have them; 0: the file does not say
+void writeFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels, UInt32 rate,
+               const std::function<Float32(UInt64 frame, UInt32 channel)>& sample, UInt32 speakers = 0);
+
+/// Writes a 32-bit float WAVE file whose samples are `sampleOf` (FrameLists.h).
+/// @param speakers as for `writeFile`
 void writeNumberedFile(const std::filesystem::path& path, UInt64 frames, UInt32 channels = 2, UInt32 rate = 48000,
                        UInt32 speakers = 0);
 
