@@ -31,6 +31,7 @@ class MockPlayback : public Playback {
     MOCK_METHOD(void, goTo, (SInt64), (override));
     MOCK_METHOD(bool, canPlayBackwards, (), (const, override));
     MOCK_METHOD(void, setSpeed, (double), (override));
+    MOCK_METHOD(void, setKeepsPitch, (bool), (override));
     MOCK_METHOD(void, setVolume, (double), (override));
     MOCK_METHOD(void, setUnscaledDownmix, (bool), (override));
     MOCK_METHOD(std::shared_ptr<BRAQAudioDevice>, device, (), (const, override));
@@ -48,7 +49,7 @@ class Tool_PlayControls : public testing::Test {
         }
     }
     void expectToGo(SInt64 from, Key key, SInt64 to) {
-        PlayControls controls(1.0, 0.0);
+        PlayControls controls(1.0, 0.0, false);
         EXPECT_CALL(playback, frame).WillOnce(testing::Return(from));
         EXPECT_CALL(playback, goTo(to));
         press(controls, key);
@@ -65,8 +66,9 @@ class Tool_PlayControls : public testing::Test {
 };
 
 TEST_F(Tool_PlayControls, AFileStartsAsItIsSet) {
-    PlayControls controls(-2.0, -6.0);
+    PlayControls controls(-2.0, -6.0, true);
     const testing::InSequence sequence;
+    EXPECT_CALL(playback, setKeepsPitch(true));
     EXPECT_CALL(playback, setSpeed(-2.0));
     EXPECT_CALL(playback, setVolume(-6.0));
     EXPECT_CALL(playback, start);
@@ -75,7 +77,7 @@ TEST_F(Tool_PlayControls, AFileStartsAsItIsSet) {
 }
 
 TEST_F(Tool_PlayControls, SpacePausesAndResumes) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, pause);
     press(controls, Key::space);
     EXPECT_TRUE(controls.isPaused());
@@ -85,14 +87,29 @@ TEST_F(Tool_PlayControls, SpacePausesAndResumes) {
 }
 
 TEST_F(Tool_PlayControls, TheNextFilePlaysAlsoAfterAPause) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, pause);
     press(controls, Key::space);
+    EXPECT_CALL(playback, setKeepsPitch(false));
     EXPECT_CALL(playback, setSpeed(1.0));
     EXPECT_CALL(playback, setVolume(0.0));
     EXPECT_CALL(playback, start);
     controls.start(playback);
     EXPECT_FALSE(controls.isPaused());
+}
+
+TEST_F(Tool_PlayControls, KKeepsThePitchOrNotWhereItCanBeKept) {
+    PlayControls controls(1.5, 0.0, false);
+    EXPECT_CALL(playback, setKeepsPitch(true));
+    press(controls, Key::k);
+    EXPECT_TRUE(controls.keepsPitch());
+    EXPECT_CALL(playback, setKeepsPitch(false));
+    press(controls, Key::k);
+    EXPECT_FALSE(controls.keepsPitch());
+    EXPECT_CALL(playback, setKeepsPitch(true))
+        .WillOnce(testing::Throw(NSException(NSInvalidArgumentException, "the speed is too high")));
+    press(controls, Key::k);
+    EXPECT_FALSE(controls.keepsPitch());
 }
 
 TEST_F(Tool_PlayControls, ArrowsSkipFiveSecondsInsideOfTheFile) {
@@ -111,7 +128,7 @@ TEST_F(Tool_PlayControls, PagesSkipAMinute) {
 }
 
 TEST_F(Tool_PlayControls, HomeAndEndGoToTheEndsOfTheFile) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, goTo(0));
     press(controls, Key::home);
     EXPECT_CALL(playback, goTo(fileFrames));
@@ -126,7 +143,7 @@ TEST_F(Tool_PlayControls, TheHelpFitsATerminalOf80Columns) {
 }
 
 TEST_F(Tool_PlayControls, SpeedGoesBySemitonesAndComesBack) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, setSpeed(testing::DoubleNear(std::exp2(1.0 / 12.0), 1e-12)));
     press(controls, Key::plus);
     EXPECT_CALL(playback, setSpeed(1.0));
@@ -136,7 +153,7 @@ TEST_F(Tool_PlayControls, SpeedGoesBySemitonesAndComesBack) {
 }
 
 TEST_F(Tool_PlayControls, SpeedStaysBetweenAQuarterAndFourTimes) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, setSpeed(testing::AllOf(testing::Ge(0.25), testing::Le(4.0)))).Times(24 + 48);
     press(controls, Key::plus, 30);
     EXPECT_EQ(controls.speed(), 4.0);
@@ -145,7 +162,7 @@ TEST_F(Tool_PlayControls, SpeedStaysBetweenAQuarterAndFourTimes) {
 }
 
 TEST_F(Tool_PlayControls, ASpeedBeyondThatIsOnlyTakenBack) {
-    PlayControls controls(8.0, 0.0);
+    PlayControls controls(8.0, 0.0, false);
     press(controls, Key::plus);
     EXPECT_EQ(controls.speed(), 8.0);
     EXPECT_CALL(playback, setSpeed(testing::Lt(8.0)));
@@ -153,7 +170,7 @@ TEST_F(Tool_PlayControls, ASpeedBeyondThatIsOnlyTakenBack) {
 }
 
 TEST_F(Tool_PlayControls, RTurnsRoundAndKeepsTheSpeed) {
-    PlayControls controls(1.5, 0.0);
+    PlayControls controls(1.5, 0.0, false);
     EXPECT_CALL(playback, canPlayBackwards).WillRepeatedly(testing::Return(true));
     EXPECT_CALL(playback, setSpeed(-1.5));
     press(controls, Key::r);
@@ -162,14 +179,14 @@ TEST_F(Tool_PlayControls, RTurnsRoundAndKeepsTheSpeed) {
 }
 
 TEST_F(Tool_PlayControls, ALoopIsNotTurnedRound) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, canPlayBackwards).WillRepeatedly(testing::Return(false));
     press(controls, Key::r);
     EXPECT_FALSE(controls.isReverse());
 }
 
 TEST_F(Tool_PlayControls, LLoopsFromWhereItWasPressedFirstAndGoesThere) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     markAt(30'000, controls);
     EXPECT_EQ(controls.loop().from, 30'000);
     EXPECT_FALSE(controls.loop().to);
@@ -185,7 +202,7 @@ TEST_F(Tool_PlayControls, LLoopsFromWhereItWasPressedFirstAndGoesThere) {
 }
 
 TEST_F(Tool_PlayControls, BackwardsTheLoopBeginsAtItsLastFrame) {
-    PlayControls controls(-1.0, 0.0);
+    PlayControls controls(-1.0, 0.0, false);
     markAt(42'000, controls);
     EXPECT_CALL(playback, setLoop(30'000, 42'000));
     EXPECT_CALL(playback, goTo(42'000));
@@ -193,7 +210,7 @@ TEST_F(Tool_PlayControls, BackwardsTheLoopBeginsAtItsLastFrame) {
 }
 
 TEST_F(Tool_PlayControls, AMarkInFrontOfTheFirstOneIsWhereTheLoopGoesOn) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     markAt(42'000, controls);
     EXPECT_CALL(playback, setLoop(30'000, 42'000));
     markAt(30'000, controls);
@@ -201,7 +218,7 @@ TEST_F(Tool_PlayControls, AMarkInFrontOfTheFirstOneIsWhereTheLoopGoesOn) {
 }
 
 TEST_F(Tool_PlayControls, AKeyPressedTwiceIsNoLoop) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     markAt(30'000, controls);
     markAt(30'010, controls);
     EXPECT_FALSE(controls.loop().to);
@@ -211,8 +228,9 @@ TEST_F(Tool_PlayControls, AKeyPressedTwiceIsNoLoop) {
 }
 
 TEST_F(Tool_PlayControls, AnotherFileHasNoLoop) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     markAt(30'000, controls);
+    EXPECT_CALL(playback, setKeepsPitch);
     EXPECT_CALL(playback, setSpeed);
     EXPECT_CALL(playback, setVolume);
     EXPECT_CALL(playback, start);
@@ -221,27 +239,27 @@ TEST_F(Tool_PlayControls, AnotherFileHasNoLoop) {
 }
 
 TEST_F(Tool_PlayControls, WhatLoopsAsAWholeHasNoMarks) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_CALL(playback, canLoopRange).WillRepeatedly(testing::Return(false));
     press(controls, Key::l, 3);
     EXPECT_FALSE(controls.loop().from);
 }
 
 TEST_F(Tool_PlayControls, VolumeGoesByADecibelWithinItsRange) {
-    PlayControls controls(1.0, 10.5);
+    PlayControls controls(1.0, 10.5, false);
     EXPECT_CALL(playback, setVolume(11.5));
     press(controls, Key::up, 3);
     EXPECT_EQ(controls.decibels(), 11.5);
-    PlayControls quiet(1.0, -59.0);
+    PlayControls quiet(1.0, -59.0, false);
     EXPECT_CALL(playback, setVolume(-60.0));
     press(quiet, Key::down, 3);
-    PlayControls loud(1.0, 24.0);
+    PlayControls loud(1.0, 24.0, false);
     EXPECT_CALL(playback, setVolume(23.0));
     press(loud, Key::down);
 }
 
 TEST_F(Tool_PlayControls, OtherKeysAskTheProgram) {
-    PlayControls controls(1.0, 0.0);
+    PlayControls controls(1.0, 0.0, false);
     EXPECT_EQ(controls.press(Key::n, playback), Wish::next);
     EXPECT_EQ(controls.press(Key::p, playback), Wish::previous);
     EXPECT_EQ(controls.press(Key::q, playback), Wish::quit);

@@ -23,6 +23,7 @@ complete -c braq -n '__fish_seen_subcommand_from meter' -x -l channels -d 'Chann
 complete -c braq -n '__fish_seen_subcommand_from play' -F
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l device -a '(__braq_devices)' -d 'The device to play on'
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l speed -d '1/32 to 32, negative plays backwards from the end'
+complete -c braq -n '__fish_seen_subcommand_from play' -l keep-pitch -d 'At other speeds, from 1/4 to 4'
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l volume -d 'In dB, -120 to 24'
 complete -c braq -n '__fish_seen_subcommand_from play' -x -l start -d 'Position in the first file, such as 1:30'
 complete -c braq -n '__fish_seen_subcommand_from play' -l loop -d 'Loop the file, gapless'

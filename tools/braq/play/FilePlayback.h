@@ -29,6 +29,7 @@ class FilePlayback final : public Playback {
     void goTo(SInt64 frame) override;
     bool canPlayBackwards() const override { return true; }
     void setSpeed(double speed) override;
+    void setKeepsPitch(bool keepsPitch) override { mPlayer->setKeepsPitch(keepsPitch); }
     void setVolume(double decibels) override { mPlayer->setPlaybackVolume(decibels); }
     void setUnscaledDownmix(bool unscaled) override { mPlayer->outputAudioUnit()->setUnscaledDownmix(unscaled); }
 

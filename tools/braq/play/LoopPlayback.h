@@ -19,6 +19,7 @@ class LoopPlayback final : public Playback {
     void goTo(SInt64 frame) override;
     bool canPlayBackwards() const override { return false; }
     void setSpeed(double speed) override { mUnit->setPlaybackRate(speed); }
+    void setKeepsPitch(bool keepsPitch) override { mUnit->setKeepsPitch(keepsPitch); }
     void setVolume(double decibels) override;
     void setUnscaledDownmix(bool unscaled) override { mUnit->setUnscaledDownmix(unscaled); }
 

@@ -17,6 +17,7 @@ Run addPlay(CLI::App& play) {
             constexpr double fastest = 32.0;
             return std::fabs(speed) >= 1.0 / fastest && std::fabs(speed) <= fastest;
         }));
+    play.add_flag("--keep-pitch", options->keepPitch, "Keep the pitch at other speeds, from 1/4 to 4");
     play.add_option("--volume", options->decibels, "In dB; 0 leaves the level unchanged")
         ->check(numbers("a volume: -120 to 24 dB", [](double decibels) {
             constexpr double quietest = -120.0;

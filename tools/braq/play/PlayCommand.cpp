@@ -61,7 +61,7 @@ class PlaySession {
                                                          ? Keyboard::Source::controllingTerminal
                                                          : Keyboard::Source::standardInput),
           mDevice(choosePlaybackDevice(lookAtDevices(), options.device)),
-          mControls(options.speed, options.decibels) {}
+          mControls(options.speed, options.decibels, options.keepPitch) {}
 
     /// @return whether every file could be played
     bool run() {
@@ -388,14 +388,15 @@ class PlaySession {
         if (!mDisplay.isTerminal()) {
             return;
         }
-        Status status{.mark = mControls.isPaused()    ? "||"
-                              : mControls.isReverse() ? "<"
-                                                      : ">",
-                      .seconds = static_cast<double>(playback.frame()) / playback.rate(),
-                      .length = static_cast<double>(playback.frames()) / playback.rate(),
-                      .channels = levelsOf(playback),
-                      .facts = {NSStringWithFormat("x%.2f", mControls.speed()),
-                                NSStringWithFormat("%+.0f dB", mControls.decibels())}};
+        Status status{
+            .mark = mControls.isPaused()    ? "||"
+                    : mControls.isReverse() ? "<"
+                                            : ">",
+            .seconds = static_cast<double>(playback.frame()) / playback.rate(),
+            .length = static_cast<double>(playback.frames()) / playback.rate(),
+            .channels = levelsOf(playback),
+            .facts = {NSStringWithFormat(mControls.keepsPitch() ? "x%.2f at its pitch" : "x%.2f", mControls.speed()),
+                      NSStringWithFormat("%+.0f dB", mControls.decibels())}};
         if (const auto& loop = mControls.loop(); loop.from) {
             status.facts.insert(status.facts.begin(), loopText(loop, playback.rate()));
         }
@@ -470,6 +471,11 @@ bool runPlay(const PlayOptions& options) {
     }
     if (options.loop && options.speed < 0.0) {
         throw WrongUsage("--loop plays forwards only; use a speed above 0");
+    }
+    constexpr double fastestAtItsPitch = 4.0;
+    const double factor = std::fabs(options.speed);
+    if (options.keepPitch && (factor > fastestAtItsPitch || factor < 1.0 / fastestAtItsPitch)) {
+        throw WrongUsage("--keep-pitch works at speeds from 1/4 (0.25) to 4, forwards and backwards");
     }
     return PlaySession(options).run();
 }

@@ -1,14 +1,17 @@
 #include "tools/braq/play/PlayControls.h"
 
+#include "BRAQAudio/platform/foundation.h"
+
 #include <algorithm>
 #include <cmath>
 
-PlayControls::PlayControls(double speed, double decibels)
-    : mSpeed(std::fabs(speed)), mIsReverse(speed < 0.0), mDecibels(decibels) {}
+PlayControls::PlayControls(double speed, double decibels, bool keepsPitch)
+    : mSpeed(std::fabs(speed)), mIsReverse(speed < 0.0), mDecibels(decibels), mKeepsPitch(keepsPitch) {}
 
 void PlayControls::start(Playback& playback) {
     mIsPaused = false;
     forgetLoop();
+    playback.setKeepsPitch(mKeepsPitch);
     playback.setSpeed(speed());
     playback.setVolume(mDecibels);
     playback.start();
@@ -29,6 +32,7 @@ PlayControls::Wish PlayControls::press(Key key, Playback& playback) {
     case Key::down: changeVolume(-1.0, playback); break;
     case Key::plus: changeSpeed(1, playback); break;
     case Key::minus: changeSpeed(-1, playback); break;
+    case Key::k: keepOrChangePitch(playback); break;
     case Key::l: markLoop(playback); break;
     case Key::r: turnRound(playback); break;
     default: return wishOf(key);
@@ -108,6 +112,15 @@ void PlayControls::changeSpeed(int semitones, Playback& playback) {
     }
     mSpeed = std::exp2(static_cast<double>(after) / semitonesAnOctave);
     playback.setSpeed(speed());
+}
+
+// Not every speed of the command line, nor every file, lets the pitch be kept.
+void PlayControls::keepOrChangePitch(Playback& playback) {
+    try {
+        playback.setKeepsPitch(!mKeepsPitch);
+        mKeepsPitch = !mKeepsPitch;
+    } catch (const NSException&) {
+    }
 }
 
 void PlayControls::changeVolume(double decibels, Playback& playback) {

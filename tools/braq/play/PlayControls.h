@@ -14,10 +14,11 @@ class PlayControls {
     /// Lines that fit every terminal.
     static constexpr const char* help = "space pause   left/right 5 s   page down/up 1 min   home/end of the file\n"
                                         "up/down volume   +/- speed   r reverse   n/p next/previous file   q quit\n"
+                                        "k keep the pitch at other speeds, or not\n"
                                         "l loop: from here, once more: to here, once more: no loop";
 
     /// @param speed negative: backwards, which not every playback supports
-    PlayControls(double speed, double decibels);
+    PlayControls(double speed, double decibels, bool keepsPitch);
 
     /// What the user has marked of the file to be looped.
     struct Loop {
@@ -39,6 +40,7 @@ class PlayControls {
     bool isPaused() const noexcept { return mIsPaused; }
     bool isReverse() const noexcept { return mIsReverse; }
     double speed() const noexcept { return mIsReverse ? -mSpeed : mSpeed; }
+    bool keepsPitch() const noexcept { return mKeepsPitch; }
     double decibels() const noexcept { return mDecibels; }
 
   private:
@@ -47,11 +49,13 @@ class PlayControls {
     void markLoop(Playback& playback);
     void turnRound(Playback& playback);
     void changeSpeed(int semitones, Playback& playback);
+    void keepOrChangePitch(Playback& playback);
     void changeVolume(double decibels, Playback& playback);
 
     double mSpeed; // its magnitude
     bool mIsReverse;
     double mDecibels;
+    bool mKeepsPitch;
     bool mIsPaused = false;
     Loop mLoop;
 };

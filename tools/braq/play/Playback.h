@@ -70,6 +70,8 @@ class Playback {
     virtual bool canPlayBackwards() const = 0;
     /// @param speed magnitude from 1/32 to 32; negative: backwards; takes effect at once
     virtual void setSpeed(double speed) = 0;
+    /// Whether the speed leaves the pitch as it is; raises for speeds outside 1/4 to 4, and with more than 16 channels.
+    virtual void setKeepsPitch(bool keepsPitch) = 0;
     virtual void setVolume(double decibels) = 0;
     /// Before it plays. By default, channels that are mixed because the device has fewer are scaled so that no sum
     /// clips.

@@ -12,6 +12,7 @@ std::optional<Key> character(char typed) {
     case '+':
     case '=': return Key::plus; // shares its key with plus
     case '-': return Key::minus;
+    case 'k': return Key::k;
     case 'l': return Key::l;
     case 'r': return Key::r;
     case 'n': return Key::n;

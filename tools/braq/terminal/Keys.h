@@ -5,7 +5,26 @@
 #include <vector>
 
 /// A key. A character key is named after its character.
-enum class Key { space, left, right, up, down, pageUp, pageDown, home, end, plus, minus, l, r, n, p, q, questionMark };
+enum class Key {
+    space,
+    left,
+    right,
+    up,
+    down,
+    pageUp,
+    pageDown,
+    home,
+    end,
+    plus,
+    minus,
+    k,
+    l,
+    r,
+    n,
+    p,
+    q,
+    questionMark
+};
 
 /// Decodes the keys in the characters that a terminal sends.
 class Keys {
