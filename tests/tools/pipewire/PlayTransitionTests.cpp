@@ -74,6 +74,13 @@ TEST_F(Tool_PlayTransitions, NoKeyClicks) {
     expectNoClick(press({}, {"n", "p"}), "next and previous");
 }
 
+TEST_F(Tool_PlayTransitions, NoKeyClicksWhileThePitchIsKept) {
+    const std::vector<std::string> slow{"--speed", "0.8", "--keep-pitch"};
+    expectNoClick(press(slow, {" ", " "}), "pause and resume");
+    expectNoClick(press(slow, {right, left, "r", "r"}), "seek and turn");
+    expectNoClick(press(slow, {"k", "k", "+", "-", "+", "+", "+", "+", "-"}), "to the file's speed and back");
+}
+
 TEST_F(Tool_PlayTransitions, NoLoopBetweenTwoMarksClicks) {
     for (const bool backwards : {false, true}) {
         const auto loop = [&](const TerminalProcess& tool, const Capture& capture) {
