@@ -70,8 +70,9 @@ void TimeStretcher::take(UInt32 frames, float* const* planes, UInt32 offset) noe
             break;
         }
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
+            float* const plane = planes[channel] + offset + done;
             for (UInt32 frame = 0; frame < part; ++frame) {
-                planes[channel][offset + done + frame] = mInterleaved[std::size_t{frame} * mChannels + channel];
+                plane[frame] = mInterleaved[std::size_t{frame} * mChannels + channel];
             }
         }
         done += part;

@@ -1,6 +1,6 @@
 #include "tools/braq/play/PlayControls.h"
 
-#include "BRAQAudio/platform/foundation.h"
+#include <BRAQAudio/BRAQAudio.h>
 
 #include <algorithm>
 #include <cmath>
