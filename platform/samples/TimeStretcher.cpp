@@ -55,7 +55,7 @@ UInt32 TimeStretcher::batch() const noexcept {
 void TimeStretcher::put(UInt32 frames, const float* const* planes) noexcept {
     for (UInt32 channel = 0; channel < mChannels; ++channel) {
         for (UInt32 frame = 0; frame < frames; ++frame) {
-            mInterleaved[std::size_t{frame} * mChannels + channel] = planes[channel][frame];
+            mInterleaved[static_cast<std::size_t>(frame) * mChannels + channel] = planes[channel][frame];
         }
     }
     mStretcher->putSamples(mInterleaved.data(), frames);
@@ -72,7 +72,7 @@ void TimeStretcher::take(UInt32 frames, float* const* planes, UInt32 offset) noe
         for (UInt32 channel = 0; channel < mChannels; ++channel) {
             float* const plane = planes[channel] + offset + done;
             for (UInt32 frame = 0; frame < part; ++frame) {
-                plane[frame] = mInterleaved[std::size_t{frame} * mChannels + channel];
+                plane[frame] = mInterleaved[static_cast<std::size_t>(frame) * mChannels + channel];
             }
         }
         done += part;
