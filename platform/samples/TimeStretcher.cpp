@@ -8,14 +8,14 @@
 namespace braq {
 namespace {
 
+static_assert(TimeStretcher::mostChannels <= SOUNDTOUCH_MAX_CHANNELS);
+
 // The library refuses higher ones. Above it, batches are as much shorter.
 constexpr double highestFrameRate = 192000.0;
 // The full search for where two batches fit takes time with the square of the rate: about 0.15 ms here, in one cycle.
 constexpr double mostToSearch = 2 * 48000.0 * 48000.0;
 
 } // namespace
-
-UInt32 TimeStretcher::mostChannels() noexcept { return SOUNDTOUCH_MAX_CHANNELS; }
 
 TimeStretcher::TimeStretcher(UInt32 channels, double frameRate)
     : mChannels(channels),

@@ -21,8 +21,8 @@ class TimeStretcher {
     static constexpr double fastest = 4.0;
     /// Frames that `put` takes at once.
     static constexpr UInt32 largestPut = 256;
-    /// Channels that it can have.
-    static UInt32 mostChannels() noexcept;
+    /// Channels that it can have: with newer versions of the library there could be more.
+    static constexpr UInt32 mostChannels = 16;
 
     /// Allocates everything. Control thread. @throw std::bad_alloc
     /// @param channels from 1 to `mostChannels`

@@ -60,7 +60,7 @@ OSStatus VarispeedUnit::initialize() {
         return status;
     }
     const bool keepsPitch = mKeepsPitch.load(std::memory_order_relaxed);
-    if (keepsPitch && mInput.mChannelsPerFrame > TimeStretcher::mostChannels()) {
+    if (keepsPitch && mInput.mChannelsPerFrame > TimeStretcher::mostChannels) {
         return kAudioUnitErr_FormatNotSupported;
     }
     mSource = std::make_shared<VarispeedSource>(std::move(from), mInput, mOutput, mSliceLimit, mRate, mKeepsPitch);
@@ -148,7 +148,7 @@ OSStatus VarispeedUnit::setKeepsPitch(const void* data, UInt32 size) {
         if (rate < slowestOf(true) || rate > fastestOf(true)) {
             return kAudioUnitErr_InvalidPropertyValue;
         }
-        if (mInput.mChannelsPerFrame > TimeStretcher::mostChannels()) {
+        if (mInput.mChannelsPerFrame > TimeStretcher::mostChannels) {
             return kAudioUnitErr_FormatNotSupported;
         }
         if (mSource != nullptr) {
