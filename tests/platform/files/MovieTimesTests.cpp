@@ -159,6 +159,20 @@ TEST_F(Files_MovieTimes, AreNoneInAtomsThatAreLongerThanWhatHoldsThem) {
     EXPECT_FALSE(read(MadeBytes().bigEndian(1, 4).text("moov").bigEndian(~UInt64{0} >> 1, 8).add(movie.contents())));
 }
 
+TEST_F(Files_MovieTimes, AreReadFromWithinTheirAtomsOnly) {
+    const Movie movie;
+    const MadeBytes exact = movie.times().bigEndian(600, 4);
+    const auto with = [&](const MadeBytes& header) {
+        return read(atom("moov", atom("mvhd", header).add(movie.trackAtom())));
+    };
+    EXPECT_EQ(with(exact)->tolerance, 73.5);
+    MadeBytes shorter;
+    for (std::size_t i = 0; i + 1 < exact.size(); ++i) {
+        shorter.bigEndian(exact.get()[i], 1);
+    }
+    EXPECT_FALSE(with(shorter)) << "the units of the movie are not all there";
+}
+
 TEST_F(Files_MovieTimes, OfTablesThatClaimTooMuchAreWhatIsThere) {
     MadeBytes bytes = Movie{}.file();
     const std::string text(bytes.get().begin(), bytes.get().end());

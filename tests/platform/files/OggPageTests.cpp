@@ -101,6 +101,13 @@ TEST_F(Files_OggPage, MayHaveNoSegmentsOrAsManyAsThereAre) {
     EXPECT_TRUE(find(1));
 }
 
+TEST_F(Files_OggPage, IsFoundAsTheLastBytesOfTheFile) {
+    open(MadeBytes().zeros(5).add(made({.segments = {}})));
+    const auto page = find(0);
+    ASSERT_TRUE(page);
+    EXPECT_EQ(page->offset, 5);
+}
+
 TEST_F(Files_OggPage, IsNoneWhereTheFileEndsBefore) {
     const MadeBytes whole = made({});
     open(whole);
