@@ -1,7 +1,7 @@
 """Plays files with several programs on private sound servers and prints what was heard of each, as a table.
 
-It is a report, not a gate: what a program cannot do, or is not installed for, is said in its place. Only a program or a sound
-server that does not work at all is a failure.
+It is a report, not a gate: what a program cannot do, or that it is not installed, is said in its place. Only a program or a
+sound server that does not work at all is a failure.
 
 Usage: contest.py --tool BRAQ [--repeats N] [ROW]...
 """
@@ -10,6 +10,7 @@ import argparse
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -49,7 +50,8 @@ def cell(studio, measure, program):
 def main(arguments):
     parser = argparse.ArgumentParser(prog="playing", description=__doc__.split("\n", maxsplit=1)[0])
     parser.add_argument("--tool", required=True, help="this project's braq")
-    parser.add_argument("--repeats", type=int, default=5, help="how often that is done of which the median, or the largest, counts")
+    parser.add_argument("--repeats", type=int, default=5,
+                        help="how often that is done of which the median, or the largest, counts")
     parser.add_argument("row", nargs="*", help=f"one of: {', '.join(ROWS)}; all without any")
     options = parser.parse_args(arguments)
     if unknown := [row for row in options.row if row not in ROWS]:
@@ -60,6 +62,9 @@ def main(arguments):
         if not shutil.which(needed):
             parser.error(f"{needed} is needed and is not installed")
     Braq.command = os.path.abspath(options.tool)
+    # So that sound servers and players end with it.
+    for number in (signal.SIGTERM, signal.SIGHUP):
+        signal.signal(number, lambda number, _: sys.exit(128 + number))
 
     versions = {program: program.version() for program in PROGRAMS}
     line(["what", *(f"{program.name} {version}" if version else program.name for program, version in versions.items())])

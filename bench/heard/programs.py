@@ -21,7 +21,8 @@ class Cannot(Exception):
 
 
 class Player:
-    """A program that plays files on the default device. `files` are paths; `start` is the position in the first one, in seconds."""
+    """A program that plays files on the default device. `files` are paths, `start` is the position in the first one, in
+    seconds."""
 
     name = ""
     command = ""

@@ -91,8 +91,8 @@ def follow(studio, program, act):
 
 
 def change(one, two):
-    """Milliseconds of silence, and frames lost, between the last frame heard on one sink and the first on the other. Frames that
-    are faded count as those that belong there."""
+    """Milliseconds of silence, and frames lost, between the last frame heard on one sink and the first on the other. Faded
+    frames count as those that belong there."""
     played, continued = sounds.stretches(one.finish()), sounds.stretches(two.finish())
     last = max(i for i, stretch in enumerate(played) if stretch.kind == sounds.NUMBERED)
     first = min(i for i, stretch in enumerate(continued) if stretch.kind == sounds.NUMBERED)
@@ -143,20 +143,34 @@ def next_file(studio, program):
 # Steps
 
 
+class LargestSteps:
+    """The largest step for each thing that is done, and what was silent there: a cycle that was missed is cut off, too."""
+
+    SHORTEST_SILENCE = 64
+
+    def __init__(self):
+        self.found = {}
+
+    def note(self, what, sound):
+        silent = sum(length for _, length in sounds.inner_silence(sound, self.SHORTEST_SILENCE, SILENT_LEVEL))
+        self.found[what] = max(self.found.get(what, (0.0, 0)), (sounds.largest_step(sound), silent))
+
+    def text_of(self, what):
+        if what not in self.found:
+            return f"{what} none"
+        step, silent = self.found[what]
+        return f"{what} {step:.2f}" + (f" ({silent} frames silent)" if silent else "")
+
+
 def steps(studio, program):
     """The largest of all repeats for each thing that is done."""
     file = studio.sine(20)
-    found = {}
-
-    def note(what, sound):
-        found[what] = max(found.get(what, 0.0), sounds.largest_step(sound))
-
+    largest = LargestSteps()
     for action in (_pause_and_resume, _seeks, _next, _stop, _start_within):
         for repeat in range(studio.repeats):
             with studio.server() as server, contextlib.suppress(Cannot):
-                action(server, program, file, repeat, note)
-    return ", ".join(f"{what} {found[what]:.2f}" if what in found else f"{what} none"
-                     for what in ("pause", "resume", "seek", "stop", "next", "start within"))
+                action(server, program, file, repeat, largest.note)
+    return ", ".join(map(largest.text_of, ("pause", "resume", "seek", "stop", "next", "start within")))
 
 
 def _playing(server, program, files, **options):

@@ -217,8 +217,8 @@ def seams(found):
 
 
 def turn_back(found):
-    """Frames between the last one that is heard backwards and the one that forwards begins with; 0 if it goes on there. During a
-    fade both directions are heard, so both are followed to its beginning, which is known to within `UNSEEN` frames."""
+    """Frames between the last one that is heard backwards and the one that forwards begins with; 0 if it goes on there. During
+    a fade both directions are heard, so both are followed to its beginning, which is known to within `UNSEEN` frames."""
     numbered = [stretch for stretch in found if stretch.kind == NUMBERED]
     for before, after in itertools.pairwise(numbered):
         if before.direction < 0 < after.direction:

@@ -133,6 +133,17 @@ class Steps(unittest.TestCase):
         self.assertLess(sounds.largest_step(heard(faded(self.sine, falling), silence(100))), 1.01)
 
 
+    def test_tell_of_the_silence_that_they_are_beside(self):
+        largest = rows.LargestSteps()
+        largest.note("seek", heard(self.sine))
+        self.assertEqual(largest.text_of("seek"), "seek 1.00")
+        largest.note("seek", heard(self.sine[:2 * 1000], silence(1024), self.sine))
+        self.assertRegex(largest.text_of("seek"), r"^seek [2-7]\.\d\d \(102[45] frames silent\)$")
+        largest.note("seek", heard(self.sine))
+        self.assertRegex(largest.text_of("seek"), "silent")
+        self.assertEqual(largest.text_of("pause"), "pause none")
+
+
 class Silence(unittest.TestCase):
     def test_is_found_between_sounds_only(self):
         sound = heard(silence(500), sounds.sine(0.1), silence(256), sounds.sine(0.1), silence(500))
