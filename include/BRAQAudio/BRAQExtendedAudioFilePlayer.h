@@ -336,8 +336,6 @@ class BRAQ_EXPORT BRAQExtendedAudioFilePlayer : public NSKeyValueObserving,
     bool isAtFirstFrame() const;
     void moveTo(SInt64 frame);
     void moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace, const std::function<bool()>& changeOver);
-    void moveReaderNow(const std::function<void(BRAQAudioFileReader&)>& inPlace,
-                       const std::function<bool()>& changeOver);
     void repeat(const BRAQFrameRange& range, UInt64 rounds);
     std::shared_ptr<BRAQAudioFileReader> reader() const;
     void notifyDelegateOfNextFile();

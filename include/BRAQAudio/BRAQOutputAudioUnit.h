@@ -134,7 +134,8 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// Not while the unit runs.
     void setAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Plays another ring from the next cycle on, also while the unit runs. The ring before it is heard for the
-    /// transition time more; its owner leaves it its frames until `isUsing` is false.
+    /// transition time more; its owner leaves it its frames until `isUsing` is false. A transition from one ring to
+    /// another is heard to its end first. Replaces a ring that still waits.
     /// @param queue primed, with the channels and the rate of the stream, or without a rate; else, and for null, it raises NSException
     ///        `NSInvalidArgumentException`
     void changeAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
@@ -144,7 +145,7 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     void setNextAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// Whether frames of the ring may still be heard: it is played, or follows, or fades out.
     bool isUsing(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;
-    /// Whether a ring that `changeAudioBufferQueue` was given waits for the next cycle.
+    /// Whether a ring that `changeAudioBufferQueue` was given waits: for the next cycle, or for the end of a transition.
     bool willChange() const;
     /// Releases the rings that are no longer used. Each of the operations above that sets a ring does so, too.
     void releaseRings();
@@ -184,6 +185,8 @@ class BRAQ_EXPORT BRAQOutputAudioUnit : public BRAQReleasable,
     /// where the ring before it is. That many frames from there on are the same in both (`alike`).
     void continueInAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore,
                                     UInt64 alike);
+    /// Goes on without the ring that waits; false if none does.
+    bool takeBackChange();
     /// The frames pulled from all rings, as of when `look` is called. Calls it again if frames were pulled meanwhile.
     UInt64 pulledFrames(const std::function<void()>& look) const;
     void checkIsOfStream(const std::shared_ptr<BRAQAudioBufferQueue>& queue) const;

@@ -242,7 +242,8 @@ void BRAQExtendedAudioFilePlayer::setPlaybackSpeed(float speed) {
 void BRAQExtendedAudioFilePlayer::setPlaybackSpeedAtOnce(float speed) {
     setUnitSpeed(speed, "-[BRAQExtendedAudioFilePlayer setPlaybackSpeedAtOnce:]");
     const bool isReverse = speed < 0.0F;
-    const BRAQLoopWalk heard = reader()->walk();
+    const std::lock_guard lock(mTransportMutex);
+    const BRAQLoopWalk heard = mDecks->walk();
     // Without a transition, a gap is less than frames that are heard twice.
     const bool hasTransition = mOutputAudioUnit->transitionTime() > 0.0;
     const auto turn = [=](BRAQAudioFileReader& other) {
@@ -250,7 +251,7 @@ void BRAQExtendedAudioFilePlayer::setPlaybackSpeedAtOnce(float speed) {
         other.goOnAt(heard);
     };
     moveReader([=](BRAQAudioFileReader& current) { current.turn(isReverse); },
-               [&] { return hasTransition && mDecks->changeOver(turn); });
+               [&] { return hasTransition ? mDecks->changeOver(turn) : mDecks->moveWaiting(turn); });
 }
 
 // Raises for an unsupported speed, so it comes before a reversal.
@@ -288,24 +289,18 @@ void BRAQExtendedAudioFilePlayer::setCurrentFrame(SInt64 frame) {
 // A unit that signals the end takes nothing until it is started again. It may be about to signal, so it is started in
 // any case, and an end signalled before is no longer reported.
 /// @param inPlace moves the reader that is heard, or would be; its ring gives nothing meanwhile
-/// @param changeOver while playing, moves another reader of the file, to which the unit then changes over; false if not
+/// @param changeOver moves a reader that is not heard yet, to which the unit then changes over; false if not
 void BRAQExtendedAudioFilePlayer::moveReader(const std::function<void(BRAQAudioFileReader&)>& inPlace,
                                              const std::function<bool()>& changeOver) {
-    const std::lock_guard lock(mTransportMutex);
-    moveReaderNow(inPlace, changeOver);
-}
-
-void BRAQExtendedAudioFilePlayer::moveReaderNow(const std::function<void(BRAQAudioFileReader&)>& inPlace,
-                                                const std::function<bool()>& changeOver) {
     ++mStarts;
     const bool isPlaying = !mIsInvalid && mOutputAudioUnit->isRunning();
-    if (!isPlaying || !changeOver()) {
-        try {
+    try {
+        if (!changeOver()) {
             inPlace(*reader());
-        } catch (...) { // this stopped the reader, whose ring still has the old position
-            mOutputAudioUnit->stop();
-            throw;
         }
+    } catch (...) { // this stopped the reader, whose ring still has the old position
+        mOutputAudioUnit->stop();
+        throw;
     }
     if (isPlaying) {
         startUnit();
@@ -314,6 +309,7 @@ void BRAQExtendedAudioFilePlayer::moveReaderNow(const std::function<void(BRAQAud
 
 void BRAQExtendedAudioFilePlayer::moveTo(SInt64 frame) {
     const auto move = [frame](BRAQAudioFileReader& reader) { reader.setCurrentFrame(frame); };
+    const std::lock_guard lock(mTransportMutex);
     moveReader(move, [&] { return mDecks->changeOver(move); });
 }
 
@@ -333,8 +329,8 @@ void BRAQExtendedAudioFilePlayer::clearLoop() {
 // Nothing that is heard changes at once: without need, nothing is read again.
 void BRAQExtendedAudioFilePlayer::repeat(const BRAQFrameRange& range, UInt64 rounds) {
     if (mDecks->tryRepeat(range, rounds)) {
-        moveReaderNow([=](BRAQAudioFileReader& current) { current.setRepeat(range, rounds); },
-                      [=, this] { return mDecks->changeOverToRepeat(range, rounds); });
+        moveReader([=](BRAQAudioFileReader& current) { current.setRepeat(range, rounds); },
+                   [=, this] { return mDecks->changeOverToRepeat(range, rounds); });
     }
 }
 

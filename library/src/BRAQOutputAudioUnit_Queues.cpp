@@ -42,6 +42,11 @@ void BRAQOutputAudioUnit::continueInAudioBufferQueue(const std::shared_ptr<BRAQA
     mQueues->continueIn(queue, pulledBefore, alike);
 }
 
+bool BRAQOutputAudioUnit::takeBackChange() {
+    const std::lock_guard lock(mQueuesMutex);
+    return mQueues->takeBack();
+}
+
 UInt64 BRAQOutputAudioUnit::pulledFrames(const std::function<void()>& look) const { return mQueues->pulled(look); }
 
 void BRAQOutputAudioUnit::setNextAudioBufferQueue(const std::shared_ptr<BRAQAudioBufferQueue>& queue) {

@@ -4,6 +4,7 @@
 #include "library/src/BRAQAudioFileReader_Repeat.h"
 #include "library/src/BRAQQueueSequence.h"
 
+#include <algorithm>
 #include <chrono>
 #include <exception>
 #include <thread>
@@ -43,6 +44,7 @@ BRAQPlayerDecks::BRAQPlayerDecks(const std::shared_ptr<BRAQOutputAudioUnit>& uni
                                  const std::shared_ptr<BRAQExtendedAudioFile>& file)
     : mUnit(unit), mPlaying(makeDeck(file)) {
     mUnit->mQueues->keepHeard(&placeOf);
+    mUnit->mQueues->setLongestChange(readerFrames);
     mUnit->setAudioBufferQueue(mPlaying.reader);
 }
 
@@ -72,7 +74,8 @@ std::shared_ptr<BRAQExtendedAudioFile> BRAQPlayerDecks::next() const {
 void BRAQPlayerDecks::promote() const {
     if (mNext.reader != nullptr && mUnit->audioBufferQueue() == mNext.reader) {
         mReaders.push_back(std::exchange(mPlaying, std::exchange(mNext, {})).reader);
-        mReaders.push_back(std::exchange(mSpare, nullptr));
+        mReaders.insert(mReaders.end(), mSpares.begin(), mSpares.end());
+        mSpares.clear();
         ++mFilesBefore;
     }
 }
@@ -92,33 +95,27 @@ void BRAQPlayerDecks::setNext(const std::shared_ptr<BRAQExtendedAudioFile>& file
     std::swap(mNext, next);
 }
 
-// One that fades out is free in a moment.
+// The unit uses two readers at most while none waits: one is heard, and one may fade out. Those that are free but for one
+// are destroyed, without the lock: that takes a while.
 std::shared_ptr<BRAQAudioFileReader> BRAQPlayerDecks::spareReader() {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::milliseconds pause{1};
-    constexpr std::chrono::milliseconds patience{100};
     const Deck now = playing();
-    if (mUnit->willChange()) {
-        return nullptr;
-    }
-    std::shared_ptr<BRAQAudioFileReader> spare;
+    std::vector<std::shared_ptr<BRAQAudioFileReader>> free;
     {
         const std::lock_guard lock(mMutex);
-        spare = mSpare;
+        const auto used =
+            std::partition(mSpares.begin(), mSpares.end(), [this](const auto& spare) { return mUnit->isUsing(spare); });
+        free.assign(used, mSpares.end());
+        mSpares.erase(used, mSpares.end());
     }
-    if (spare == nullptr) {
+    if (free.empty()) {
         return makeReader(*now.file);
     }
-    const auto begin = Clock::now();
-    const auto limit = patience + std::chrono::duration<double, std::milli>(mUnit->transitionTime());
-    while (mUnit->isUsing(spare)) {
-        if (Clock::now() - begin > limit) {
-            return nullptr;
-        }
-        std::this_thread::sleep_for(pause);
-    }
-    spare->stop();
-    return spare;
+    free.back()->stop();
+    return free.back();
+}
+
+UInt64 BRAQPlayerDecks::pulled() const {
+    return mUnit->pulledFrames([] {});
 }
 
 // The first reader loses the file, so that its worker reads no more of it. What it has read is heard meanwhile.
@@ -142,17 +139,41 @@ bool BRAQPlayerDecks::prepare(BRAQAudioFileReader& reader, const Deck& now, cons
 }
 
 bool BRAQPlayerDecks::changeOver(const Move& move) {
-    return changeOver(move, [this](const auto& reader) { mUnit->changeAudioBufferQueue(reader); });
+    return moveWaiting(move) || (mUnit->isRunning() && changeOver(move, std::nullopt));
+}
+
+bool BRAQPlayerDecks::moveWaiting(const Move& move) {
+    return changeWaiting([&](BRAQAudioFileReader& reader) {
+        const bool wasRunning = reader.running();
+        mJoint.reset();
+        reader.stop();
+        move(reader);
+        if (wasRunning) {
+            reader.start();
+        }
+    });
 }
 
 std::optional<UInt64> BRAQPlayerDecks::tryRepeat(const BRAQFrameRange& range, UInt64 rounds) const {
     return playing().reader->tryRepeat(range, rounds);
 }
 
-// Frames are pulled while the second reader reads. It begins where the first one was before, and the unit leaves out of it
+// Frames are pulled while the other reader reads. It begins where the first one was before, and the unit leaves out of it
 // what was pulled meanwhile: so nothing is heard twice, and a range that is set a moment late is in time.
 bool BRAQPlayerDecks::changeOverToRepeat(const BRAQFrameRange& range, UInt64 rounds) {
-    if (mUnit->willChange()) { // the first reader is not heard yet
+    const auto repeatWaiting = [&](BRAQAudioFileReader& reader) {
+        const auto alike = reader.tryRepeat(range, rounds);
+        if (alike) {
+            reader.setRepeat(range, rounds);
+        }
+        if (alike && mJoint) {
+            mJoint->alike = std::min(mJoint->alike, *alike);
+        }
+    };
+    if (changeWaiting(repeatWaiting)) {
+        return true;
+    }
+    if (!mUnit->isRunning()) {
         return false;
     }
     const auto first = playing().reader;
@@ -168,31 +189,83 @@ bool BRAQPlayerDecks::changeOverToRepeat(const BRAQFrameRange& range, UInt64 rou
         }
         other.goOnAt(heard, range, rounds);
     };
-    return changeOver(move, [&](const auto& reader) { mUnit->continueInAudioBufferQueue(reader, pulled, *alike); });
+    return changeOver(move, Joint{pulled, *alike});
 }
 
-bool BRAQPlayerDecks::changeOver(const Move& move, const Hand& hand) {
+bool BRAQPlayerDecks::changeOver(const Move& move, const std::optional<Joint>& joint) {
     const auto reader = spareReader();
-    if (reader == nullptr) {
-        return false;
-    }
     // The first reader ends early; nothing is to follow that.
     mUnit->setNextAudioBufferQueue(nullptr);
     const Deck now = playing();
+    mPulledBefore = pulled();
     const bool isPrepared = prepare(*reader, now, move);
+    if (isPrepared) {
+        mJoint = joint;
+        const std::lock_guard lock(mMutex);
+        mSpares.push_back(std::exchange(mPlaying.reader, reader));
+    }
+    handOver(isPrepared ? reader : nullptr);
+    return isPrepared;
+}
+
+// What follows the file does so again.
+void BRAQPlayerDecks::handOver(const std::shared_ptr<BRAQAudioFileReader>& reader) {
+    if (reader != nullptr && mJoint) {
+        mUnit->continueInAudioBufferQueue(reader, mJoint->pulledBefore, mJoint->alike);
+    } else if (reader != nullptr) {
+        mUnit->changeAudioBufferQueue(reader);
+    }
     std::shared_ptr<BRAQAudioFileReader> next;
     {
         const std::lock_guard lock(mMutex);
-        if (isPrepared) {
-            mSpare = std::exchange(mPlaying.reader, reader);
-        }
         next = mNext.reader;
     }
-    if (isPrepared) {
-        hand(reader);
-    }
     mUnit->setNextAudioBufferQueue(next);
-    return isPrepared;
+}
+
+// The reader that is heard meanwhile has only the frames that it had read. Where readers are moved again and again, the
+// one that waits has its turn before they run out.
+bool BRAQPlayerDecks::changeWaiting(const std::function<void(BRAQAudioFileReader& reader)>& change) {
+    if (mUnit->willChange() && pulled() - mPulledBefore > readerFrames) {
+        waitForTurn();
+    }
+    if (!mUnit->willChange()) {
+        return false;
+    }
+    mUnit->setNextAudioBufferQueue(nullptr);
+    const auto reader = playing().reader;
+    if (!mUnit->takeBackChange()) {
+        handOver(nullptr);
+        return false;
+    }
+    try {
+        change(*reader);
+    } catch (...) {
+        handOver(reader);
+        throw;
+    }
+    handOver(reader);
+    return true;
+}
+
+void BRAQPlayerDecks::waitForTurn() const {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::milliseconds pause{1};
+    constexpr std::chrono::milliseconds patience{100};
+    const auto begin = Clock::now();
+    const auto limit = patience + std::chrono::duration<double, std::milli>(mUnit->transitionTime());
+    while (mUnit->willChange() && Clock::now() - begin < limit) {
+        std::this_thread::sleep_for(pause);
+    }
+}
+
+BRAQLoopWalk BRAQPlayerDecks::walk() const {
+    const auto reader = playing().reader;
+    BRAQLoopWalk walk = reader->walk();
+    if (mJoint && mUnit->willChange()) {
+        walk.advance(pulled() - mJoint->pulledBefore, reader->reverse());
+    }
+    return walk;
 }
 
 SInt64 BRAQPlayerDecks::heardFrameAt(UInt64 hostTime) const {
@@ -219,7 +292,7 @@ void BRAQPlayerDecks::release() {
     readers.swap(mReaders);
     mUnit->releaseRings();
     for (auto& reader : readers) {
-        if (reader != nullptr && mUnit->isUsing(reader)) {
+        if (mUnit->isUsing(reader)) {
             mReaders.push_back(std::move(reader)); // fades out
         }
     }

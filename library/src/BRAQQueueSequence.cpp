@@ -28,12 +28,13 @@ BRAQQueueSequence::Queue BRAQQueueSequence::Handover::beingTaken() const noexcep
     return reinterpret_cast<Queue>(const_cast<Handover*>(this));
 }
 
-void BRAQQueueSequence::Handover::put(Queue queue) noexcept {
+BRAQQueueSequence::Queue BRAQQueueSequence::Handover::put(Queue queue) noexcept {
     Queue there = mQueue.load(std::memory_order_relaxed);
     while (there == beingTaken() || !mQueue.compare_exchange_weak(there, queue, std::memory_order_acq_rel)) {
         std::this_thread::yield();
         there = mQueue.load(std::memory_order_relaxed);
     }
+    return there;
 }
 
 template <class Receive>
@@ -42,9 +43,9 @@ bool BRAQQueueSequence::Handover::take(Receive receive) noexcept {
     if (there == nullptr || !mQueue.compare_exchange_strong(there, beingTaken(), std::memory_order_acq_rel)) {
         return false;
     }
-    receive(there);
-    mQueue.store(nullptr, std::memory_order_release);
-    return true;
+    const bool isTaken = receive(there);
+    mQueue.store(isTaken ? nullptr : there, std::memory_order_release);
+    return isTaken;
 }
 
 bool BRAQQueueSequence::Handover::mayHold(Queue queue) const noexcept {
@@ -132,6 +133,8 @@ double BRAQQueueSequence::step() const noexcept {
     return 1.0 / std::max(frames, 1.0);
 }
 
+double BRAQQueueSequence::changeStep() const noexcept { return std::max(step(), 1.0 / mLongestChange); }
+
 /// The list's frames from `first` on.
 AudioBufferList* BRAQQueueSequence::partOf(AudioBufferList* list, UInt32 first) noexcept {
     if (first == 0) {
@@ -147,17 +150,25 @@ AudioBufferList* BRAQQueueSequence::partOf(AudioBufferList* list, UInt32 first) 
     return part;
 }
 
-void BRAQQueueSequence::take(Queue offered) noexcept {
+// Each change is heard to its end: cut short, it would click. A ring that has ended is no reason to wait.
+bool BRAQQueueSequence::take(Queue offered) noexcept {
     const UInt64 from = mOfferedAt.load(std::memory_order_relaxed);
     const bool isContinued = from != atItsBeginning;
     const UInt64 skipped = isContinued ? mPulled.load(std::memory_order_relaxed) - from : 0;
     const bool isAlike = isContinued && skipped <= mOfferedAlike.load(std::memory_order_relaxed);
-    mSkip.store(skipped);
-    if (hasTransition() && mGainPlace > 0.0 && !isAlike) {
-        mOld.store(mCurrent.load(std::memory_order_relaxed), std::memory_order_relaxed);
-        mMixPlace = 0.0;
+    const Queue current = mCurrent.load(std::memory_order_relaxed);
+    if (!isAlike) {
+        const bool isHeard = hasTransition() && mGainPlace > 0.0;
+        const bool isChanging = mOld.load(std::memory_order_relaxed) != nullptr;
+        if (isHeard && isChanging && !BRAQAudioBufferQueueReachedEndOfStream(current)) {
+            return false;
+        }
+        mOld.store(isHeard ? current : nullptr, std::memory_order_relaxed);
+        mMixPlace = isHeard ? 0.0 : 1.0;
     }
+    mSkip.store(skipped);
     mCurrent.store(offered, std::memory_order_relaxed);
+    return true;
 }
 
 /// @return whether nothing is left to be left out
@@ -217,9 +228,11 @@ UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames, UInt64 host
             break;
         }
         delivered += pullFrom(queue, list, delivered, frames - delivered, hostTime);
-        isFollowed = BRAQAudioBufferQueueReachedEndOfStream(queue) && mNext.take([this](Queue next) {
+        const bool isAtEnd = BRAQAudioBufferQueueReachedEndOfStream(queue) && !willChange();
+        isFollowed = isAtEnd && mNext.take([this](Queue next) {
             mCurrent.store(next, std::memory_order_relaxed);
             mFollows.fetch_add(1, std::memory_order_release);
+            return true;
         }) && delivered < frames;
     }
     mPulled.store(mPulled.load(std::memory_order_relaxed) + delivered);
@@ -228,7 +241,7 @@ UInt32 BRAQQueueSequence::pull(AudioBufferList* list, UInt32 frames, UInt64 host
 }
 
 void BRAQQueueSequence::mixPart(AudioBufferList* list, UInt32 first, UInt32 frames) noexcept {
-    const double pace = step();
+    const double pace = changeStep();
     const UInt32 channels = std::min(list->mNumberBuffers, mOldFrames->mNumberBuffers);
     for (UInt32 channel = 0; channel < channels; ++channel) {
         float* const now = samplesOf(list, channel) + first;
@@ -244,7 +257,7 @@ void BRAQQueueSequence::mixPart(AudioBufferList* list, UInt32 first, UInt32 fram
 UInt32 BRAQQueueSequence::mixOld(AudioBufferList* list, UInt32 delivered, UInt32 frames) noexcept {
     const Queue old = mOld.load(std::memory_order_relaxed);
     for (UInt32 done = 0; old != nullptr && done < frames && mMixPlace < 1.0;) {
-        const double left = std::ceil((1.0 - mMixPlace) / step());
+        const double left = std::ceil((1.0 - mMixPlace) / changeStep());
         const auto wanted = static_cast<UInt32>(std::min<double>(std::min(partFrames, frames - done), left));
         UInt32 part = wanted;
         BRAQAudioBufferQueueCopyInto(old, mOldFrames.get(), &part);
@@ -282,7 +295,7 @@ void BRAQQueueSequence::shape(AudioBufferList* list, UInt32 frames, double step)
 
 UInt32 BRAQQueueSequence::render(AudioBufferList* list, UInt32 frames, UInt64 hostTime) noexcept {
     mRenders.fetch_add(1, std::memory_order_relaxed);
-    mOffered.take([this](Queue offered) { take(offered); });
+    mOffered.take([this](Queue offered) { return take(offered); });
     const double pace = step();
     if (mIsOn.load(std::memory_order_relaxed)) {
         const UInt32 delivered = mixOld(list, pull(list, frames, hostTime), frames);
@@ -303,5 +316,5 @@ UInt32 BRAQQueueSequence::render(AudioBufferList* list, UInt32 frames, UInt64 ho
 
 bool BRAQQueueSequence::isAtEnd() const noexcept {
     const Queue queue = mCurrent.load(std::memory_order_relaxed);
-    return queue != nullptr && BRAQAudioBufferQueueReachedEndOfStream(queue);
+    return queue != nullptr && BRAQAudioBufferQueueReachedEndOfStream(queue) && !willChange();
 }

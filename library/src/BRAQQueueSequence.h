@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <thread>
@@ -28,7 +29,8 @@ class BRAQQueueSequence {
 
     /// Plays this ring, and none after it. Not while something renders.
     void set(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
-    /// Changes to this ring with the next call of `render`.
+    /// Changes to this ring with the next call of `render`, or when the change before it is over. Replaces a ring that
+    /// waits for that.
     void changeTo(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     /// The same, as if this ring had been rendered since `pulledBefore` frames were pulled: as many of its frames as were
     /// pulled since are left out.
@@ -50,8 +52,14 @@ class BRAQQueueSequence {
     }
     /// Plays this ring when the current one has ended, from the frame after its last; null: none.
     void setNext(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
-    /// Whether a ring to change to waits for the next call. Any thread.
+    /// Whether a ring to change to waits. Any thread.
     bool willChange() const noexcept { return mOffered.isFull(); }
+    /// Goes on without the change that waits.
+    /// @return false if none did
+    bool takeBack() noexcept { return mOffered.put(nullptr) != nullptr; }
+    /// The most frames that a change takes, whatever the transition: for rings that do not go on once another one follows.
+    /// Before anything renders.
+    void setLongestChange(double frames) noexcept { mLongestChange = frames; }
     /// Releases the rings that are no longer used.
     void release() { keep(nullptr); }
     /// The ring whose frames are rendered, or will be with the next call. Null if there is none.
@@ -102,8 +110,10 @@ class BRAQQueueSequence {
     class Handover {
       public:
         /// Replaces what was not taken.
-        void put(Queue queue) noexcept;
-        /// Calls `receive` with what is there, if anything, before the other side sees that it is gone.
+        /// @return that; null if there was nothing
+        Queue put(Queue queue) noexcept;
+        /// Calls `receive` with what is there, if anything, before the other side sees that it is gone. It stays if
+        /// `receive` returns false.
         template <class Receive>
         bool take(Receive receive) noexcept;
         /// Whether the ring is there, or being taken.
@@ -121,7 +131,7 @@ class BRAQQueueSequence {
     static constexpr UInt64 atItsBeginning = ~UInt64{0};
 
     void offer(const std::shared_ptr<BRAQAudioBufferQueue>& queue, UInt64 pulledBefore, UInt64 alike);
-    void take(Queue offered) noexcept;
+    bool take(Queue offered) noexcept;
     bool skip(Queue queue) noexcept;
     void keep(const std::shared_ptr<BRAQAudioBufferQueue>& queue);
     AudioBufferList* partOf(AudioBufferList* list, UInt32 first) noexcept;
@@ -131,6 +141,7 @@ class BRAQQueueSequence {
     void mixPart(AudioBufferList* list, UInt32 first, UInt32 frames) noexcept;
     void shape(AudioBufferList* list, UInt32 frames, double step) noexcept;
     double step() const noexcept;
+    double changeStep() const noexcept;
 
     std::vector<std::shared_ptr<BRAQAudioBufferQueue>> mKept; // what the real-time side may use
     std::atomic<double> mTransition{0.0};
@@ -148,8 +159,9 @@ class BRAQQueueSequence {
     std::atomic<bool> mIsOn{true};
     std::atomic<bool> mIsSilent{false};
     std::atomic<double> mFrameRate{0.0};
-    std::unique_ptr<BRAQHeardFrames> mHeard; // null: not kept
-    PlaceOf mPlaceOf = nullptr;              // with mHeard
+    std::unique_ptr<BRAQHeardFrames> mHeard;                         // null: not kept
+    PlaceOf mPlaceOf = nullptr;                                      // with mHeard
+    double mLongestChange = std::numeric_limits<double>::infinity(); // frames
 
     // Real-time side, or the other one while nothing renders.
     std::vector<std::byte> mPart;

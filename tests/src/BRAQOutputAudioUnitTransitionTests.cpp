@@ -3,6 +3,7 @@
 #include "tests/src/NumberedQueues.h"
 #include "tests/src/Resources.h"
 #include "tests/src/UnitFixture.h"
+#include "tests/support/LargestStep.h"
 #include "tests/support/RealtimeGuard.h"
 
 #include <gmock/gmock.h>
@@ -26,13 +27,8 @@ float sineAt(UInt64 frame) {
     return static_cast<float>(std::sin(2.0 * std::numbers::pi * frequency * static_cast<double>(frame) / sampleRate));
 }
 
-/// The largest step from one sample to the next, over that of the sine.
 double largestStep(const std::vector<Float32>& samples) {
-    double step = 0.0;
-    for (std::size_t i = 1; i < samples.size(); ++i) {
-        step = std::max(step, static_cast<double>(std::fabs(samples[i] - samples[i - 1])));
-    }
-    return step / (2.0 * std::sin(std::numbers::pi * frequency / sampleRate));
+    return braq::tests::largestStep(samples, frequency, sampleRate);
 }
 
 /// A sine at full level, without an end.
@@ -315,6 +311,51 @@ TEST_F(OutputUnitTransitions, AChangeMakesNoStepWhateverThePhases) {
         EXPECT_LE(largestStep(heard), 1.1) << "offset " << offset;
         unit->stop();
     }
+}
+
+TEST_F(OutputUnitTransitions, AChangeDuringAnotherBeginsWhenThatIsOver) {
+    constexpr auto fade = static_cast<std::size_t>(0.008 * sampleRate) + 1;
+    unit->setTransitionTime(8.0);
+    const auto first = std::make_shared<Sine>();
+    const auto second = std::make_shared<Sine>(22);
+    const auto third = std::make_shared<Sine>(11);
+    unit->setAudioBufferQueue(first);
+    unit->startWithoutTransition();
+    play(512, {first});
+    unit->changeAudioBufferQueue(second);
+    play(64, {first, second});
+    unit->changeAudioBufferQueue(third);
+    for (std::size_t frames = 64; frames < fade; frames += 64) {
+        EXPECT_TRUE(unit->willChange());
+        EXPECT_TRUE(unit->isUsing(first));
+        play(64, {first, second, third});
+    }
+    for (int cycle = 0; cycle < 7; ++cycle) {
+        play(64, {first, second, third});
+        EXPECT_FALSE(unit->willChange());
+        EXPECT_FALSE(unit->isUsing(first));
+    }
+    EXPECT_FALSE(unit->isUsing(second));
+    EXPECT_EQ(heard.back(), sineAt(11 + 7 * 64 - 1)) << "it begins at its beginning";
+    EXPECT_LE(largestStep(heard), 1.1);
+}
+
+TEST_F(OutputUnitTransitions, AChangeDoesNotWaitForARingThatHasEnded) {
+    unit->setTransitionTime(1000.0);
+    const auto first = std::make_shared<Sine>();
+    const auto second = numbered(700);
+    const auto third = std::make_shared<Sine>();
+    unit->setAudioBufferQueue(first);
+    unit->start();
+    play(512, {first});
+    unit->changeAudioBufferQueue(second);
+    play(512, {first, second});
+    unit->changeAudioBufferQueue(third);
+    play(512, {first, second, third});
+    EXPECT_TRUE(unit->willChange());
+    play(512, {first, second, third});
+    EXPECT_FALSE(unit->willChange());
+    EXPECT_EQ(ends, 0) << "a change that waits follows the end";
 }
 
 TEST_F(OutputUnitTransitions, WhatIsHeardBetweenIsNotTouchedAndNoFrameIsLost) {

@@ -1,6 +1,7 @@
 #include "tests/tools/pipewire/Sound.h"
 
 #include "BRAQAudio/BRAQAudio.h"
+#include "tests/support/LargestStep.h"
 #include "tests/support/PrivateSoundServer.h"
 
 #include <algorithm>
@@ -72,11 +73,7 @@ Sound fullSine(std::size_t frames, Float64 rate, Float64 frequency) {
 }
 
 double largestStep(const Sound& sound, Float64 rate, Float64 frequency) {
-    double step = 0.0;
-    for (std::size_t frame = 1; frame < sound.frames(); ++frame) {
-        step = std::max(step, static_cast<double>(std::fabs(sound.left()[frame] - sound.left()[frame - 1])));
-    }
-    return step / (2.0 * std::sin(std::numbers::pi * frequency / rate));
+    return braq::tests::largestStep(sound.left(), frequency, rate);
 }
 
 namespace {
