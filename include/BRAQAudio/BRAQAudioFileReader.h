@@ -42,8 +42,8 @@ BRAQ_EXPORT SInt64 BRAQAudioFileReaderGetPosition(const BRAQAudioFileReader* rea
 /// loop changes. Its last block may reach below the range. A loop of length 0 runs from its location to the end of the
 /// file.
 ///
-/// A failed read ends the stream, like the end of the file; the log says why. Exceptions of the file pass through; on
-/// the worker they become `lastError`.
+/// A failed read ends the stream, like the end of the file; the log says why. Exceptions of the file pass through, and end
+/// the stream likewise; on the worker they become `lastError`. A later start tries again at the same place.
 class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
   public:
     /// Like that of `BRAQAudioBufferQueue`.
@@ -149,6 +149,7 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     /// Takes over what another reader repeats.
     void repeatLike(const BRAQAudioFileReader& other);
     Loop loop() const;
+    UInt32 fill(BQueueableAudioBuffer* queued, const Loop& now, bool backwards);
     UInt32 framesToRead(const Loop& now) const;
     /// Reads behind the `filled` first frames of a buffer.
     UInt32 read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 filled, UInt32 frames,
@@ -166,6 +167,7 @@ class BRAQ_EXPORT BRAQAudioFileReader : public BRAQAudioFileStreamer {
     mutable std::mutex mLoopMutex;
     mutable std::mutex mDirectionMutex;       // held while a buffer is filled, so that all of it has one direction
     bool mReadBackwards = false;              // under mDirectionMutex: the direction of the last fill
+    bool mIsFileElsewhere = false;            // under mDirectionMutex: whether the file's position is not the head
     bool mHasReadToEnd = false;               // under mDirectionMutex: whether the last fill found no frames
     std::unique_ptr<BRAQLoopWalk> mRepeat;    // under mDirectionMutex: of the read head, whose place is mCurrentFrame
     std::unique_ptr<Beginning[]> mBeginnings; // one for each buffer

@@ -36,16 +36,34 @@ void BRAQAudioFileReader::processBuffer(BQueueableAudioBuffer* queued) {
     const bool backwards = file != nullptr && file->reverse();
     publishBeginning(queued, backwards);
     const bool repeats = mRepeat->first < mRepeat->end;
+    const BRAQLoopWalk before = head();
     UInt32 frames = 0;
-    if (file != nullptr && repeats) {
-        frames = readRounds(*file, queued, backwards);
-    } else if (file != nullptr) {
-        frames = read(*file, queued, 0, framesToRead(now), backwards);
-        moveHead(*file, now, frames, backwards);
+    try {
+        frames = fill(queued, now, backwards);
+    } catch (...) { // else silence would be heard for ever
+        *mRepeat = before;
+        mCurrentFrame = before.place;
+        mIsFileElsewhere = true;
+        mHasReadToEnd = true;
+        BAudioBufferSetReachedEndOfStream(buffer, 1);
+        throw;
     }
     mHasReadToEnd = frames == 0;
     BAudioBufferSetEndFrame(buffer, frames);
     BAudioBufferSetReachedEndOfStream(buffer, frames == 0 && (repeats || !now.looping) ? 1 : 0);
+}
+
+UInt32 BRAQAudioFileReader::fill(BQueueableAudioBuffer* queued, const Loop& now, bool backwards) {
+    const auto file = audioFile();
+    if (file == nullptr) {
+        return 0;
+    }
+    if (mRepeat->first < mRepeat->end) {
+        return readRounds(*file, queued, backwards);
+    }
+    const UInt32 frames = read(*file, queued, 0, framesToRead(now), backwards);
+    moveHead(*file, now, frames, backwards);
+    return frames;
 }
 
 // Cut at the end of the loop in both directions, deliberately. For a head beyond that end the difference underflows to
@@ -58,10 +76,11 @@ UInt32 BRAQAudioFileReader::framesToRead(const Loop& now) const {
 
 UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, UInt32 filled,
                                  UInt32 frames, bool backwards) {
-    if (backwards != mReadBackwards) {
-        // After reading in reverse, the file's position is not the head.
+    if (backwards != mReadBackwards || mIsFileElsewhere) {
+        // After reading in reverse, and after a failure, the file's position is not the head.
         file.seekForReading(mCurrentFrame);
         mReadBackwards = backwards;
+        mIsFileElsewhere = false;
     }
     // The file writes byte sizes into the list, so it gets its own list.
     const std::unique_ptr<AudioBufferList, decltype(&std::free)> list(
@@ -77,20 +96,21 @@ UInt32 BRAQAudioFileReader::read(BRAQExtendedAudioFile& file, BQueueableAudioBuf
     return frames;
 }
 
-// A round that lies whole in the buffer is repeated from there: a range may have a single frame.
+// A round that lies whole in the buffer is repeated from there: a range may have a single frame. Where reading fails, what
+// was read before it is delivered first, and the next fill fails.
 UInt32 BRAQAudioFileReader::readRounds(BRAQExtendedAudioFile& file, BQueueableAudioBuffer* queued, bool backwards) {
     BRAQLoopWalk walk = head();
     const auto length = static_cast<UInt64>(walk.end - walk.first);
     const auto size = static_cast<UInt32>(mBufferSizeFrames);
     UInt64 roundBegin = size; // in the buffer; none yet
-    bool isFileElsewhere = false;
     UInt32 filled = 0;
     for (UInt32 got = 0; filled < size; filled += got) {
+        const BRAQLoopWalk reached = walk;
         if (walk.isAtSeam(backwards)) {
             const bool isWhole = roundBegin + length == filled;
             walk.goBack(backwards);
             roundBegin = filled;
-            isFileElsewhere = true;
+            mIsFileElsewhere = true;
             if (isWhole) {
                 got = static_cast<UInt32>(std::min<UInt64>(length, size - filled));
                 repeatFrames(BAudioBufferAudioBufferList(&queued->mAudioBuffer), filled, got, length);
@@ -98,12 +118,18 @@ UInt32 BRAQAudioFileReader::readRounds(BRAQExtendedAudioFile& file, BQueueableAu
                 continue;
             }
         }
-        if (isFileElsewhere) {
-            goTo(&file, walk.place);
-            isFileElsewhere = false;
-        }
         mCurrentFrame = walk.place;
-        got = read(file, queued, filled, static_cast<UInt32>(walk.framesToSeam(backwards, size - filled)), backwards);
+        try {
+            got =
+                read(file, queued, filled, static_cast<UInt32>(walk.framesToSeam(backwards, size - filled)), backwards);
+        } catch (...) {
+            if (filled == 0) {
+                throw;
+            }
+            walk = reached;
+            mIsFileElsewhere = true;
+            break;
+        }
         if (got == 0) {
             break;
         }
@@ -111,9 +137,6 @@ UInt32 BRAQAudioFileReader::readRounds(BRAQExtendedAudioFile& file, BQueueableAu
     }
     mCurrentFrame = walk.place;
     *mRepeat = walk;
-    if (isFileElsewhere) {
-        goTo(&file, walk.place);
-    }
     return filled;
 }
 
@@ -139,5 +162,6 @@ void BRAQAudioFileReader::goTo(BRAQExtendedAudioFile* file, SInt64 frame) {
     mCurrentFrame = frame;
     if (file != nullptr) {
         file->seekForReading(frame);
+        mIsFileElsewhere = false;
     }
 }

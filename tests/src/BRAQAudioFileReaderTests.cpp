@@ -148,6 +148,48 @@ TEST_F(FileReader, KeepsWhatTheFileRaisesOnTheWorker) {
     EXPECT_EQ(log.errors().size(), 1U) << "one line for a run of failures";
 }
 
+TEST_F(FileReader, EndsWhereTheFileRaisesOnTheWorkerAndGoesOnThereWhenItIsStartedAgain) {
+    const CapturedLog log;
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.start();
+    file->beforeRead = [] { throw NSException("read", "the cable is out"); };
+    EXPECT_EQ(drain(reader, list, 64), 64U);
+    reader.settle();
+    EXPECT_EQ(drain(reader, list, 1000), 128U) << "what was read before";
+    EXPECT_EQ(drain(reader, list, 64), 0U);
+    EXPECT_TRUE(BRAQAudioBufferQueueReachedEndOfStream(&reader));
+    reader.settle();
+    file->beforeRead = nullptr;
+    reader.stop();
+    file->calls.clear();
+    reader.start();
+    EXPECT_THAT(file->calls, ElementsAre("seek 192", "read 192 64", "read 256 64", "read 320 64"));
+    EXPECT_FALSE(BRAQAudioBufferQueueReachedEndOfStream(&reader));
+}
+
+TEST_F(FileReader, ALoopWhoseSeekFailsEndsAndIsAtItsSeamAfterwards) {
+    const CapturedLog log;
+    const auto file = std::make_shared<MadeUpFile>();
+    reader.setAudioFile(file);
+    reader.setRepeat({.location = 10, .length = 246}, 3);
+    reader.start(); // up to 192
+    file->beforeSeek = [] { throw NSException("seek", "the cable is out"); };
+    EXPECT_EQ(drain(reader, list, 64), 64U); // up to the seam
+    reader.settle();
+    EXPECT_EQ(drain(reader, list, 64), 64U);
+    reader.settle();
+    drain(reader, list, 1000);
+    reader.settle();
+    EXPECT_TRUE(BRAQAudioBufferQueueReachedEndOfStream(&reader));
+    ASSERT_NE(reader.lastError(), nullptr);
+    file->beforeSeek = nullptr;
+    file->calls.clear();
+    reader.stop();
+    reader.start();
+    EXPECT_THAT(file->calls, ElementsAre("seek 10", "read 10 64", "read 74 64", "read 138 64")) << "the second round";
+}
+
 TEST_F(FileReader, LoopsFromWhatIsHeardIfThatIsInsideTheRange) {
     openFile(1000);
     reader.start();

@@ -1,10 +1,12 @@
 // The end of the file.
 
+#include "tests/src/FileHook.h"
 #include "tests/src/PlayerFixture.h"
 #include "tests/support/CapturedLog.h"
 
 namespace {
 
+using braq::tests::FileHook;
 using player_test::Player;
 
 class FilePlayerEnd : public player_test::PlayerTest {};
@@ -172,6 +174,36 @@ TEST_F(FilePlayerEnd, AThrowingDelegateIsLoggedAndThePlayerStopped) {
     player->startFilePlaying();
     playToTheEnd();
     EXPECT_EQ(log.errors().size(), 1U);
+    EXPECT_FALSE(player->isPlaying());
+}
+
+TEST_F(FilePlayerEnd, IsWhereTheFileCannotBeSoughtAnyMore) {
+    const braq::tests::CapturedLog log;
+    open(30'000);
+    player->setLoop(100, 20'000);
+    player->startFilePlaying();
+    {
+        const FileHook failing("ExtAudioFileSeek", 100, kAudioFileUnspecifiedError);
+        expectPlays(0, 20'000);
+        EXPECT_NE(player->lastError(), nullptr);
+        playToTheEnd();
+    }
+    EXPECT_EQ(delegate.ends, 1);
+    EXPECT_FALSE(player->isPlaying());
+    player->startFilePlaying();
+    expectPlays(100, 19'900);
+    expectPlays(100, 10'000);
+}
+
+TEST_F(FilePlayerEnd, IsWhereTheFileCannotBeReadAnyMore) {
+    open(30'000);
+    player->startFilePlaying();
+    {
+        const FileHook failing("ExtAudioFileRead", 0, kAudioFileUnspecifiedError);
+        expectPlays(0, 12'288);
+        playToTheEnd();
+    }
+    EXPECT_EQ(delegate.ends, 1);
     EXPECT_FALSE(player->isPlaying());
 }
 
