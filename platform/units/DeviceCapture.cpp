@@ -24,9 +24,10 @@ DeviceCapture::DeviceCapture(const AURenderCallbackStruct& callback, const Audio
       mBuffers(format, sliceFrames),
       mDevicePlanes(device.recordChannels),
       mRouted(mChannels, sliceFrames),
+      mRestPlanes(mChannels),
       mCurrent(mChannels) {
     if (mSampleRate != mDeviceRate) {
-        mConverter.emplace(mChannels, mDeviceRate, mSampleRate);
+        mConverter = std::make_unique<CaptureConverter>(mChannels, mDeviceRate, mSampleRate);
         mConverted.emplace(mChannels, mConverter->mostFrames(sliceFrames));
     }
 }
@@ -35,6 +36,7 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
     if (slice.nominalRate != mDeviceRate || slice.input->mNumberBuffers != mDevicePlanes.size()) {
         return;
     }
+    deliverRest(lastError);
     if (!mHasTime) {
         mTime.mSampleTime = mStartsAtZero ? 0.0 : slice.time.mSampleTime * mSampleRate / mDeviceRate;
         mTime.mFlags = slice.time.mFlags;
@@ -59,9 +61,22 @@ void DeviceCapture::capture(const IOSlice& slice, std::atomic<OSStatus>& lastErr
             mConverter->convert(mRouted.get(), frames, mConverted->get(), mConverter->mostFrames(mSliceFrames));
         deliver(mConverted->get(), converted, lastError);
     }
+    mEnd = slice.time.mHostTime + static_cast<UInt64>(slice.frames * nanosecondsPerSecond / mDeviceRate);
     if (mThrown) {
         std::rethrow_exception(std::exchange(mThrown, nullptr));
     }
+}
+
+void DeviceCapture::deliverRest(std::atomic<OSStatus>& lastError) noexcept {
+    if (mRestFrames == 0) {
+        return;
+    }
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        mRestPlanes[channel] = mRest[channel].data();
+    }
+    mTime.mHostTime = mEnd - static_cast<UInt64>(mRestFrames * nanosecondsPerSecond / mSampleRate);
+    deliver(mRestPlanes.data(), mRestFrames, lastError);
+    mRestFrames = 0;
 }
 
 bool DeviceCapture::collect(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept {
@@ -73,6 +88,7 @@ bool DeviceCapture::collect(const IOSlice& slice, UInt32 offset, UInt32 frames) 
         mDevicePlanes[channel] = samples + offset;
     }
     mRouting.route(mDevicePlanes.data(), mRouted.get(), frames);
+    mRoutedFrames = frames;
     return true;
 }
 
@@ -110,15 +126,41 @@ OSStatus DeviceCapture::fetch(UInt32 frames, AudioBufferList* list) noexcept {
     return mBuffers.putIntoList(mCurrent.data(), frames, list);
 }
 
-void DeviceCapture::takeUpTime(const DeviceCapture& before) noexcept {
+void DeviceCapture::takeUp(DeviceCapture& before) {
     mTime = before.mTime;
     mHasTime = before.mHasTime;
+    mEnd = before.mEnd;
+    keepRest(before);
+    if (mConverter && mHasTime && mDeviceRate != before.mDeviceRate) {
+        mConverter->goOn();
+    }
+}
+
+// At the same rate, the converter itself goes on.
+void DeviceCapture::keepRest(DeviceCapture& before) {
+    mRest = std::move(before.mRest);
+    mRestFrames = before.mRestFrames;
+    if (before.mConverter == nullptr) {
+        return;
+    }
+    if (mDeviceRate == before.mDeviceRate) {
+        mConverter = std::move(before.mConverter);
+        return;
+    }
+    const auto held = before.mConverter->drain(before.mRouted.get(), before.mRoutedFrames);
+    mRest.resize(mChannels);
+    for (UInt32 channel = 0; channel < mChannels; ++channel) {
+        mRest[channel].resize(mRestFrames);
+        mRest[channel].insert(mRest[channel].end(), held[channel].begin(), held[channel].end());
+    }
+    mRestFrames = static_cast<UInt32>(mRest.front().size());
 }
 
 void DeviceCapture::reset() {
     if (mConverter) {
         mConverter->reset();
     }
+    mRestFrames = 0;
     mHasTime = false;
 }
 

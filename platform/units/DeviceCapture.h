@@ -10,6 +10,7 @@
 
 #include <atomic>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <vector>
 
@@ -35,13 +36,16 @@ class DeviceCapture {
     /// Like `AudioUnitRender`, inside the callback. @realtime
     OSStatus fetch(UInt32 frames, AudioBufferList* list) noexcept;
 
-    /// Continues the time of an earlier instance. Control thread, while the device does not call.
-    void takeUpTime(const DeviceCapture& before) noexcept;
+    /// Goes on where an earlier instance was: its time goes on, and the frames that its converter holds come first. Control
+    /// thread, while the device does not call.
+    void takeUp(DeviceCapture& before);
 
     /// Resets everything. Control thread, while the device does not call.
     void reset();
 
   private:
+    void keepRest(DeviceCapture& before);
+    void deliverRest(std::atomic<OSStatus>& lastError) noexcept;
     bool collect(const IOSlice& slice, UInt32 offset, UInt32 frames) noexcept;
     void deliver(const float* const* planes, UInt32 frames, std::atomic<OSStatus>& lastError) noexcept;
     OSStatus call(UInt32 frames) noexcept;
@@ -55,11 +59,16 @@ class DeviceCapture {
     const bool mStartsAtZero;
 
     // I/O thread
-    std::optional<CaptureConverter> mConverter; // if the rates differ
+    std::unique_ptr<CaptureConverter> mConverter; // if the rates differ
     FormatBuffers mBuffers;
     std::vector<const float*> mDevicePlanes; // of the slice
     Planes mRouted;
-    std::optional<Planes> mConverted;   // if the rates differ
+    UInt32 mRoutedFrames = 0;
+    std::vector<std::vector<float>> mRest; // of the instance before, at the client's rate
+    UInt32 mRestFrames = 0;                // that are still to be delivered
+    UInt64 mEnd = 0;                       // host time of the frame behind the last slice
+    std::optional<Planes> mConverted;      // if the rates differ
+    std::vector<const float*> mRestPlanes;
     std::vector<const float*> mCurrent; // what the callback is about
     UInt32 mCurrentFrames = 0;
     std::exception_ptr mThrown; // by the callback in this slice

@@ -302,7 +302,7 @@ void DeviceUnit::takeFacts(const DeviceFacts& facts) {
         mPlayback->takeUp(*playback);
     }
     if (capture && mCapture) {
-        mCapture->takeUpTime(*capture);
+        mCapture->takeUp(*capture);
     }
 }
 

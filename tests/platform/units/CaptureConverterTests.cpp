@@ -45,6 +45,44 @@ TEST(Units_CaptureConverter, KeepsTheRealtimeRulesInBlocksOfAnySize) {
     }
 }
 
+TEST(Units_CaptureConverter, GoesOnAndEndsWithTheLengthThatItTook) {
+    const std::vector<float> silence(512);
+    const float* const last[]{silence.data(), silence.data()};
+    for (const Float64 from : rates) {
+        for (const Float64 to : rates) {
+            for (const UInt32 mostAtOnce : {1U, 600U}) {
+                braq::CaptureConverter converter(2, from, to);
+                converter.goOn();
+                const auto frames = static_cast<UInt32>(from / 4);
+                const UInt64 given = feed(converter, frames, mostAtOnce);
+                const auto rest = converter.drain(last, 512);
+                ASSERT_EQ(rest.size(), 2U);
+                EXPECT_EQ(rest[0].size(), rest[1].size());
+                EXPECT_NEAR(static_cast<Float64>(given + rest[0].size()), frames * to / from, 0.5)
+                    << from << " to " << to;
+            }
+        }
+    }
+}
+
+TEST(Units_CaptureConverter, BeginsAsIfThereHadBeenTheSameBefore) {
+    const std::vector<float> constant(512, 1.0F);
+    const float* const from = constant.data();
+    for (const Float64 rate : rates) {
+        braq::CaptureConverter converter(1, rate, 44100.0);
+        converter.goOn();
+        std::vector<float> out(converter.mostFrames(512));
+        float* const to = out.data();
+        UInt32 given = 0;
+        while (given == 0) {
+            given = converter.convert(&from, 512, &to, static_cast<UInt32>(out.size()));
+        }
+        for (UInt32 frame = 0; frame < given; ++frame) {
+            ASSERT_NEAR(out[frame], 1.0F, 0.01F) << rate << " at " << frame;
+        }
+    }
+}
+
 TEST(Units_CaptureConverter, BeginsAnewAfterAReset) {
     braq::CaptureConverter converter(1, 48000.0, 44100.0);
     const std::vector<float> loud(4096, 1.0F);

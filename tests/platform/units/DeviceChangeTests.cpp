@@ -1,9 +1,12 @@
 #include "tests/platform/units/FakeDevice.h"
 #include "tests/platform/units/RunningHelpers.h"
+#include "tests/support/LargestStep.h"
 
 #include <gmock/gmock.h>
 
 #include <chrono>
+#include <cmath>
+#include <numbers>
 
 namespace {
 
@@ -91,6 +94,49 @@ TEST(Units_DeviceChanges, AreFollowedInRateByCapture) {
     const UInt64 before = frames;
     stepRecording(*device, Channels(2, 48000), 2, 48000);
     EXPECT_NEAR(static_cast<double>(frames - before), 24000.0, 3000.0);
+}
+
+// A tone that goes on in time, whatever the rate at which it is captured.
+TEST(Units_DeviceChanges, LoseNoCapturedFrameAndMakeNoStep) {
+    constexpr Float64 client = 44100.0;
+    constexpr double pitch = 997.0;
+    const auto toneAt = [](double seconds) {
+        return static_cast<Float32>(std::sin(2.0 * std::numbers::pi * pitch * seconds));
+    };
+    auto options = steppedOptions("device");
+    options.sampleRate = 48000.0;
+    options.sampleRates = {8000.0, 44100.0, 48000.0, 96000.0, 192000.0};
+    const auto device = BRAQSoftwareDevice::deviceWithOptions(options);
+    std::vector<Float32> heard;
+    Recorder recorder(device->deviceID(), planar(client, 1),
+                      [&](const AudioTimeStamp& time, UInt32 frames, AudioBufferList*) {
+                          EXPECT_EQ(time.mSampleTime, static_cast<Float64>(heard.size())) << "time goes on";
+                          heard.resize(heard.size() + frames);
+                          AudioBufferList list{1, {{1, 0, heard.data() + heard.size() - frames}}};
+                          return AudioUnitRender(recorder.unit, nullptr, &time, recordElement, frames, &list);
+                      });
+    ASSERT_EQ(recorder.start(), 0);
+    double seconds = 0.0;
+    for (const Float64 rate : {48000.0, 96000.0, 44100.0, 192000.0, 48000.0, 8000.0, 44100.0}) {
+        device->changeSampleRate(rate);
+        waitForNotifications();
+        const auto frames = static_cast<UInt32>(rate / 2.0);
+        Channels recorded(2, frames);
+        for (UInt32 frame = 0; frame < frames; ++frame) {
+            recorded[0][frame] = toneAt(seconds + frame / rate);
+        }
+        stepRecording(*device, recorded, 2, frames, 500);
+        seconds += frames / rate;
+    }
+    EXPECT_NEAR(static_cast<double>(heard.size()), seconds * client, 1.0) << "the last rate holds none";
+    EXPECT_LE(largestStep(heard, pitch, client), 1.1);
+    double worst = 0.0;
+    for (std::size_t frame = 1000; frame < heard.size(); ++frame) {
+        worst = std::max(worst, std::fabs(static_cast<double>(heard[frame]) -
+                                          static_cast<double>(toneAt(static_cast<double>(frame) / client))));
+    }
+    RecordProperty("largestDifference", std::to_string(worst));
+    EXPECT_LE(worst, 2.0 * std::numbers::pi * pitch / client) << "of the tone at that time, by no more than a frame";
 }
 
 TEST(Units_DeviceChanges, AreFollowedInChannels) {
