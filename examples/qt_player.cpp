@@ -205,6 +205,7 @@ void Window::dropEvent(QDropEvent* event) {
     for (const QUrl& url : event->mimeData()->urls()) {
         paths << url.toLocalFile();
     }
+    event->acceptProposedAction();
     open(paths);
 }
 

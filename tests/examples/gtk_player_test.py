@@ -46,6 +46,16 @@ class GtkPlayer(window_case.WindowCase):
         self.wait_until(lambda: self.coloured(POSITION) > early and self.coloured(LEVELS), "the position is in that")
         self.assert_closes_cleanly(player)
 
+    def test_plays_files_that_are_dropped(self):
+        player = self.start()
+        self.assertTrue(self.screen.drop(240, 150, self.make_file("Two seconds.wav", 2), self.make_minute()))
+        self.wait_until(lambda: self.coloured(LEVELS), "it plays at once")
+        self.wait_until(lambda: self.coloured(POSITION) > 4 * 250, "it plays the first file")
+        self.wait_until(lambda: self.coloured(POSITION) < 4 * 50, "it plays the next one")
+        self.assertTrue(self.screen.drop(240, 150, self.make_file("A second.wav", 1)))
+        self.wait_until(lambda: self.coloured(POSITION) > 4 * 250, "it plays what is dropped while it plays")
+        self.assert_closes_cleanly(player)
+
     def test_nothing_can_be_pressed_before_a_file_is_open(self):
         player = self.start()
         self.wait_until(lambda: self.screen.picture().part(*WINDOW).is_not_black(), "there is a window")

@@ -37,6 +37,18 @@ class QtPlayer(window_case.WindowCase):
         self.assert_pauses()
         self.assert_closes_cleanly(player)
 
+    def test_plays_files_that_are_dropped(self):
+        player = self.start(self.make_minute())
+        self.wait_until(lambda: self.coloured(POSITION), "it plays at once")
+        self.assertTrue(self.screen.drop(150, 23, self.make_file("Two seconds.wav", 2), self.folder / "One minute.wav"))
+        self.wait_until(lambda: self.coloured(POSITION) > 4 * 200, "it plays the first file")
+        self.wait_until(lambda: self.coloured(POSITION) < 4 * 40, "it plays the next one")
+        early = self.coloured(POSITION)
+        self.wait_until(lambda: self.coloured(POSITION) > early, "the position is in that")
+        self.screen.click(*BUTTON)
+        self.assert_pauses()
+        self.assert_closes_cleanly(player)
+
     def test_shows_levels_and_holds_peaks_for_a_moment(self):
         player = self.start(self.make_file("A second.wav", 1, silence=60))
         left, right, loudest, below = (11, 41, 367, 6), (11, 49, 367, 6), (330, 41, 10, 6), (150, 41, 130, 6)

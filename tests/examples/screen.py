@@ -8,6 +8,8 @@ import subprocess
 import zlib
 from pathlib import Path
 
+from dragging import Dragging
+
 
 class Picture:
     """Pixels of a screen, in rows of red, green and blue bytes."""
@@ -107,6 +109,14 @@ class Screen:
         for is_down in (1, 0):
             self._test.XTestFakeButtonEvent(self._connection, 1, is_down, ctypes.c_ulong(0))
         self._x.XSync(self._connection, 0)
+
+    def drop(self, x, y, *paths):
+        """Drags files to a place. @return whether the window there says that it has taken them"""
+        dragging = Dragging(self._x, self._connection, paths)
+        try:
+            return dragging.drop_at(x, y)
+        finally:
+            dragging.close()
 
     @staticmethod
     def _libraries():
