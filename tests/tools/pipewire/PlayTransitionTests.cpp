@@ -81,6 +81,13 @@ TEST_F(Tool_PlayTransitions, NoKeyClicksWhileThePitchIsKept) {
     expectNoClick(press(slow, {"k", "k", "+", "-", "+", "+", "+", "+", "-"}), "to the file's speed and back");
 }
 
+TEST_F(Tool_PlayTransitions, NoKeysInQuickSuccessionClick) {
+    const std::string there = right;
+    const std::string back = left;
+    expectNoClick(press({}, {there + there + back, "rr", there + "r" + back + "r"}), "seeks and turns");
+    expectNoClick(press({}, {"l", "l" + there + back, "l" + there}), "loops and seeks");
+}
+
 TEST_F(Tool_PlayTransitions, NoLoopBetweenTwoMarksClicks) {
     for (const bool backwards : {false, true}) {
         const auto loop = [&](const TerminalProcess& tool, const Capture& capture) {
