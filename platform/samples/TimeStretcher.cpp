@@ -4,6 +4,11 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
+
+#if defined(__x86_64__)
+#include <xmmintrin.h>
+#endif
 
 namespace braq {
 namespace {
@@ -14,6 +19,24 @@ static_assert(TimeStretcher::mostChannels <= SOUNDTOUCH_MAX_CHANNELS);
 constexpr double highestFrameRate = 192000.0;
 // The full search for where two batches fit takes time with the square of the rate: about 0.15 ms here, in one cycle.
 constexpr double mostToSearch = 2 * 48000.0 * 48000.0;
+
+// The library is built so that loading it has the processor take denormal numbers for zeros, in the thread that loads it
+// and in those that come after. No program asked for that. What it is linked with is loaded before this is called.
+bool keepDenormals() noexcept {
+#if defined(__x86_64__)
+    constexpr unsigned flushToZero = 0x8000;
+    constexpr unsigned denormalsAreZeros = 0x0040;
+    _mm_setcsr(_mm_getcsr() & ~(flushToZero | denormalsAreZeros));
+#elif defined(__aarch64__)
+    constexpr std::uint64_t flushToZero = std::uint64_t{1} << 24;
+    std::uint64_t control = 0;
+    asm volatile("mrs %0, fpcr" : "=r"(control));
+    asm volatile("msr fpcr, %0" : : "r"(control & ~flushToZero));
+#endif
+    return true;
+}
+
+[[maybe_unused]] const bool areDenormalsKept = keepDenormals();
 
 } // namespace
 

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -205,6 +207,17 @@ TEST(Samples_TempoOne, PassesTheSourceAsItIsAndPullsNothingAhead) {
     for (std::size_t i = 0; i < out[0].size(); ++i) {
         ASSERT_EQ(out[0][i], static_cast<float>(static_cast<double>(2 * i) * 0x1p-24));
     }
+}
+
+TEST(Samples_TempoOne, LeavesNumbersThatAreNearlyZeroToTheProgram) {
+    const auto half = [] {
+        volatile double smallest = 2 * std::numeric_limits<double>::denorm_min();
+        return smallest / 2;
+    };
+    EXPECT_GT(half(), 0.0) << "as the thread that loads the library computes";
+    double inThread = 0.0;
+    std::thread([&] { inThread = half(); }).join();
+    EXPECT_GT(inThread, 0.0);
 }
 
 TEST(Samples_TempoChanges, AreSmoothAndLoseNothing) {
