@@ -102,10 +102,13 @@ std::shared_ptr<BRAQAudioFileReader> BRAQPlayerDecks::spareReader() {
     std::vector<std::shared_ptr<BRAQAudioFileReader>> free;
     {
         const std::lock_guard lock(mMutex);
-        const auto used =
-            std::partition(mSpares.begin(), mSpares.end(), [this](const auto& spare) { return mUnit->isUsing(spare); });
-        free.assign(used, mSpares.end());
-        mSpares.erase(used, mSpares.end());
+        std::erase_if(mSpares, [&](const auto& spare) {
+            const bool isFree = !mUnit->isUsing(spare);
+            if (isFree) {
+                free.push_back(spare);
+            }
+            return isFree;
+        });
     }
     if (free.empty()) {
         return makeReader(*now.file);
