@@ -61,6 +61,19 @@ Channel<Sample> after(Channel<Sample> channel, UInt32 frames) noexcept {
     return {channel.first + static_cast<std::size_t>(frames) * channel.stride, channel.stride};
 }
 
+void checkSize(UInt32 frames, UInt32 channels) {
+    if (frames == 0 || channels == 0) {
+        throw NSException(NSInvalidArgumentException, "a ring has room for at least one frame of one channel");
+    }
+}
+
+bool hasHostTime(const AudioTimeStamp* time) noexcept {
+    return time != nullptr && (time->mFlags & kAudioTimeStampHostTimeValid) != 0;
+}
+
+// Host times count nanoseconds.
+Float64 secondsOf(const AudioTimeStamp& time) noexcept { return static_cast<Float64>(time.mHostTime) * 1e-9; }
+
 // Only one thread stores it.
 void count(std::atomic<UInt64>& events) noexcept {
     events.store(events.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
@@ -69,15 +82,23 @@ void count(std::atomic<UInt64>& events) noexcept {
 } // namespace
 
 std::shared_ptr<BRAQAudioFrameRing> BRAQAudioFrameRing::initWithCapacity(UInt32 frames, UInt32 channels) {
-    if (frames == 0 || channels == 0) {
-        throw NSException(NSInvalidArgumentException, "a ring has room for at least one frame of one channel");
-    }
+    checkSize(frames, channels);
     return std::shared_ptr<BRAQAudioFrameRing>(new BRAQAudioFrameRing(frames, channels));
 }
 
-BRAQAudioFrameRing::BRAQAudioFrameRing(UInt32 frames, UInt32 channels)
+std::shared_ptr<BRAQAudioFrameRing> BRAQAudioFrameRing::initWithCapacity(UInt32 frames, UInt32 channels,
+                                                                         Float64 sampleRate) {
+    checkSize(frames, channels);
+    if (!(sampleRate > 0.0)) {
+        throw NSException(NSInvalidArgumentException, "a sample rate is positive");
+    }
+    return std::shared_ptr<BRAQAudioFrameRing>(new BRAQAudioFrameRing(frames, channels, sampleRate));
+}
+
+BRAQAudioFrameRing::BRAQAudioFrameRing(UInt32 frames, UInt32 channels, Float64 sampleRate)
     : mCapacity(frames),
       mChannels(channels),
+      mSampleRate(sampleRate),
       mSamples(std::make_unique<Float32[]>(static_cast<std::size_t>(frames) * channels)) {}
 
 BRAQAudioFrameRing::~BRAQAudioFrameRing() = default;
@@ -95,6 +116,15 @@ UInt32 BRAQAudioFrameRing::write(const AudioBufferList* source, UInt32 frames) n
     }
     finishWrite(written);
     return written;
+}
+
+// Stored before the frames are: who reads them knows of it.
+UInt32 BRAQAudioFrameRing::write(const AudioBufferList* source, UInt32 frames, const AudioTimeStamp* time) noexcept {
+    const auto before = static_cast<Float64>(mWritten.load(std::memory_order_relaxed));
+    const bool isKnown = hasHostTime(time) && mSampleRate > 0.0;
+    mOrigin.store(isKnown ? secondsOf(*time) - before / mSampleRate : 0.0, std::memory_order_relaxed);
+    mLastWrite.store(frames, std::memory_order_relaxed);
+    return write(source, frames);
 }
 
 UInt32 BRAQAudioFrameRing::writeSilence(UInt32 frames) noexcept {
@@ -124,6 +154,19 @@ UInt32 BRAQAudioFrameRing::read(AudioBufferList* destination, UInt32 frames) noe
         count(mUnderruns);
     }
     return read;
+}
+
+UInt32 BRAQAudioFrameRing::readLatest(AudioBufferList* destination, UInt32 frames,
+                                      const AudioTimeStamp* time) noexcept {
+    const UInt32 held = framesHeld();
+    const UInt64 enough = UInt64{frames} + mLastWrite.load(std::memory_order_relaxed);
+    skip(held > enough ? static_cast<UInt32>(held - enough) : 0);
+    const Float64 origin = mOrigin.load(std::memory_order_relaxed);
+    if (held != 0 && origin != 0.0 && hasHostTime(time)) {
+        const auto before = static_cast<Float64>(mRead.load(std::memory_order_relaxed));
+        mDelay.store(secondsOf(*time) - origin - before / mSampleRate, std::memory_order_relaxed);
+    }
+    return read(destination, frames);
 }
 
 UInt32 BRAQAudioFrameRing::skip(UInt32 frames) noexcept {

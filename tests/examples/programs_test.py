@@ -104,13 +104,11 @@ class Programs(unittest.TestCase):
     def test_the_effect_tells_its_latency(self):
         status, said, complaint = self.run_to_end("effect", "1")
         self.assertEqual(status, 0, complaint)
-        found = re.fullmatch(r"latency: input (\S+) ms, ring (\S+) ms, output (\S+) ms, together (\S+) ms; "
-                             r"\d+ overruns, \d+ underruns\n", said)
+        found = re.fullmatch(r"latency: input (\S+) ms, ring (\S+) ms, output (\S+) ms; \d+ underruns\n", said)
         self.assertIsNotNone(found, said)
-        captured, kept, played, together = map(float, found.groups())
+        captured, kept, played = map(float, found.groups())
         self.assertEqual((captured, played), (0.0, 0.0), "of the loopback")
-        self.assertLess(kept, 1000.0)
-        self.assertAlmostEqual(together, captured + kept + played, delta=0.2)
+        self.assertTrue(0.0 < kept < 1000.0, said)
 
     def test_the_effect_refuses_a_duration_that_is_none(self):
         for arguments in ([], ["0"], ["-1"], ["long"], ["1", "2"]):

@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cmath>
 #include <numeric>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -179,6 +181,76 @@ TEST(AudioFrameRing, MovesNothingOfAListOfAnotherShape) {
     EXPECT_EQ(ring->read(shortList.get(), 3), 3U) << "as many as it has room for";
 }
 
+/// A time stamp of that many milliseconds.
+AudioTimeStamp at(UInt64 milliseconds) {
+    AudioTimeStamp time{};
+    time.mHostTime = milliseconds * 1'000'000;
+    time.mFlags = kAudioTimeStampHostTimeValid;
+    return time;
+}
+
+TEST(AudioFrameRing, TellsHowLateFramesAreThatAreRead) {
+    const auto ring = BRAQAudioFrameRing::initWithCapacity(100, 2, 1000.0);
+    const FrameList list(2, 100);
+    EXPECT_EQ(ring->delay(), 0.0);
+    auto time = at(5000);
+    ring->write(list.get(), 10, &time);
+    EXPECT_EQ(ring->delay(), 0.0) << "nothing was read";
+    time = at(5030);
+    ring->readLatest(list.get(), 6, &time);
+    EXPECT_NEAR(ring->delay(), 0.030, 1e-9);
+    time = at(5036);
+    ring->readLatest(list.get(), 4, &time);
+    EXPECT_NEAR(ring->delay(), 0.030, 1e-9) << "frame 6, which was captured 6 ms later";
+    time = at(5090);
+    ring->readLatest(list.get(), 4, &time);
+    EXPECT_NEAR(ring->delay(), 0.030, 1e-9) << "there was nothing to read";
+    EXPECT_EQ(ring->underruns(), 1U);
+    time = at(5100); // the input has lost frames, or its clock drifts
+    ring->write(list.get(), 10, &time);
+    time = at(5111);
+    ring->readLatest(list.get(), 10, &time);
+    EXPECT_NEAR(ring->delay(), 0.011, 1e-9);
+}
+
+TEST(AudioFrameRing, KeepsNoMoreThanACycleOfEachSide) {
+    const auto ring = BRAQAudioFrameRing::initWithCapacity(100, 1, 1000.0);
+    const FrameList list(1, 100);
+    for (UInt64 cycle = 0; cycle < 10; ++cycle) {
+        number(list.get(), cycle * 8, 8);
+        const auto time = at(1000 + cycle * 8);
+        ASSERT_EQ(ring->write(list.get(), 8, &time), 8U);
+    }
+    const auto time = at(1100);
+    EXPECT_EQ(ring->readLatest(list.get(), 5, &time), 5U);
+    list.expectNumbered(0, 80 - 13, 5);
+    EXPECT_EQ(ring->framesHeld(), 8U);
+    EXPECT_NEAR(ring->delay(), 0.100 - 0.067, 1e-9);
+    EXPECT_EQ(ring->readLatest(list.get(), 5, &time), 5U) << "that is little enough";
+    list.expectNumbered(0, 72, 5);
+    EXPECT_EQ(ring->underruns(), 0U);
+}
+
+TEST(AudioFrameRing, WithoutTimesItKnowsNothingOfThem) {
+    const auto timed = BRAQAudioFrameRing::initWithCapacity(100, 1, 1000.0);
+    const auto plain = BRAQAudioFrameRing::initWithCapacity(100, 1);
+    const FrameList list(1, 100);
+    const auto known = at(1000);
+    const auto later = at(2000);
+    AudioTimeStamp none = known;
+    none.mFlags = 0;
+    EXPECT_EQ(plain->write(list.get(), 4, &known), 4U);
+    EXPECT_EQ(plain->readLatest(list.get(), 4, &later), 4U);
+    EXPECT_EQ(plain->delay(), 0.0) << "it has no rate";
+    for (const AudioTimeStamp* const time : {static_cast<const AudioTimeStamp*>(nullptr), &std::as_const(none)}) {
+        EXPECT_EQ(timed->write(list.get(), 4, time), 4U);
+        EXPECT_EQ(timed->readLatest(list.get(), 4, &later), 4U);
+        EXPECT_EQ(timed->write(list.get(), 4, &known), 4U);
+        EXPECT_EQ(timed->readLatest(list.get(), 4, time), 4U);
+        EXPECT_EQ(timed->delay(), 0.0);
+    }
+}
+
 TEST(AudioFrameRing, RefusesToBeWithoutFramesOrChannels) {
     for (const auto& [frames, channels] : {std::pair{0U, 2U}, std::pair{16U, 0U}}) {
         try {
@@ -188,12 +260,16 @@ TEST(AudioFrameRing, RefusesToBeWithoutFramesOrChannels) {
             EXPECT_EQ(raised.name(), NSInvalidArgumentException);
         }
     }
+    for (const Float64 rate : {0.0, -1.0, std::nan("")}) {
+        EXPECT_THROW(BRAQAudioFrameRing::initWithCapacity(16, 2, rate), NSException) << rate;
+    }
 }
 
 TEST(AudioFrameRing, KeepsTheRealtimeRules) {
-    const auto ring = BRAQAudioFrameRing::initWithCapacity(100, 2);
+    const auto ring = BRAQAudioFrameRing::initWithCapacity(100, 2, 48000.0);
     FrameList planes(2, 64);
     InterleavedList interleaved(2, 64);
+    const auto time = at(1000);
     UInt32 moved = 0;
     braq::tests::runRealtime([&] {
         for (int i = 0; i < 10; ++i) {
@@ -203,6 +279,9 @@ TEST(AudioFrameRing, KeepsTheRealtimeRules) {
             moved += ring->skip(3);
             moved += ring->read(&interleaved.list, 64);
             moved += ring->read(planes.get(), 64);
+            moved += ring->write(planes.get(), 64, &time);
+            moved += ring->readLatest(planes.get(), 64, &time);
+            moved += static_cast<UInt32>(ring->delay() >= 0.0);
             moved += ring->framesHeld() + ring->capacity() + ring->channels();
             moved += static_cast<UInt32>(ring->overruns() + ring->underruns());
         }
