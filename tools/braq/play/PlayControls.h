@@ -14,8 +14,7 @@ class PlayControls {
     /// Lines that fit every terminal.
     static constexpr const char* help = "space pause   left/right 5 s   page down/up 1 min   home/end of the file\n"
                                         "up/down volume   +/- speed   r reverse   n/p next/previous file   q quit\n"
-                                        "k keep the pitch at other speeds, or not\n"
-                                        "l loop: from here, once more: to here, once more: no loop";
+                                        "l loop: from here, once more: to here, once more: no loop   k keep the pitch";
 
     /// @param speed negative: backwards, which not every playback supports
     PlayControls(double speed, double decibels, bool keepsPitch);
