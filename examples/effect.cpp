@@ -29,8 +29,9 @@ int main(int argc, char** argv) try {
     input->start();
     output->start();
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-    std::cout << "latency: input " << 1e3 * input->latency() << " ms, ring " << 1e3 * ring->delay() << " ms, output "
-              << 1e3 * output->latency() << " ms; " << ring->underruns() << " underruns\n";
+    const auto milliseconds = [](double time) { return std::round(1e4 * time) / 10.0; };
+    std::cout << "latency: input " << milliseconds(input->latency()) << " ms, ring " << milliseconds(ring->delay())
+              << " ms, output " << milliseconds(output->latency()) << " ms; " << ring->underruns() << " underruns\n";
     output->stop();
     input->stop();
 } catch (const NSException& failure) {

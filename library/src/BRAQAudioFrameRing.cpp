@@ -164,7 +164,8 @@ UInt32 BRAQAudioFrameRing::readLatest(AudioBufferList* destination, UInt32 frame
     const Float64 origin = mOrigin.load(std::memory_order_relaxed);
     if (held != 0 && origin != 0.0 && hasHostTime(time)) {
         const auto before = static_cast<Float64>(mRead.load(std::memory_order_relaxed));
-        mDelay.store(secondsOf(*time) - origin - before / mSampleRate, std::memory_order_relaxed);
+        const Float64 delay = secondsOf(*time) - origin - before / mSampleRate;
+        mDelay.store(std::max(delay, 0.0), std::memory_order_relaxed); // a cycle may play what it captures
     }
     return read(destination, frames);
 }

@@ -387,7 +387,7 @@ class Play(ToolTest):
         terminal = self.start(self.long_file)
         terminal.press("?")
         terminal.read_until("space pause")
-        lines = ("space pause" + terminal.read_until("no loop").decode()).splitlines()
+        lines = ("space pause" + terminal.read_until("keep the pitch").decode()).splitlines()
         self.assertEqual(len(lines), 3)
         for line in lines:
             self.assertLessEqual(len(line), 80)
