@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <csignal>
 #include <functional>
 #include <string>
@@ -72,6 +73,22 @@ TEST_F(Tool_PlayTransitions, NoKeyClicks) {
     expectNoClick(press({}, {right, left, left}), "seek");
     expectNoClick(press({}, {right, "r", "r"}), "turn");
     expectNoClick(press({}, {"n", "p"}), "next and previous");
+}
+
+TEST_F(Tool_PlayTransitions, TheNextAndThePreviousFileBeginAtOnce) {
+    const std::vector<std::string> backwards{"--speed", "-1"};
+    for (const auto& options : {std::vector<std::string>{}, backwards}) {
+        const Sound heard = press(options, {"n", "p", "n"}).trimmed(0.1F);
+        EXPECT_GT(heard.frames(), second);
+        std::size_t silent = 0;
+        std::size_t longest = 0;
+        for (const Float32 sample : heard.left()) {
+            silent = sample == 0.0F ? silent + 1 : 0;
+            longest = std::max(longest, silent);
+        }
+        RecordProperty("silence", std::to_string(longest));
+        EXPECT_LT(longest, second / 20);
+    }
 }
 
 TEST_F(Tool_PlayTransitions, NoKeyClicksWhileThePitchIsKept) {

@@ -88,6 +88,7 @@ class PlaySession {
         bool backwards = false;
         std::size_t index = 0;
         std::vector<std::string> skipped{}; // why, each with its path
+        std::optional<double> leftAt{};     // where the user left the one before for it, in seconds
     };
 
     void findFiles() {
@@ -263,10 +264,11 @@ class PlaySession {
     }
 
     void goOnWithNext(Playback& playback) {
-        const auto played = playback.takePlayed();
+        auto played = playback.takePlayed();
         if (!played || !mNext) {
             return;
         }
+        played->seconds = mNext->leftAt.value_or(played->seconds);
         tellOfEnd(*played);
         for (const auto& trouble : mNext->skipped) {
             complain(trouble);
@@ -275,6 +277,33 @@ class PlaySession {
         mNext.reset();
         mControls.forgetLoop();
         announce(playback);
+    }
+
+    /// Cross-fades into another file, in the playback of the one that is heard: a playback of its own would begin after a
+    /// while. Not for keys in a row, of which each counts from where the one before went.
+    /// @return false if that cannot be
+    bool changeTo(std::optional<std::size_t> index, Playback& playback) {
+        const bool isOnItsWay = mNext && mNext->leftAt;
+        if (!index || mControls.isPaused() || mControls.loop().to || !mKeys.empty() || isOnItsWay ||
+            !isThere(mFiles[*index])) {
+            return false;
+        }
+        const double leftAt = static_cast<double>(playback.frame()) / playback.rate();
+        try {
+            if (!playback.setNext(placeOf(mFiles[*index]), mControls.isReverse())) {
+                return false;
+            }
+        } catch (const std::exception&) { // told when it is opened again
+            return false;
+        }
+        mNext = {.backwards = mControls.isReverse(), .index = *index, .leftAt = leftAt};
+        playback.goTo(mControls.isReverse() ? 0 : playback.frames());
+        return true;
+    }
+    std::optional<std::size_t> indexFor(Wish wish) const {
+        return wish == Wish::next       ? indexAfter(mIndex)
+               : wish == Wish::previous ? std::optional(indexBefore(mIndex))
+                                        : std::nullopt;
     }
 
     void goToBeginning(Playback& playback, std::optional<double> start) const {
@@ -311,7 +340,8 @@ class PlaySession {
                 const Wish wish = mControls.press(takeKey(), playback);
                 if (wish == Wish::help) {
                     mDisplay.say(PlayControls::help);
-                } else if (wish != Wish::nothing) {
+                } else if (wish != Wish::nothing && !changeTo(indexFor(wish), playback)) {
+                    mIndex = mNext && mNext->leftAt ? mNext->index : mIndex; // it is on its way there
                     return wish;
                 }
             }
