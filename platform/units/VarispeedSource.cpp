@@ -67,8 +67,10 @@ double VarispeedSource::heldByTempo() const noexcept {
     return tempo != nullptr ? tempo->heldFrames() : 0.0;
 }
 
+// Stretched frames can be played before the time at which they would be otherwise.
 void VarispeedSource::passTime(Float64 inputFrames) noexcept {
-    mTime.mHostTime += static_cast<UInt64>(inputFrames * nanosecondsPerSecond / (mRatio * mSpeed * mOutputRate));
+    const Float64 passed = inputFrames * nanosecondsPerSecond / (mRatio * mSpeed * mOutputRate);
+    mTime.mHostTime += static_cast<UInt64>(static_cast<SInt64>(passed));
 }
 
 UInt32 VarispeedSource::pull(UInt32 frames, float* const* planes, const AudioTimeStamp& time, Asking asking) noexcept {
