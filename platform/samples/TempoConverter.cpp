@@ -15,18 +15,18 @@ constexpr double keptSeconds = 0.4;
 constexpr double searchedRate = 48000.0;
 constexpr UInt32 searchedChannels = 2;
 
-UInt32 framesOf(double seconds, double frameRate) {
+UInt32 framesIn(double seconds, double frameRate) {
     return static_cast<UInt32>(std::max(std::ceil(seconds * frameRate), 1.0));
 }
 
 } // namespace
 
 TempoConverter::TempoConverter(UInt32 channels, double frameRate, UInt32 largestPull)
-    : mJoinFrames(framesOf(joinSeconds, frameRate)),
-      mReach(framesOf(reachSeconds, frameRate)),
+    : mJoinFrames(framesIn(joinSeconds, frameRate)),
+      mReach(framesIn(reachSeconds, frameRate)),
       mSearchStep(static_cast<UInt32>(std::max(frameRate / searchedRate, 1.0))),
       mStretcher(channels, frameRate),
-      mHistory(channels, framesOf(keptSeconds, frameRate) + 2 * mReach + mJoinFrames + TimeStretcher::largestPut,
+      mHistory(channels, framesIn(keptSeconds, frameRate) + 2 * mReach + mJoinFrames + TimeStretcher::largestPut,
                largestPull),
       mFed(channels, TimeStretcher::largestPut),
       mJoined(channels, mJoinFrames),
