@@ -336,14 +336,8 @@ class PlaySession {
                 suspend(playback);
             }
             const bool hasKeys = !mKeys.empty();
-            while (!mKeys.empty()) {
-                const Wish wish = mControls.press(takeKey(), playback);
-                if (wish == Wish::help) {
-                    mDisplay.say(PlayControls::help);
-                } else if (wish != Wish::nothing && !changeTo(indexFor(wish), playback)) {
-                    mIndex = mNext && mNext->leftAt ? mNext->index : mIndex; // it is on its way there
-                    return wish;
-                }
+            if (const Wish wish = pressKeys(playback); wish != Wish::nothing) {
+                return wish;
             }
             requireDevice(playback);
             followDevice(playback);
@@ -352,6 +346,20 @@ class PlaySession {
                 next = Clock::now() + betweenPictures;
             }
         }
+    }
+
+    /// @return what they ask of the program, if it cannot be done in the playback at hand
+    Wish pressKeys(Playback& playback) {
+        while (!mKeys.empty()) {
+            const Wish wish = mControls.press(takeKey(), playback);
+            if (wish == Wish::help) {
+                mDisplay.say(PlayControls::help);
+            } else if (wish != Wish::nothing && !changeTo(indexFor(wish), playback)) {
+                mIndex = mNext && mNext->leftAt ? mNext->index : mIndex; // it is on its way there
+                return wish;
+            }
+        }
+        return Wish::nothing;
     }
 
     // Without a picture, only what happens wakes the program. The news of the end may be lost if threads or memory run
